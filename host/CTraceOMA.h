@@ -1,0 +1,44 @@
+#pragma once
+#include "CTraceHelper.h"
+#include <string>
+#include <string_view>
+
+/// One trace area of the application. Gives all lines the same shape and serialises them.
+///
+/// Owner    whoever the area belongs to: the process, an instance, a job or a mode.
+/// Threads  any; g_mtxTrace is held for one line, never across anything else, and is always the innermost lock.
+/// Marks    ":" without a blank after "()", "!" on errors and warnings, "." on info lines.
+class CTraceOMA : public Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper
+{
+  public:
+    explicit CTraceOMA(const std::string& p_strArea);
+
+    void TraceError(std::string_view p_strText);
+    void TraceError(std::string_view p_strMethod, std::string_view p_strText);
+    void TraceError(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText);
+    void TraceWarning(std::string_view p_strText);
+    void TraceWarning(std::string_view p_strMethod, std::string_view p_strText);
+    void TraceWarning(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText);
+    void TraceInfo(std::string_view p_strText, bool p_bOn);
+    void TraceInfo(std::string_view p_strMethod, std::string_view p_strText, bool p_bOn);
+    void TraceInfo(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText, bool p_bOn);
+    /// No closing mark. Method and class stand in front when given.
+    void TraceData(std::string_view p_strText, bool p_bOn, std::string_view p_strMethod = {},
+                   std::string_view p_strClass = {});
+    void TraceSuspend(std::string_view p_strText);
+    void TraceSuspend(std::string_view p_strMethod, std::string_view p_strText);
+    void TraceSuspend(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText);
+    /// Null pointer in a free function.
+    void TraceInvalidPtr(std::string_view p_strMethod, std::string_view p_strName);
+    /// Null pointer in a class.
+    void TraceBadPointer(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strName);
+
+    // ---- whether a line would be emitted: ask before its text is built ----
+    bool IsWarningOn() const { return m_pTraceHelper && m_pTraceHelper->Warning().IsActive(); }
+    bool IsInfoOn() const { return m_pTraceHelper && m_pTraceHelper->Info().IsActive(); }
+    bool IsDataOn() const { return m_pTraceHelper && m_pTraceHelper->Data().IsActive(); }
+
+  private:
+    /// The helper that the library keeps for the area name; null drops all lines.
+    Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper* m_pTraceHelper = nullptr;
+};

@@ -1,0 +1,27 @@
+#pragma once
+#include <atomic>
+
+/// A plain word that two threads touch under a handshake of flags. Reads and writes like the word itself, can be
+/// copied with its record, and stays free of a data race also where the handshake is given up after its time limit.
+template <class T>
+class TShared
+{
+  public:
+    TShared(T p_value = T{}) : m_value(p_value) {}
+    TShared(const TShared& p_other) : m_value(p_other.Get()) {}
+    TShared& operator=(const TShared& p_other)
+    {
+        m_value.store(p_other.Get());
+        return *this;
+    }
+    TShared& operator=(T p_value)
+    {
+        m_value.store(p_value);
+        return *this;
+    }
+    operator T() const { return Get(); }
+    T Get() const { return m_value.load(); }
+
+  private:
+    std::atomic<T> m_value;
+};

@@ -1,0 +1,48 @@
+#pragma once
+#include "host/TShared.h"
+#include "host/TextOMA.h"
+#include "job/CDeqMeas.h"
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// One phasor. Written by the read callback; read on the same thread, and by the worker while the callback waits.
+struct SPhasor
+{
+    std::uint32_t nId = 0;                     ///< measurement reference id
+    std::uint32_t nPhase = 0;                  ///< 0, 1 or 2
+    TShared<double> fMagn{0.0};                ///< V or A
+    TShared<double> fAngle_deg{0.0};
+    TShared<std::int32_t> eQual{eQualInvalid}; ///< INVALID until the first sample
+};
+
+/// One set of channels of one PMU; may be shared by several jobs. Has 1 or 3 phasors.
+/// Owner    the session (CVds). The grid state is written on the library's event thread and read by the job's worker.
+class CPmu
+{
+  public:
+    CPmu() : m_pvecPhasor(std::make_unique<std::vector<SPhasor>>()) {}
+
+    void AddPhasor(std::uint32_t p_nId, std::uint32_t p_nPhase);
+    /// Puts three phasors into the order of their phases. @return false unless all three phases are there once.
+    bool SortPhasors();
+    /// Null only after a fault of the set-up.
+    std::vector<SPhasor>* GetPhasors() const { return m_pvecPhasor.get(); }
+    void DeletePhasors() { m_pvecPhasor.reset(); }
+
+    std::uint32_t m_nReserved = 0;
+    std::uint32_t m_nId = 0;
+    std::int32_t m_nRepRate = 0;                     ///< reporting rate
+    TShared<std::uint32_t> m_nIsland{0U};
+    TShared<std::uint32_t> m_nZone{0U};
+    TShared<std::int32_t> m_eZoneQual{eQualValid};   ///< 0 VALID, 1 SUSPECT, 2 not known
+    TShared<std::uint32_t> m_nIsland2{0U};
+    TShared<std::int32_t> m_eIslandQual2{eQualValid};
+    std::uint32_t m_nSpare1 = 0;
+    std::uint32_t m_nSpare2 = 0;
+    SMeas m_measSpare1;                              ///< kept for the PMU's values; nobody reads them
+    SMeas m_measSpare2;
+
+  private:
+    std::unique_ptr<std::vector<SPhasor>> m_pvecPhasor;
+};

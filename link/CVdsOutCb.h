@@ -1,0 +1,54 @@
+#pragma once
+#include "WinEvents.h"
+#include "host/CTime.h"
+#include "host/CTraceOMA.h"
+#include "link/dli/CChanneldataWrite.h"
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// Connection state of one output, and the start and stop of its writing.
+///
+/// Owner    CVdsOutMeas or CVdsOutPS.
+/// Threads  DoStart, DoStop: a job thread, and a library thread when a connection comes or goes. Status: a library
+///          thread. The flags are atomic; DoStart clears m_bStarted before Start, so that the answer cannot be lost.
+/// States   no link (m_bDisconnected), link, start sent (m_bStartInit), writing (m_bStarted).
+class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWriteCallBack
+{
+  public:
+    CVdsOutCb(std::string_view p_strClass, HANDLE p_hStatus,
+              Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite* p_pChanData, std::uint32_t p_nVirtualPmuId,
+              const std::vector<unsigned long>& p_vecnChanId, std::int32_t p_nCycleRate, CTraceOMA* p_pTrace);
+
+    void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) override;
+    virtual bool OnConnected() = 0;
+    virtual bool OnDisconnected() = 0;
+
+    /// Declares the virtual PMU and waits up to 400 ms for the answer: a PS cycle must not be lost to a silent server.
+    /// @param p_pTime PS cycle, null for a start without one.
+    bool DoStart(const CTime* p_pTime);
+    bool DoStop(const CTime* p_pTime);
+    /// Polls m_bStarted in steps of 10 ms.
+    bool WaitForStartWriteResponse(unsigned p_nTimeout_ms);
+    bool OnChannelDataWriteResponse(unsigned long p_nId, unsigned long p_nError);
+
+    bool IsStarted() const { return m_bStarted; }
+    bool IsDisconnected() const { return m_bDisconnected; }
+
+    std::atomic<std::uint32_t> m_nWaited_ms{0};  ///< time spent in the last wait for the start answer
+    std::atomic<std::int64_t> m_tsLast{0};       ///< stamp of the last written PS value, for the gap check
+    std::atomic<bool> m_bDisconnected{true};
+    std::atomic<bool> m_bStartInit{false};       ///< Start has been sent
+    std::atomic<bool> m_bStarted{false};         ///< Start has been answered
+    std::atomic<unsigned long> m_eStatus{3};     ///< last status
+    std::int32_t m_nCycleRate;                   ///< Hz; for a swing writer the PS repetition rate
+
+  protected:
+    std::string_view m_strClass;                 ///< name for the traces, of the class derived
+    HANDLE m_hStatus;
+    Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite* m_pChanData;  ///< not owned
+    std::uint32_t m_nVirtualPmuId;
+    std::vector<unsigned long> m_vecnChanId;
+    CTraceOMA* m_pTrace;
+};

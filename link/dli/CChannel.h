@@ -1,0 +1,56 @@
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime
+{
+/// A sample of one channel: made by the library for reading, by the application for writing.
+/// Every sample that the library hands out is a CChannelAnalog.
+class CChannel
+{
+  public:
+    enum EType : std::int32_t
+    {
+        eTypeAnalog = 1  ///< the only type of a usable sample
+    };
+    enum EValueType : std::int32_t
+    {
+        eValuePhasor = 8  ///< the only value type in use
+    };
+    /// Value container. Reading with type 8: magnitude in fValue1, angle in degrees in fValue2.
+    /// Writing: nKind 2, the value in fValue1.
+    struct vdsData
+    {
+        std::int32_t nKind = 0;
+        float fValue1 = 0.0F;
+        float fValue2 = 0.0F;
+    };
+
+    static void* operator new(std::size_t p_nSize);
+    static void operator delete(void* p_pMem);
+
+    unsigned long GetId() const;
+    /// Ticks of 100 ns from 0001-01-01 UTC.
+    std::int64_t GetTime() const;
+    std::int64_t GetState() const;
+    EType GetType() const;
+    void SetTime(std::int64_t p_nTicks);
+    void SetStatus(std::int64_t p_nState);
+
+    // ---- the library's side ----
+    void SetId(unsigned long p_nId);
+    void SetType(EType p_eType);
+
+  protected:
+    CChannel(unsigned long p_nId, std::int64_t p_nTicks, std::int64_t p_nState);
+    ~CChannel() = default;
+    CChannel(const CChannel&) = default;
+    CChannel& operator=(const CChannel&) = default;
+
+  private:
+    unsigned long m_nId;
+    std::int64_t m_nTicks;
+    std::int64_t m_nState;
+    EType m_eType = eTypeAnalog;
+};
+}

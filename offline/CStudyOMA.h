@@ -1,0 +1,27 @@
+#pragma once
+#include "host/CTraceOMA.h"
+#include "job/CDeqMeas.h"
+#include "spectrum/CPeakOMA.h"
+#include <memory>
+#include <vector>
+
+/// Synthetic signal of damped sinusoids in place of the measured window. One object for each pass.
+class CStudyOMA
+{
+  public:
+    CStudyOMA(CDeqMeas* p_pdeqData, unsigned p_nSamples, double p_fDeltaT_s, CTraceOMA* p_pTrace);
+
+    /// @param p_nCycleSamples samples between two evaluations. p_fShift relative shift of the phase from one to the next.
+    /// @param p_fRange_s the signal repeats after this time.
+    bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples, double p_fNoise,
+                    double p_fShift, double p_fRange_s);
+
+    /// Evaluations so far, across all instances: study mode is meant for a single job.
+    static unsigned s_nCount;
+
+  private:
+    CDeqMeas* m_pdeqData;
+    unsigned m_nSamples;
+    double m_fDeltaT_s;
+    CTraceOMA* m_pTrace;
+};
