@@ -19,7 +19,7 @@ endfunction()
 oma_layer(oma_base
     SOURCES host/CTraceOMA host/TextOMA host/CTime host/AppState host/TraceFilter host/ApplicationControl
             link/CEventWrite link/CEventWriteOMA
-    PUBLIC platform_sync platform_clock platform_trace platform_dli_headers)
+    PUBLIC platform_sync platform_clock platform_trace dli_records)
 
 # Command line and the peak record that it fills.
 oma_layer(oma_shell
@@ -56,4 +56,4 @@ oma_layer(oma_link
 # The cycle of passes: builds the graph, runs it, throws it away.
 oma_layer(oma_host
     SOURCES host/ObjectGraph host/ObjectGraphJob host/Threads host/RunApplication host/ServiceControl
-    PUBLIC oma_link PRIVATE platform_dli platform_service)
+    PUBLIC oma_link PRIVATE platform_service)

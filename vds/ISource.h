@@ -1,0 +1,46 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// One datapoint in one cycle. Magnitude in V or A, angle in degrees, as the sample record of the link carries them.
+struct SSourceSample
+{
+    float fMagn = 0.0F;
+    float fAngle_deg = 0.0F;
+    std::uint64_t nState = 0;  ///< 64-bit state word, 0 good
+    bool bPresent = false;     ///< false: no sample of this datapoint in this cycle
+};
+
+/// An event that a source raises at the time of a cycle (a scenario's zone events).
+struct SSourceEvent
+{
+    std::int32_t eKey = 0;
+    std::int32_t eTrans = 0;     ///< 1 APP, 0 DIS
+    std::int32_t eElemType = 0;
+    std::uint64_t nElemId = 0;
+    std::string strText;
+};
+
+/// One cycle of a source. Reused from call to call, so that the normal cycle allocates nothing.
+struct SSourceCycle
+{
+    std::int64_t nTicks = 0;                 ///< 100 ns from 0001-01-01 UTC, the data's own time stamp
+    std::vector<SSourceSample> vecSample;    ///< one for each id of the source, in its order
+    std::vector<SSourceEvent> vecEvent;      ///< delivered ahead of the samples of this cycle
+};
+
+/// Where the server's samples come from. Used by one thread.
+class ISource
+{
+  public:
+    virtual ~ISource() = default;
+    /// Datapoint ids, in the order of SSourceCycle::vecSample; fixed.
+    virtual const std::vector<unsigned long>& Ids() const = 0;
+    /// Cycles a second (positive), or -n for one every n seconds.
+    virtual std::int32_t Rate() const = 0;
+    /// Next cycle, in the source's own order. @return false at the end.
+    virtual bool Next(SSourceCycle& r_cycle) = 0;
+    /// Back to the first cycle. @return false if that cannot be done.
+    virtual bool Rewind() = 0;
+};
