@@ -1,0 +1,83 @@
+#pragma once
+#include "CTrace.h"
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Collects every trace line that is emitted while it lives; afterwards lines go where they went before, at the
+/// default level. One at a time.
+class CaptureTrace
+{
+  public:
+    using ETraceLevel = Norvik::Energy::Kestrel::VDS::Runtime::ETraceLevel;
+    struct SLine
+    {
+        ETraceLevel eLevel;
+        std::string strArea;
+        std::string strText;
+    };
+
+    explicit CaptureTrace(ETraceLevel p_eLevel = ETraceLevel::eData)
+    {
+        using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
+        CTrace::SetLevel(p_eLevel);
+        CTrace::SetSink(
+            [this](ETraceLevel p_eLineLevel, std::string_view p_strArea, std::string_view p_strText)
+            {
+                const std::lock_guard lock(m_mtxLines);
+                m_vecLine.push_back({p_eLineLevel, std::string(p_strArea), std::string(p_strText)});
+            });
+    }
+    ~CaptureTrace()
+    {
+        using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
+        CTrace::SetSink({});
+        CTrace::SetLevel(ETraceLevel::eWarning);
+    }
+    CaptureTrace(const CaptureTrace&) = delete;
+    CaptureTrace& operator=(const CaptureTrace&) = delete;
+
+    /// Number of lines that contain the text.
+    std::size_t Count(std::string_view p_strText) const
+    {
+        const std::lock_guard lock(m_mtxLines);
+        return static_cast<std::size_t>(std::count_if(m_vecLine.begin(), m_vecLine.end(),
+                                                      [p_strText](const SLine& p_line)
+                                                      { return p_line.strText.find(p_strText) != std::string::npos; }));
+    }
+    std::size_t Count(ETraceLevel p_eLevel, std::string_view p_strText) const
+    {
+        const std::lock_guard lock(m_mtxLines);
+        return static_cast<std::size_t>(std::count_if(m_vecLine.begin(), m_vecLine.end(),
+                                                      [p_eLevel, p_strText](const SLine& p_line) {
+                                                          return p_line.eLevel == p_eLevel &&
+                                                                 p_line.strText.find(p_strText) != std::string::npos;
+                                                      }));
+    }
+    bool Has(std::string_view p_strText) const { return Count(p_strText) > 0; }
+    bool Has(ETraceLevel p_eLevel, std::string_view p_strText) const { return Count(p_eLevel, p_strText) > 0; }
+    std::vector<SLine> Entries() const
+    {
+        const std::lock_guard lock(m_mtxLines);
+        return m_vecLine;
+    }
+    std::vector<std::string> Lines() const
+    {
+        const std::lock_guard lock(m_mtxLines);
+        std::vector<std::string> vecText;
+        for (const SLine& line : m_vecLine)
+            vecText.push_back(line.strText);
+        return vecText;
+    }
+    void Clear()
+    {
+        const std::lock_guard lock(m_mtxLines);
+        m_vecLine.clear();
+    }
+
+  private:
+    mutable std::mutex m_mtxLines;
+    std::vector<SLine> m_vecLine;
+};

@@ -1,0 +1,604 @@
+#include "fake/FakeDli.h"
+#include "link/dli/CChanneldata.h"
+#include "link/dli/CChanneldataWrite.h"
+#include "link/dli/CEventdata.h"
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <thread>
+
+using namespace Norvik::Energy::Kestrel;
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+
+namespace
+{
+/// A registered callback. It is cleared only when no delivery is under way.
+template <class T>
+class TSlot
+{
+  public:
+    void Set(T* p_pCallBack)
+    {
+        std::unique_lock lock(m_mtx);
+        m_cond.wait(lock, [this] { return m_nBusy == 0; });
+        m_pCallBack = p_pCallBack;
+    }
+    T* Get() const
+    {
+        const std::lock_guard lock(m_mtx);
+        return m_pCallBack;
+    }
+    template <class TCall>
+    bool Deliver(TCall p_fnCall)
+    {
+        T* pCallBack = nullptr;
+        {
+            const std::lock_guard lock(m_mtx);
+            pCallBack = m_pCallBack;
+            if (!pCallBack)
+                return false;
+            ++m_nBusy;
+        }
+        p_fnCall(*pCallBack);
+        const std::lock_guard lock(m_mtx);
+        --m_nBusy;
+        m_cond.notify_all();
+        return true;
+    }
+
+  private:
+    mutable std::mutex m_mtx;
+    std::condition_variable m_cond;
+    T* m_pCallBack = nullptr;
+    int m_nBusy = 0;
+};
+
+struct SReadChannel
+{
+    TSlot<CChannelDataCallBack> slot;
+    unsigned nIndex = 0;
+};
+
+struct SWriteChannel
+{
+    TSlot<CChannelDataWriteCallBack> slot;
+    std::thread thrConnected;
+
+    ~SWriteChannel() { Join(); }
+    void Join()
+    {
+        if (thrConnected.joinable())
+            thrConnected.join();
+    }
+};
+
+struct SState
+{
+    std::mutex mtx;
+    FakeDli::SBehaviour behaviour;
+    std::vector<FakeDli::SCall> vecCall;
+    std::vector<FakeDli::SInit> vecInit;
+    std::vector<FakeDli::SReadSet> vecReadSet;
+    std::vector<FakeDli::SReadStart> vecReadStart;
+    std::vector<FakeDli::SWriteStart> vecWriteStart;
+    std::vector<unsigned long> vecWriteStop;
+    std::vector<FakeDli::SWrite> vecWrite;
+    std::vector<FakeDli::SPost> vecPost;
+    std::vector<FakeDli::SEventRead> vecEventRead;
+    std::vector<FakeDli::SSubscribe> vecSubscribe;
+    std::vector<std::weak_ptr<SReadChannel>> vecRead;
+    std::vector<std::weak_ptr<SWriteChannel>> vecWriter;
+    std::map<unsigned long, std::weak_ptr<SWriteChannel>> mapPmu;
+    std::vector<std::shared_ptr<TSlot<CEventDataCallBack>>> vecEventSlot;
+    std::atomic<int> nLiveRead{0};
+    std::atomic<int> nLiveWrite{0};
+};
+
+SState& State()
+{
+    static SState s_state;
+    return s_state;
+}
+
+/// Behaviour and records under the lock.
+template <class TAction>
+auto Locked(TAction p_fnAction)
+{
+    SState& state = State();
+    const std::lock_guard lock(state.mtx);
+    return p_fnAction(state);
+}
+
+/// Notes a call, and what else p_fnNote notes, and throws if the test wants that.
+template <class TNote>
+void Note(const std::string& p_strText, std::string FakeDli::SBehaviour::*p_pThrow, TNote p_fnNote)
+{
+    const std::string strThrow = Locked(
+        [&](SState& p_state)
+        {
+            p_state.vecCall.push_back({p_strText});
+            p_fnNote(p_state);
+            return p_pThrow ? p_state.behaviour.*p_pThrow : std::string();
+        });
+    if (!strThrow.empty())
+        throw CDliError(strThrow);
+}
+void Note(const std::string& p_strText, std::string FakeDli::SBehaviour::*p_pThrow = nullptr)
+{
+    Note(p_strText, p_pThrow, [](SState&) {});
+}
+
+template <class TCall>
+void Answer(FakeDli::EAnswer p_eAnswer, TCall p_fnCall)
+{
+    if (p_eAnswer == FakeDli::EAnswer::eAtOnce)
+        p_fnCall();
+    else if (p_eAnswer == FakeDli::EAnswer::eOtherThread)
+        std::thread(p_fnCall).join();
+}
+
+std::string ListText(const std::vector<unsigned long>& p_vecId)
+{
+    std::string strText = "[";
+    for (std::size_t i = 0; i < p_vecId.size(); ++i)
+        strText += (i ? "," : "") + std::to_string(p_vecId[i]);
+    return strText + "]";
+}
+
+std::string PostText(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
+                     const std::string& p_strText)
+{
+    return std::to_string(p_eKey) + (p_eTrans == eAPP ? " APP " : " DIS ") + std::to_string(p_eElem) + " " +
+           std::to_string(p_nElemId) + " " + p_strText;
+}
+
+class CFakeEventdata : public CEventdata
+{
+  public:
+    ~CFakeEventdata() override = default;
+
+    unsigned long Read(std::int64_t p_nTicks, unsigned long) override
+    {
+        unsigned long nReq = 0;
+        Note("Event.Read " + std::to_string(p_nTicks), nullptr,
+             [&](SState& p_state)
+             {
+                 nReq = static_cast<unsigned long>(p_state.vecEventRead.size()) + 1;
+                 p_state.vecEventRead.push_back({p_nTicks, nReq});
+             });
+        return nReq;
+    }
+    void Subscribe(std::int64_t p_nTicks, int p_n1, int p_n2, int p_n3) override
+    {
+        Note("Event.Subscribe " + std::to_string(p_nTicks), nullptr,
+             [&](SState& p_state) {
+                 p_state.vecSubscribe.push_back({p_nTicks, p_n1, p_n2, p_n3});
+             });
+    }
+    void Unsubscribe() override { Note("Event.Unsubscribe"); }
+    void Reserved3() override {}
+    void PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
+                unsigned long p_nElemId, const std::string& p_strText) override
+    {
+        Note("Event.PostAt " + PostText(p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText), nullptr,
+             [&](SState& p_state) {
+                 p_state.vecPost.push_back({true, p_nTicks, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
+             });
+    }
+    void Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
+              const std::string& p_strText) override
+    {
+        Note("Event.Post " + PostText(p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText), nullptr,
+             [&](SState& p_state) {
+                 p_state.vecPost.push_back({false, 0, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
+             });
+    }
+    void Reserved6() override {}
+    void AddCallBack(CEventDataCallBack* p_pCallBack, int p_nElem) override
+    {
+        auto pSlot = std::make_shared<TSlot<CEventDataCallBack>>();
+        pSlot->Set(p_pCallBack);
+        Note("Event.AddCallBack " + std::to_string(p_nElem), nullptr,
+             [&](SState& p_state) { p_state.vecEventSlot.push_back(pSlot); });
+    }
+    void RemoveCallBack(CEventDataCallBack* p_pCallBack) override
+    {
+        std::shared_ptr<TSlot<CEventDataCallBack>> pSlot;
+        Note("Event.RemoveCallBack", nullptr,
+             [&](SState& p_state)
+             {
+                 auto& vecSlot = p_state.vecEventSlot;
+                 const auto it =
+                     std::find_if(vecSlot.begin(), vecSlot.end(),
+                                  [p_pCallBack](const auto& p_pSlot) { return p_pSlot->Get() == p_pCallBack; });
+                 if (it == vecSlot.end())
+                     return;
+                 pSlot = *it;
+                 vecSlot.erase(it);
+             });
+        if (pSlot)
+            pSlot->Set(nullptr);
+    }
+};
+
+std::shared_ptr<SReadChannel> FindRead(unsigned p_nChannel)
+{
+    return Locked([&](SState& p_state)
+                  { return p_nChannel < p_state.vecRead.size() ? p_state.vecRead[p_nChannel].lock() : nullptr; });
+}
+std::shared_ptr<SWriteChannel> FindWriteAt(unsigned p_nChannel)
+{
+    return Locked([&](SState& p_state)
+                  { return p_nChannel < p_state.vecWriter.size() ? p_state.vecWriter[p_nChannel].lock() : nullptr; });
+}
+std::shared_ptr<SWriteChannel> FindWrite(unsigned long p_nPmu)
+{
+    return Locked(
+        [&](SState& p_state) -> std::shared_ptr<SWriteChannel>
+        {
+            const auto it = p_state.mapPmu.find(p_nPmu);
+            return it == p_state.mapPmu.end() ? nullptr : it->second.lock();
+        });
+}
+std::shared_ptr<TSlot<CEventDataCallBack>> FindEvent()
+{
+    return Locked([](SState& p_state) { return p_state.vecEventSlot.empty() ? nullptr : p_state.vecEventSlot.back(); });
+}
+} // namespace
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime
+{
+unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
+                   unsigned int p_nPort)
+{
+    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    const bool bConcerned = behaviour.strInitName.empty() || behaviour.strInitName == p_strName;
+    unsigned long hConn = 0;
+    Note("Init " + p_strName + " " + p_strIPAddr + ":" + std::to_string(p_nPort),
+         bConcerned ? &FakeDli::SBehaviour::strThrowInit : nullptr,
+         [&](SState& p_state)
+         {
+             if (!(bConcerned && behaviour.bInitZero))
+                 hConn = static_cast<unsigned long>(p_state.vecInit.size()) + 1;
+             p_state.vecInit.push_back({p_eElem, p_strName, p_strIPAddr, p_nPort, hConn});
+         });
+    return hConn;
+}
+
+struct CChanneldata::SImpl : SReadChannel
+{
+};
+
+CChanneldata::CChanneldata(unsigned long& p_hConn) : m_pImpl(std::make_shared<SImpl>())
+{
+    Note("Read.New " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowReadNew,
+         [this](SState& p_state)
+         {
+             m_pImpl->nIndex = static_cast<unsigned>(p_state.vecRead.size());
+             p_state.vecRead.push_back(m_pImpl);
+         });
+    ++State().nLiveRead;
+}
+CChanneldata::~CChanneldata()
+{
+    Note("Read.Delete");
+    m_pImpl->slot.Set(nullptr);
+    --State().nLiveRead;
+}
+void CChanneldata::SetCallBack(CChannelDataCallBack* p_pCallBack)
+{
+    Note(p_pCallBack ? "Read.SetCallBack" : "Read.SetCallBack null");
+    m_pImpl->slot.Set(p_pCallBack);
+}
+unsigned long CChanneldata::Add(std::vector<unsigned long>& p_ids, std::vector<int>& p_types, std::int64_t,
+                                std::int64_t, unsigned long)
+{
+    Note("Read.Add " + ListText(p_ids), &FakeDli::SBehaviour::strThrowAdd,
+         [&](SState& p_state) {
+             p_state.vecReadSet.push_back({m_pImpl->nIndex, p_ids, p_types});
+         });
+    return 0;
+}
+unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, ESampleRate p_eRate, unsigned long)
+{
+    Note("Read.Start rate " + std::to_string(p_eRate), &FakeDli::SBehaviour::strThrowReadStart,
+         [&](SState& p_state) {
+             p_state.vecReadStart.push_back({m_pImpl->nIndex, true, p_eRate, p_n1, p_n2});
+         });
+    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    Answer(behaviour.eReadAnswer,
+           [&]
+           {
+               m_pImpl->slot.Deliver([&](CChannelDataCallBack& p_callBack)
+                                     { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
+           });
+    return 0;
+}
+unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, std::int64_t p_nCycle_ms, unsigned long)
+{
+    Note("Read.Start ms " + std::to_string(p_nCycle_ms), &FakeDli::SBehaviour::strThrowReadStart,
+         [&](SState& p_state) {
+             p_state.vecReadStart.push_back({m_pImpl->nIndex, false, p_nCycle_ms, p_n1, p_n2});
+         });
+    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    Answer(behaviour.eReadAnswer,
+           [&]
+           {
+               m_pImpl->slot.Deliver([&](CChannelDataCallBack& p_callBack)
+                                     { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
+           });
+    return 0;
+}
+void CChanneldata::Stop()
+{
+    Note("Read.Stop", &FakeDli::SBehaviour::strThrowReadStop);
+}
+
+struct CChanneldataWrite::SImpl : SWriteChannel
+{
+};
+
+CChanneldataWrite::CChanneldataWrite(unsigned long& p_hConn) : m_pImpl(std::make_shared<SImpl>())
+{
+    Note("Write.New " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowWriteNew,
+         [this](SState& p_state) { p_state.vecWriter.push_back(m_pImpl); });
+    ++State().nLiveWrite;
+}
+CChanneldataWrite::~CChanneldataWrite()
+{
+    Note("Write.Delete");
+    m_pImpl->Join();
+    m_pImpl->slot.Set(nullptr);
+    --State().nLiveWrite;
+}
+void CChanneldataWrite::SetCallBack(CChannelDataWriteCallBack* p_pCallBack)
+{
+    Note(p_pCallBack ? "Write.SetCallBack" : "Write.SetCallBack null");
+    m_pImpl->Join();
+    m_pImpl->slot.Set(p_pCallBack);
+    if (!p_pCallBack || !FakeDli::GetBehaviour().bWriteConnected)
+        return;
+    SImpl* const pImpl = m_pImpl.get();
+    m_pImpl->thrConnected = std::thread(
+        [pImpl]
+        { pImpl->slot.Deliver([](CChannelDataWriteCallBack& p_callBack) { p_callBack.Status(eConnected, 0, 0); }); });
+}
+void CChanneldataWrite::Start(unsigned long p_nId, std::vector<unsigned long>& p_ids, int p_nRate)
+{
+    Note("Write.Start " + std::to_string(p_nId) + " " + ListText(p_ids) + " " + std::to_string(p_nRate),
+         &FakeDli::SBehaviour::strThrowWriteStart,
+         [&](SState& p_state)
+         {
+             p_state.vecWriteStart.push_back({p_nId, p_ids, p_nRate});
+             p_state.mapPmu[p_nId] = m_pImpl;
+         });
+    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    Answer(behaviour.eWriteAnswer,
+           [&]
+           {
+               m_pImpl->slot.Deliver(
+                   [&](CChannelDataWriteCallBack& p_callBack)
+                   {
+                       p_callBack.Status(eWriteResponse, behaviour.nWriteAnswerId ? behaviour.nWriteAnswerId : p_nId,
+                                         behaviour.nWriteAnswerError);
+                   });
+           });
+}
+void CChanneldataWrite::Stop(unsigned long p_nId)
+{
+    Note("Write.Stop " + std::to_string(p_nId), &FakeDli::SBehaviour::strThrowWriteStop,
+         [&](SState& p_state)
+         {
+             p_state.vecWriteStop.push_back(p_nId);
+             p_state.mapPmu[p_nId] = m_pImpl;
+         });
+}
+void CChanneldataWrite::Write(unsigned long p_nId, std::vector<CChannel*>& p_values)
+{
+    FakeDli::SWrite write{p_nId, {}};
+    for (const CChannel* pChan : p_values)
+    {
+        CChannel::vdsData data;
+        static_cast<const CChannelAnalog*>(pChan)->GetValue(data, CChannel::eValuePhasor);
+        write.vecValue.push_back({pChan->GetId(), pChan->GetTime(), pChan->GetState(), data.nKind, data.fValue1});
+    }
+    Note("Write.Write " + std::to_string(p_nId), nullptr,
+         [&](SState& p_state)
+         {
+             p_state.vecWrite.push_back(write);
+             p_state.mapPmu[p_nId] = m_pImpl;
+         });
+}
+
+CEventdata& CEventdata::GetInstance(unsigned long& p_hConn)
+{
+    static CFakeEventdata s_eventData;
+    Note("Event.GetInstance " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowGetInstance);
+    return s_eventData;
+}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime
+
+namespace FakeDli
+{
+void Reset()
+{
+    Locked(
+        [](SState& p_state)
+        {
+            p_state.behaviour = SBehaviour();
+            p_state.vecCall.clear();
+            p_state.vecInit.clear();
+            p_state.vecReadSet.clear();
+            p_state.vecReadStart.clear();
+            p_state.vecWriteStart.clear();
+            p_state.vecWriteStop.clear();
+            p_state.vecWrite.clear();
+            p_state.vecPost.clear();
+            p_state.vecEventRead.clear();
+            p_state.vecSubscribe.clear();
+            p_state.vecRead.clear();
+            p_state.vecWriter.clear();
+            p_state.mapPmu.clear();
+            p_state.vecEventSlot.clear();
+        });
+}
+void SetBehaviour(const SBehaviour& p_behaviour)
+{
+    Locked([&](SState& p_state) { p_state.behaviour = p_behaviour; });
+}
+SBehaviour GetBehaviour()
+{
+    return Locked([](SState& p_state) { return p_state.behaviour; });
+}
+
+std::vector<SCall> Calls()
+{
+    return Locked([](SState& p_state) { return p_state.vecCall; });
+}
+std::size_t CountCalls(const std::string& p_strBegin)
+{
+    return Locked(
+        [&](SState& p_state)
+        {
+            return static_cast<std::size_t>(std::count_if(p_state.vecCall.begin(), p_state.vecCall.end(),
+                                                          [&](const SCall& p_call)
+                                                          { return p_call.strText.starts_with(p_strBegin); }));
+        });
+}
+std::vector<SInit> Inits()
+{
+    return Locked([](SState& p_state) { return p_state.vecInit; });
+}
+std::vector<SReadSet> ReadSets()
+{
+    return Locked([](SState& p_state) { return p_state.vecReadSet; });
+}
+std::vector<SReadStart> ReadStarts()
+{
+    return Locked([](SState& p_state) { return p_state.vecReadStart; });
+}
+std::vector<SWriteStart> WriteStarts()
+{
+    return Locked([](SState& p_state) { return p_state.vecWriteStart; });
+}
+std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu)
+{
+    std::vector<SWriteStart> vecStart = WriteStarts();
+    std::erase_if(vecStart, [p_nPmu](const SWriteStart& p_start) { return p_start.nPmu != p_nPmu; });
+    return vecStart;
+}
+std::vector<unsigned long> WriteStops()
+{
+    return Locked([](SState& p_state) { return p_state.vecWriteStop; });
+}
+std::vector<SWrite> Writes()
+{
+    return Locked([](SState& p_state) { return p_state.vecWrite; });
+}
+std::vector<SWrite> Writes(unsigned long p_nPmu)
+{
+    std::vector<SWrite> vecWrite = Writes();
+    std::erase_if(vecWrite, [p_nPmu](const SWrite& p_write) { return p_write.nPmu != p_nPmu; });
+    return vecWrite;
+}
+std::vector<SPost> Posts()
+{
+    return Locked([](SState& p_state) { return p_state.vecPost; });
+}
+std::vector<SEventRead> EventReads()
+{
+    return Locked([](SState& p_state) { return p_state.vecEventRead; });
+}
+std::vector<SSubscribe> Subscribes()
+{
+    return Locked([](SState& p_state) { return p_state.vecSubscribe; });
+}
+
+int LiveReadChannels()
+{
+    return State().nLiveRead;
+}
+int LiveWriteChannels()
+{
+    return State().nLiveWrite;
+}
+int RegisteredEventCallBacks()
+{
+    return Locked([](SState& p_state) { return static_cast<int>(p_state.vecEventSlot.size()); });
+}
+
+CChannelDataCallBack* ReadCallBack(unsigned p_nChannel)
+{
+    const auto pChannel = FindRead(p_nChannel);
+    return pChannel ? pChannel->slot.Get() : nullptr;
+}
+CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu)
+{
+    const auto pChannel = FindWrite(p_nPmu);
+    return pChannel ? pChannel->slot.Get() : nullptr;
+}
+CChannelDataWriteCallBack* WriteCallBackAt(unsigned p_nChannel)
+{
+    const auto pChannel = FindWriteAt(p_nChannel);
+    return pChannel ? pChannel->slot.Get() : nullptr;
+}
+CEventDataCallBack* EventCallBack()
+{
+    const auto pSlot = FindEvent();
+    return pSlot ? pSlot->Get() : nullptr;
+}
+
+bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
+{
+    const auto pChannel = FindRead(p_nChannel);
+    return pChannel && pChannel->slot.Deliver([&](CChannelDataCallBack& p_callBack)
+                                              { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
+}
+bool ReadReceive(unsigned p_nChannel, std::vector<CChannel*>& p_vecChannel)
+{
+    const auto pChannel = FindRead(p_nChannel);
+    return pChannel &&
+           pChannel->slot.Deliver([&](CChannelDataCallBack& p_callBack) { p_callBack.Receive(p_vecChannel); });
+}
+namespace
+{
+bool DeliverWriteStatus(const std::shared_ptr<SWriteChannel>& p_pChannel, unsigned long p_eStatus,
+                        unsigned long p_lReqNum, unsigned long p_lAddInfo)
+{
+    return p_pChannel && p_pChannel->slot.Deliver([&](CChannelDataWriteCallBack& p_callBack)
+                                                  { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
+}
+} // namespace
+bool WriteStatus(unsigned long p_nPmu, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
+{
+    return DeliverWriteStatus(FindWrite(p_nPmu), p_eStatus, p_lReqNum, p_lAddInfo);
+}
+bool WriteStatusAt(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
+{
+    return DeliverWriteStatus(FindWriteAt(p_nChannel), p_eStatus, p_lReqNum, p_lAddInfo);
+}
+bool EventStatus(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
+{
+    const auto pSlot = FindEvent();
+    return pSlot &&
+           pSlot->Deliver([&](CEventDataCallBack& p_callBack) { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
+}
+bool EventReceive(std::vector<CEvent*>& p_vecEvent, unsigned long p_lReqNum)
+{
+    const auto pSlot = FindEvent();
+    return pSlot && pSlot->Deliver([&](CEventDataCallBack& p_callBack) { p_callBack.Receive(p_vecEvent, p_lReqNum); });
+}
+
+std::unique_ptr<CChannelAnalog> MakeSample(unsigned long p_nId, std::int64_t p_nTicks, float p_fMagn,
+                                           float p_fAngle_deg, std::int64_t p_nState)
+{
+    auto pSample = std::make_unique<CChannelAnalog>(p_nId, p_nTicks, p_fMagn, p_nState);
+    CChannel::vdsData data;
+    data.fValue1 = p_fMagn;
+    data.fValue2 = p_fAngle_deg;
+    pSample->SetValue(data, CChannel::eValuePhasor);
+    return pSample;
+}
+} // namespace FakeDli

@@ -1,0 +1,169 @@
+#pragma once
+#include "link/dli/CChannelAnalog.h"
+#include "link/dli/CallBacks.h"
+#include "link/dli/EDli.h"
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Stands in for the client library of the link: records every call and does what the test says. Any thread.
+///
+/// The promises of the library that the application builds on are kept: no call comes with a lock of the fake held, and
+/// after SetCallBack(nullptr) or RemoveCallBack no delivery through the functions below is under way or will come.
+namespace FakeDli
+{
+namespace Dli = Norvik::Energy::Kestrel::VDS::Runtime;
+
+/// On which thread an answer to a request comes.
+enum class EAnswer
+{
+    eNone,       ///< not at all: the test delivers it
+    eAtOnce,     ///< on the caller's thread, inside the request
+    eOtherThread ///< on a thread of its own, before the request returns
+};
+
+/// What the fake does. A text that is not empty makes that call throw it.
+struct SBehaviour
+{
+    std::string strInitName = {}; ///< the two marks of Init concern this connection only; empty: all
+    bool bInitZero = false;       ///< Init answers 0
+    std::string strThrowInit = {};
+    std::string strThrowGetInstance = {};
+    std::string strThrowReadNew = {}; ///< constructor of CChanneldata
+    std::string strThrowAdd = {};
+    std::string strThrowReadStart = {};
+    std::string strThrowReadStop = {};
+    std::string strThrowWriteNew = {}; ///< constructor of CChanneldataWrite
+    std::string strThrowWriteStart = {};
+    std::string strThrowWriteStop = {};
+    EAnswer eReadAnswer = EAnswer::eNone;    ///< status 9 to Start of a read channel
+    unsigned long nReadCycle_ms = 20;        ///< cycle time in that answer
+    EAnswer eWriteAnswer = EAnswer::eAtOnce; ///< status 10 to Start of a write channel
+    unsigned long nWriteAnswerId = 0;        ///< virtual PMU in that answer; 0: the one that was started
+    unsigned long nWriteAnswerError = 0;     ///< error in that answer
+    /// A callback registered at a write channel gets status 1 from a thread of its own; it is over when the callback
+    /// is cleared or the channel destroyed.
+    bool bWriteConnected = false;
+};
+
+/// One call, readable: "Write.Start 7 [71,72] 1".
+struct SCall
+{
+    std::string strText;
+};
+struct SInit
+{
+    Norvik::Energy::Kestrel::EElementType eElem;
+    std::string strName;
+    std::string strIPAddr;
+    unsigned nPort;
+    unsigned long hConn; ///< as answered: 1, 2, ... from the last Reset
+};
+struct SReadSet
+{
+    unsigned nChannel; ///< index of the read channel, as in ReadCallBack
+    std::vector<unsigned long> vecId;
+    std::vector<int> vecType;
+};
+struct SReadStart
+{
+    unsigned nChannel;
+    bool bByRate; ///< nValue is a rate in Hz; false: a cycle time in ms
+    std::int64_t nValue;
+    std::int64_t n1;
+    std::int64_t n2;
+};
+struct SWriteStart
+{
+    unsigned long nPmu;
+    std::vector<unsigned long> vecId;
+    int nRate;
+};
+struct SValue
+{
+    unsigned long nId;
+    std::int64_t nTicks;
+    std::int64_t nState;
+    std::int32_t nKind;
+    float fValue;
+};
+struct SWrite
+{
+    unsigned long nPmu;
+    std::vector<SValue> vecValue;
+};
+struct SPost
+{
+    bool bWithTime;
+    std::int64_t nTicks; ///< 0 without time
+    Dli::EIncidenceKey eKey;
+    Dli::ETransition eTrans;
+    Norvik::Energy::Kestrel::EElementType eElem;
+    unsigned long nElemId;
+    std::string strText;
+};
+struct SEventRead
+{
+    std::int64_t nTicks;
+    unsigned long nReq; ///< as answered: 1, 2, ... from the last Reset
+};
+struct SSubscribe
+{
+    std::int64_t nTicks;
+    int n1;
+    int n2;
+    int n3;
+};
+
+/// Forgets all records, channels and behaviour. Objects that live go on living.
+void Reset();
+void SetBehaviour(const SBehaviour& p_behaviour);
+SBehaviour GetBehaviour();
+
+// ---- records, in order, as copies ----
+std::vector<SCall> Calls();
+/// Number of calls whose text begins so.
+std::size_t CountCalls(const std::string& p_strBegin);
+std::vector<SInit> Inits();
+std::vector<SReadSet> ReadSets();
+std::vector<SReadStart> ReadStarts();
+std::vector<SWriteStart> WriteStarts();
+std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu);
+std::vector<unsigned long> WriteStops(); ///< virtual PMUs
+std::vector<SWrite> Writes();
+std::vector<SWrite> Writes(unsigned long p_nPmu);
+std::vector<SPost> Posts();
+std::vector<SEventRead> EventReads();
+std::vector<SSubscribe> Subscribes();
+
+// ---- live objects, not touched by Reset ----
+int LiveReadChannels();
+int LiveWriteChannels();
+int RegisteredEventCallBacks();
+
+// ---- deliveries. Indices count the channels made since the last Reset. ----
+/// The callback as registered, null if there is none. A test with more than one thread delivers through the functions
+/// further below instead.
+Dli::CChannelDataCallBack* ReadCallBack(unsigned p_nChannel);
+/// Of the newest channel that has started, stopped or written this virtual PMU.
+Dli::CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu);
+Dli::CChannelDataWriteCallBack* WriteCallBackAt(unsigned p_nChannel);
+/// The callback last registered.
+Dli::CEventDataCallBack* EventCallBack();
+
+/// Each answers false if no callback is registered; a callback that is being called is not cleared meanwhile.
+bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
+                unsigned long p_lAddInfo = 0);
+bool ReadReceive(unsigned p_nChannel, std::vector<Dli::CChannel*>& p_vecChannel);
+bool WriteStatus(unsigned long p_nPmu, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
+                 unsigned long p_lAddInfo = 0);
+bool WriteStatusAt(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
+                   unsigned long p_lAddInfo = 0);
+bool EventStatus(unsigned long p_eStatus, unsigned long p_lReqNum = 0, unsigned long p_lAddInfo = 0);
+bool EventReceive(std::vector<Dli::CEvent*>& p_vecEvent, unsigned long p_lReqNum = 0);
+
+/// A received phasor.
+std::unique_ptr<Dli::CChannelAnalog> MakeSample(unsigned long p_nId, std::int64_t p_nTicks, float p_fMagn,
+                                                float p_fAngle_deg, std::int64_t p_nState = 0);
+} // namespace FakeDli
