@@ -1,0 +1,68 @@
+"""Loss and return of the link in the middle of a swing."""
+from harness import *
+
+
+class LinkLoss(SwingTest):
+    def threads(self, process):
+        return len(list(Path(f"/proc/{process.proc.pid}/task").iterdir()))
+
+    def restart_server(self, vds):
+        vds.send(signal.SIGKILL)
+        vds.wait()
+        return self.vds("--replay", self.dir / "rec.csv", "--speed", "20")
+
+    def test_server_killed_ten_times(self):
+        vds, oma = self.begin()
+        self.wait_swing()
+        threads = self.threads(oma)
+        for i in range(10):
+            seen = len(self.swing_events())
+            vds = self.restart_server(vds)
+            wait_for(lambda: [e for e in self.swing_events()[seen:] if e["transition"] == "APP"], f"swing after loss {i}")
+            self.assertTrue(oma.running())
+        self.assertEqual(self.threads(oma), threads)
+        self.assertGreaterEqual(oma.count("CVdsCbOMA::OnDisconnected():Connection to VDS server lost!"), 10)
+        self.assertGreaterEqual(oma.count("RESOVLED - re-connected to VDS server"), 10)
+        self.assertEqual(oma.stop(), 0)
+        self.assertNothingStandsSince(vds)
+
+    def assertNothingStandsSince(self, _):
+        """Of the last server's life: what an earlier one has not heard of, it cannot report."""
+        last = {}
+        for e in self.swing_events():
+            last[e["elementId"]] = e["transition"]
+        self.assertNotIn("APP", last.values())
+
+    def test_each_connection_cut_alone(self):
+        _, oma = self.begin()
+        self.wait_swing()
+        for which in ("event", "data", "all"):
+            seen = len(self.swing_events())
+            lost = oma.count("Connection to VDS server lost")
+            self.vdsctl("drop", which)
+            wait_for(lambda: oma.count("Connection to VDS server lost") > lost, f"loss of {which}")
+            wait_for(lambda: [e for e in self.swing_events()[seen:] if e["transition"] == "APP"],
+                     f"swing after loss of {which}")
+        self.assertEqual(oma.stop(), 0)
+        self.assertNothingStands()
+
+    def test_server_that_stays_away_does_not_hinder_a_stop(self):
+        vds, oma = self.begin()
+        self.wait_swing()
+        vds.send(signal.SIGKILL)
+        vds.wait()
+        oma.wait_text("Connection to VDS server lost")
+        self.assertEqual(oma.stop(), 0)
+
+    def test_stalled_server_is_noticed_and_the_analysis_goes_on(self):
+        _, oma = self.begin()
+        self.wait_swing()
+        seen = len(self.swing_events())
+        self.vdsctl("stall", 8)
+        wait_for(lambda: len(self.swing_events()) > seen, "events after the stall")
+        self.assertTrue(oma.running())
+        self.assertEqual(oma.stop(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
