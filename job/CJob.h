@@ -56,6 +56,7 @@ class CJob
     std::atomic<const CTime*> m_pTimeInp{nullptr};   ///< stamp of the cycle being processed; the read callback's
     std::unique_ptr<CTime> m_pActTime;               ///< the job's private copy for one pass; [W], [R] for the measurement channel
     std::atomic<bool> m_bTerminate{false};           ///< ends the loop of ThreadCB and any long wait in it
+    std::atomic<bool> m_bTerminateRequest{false};    ///< set before handle 3 is signalled: ends a long wait early
     std::atomic<bool> m_bThreadDone{false};          ///< set as the thread ends
     std::unique_ptr<CDeqMeas> m_pdeqMeas;
     std::atomic<std::uint32_t> m_nMeasSinceShift{0}; ///< measurements added since the last complete pass
