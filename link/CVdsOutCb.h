@@ -33,21 +33,29 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
     bool WaitForStartWriteResponse(unsigned p_nTimeout_ms);
     bool OnChannelDataWriteResponse(unsigned long p_nId, unsigned long p_nError);
 
+    /// Number of the PS cycle that follows the given time, on the grid of m_nCycleRate: consecutive from cycle to cycle.
+    /// @return false for a time or a rate that has none.
+    bool CycleAfter(const CTime& p_time, std::int64_t& r_nCycle) const;
+
     bool IsStarted() const { return m_bStarted; }
     bool IsDisconnected() const { return m_bDisconnected; }
 
-    std::atomic<std::uint32_t> m_nWaited_ms{0};  ///< time spent in the last wait for the start answer
-    std::atomic<std::int64_t> m_tsLast{0};       ///< stamp of the last written PS value, for the gap check
+    std::atomic<std::uint32_t> m_nWaited_ms{0}; ///< time spent in the last wait for the start answer
+    /// For the gap check: number of the PS cycle that the next value is expected in, less 1. 0: nothing to check against.
+    std::atomic<std::int64_t> m_tsLast{0};
     std::atomic<bool> m_bDisconnected{true};
-    std::atomic<bool> m_bStartInit{false};       ///< Start has been sent
-    std::atomic<bool> m_bStarted{false};         ///< Start has been answered
-    std::atomic<unsigned long> m_eStatus{3};     ///< last status
-    std::int32_t m_nCycleRate;                   ///< Hz; for a swing writer the PS repetition rate
+    std::atomic<bool> m_bStartInit{false};   ///< Start has been sent
+    std::atomic<bool> m_bStarted{false};     ///< Start has been answered
+    std::atomic<unsigned long> m_eStatus{3}; ///< last status
+    std::int32_t m_nCycleRate;               ///< Hz; for a swing writer the PS repetition rate
 
   protected:
-    std::string_view m_strClass;                 ///< name for the traces, of the class derived
+    bool OnUnknownStatus(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo);
+    unsigned long FirstId() const { return m_vecnChanId.empty() ? 0 : m_vecnChanId.front(); }
+
+    std::string_view m_strClass; ///< name for the traces, of the class derived
     HANDLE m_hStatus;
-    Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite* m_pChanData;  ///< not owned
+    Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite* m_pChanData; ///< not owned
     std::uint32_t m_nVirtualPmuId;
     std::vector<unsigned long> m_vecnChanId;
     CTraceOMA* m_pTrace;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 /// Writer of the four swing values of a mode, once a PS cycle, on the job's thread.
+/// Owner    the mode; the callback object is cleared at the library before it goes.
 class CVdsOutPS : public CVdsOut
 {
   public:
@@ -22,5 +23,10 @@ class CVdsOutPS : public CVdsOut
     CVdsOutCbPS* GetCB() const { return m_pCB.get(); }
 
   private:
+    /// Quality and stamp to each channel. @return false for a time that gives no stamp.
+    bool StampChannels(const CTime& p_actTime, std::int32_t p_eQual);
+    /// Reports PS cycles that are missing between the last value and this one.
+    void CheckGap(const CTime& p_actTime);
+
     std::unique_ptr<CVdsOutCbPS> m_pCB;
 };

@@ -11,9 +11,9 @@
 /// Status of a mode.
 enum EStatz : std::int32_t
 {
-    eStatzActive = 0,    ///< a peak was taken over in the last pass
-    eStatzFading = 1,    ///< no peak in this pass, counter below its maximum
-    eStatzInactive = 2   ///< the counter has reached its maximum
+    eStatzActive = 0,  ///< a peak was taken over in the last pass
+    eStatzFading = 1,  ///< no peak in this pass, counter below its maximum
+    eStatzInactive = 2 ///< the counter has reached its maximum
 };
 
 /// One power-swing mode of a job: a frequency range in which an oscillation may be present. Remembers where it was last
@@ -68,30 +68,33 @@ class CPSM
     bool IsOk() const { return m_bOk; }
     CTraceOMA* GetTrace() const { return m_pTrace; }
 
-    TShared<double> m_fCycle_s{0.0};   ///< read cycle time, set by the read callback; nothing reads it
+    TShared<double> m_fCycle_s{0.0}; ///< read cycle time, set by the read callback; nothing reads it
 
   protected:
-    bool m_bPower;                     ///< active power job; false: phase angle job
-    double m_fFreqMin_Hz = -1.0;       ///< below epsilon: no limit
+    bool m_bPower;               ///< active power job; false: phase angle job
+    double m_fFreqMin_Hz = -1.0; ///< below epsilon: no limit
     double m_fFreqMax_Hz = -1.0;
     std::int32_t m_eStatz = eStatzInactive;
     std::int32_t m_eStatzSpare = 2;
-    std::uint32_t m_nCntr = 1;         ///< ageing counter; 0: a peak was taken over in this PS cycle
-    std::uint32_t m_nCntrMax = 1;      ///< value from which the mode is inactive
+    std::uint32_t m_nCntr = 1;    ///< ageing counter; 0: a peak was taken over in this PS cycle
+    std::uint32_t m_nCntrMax = 1; ///< value from which the mode is inactive
     std::uint32_t m_nCntrInc = 1;
-    std::unique_ptr<std::vector<std::unique_ptr<CSpecDyn>>> m_pvecpSpec;  ///< one for each used band, in band order
-    double m_fLastValidFreq_Hz = -1.0; ///< mean frequency of the last VALID data
+    std::unique_ptr<std::vector<std::unique_ptr<CSpecDyn>>> m_pvecpSpec; ///< one for each used band, in band order
+    double m_fLastValidFreq_Hz = -1.0;                                   ///< mean frequency of the last VALID data
     bool m_bLastValidFreq = false;
-    double m_fLastFreq_Hz = -1.0;      ///< the same for VALID or SUSPECT data
+    double m_fLastFreq_Hz = -1.0; ///< the same for VALID or SUSPECT data
     bool m_bLastFreq = false;
     std::uint32_t m_nId;
-    double m_fPeakBeg_Hz = -1.0;       ///< integration limits of CalcRawMagn
+    double m_fPeakBeg_Hz = -1.0; ///< integration limits of CalcRawMagn
     double m_fPeakEnd_Hz = -1.0;
     std::uint32_t m_nCntValidCycles = 0;
-    CDOE* m_pDOE;                      ///< the job's; not owned
-    CTraceOMA* m_pTrace;               ///< not owned, may be null
-    bool m_bOk = true;                 ///< cleared by the constructor on a null band
+    CDOE* m_pDOE;        ///< the job's; not owned
+    CTraceOMA* m_pTrace; ///< not owned, may be null
+    bool m_bOk = true;   ///< cleared by the constructor on a null band
 
   private:
+    /// Ageing of one band: what its record of this PS cycle says, reset where there is none.
+    bool UpdateSpec(CSpecDyn& p_spec, const CTime& p_actTime, bool& r_bAnyValid) const;
+
     static std::atomic<int> s_nCount;
 };

@@ -44,11 +44,18 @@ class CPsmOut : public CPSM
     bool IsOutpValid() const { return m_bOutpValid; }
 
   private:
+    /// Starts the channels; says beforehand if an event of an earlier output still stands.
+    bool StartOutput(const CTime* p_pActTime);
+    /// Stops the channels and ends the event.
+    void EndOutput(const CTime* p_pActTime);
+    /// Newest record of a band, null with a trace under the caller's name.
+    const CDataPS* ActData(const CSpecDyn* p_pSpec, std::string_view p_strMethod) const;
+
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
-    bool m_bOutpValid = false;                     ///< values were made in the last call of WriteActualData
+    bool m_bOutpValid = false; ///< values were made in the last call of WriteActualData
     double m_fReserved = -1.0;
     std::unique_ptr<CVdsOutPS> m_pVdsOutPS;
-    HANDLE m_hStatus = nullptr;                    ///< signalled by the writer's callback; never closed (layer's table)
-    std::int32_t m_nRepRate;                       ///< PS repetition rate
+    HANDLE m_hStatus = nullptr; ///< signalled by the writer's callback; never closed (layer's table)
+    std::int32_t m_nRepRate;    ///< PS repetition rate
     std::unique_ptr<CEventDataOMA> m_pEventData;
 };

@@ -1,0 +1,3 @@
+#include "link/CChannelOut.h"
+
+CChannelOut::~CChannelOut() = default;
