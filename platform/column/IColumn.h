@@ -11,4 +11,4 @@ class IColumn
     /// lies truncate((i / r) * 10000000.0 + 0.5) ticks behind it. p_nTicks itself when the rate is 0.
     static std::int64_t GetNextTimeStamp(std::int64_t p_nTicks, std::int64_t p_nRate, std::int64_t p_nSteps);
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

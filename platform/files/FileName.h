@@ -6,10 +6,14 @@
 /// OMA_RESULT_DIR, by default the current one) or lower-cased from the command line. Backslashes separate.
 /// For a file to be written.
 std::filesystem::path FileNameForWriting(const std::wstring& p_wstrName);
-/// The same for a file to be read: if no file of exactly this name exists, one whose name differs only in case is taken,
-/// the one that the user named first (FileNameRemember) before any other.
+/// The same for a file to be read: the file that the user named (FileNameRemember) if this is its lower-cased name,
+/// otherwise the file of exactly this name, otherwise one whose name differs only in case. If there is none, the path as
+/// for writing.
 std::filesystem::path FileNameForReading(const std::wstring& p_wstrName);
-/// Notes the spelling of a path as the user gave it, before it is lower-cased.
+/// Whether FileNameForReading finds a file (no folder) that opens for reading.
+bool FileCanBeRead(const std::wstring& p_wstrName);
+/// Notes the spelling of a path as the user gave it, before it is lower-cased. Of two that differ only in case the later
+/// one counts.
 void FileNameRemember(const std::wstring& p_wstrAsGiven);
 /// Conversions in UTF-8; bytes or characters that fit nothing become '?'.
 std::string NarrowText(const std::wstring& p_wstrText);

@@ -31,4 +31,4 @@ class CTrace
     /// General level for all areas.
     static void SetLevel(ETraceLevel p_eLevel);
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -20,10 +20,12 @@ class CTraceHelper
     const std::string& Name() const { return m_strName; }
 
   private:
+    CTraceHelper(const std::string& p_strName, const std::atomic<int>* p_pnAreaLevel);
+
     std::string m_strName;
     CTraceStream m_streamError;
     CTraceStream m_streamWarning;
     CTraceStream m_streamInfo;
     CTraceStream m_streamData;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

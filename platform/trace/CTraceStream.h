@@ -1,4 +1,5 @@
 #pragma once
+#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -17,10 +18,14 @@ enum class ETraceLevel : int
 class CTraceStream
 {
   public:
-    CTraceStream(const std::string& p_strArea, ETraceLevel p_eLevel) : m_strArea(p_strArea), m_eLevel(p_eLevel) {}
+    /// @param p_pnAreaLevel highest level that is on for the area, below 0 for none; the facility keeps it for ever.
+    CTraceStream(const std::string& p_strArea, ETraceLevel p_eLevel, const std::atomic<int>* p_pnAreaLevel)
+        : m_strArea(p_strArea), m_eLevel(p_eLevel), m_pnAreaLevel(p_pnAreaLevel)
+    {
+    }
 
     /// Whether the level is on for the area: one atomic read.
-    bool IsActive() const;
+    bool IsActive() const { return m_pnAreaLevel->load(std::memory_order_relaxed) >= static_cast<int>(m_eLevel); }
     /// Called ahead of each insertion; the piece is taken only when the stream is active.
     void _Lock() {}
     void Insert(std::string_view p_strText);
@@ -30,6 +35,7 @@ class CTraceStream
   private:
     std::string m_strArea;
     ETraceLevel m_eLevel;
+    const std::atomic<int>* m_pnAreaLevel;
     std::string m_strLine;
 };
 
@@ -48,4 +54,4 @@ inline CTraceStream& operator<<(CTraceStream& p_stream, CTraceStream& (*p_fnMani
 {
     return p_fnManip(p_stream);
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

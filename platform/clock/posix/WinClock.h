@@ -6,8 +6,8 @@
 /// Seconds and milliseconds since 1970-01-01 UTC, as _ftime64_s fills them.
 struct STimeB64
 {
-    std::int64_t time = 0;       ///< s
-    unsigned short millitm = 0;  ///< ms, 0 to 999
+    std::int64_t time = 0;      ///< s
+    unsigned short millitm = 0; ///< ms, 0 to 999
 };
 int _ftime64_s(STimeB64* p_pTime);
 

@@ -8,7 +8,7 @@
 ///
 /// Handles are kept in a table of this layer: a handle that is never closed costs its entry and is no leak.
 /// Every function may be called from any thread. A handle that is unknown or closed makes a wait answer WAIT_FAILED
-/// and SetEvent/CloseHandle answer 0.
+/// and SetEvent/CloseHandle answer 0. A wait whose handle is closed meanwhile ends with WAIT_FAILED.
 using HANDLE = void*;
 using DWORD = std::uint32_t;
 using BOOL = int;
@@ -31,8 +31,9 @@ void Sleep(DWORD p_nTime_ms);
 // ---- test seam: the layer's clock, shared with platform/clock ----
 /// Milliseconds on the clock that all waits and sleeps of this layer use (steady; the fake clock when it is on).
 std::int64_t EventsNow_ms();
-/// Switches between the real clock and one that only moves as told. Switch while no thread waits.
+/// Switches between the real clock and one that starts at 0 and only moves as told. Switch while no thread waits.
 void EventsUseFakeClock(bool p_bFake);
+bool EventsIsFakeClock();
 /// Moves the fake clock on; every wait and sleep whose time has come returns.
 void EventsAdvance(std::int64_t p_nTime_ms);
 /// Waits (real time, at most p_nLimit_ms) until p_nThreads threads are parked in waits or sleeps of this layer and have

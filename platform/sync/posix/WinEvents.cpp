@@ -1,0 +1,298 @@
+#include "WinEvents.h"
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+// One lock for the whole layer. A wait that cannot be answered at once is parked in a list, and whoever signals an event,
+// closes a handle or moves the fake clock answers it there and then and takes it off the list. So the answer of a wait is
+// decided in one place, and a wait that stands in the list has seen everything so far.
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+struct SEvent
+{
+    bool bManual = false;
+    bool bSignalled = false;
+};
+
+/// A parked wait. Lives on the stack of its thread.
+struct SWait
+{
+    const HANDLE* phEvents = nullptr;
+    DWORD nCount = 0;
+    std::optional<Clock::time_point> deadline; ///< none: waits for ever
+    std::optional<DWORD> nAnswer;
+    std::condition_variable cvAnswer;
+};
+
+class CEventTable
+{
+  public:
+    HANDLE Create(bool p_bManual, bool p_bSignalled)
+    {
+        const std::lock_guard lock(m_mtx);
+        m_nLastHandle += 4;
+        const auto hEvent = reinterpret_cast<HANDLE>(m_nLastHandle);
+        m_mapEvent[hEvent] = {p_bManual, p_bSignalled};
+        return hEvent;
+    }
+
+    bool Set(HANDLE p_hEvent)
+    {
+        const std::lock_guard lock(m_mtx);
+        const auto itEvent = m_mapEvent.find(p_hEvent);
+        if (itEvent == m_mapEvent.end())
+            return false;
+        itEvent->second.bSignalled = true;
+        for (std::size_t n = 0; n < m_vecpParked.size() && itEvent->second.bSignalled;)
+        {
+            SWait& wait = *m_vecpParked[n];
+            const DWORD nIndex = IndexOf(wait, p_hEvent);
+            if (nIndex == wait.nCount)
+            {
+                ++n;
+                continue;
+            }
+            itEvent->second.bSignalled = itEvent->second.bManual;
+            Answer(n, WAIT_OBJECT_0 + nIndex);
+        }
+        return true;
+    }
+
+    bool Close(HANDLE p_hEvent)
+    {
+        const std::lock_guard lock(m_mtx);
+        if (m_mapEvent.erase(p_hEvent) == 0)
+            return false;
+        for (std::size_t n = 0; n < m_vecpParked.size();)
+        {
+            if (IndexOf(*m_vecpParked[n], p_hEvent) < m_vecpParked[n]->nCount)
+                Answer(n, WAIT_FAILED);
+            else
+                ++n;
+        }
+        return true;
+    }
+
+    /// Without handles: a sleep, which always ends with WAIT_TIMEOUT.
+    DWORD Wait(const HANDLE* p_phEvents, DWORD p_nCount, DWORD p_nTimeout_ms)
+    {
+        std::unique_lock lock(m_mtx);
+        if (const auto nAnswer = TakeSignalled(p_phEvents, p_nCount))
+            return *nAnswer;
+        if (p_nTimeout_ms == 0)
+            return WAIT_TIMEOUT;
+
+        SWait wait;
+        wait.phEvents = p_phEvents;
+        wait.nCount = p_nCount;
+        if (p_nTimeout_ms != INFINITE)
+            wait.deadline = Now() + milliseconds(p_nTimeout_ms);
+        m_vecpParked.push_back(&wait);
+        m_cvParked.notify_all();
+        JumpIfAllParked();
+
+        while (!wait.nAnswer)
+        {
+            if (m_bFake || !wait.deadline)
+                wait.cvAnswer.wait(lock);
+            else if (wait.cvAnswer.wait_until(lock, *wait.deadline) == std::cv_status::timeout && !wait.nAnswer)
+            {
+                std::erase(m_vecpParked, &wait);
+                return WAIT_TIMEOUT;
+            }
+        }
+        return *wait.nAnswer;
+    }
+
+    std::int64_t Now_ms()
+    {
+        const std::lock_guard lock(m_mtx);
+        return std::chrono::duration_cast<milliseconds>(Now().time_since_epoch()).count();
+    }
+    void UseFake(bool p_bFake)
+    {
+        const std::lock_guard lock(m_mtx);
+        m_bFake = p_bFake;
+        m_fakeNow = {};
+        m_nAutoThreads = 0;
+    }
+    bool IsFake()
+    {
+        const std::lock_guard lock(m_mtx);
+        return m_bFake;
+    }
+    void Advance(std::int64_t p_nTime_ms)
+    {
+        const std::lock_guard lock(m_mtx);
+        if (m_bFake && p_nTime_ms >= 0)
+            MoveFakeTo(m_fakeNow + milliseconds(p_nTime_ms));
+    }
+    bool AwaitParked(std::size_t p_nThreads, int p_nLimit_ms)
+    {
+        std::unique_lock lock(m_mtx);
+        return m_cvParked.wait_for(lock, milliseconds(p_nLimit_ms), [&] { return m_vecpParked.size() >= p_nThreads; });
+    }
+    void AutoAdvance(std::size_t p_nThreads)
+    {
+        const std::lock_guard lock(m_mtx);
+        m_nAutoThreads = p_nThreads;
+        JumpIfAllParked();
+    }
+    std::size_t HandleCount()
+    {
+        const std::lock_guard lock(m_mtx);
+        return m_mapEvent.size();
+    }
+
+  private:
+    static DWORD IndexOf(const SWait& p_wait, HANDLE p_hEvent)
+    {
+        return static_cast<DWORD>(std::find(p_wait.phEvents, p_wait.phEvents + p_wait.nCount, p_hEvent) -
+                                  p_wait.phEvents);
+    }
+    Clock::time_point Now() const { return m_bFake ? m_fakeNow : Clock::now(); }
+
+    void Answer(std::size_t p_nParked, DWORD p_nAnswer)
+    {
+        SWait* const pWait = m_vecpParked[p_nParked];
+        m_vecpParked.erase(m_vecpParked.begin() + static_cast<std::ptrdiff_t>(p_nParked));
+        pWait->nAnswer = p_nAnswer;
+        pWait->cvAnswer.notify_one();
+    }
+
+    /// Answer that needs no parking: a bad handle, or the first signalled one.
+    std::optional<DWORD> TakeSignalled(const HANDLE* p_phEvents, DWORD p_nCount)
+    {
+        std::optional<DWORD> nSignalled;
+        for (DWORD n = 0; n < p_nCount; ++n)
+        {
+            const auto itEvent = m_mapEvent.find(p_phEvents[n]);
+            if (itEvent == m_mapEvent.end())
+                return WAIT_FAILED;
+            if (!nSignalled && itEvent->second.bSignalled)
+                nSignalled = n;
+        }
+        if (!nSignalled)
+            return std::nullopt;
+        SEvent& event = m_mapEvent[p_phEvents[*nSignalled]];
+        event.bSignalled = event.bManual;
+        return WAIT_OBJECT_0 + *nSignalled;
+    }
+
+    void MoveFakeTo(Clock::time_point p_now)
+    {
+        m_fakeNow = p_now;
+        for (std::size_t n = 0; n < m_vecpParked.size();)
+        {
+            const auto& deadline = m_vecpParked[n]->deadline;
+            if (deadline && *deadline <= m_fakeNow)
+                Answer(n, WAIT_TIMEOUT);
+            else
+                ++n;
+        }
+    }
+
+    void JumpIfAllParked()
+    {
+        if (!m_bFake || m_nAutoThreads == 0 || m_vecpParked.size() < m_nAutoThreads)
+            return;
+        std::optional<Clock::time_point> next;
+        for (const SWait* pWait : m_vecpParked)
+            if (pWait->deadline && (!next || *pWait->deadline < *next))
+                next = pWait->deadline;
+        if (next)
+            MoveFakeTo(*next);
+    }
+
+    std::mutex m_mtx;
+    std::unordered_map<HANDLE, SEvent> m_mapEvent;
+    std::uintptr_t m_nLastHandle = 0;
+    std::vector<SWait*> m_vecpParked; ///< in order of arrival: the first one gets the event
+    std::condition_variable m_cvParked;
+    bool m_bFake = false;
+    Clock::time_point m_fakeNow;
+    std::size_t m_nAutoThreads = 0;
+};
+
+/// Never torn down: threads that outlive main may still wait.
+CEventTable& Table()
+{
+    static CEventTable* const s_pTable = new CEventTable;
+    return *s_pTable;
+}
+} // namespace
+
+HANDLE CreateEventW(void* p_pSecurity, BOOL p_bManualReset, BOOL p_bInitialState, const wchar_t* p_pName)
+{
+    if (p_pSecurity || p_pName)
+        return nullptr;
+    return Table().Create(p_bManualReset != 0, p_bInitialState != 0);
+}
+
+BOOL SetEvent(HANDLE p_hEvent)
+{
+    return Table().Set(p_hEvent) ? 1 : 0;
+}
+
+BOOL CloseHandle(HANDLE p_hEvent)
+{
+    return Table().Close(p_hEvent) ? 1 : 0;
+}
+
+DWORD WaitForSingleObject(HANDLE p_hEvent, DWORD p_nTimeout_ms)
+{
+    return Table().Wait(&p_hEvent, 1, p_nTimeout_ms);
+}
+
+DWORD WaitForMultipleObjects(DWORD p_nCount, const HANDLE* p_phEvents, BOOL p_bAll, DWORD p_nTimeout_ms)
+{
+    if (p_nCount == 0 || p_nCount > MAXIMUM_WAIT_OBJECTS || !p_phEvents || p_bAll)
+        return WAIT_FAILED;
+    return Table().Wait(p_phEvents, p_nCount, p_nTimeout_ms);
+}
+
+void Sleep(DWORD p_nTime_ms)
+{
+    if (p_nTime_ms == 0)
+        std::this_thread::yield();
+    else
+        Table().Wait(nullptr, 0, p_nTime_ms);
+}
+
+std::int64_t EventsNow_ms()
+{
+    return Table().Now_ms();
+}
+void EventsUseFakeClock(bool p_bFake)
+{
+    Table().UseFake(p_bFake);
+}
+bool EventsIsFakeClock()
+{
+    return Table().IsFake();
+}
+void EventsAdvance(std::int64_t p_nTime_ms)
+{
+    Table().Advance(p_nTime_ms);
+}
+bool EventsAwaitParked(std::size_t p_nThreads, int p_nLimit_ms)
+{
+    return Table().AwaitParked(p_nThreads, p_nLimit_ms);
+}
+void EventsAutoAdvance(std::size_t p_nThreads)
+{
+    Table().AutoAdvance(p_nThreads);
+}
+std::size_t EventsHandleCount()
+{
+    return Table().HandleCount();
+}
