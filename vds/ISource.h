@@ -43,4 +43,10 @@ class ISource
     virtual bool Next(SSourceCycle& r_cycle) = 0;
     /// Back to the first cycle. @return false if that cannot be done.
     virtual bool Rewind() = 0;
+    /// Why Next has answered false ahead of the end, one line; empty at a regular end.
+    virtual const std::string& Error() const
+    {
+        static const std::string strNone;
+        return strNone;
+    }
 };
