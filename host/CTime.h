@@ -64,13 +64,15 @@ class CTime
     {
         std::int64_t nRate;
         std::uint64_t nIdx;
-        std::uint64_t nSec;  ///< s since the epoch
+        std::uint64_t nSec; ///< s since the epoch
     };
     SPos Pos() const;
     static bool TicksToIdx(const SPos& p_pos, std::int64_t p_nTicks, std::uint64_t* p_pnIdx);
     static std::int64_t IdxToTicks(const SPos& p_pos, std::uint64_t p_nIdx);
     static bool CalcNextTS(const SPos& p_pos, std::uint64_t* p_pnIdx, std::uint64_t* p_pnSec);
     static bool IsAligned(const SPos& p_pos, std::int64_t p_nRate);
+    /// Length of a negative rate in s, 0 for others.
+    static std::uint64_t SlowDist_s(std::int64_t p_nRate);
 
     mutable std::mutex m_mtxPos;
     SPos m_pos;

@@ -1,7 +1,12 @@
 #pragma once
 #include "CTraceHelper.h"
+#include <initializer_list>
+#include <mutex>
 #include <string>
 #include <string_view>
+
+/// One lock for all lines of all areas.
+extern std::mutex g_mtxTrace;
 
 /// One trace area of the application. Gives all lines the same shape and serialises them.
 ///
@@ -39,6 +44,10 @@ class CTraceOMA : public Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper
     bool IsDataOn() const { return m_pTraceHelper && m_pTraceHelper->Data().IsActive(); }
 
   private:
+    using Stream =
+        Norvik::Energy::Kestrel::VDS::Runtime::CTraceStream& (Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper::*)();
+    void Emit(Stream p_fnStream, std::initializer_list<std::string_view> p_pieces);
+
     /// The helper that the library keeps for the area name; null drops all lines.
     Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper* m_pTraceHelper = nullptr;
 };

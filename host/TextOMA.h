@@ -1,7 +1,9 @@
 #pragma once
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 class CTime;
 
@@ -48,3 +50,5 @@ std::string PhasorAsText(std::uint64_t p_nId, std::int64_t p_nTicks, std::string
                          double p_fMagn, double p_fAngle_deg, std::uint64_t p_nQual);
 /// time " ( " name " ) " count " cycles (VDS cycle rate: " rate " Hz )"
 std::string GapAsText(std::string_view p_strTime, std::string_view p_strName, long long p_nCount, long long p_nRate_Hz);
+/// Time stamps with their labels: label ": " time, joined by ", ".
+std::string TimesAsText(std::initializer_list<std::pair<std::string_view, std::int64_t>> p_times);
