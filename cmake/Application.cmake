@@ -43,7 +43,8 @@ oma_layer(oma_modes
 
 # One monitored signal with its worker.
 oma_layer(oma_job
-    SOURCES job/CPmu job/CJob job/CJobOMA job/CJobOMA_ActValue job/CJobOMA_Assign job/CJobOMA_Files
+    SOURCES job/CPmu job/CJob job/CJobOMA job/CJobOMA_Thread job/CJobOMA_Worker job/CJobOMA_ActValue
+            job/CJobOMA_Assign job/CJobOMA_Files
             offline/CReadFileMeas offline/CStudyOMA
     PUBLIC oma_modes Boost::thread)
 

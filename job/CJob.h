@@ -18,10 +18,10 @@ class CWriteFile;
 /// Meaning of the six event handles of a job, by their index. 4 and 5 are nobody's.
 enum EJobEvent : unsigned
 {
-    eJobEventStart = 0,      ///< server link established
-    eJobEventNewData = 1,    ///< new data for a worker pass
-    eJobEventStop = 2,       ///< server link lost
-    eJobEventTerminate = 3,  ///< terminate the job
+    eJobEventStart = 0,     ///< server link established
+    eJobEventNewData = 1,   ///< new data for a worker pass
+    eJobEventStop = 2,      ///< server link lost
+    eJobEventTerminate = 3, ///< terminate the job
     eJobEventCount = 6
 };
 
@@ -47,23 +47,24 @@ class CJob
     bool HasThread() const { return m_pThread != nullptr; }
     bool IsOk() const { return m_bOk; }
 
-    std::atomic<bool> m_bWorkerDone{true};           ///< [R] clears before event 1, [W] sets after each pass
+    std::atomic<bool> m_bWorkerDone{true}; ///< [R] clears before event 1, [W] sets after each pass
     std::string m_strName;
-    bool m_bActive;                                  ///< from the configuration, cleared when the job cannot run; [M]
-    std::uint32_t m_nId;                             ///< element id of the job
-    std::unique_ptr<std::vector<HANDLE>> m_pvechOMA; ///< exactly six handles, see EJobEvent; null until the thread set-up
-    TShared<double> m_fCycle_s{0.0};                 ///< read cycle time of the server, s; [R] sets
-    std::atomic<const CTime*> m_pTimeInp{nullptr};   ///< stamp of the cycle being processed; the read callback's
-    std::unique_ptr<CTime> m_pActTime;               ///< the job's private copy for one pass; [W], [R] for the measurement channel
-    std::atomic<bool> m_bTerminate{false};           ///< ends the loop of ThreadCB and any long wait in it
-    std::atomic<bool> m_bTerminateRequest{false};    ///< set before handle 3 is signalled: ends a long wait early
-    std::atomic<bool> m_bThreadDone{false};          ///< set as the thread ends
+    bool m_bActive;      ///< from the configuration, cleared when the job cannot run; [M]
+    std::uint32_t m_nId; ///< element id of the job
+    std::unique_ptr<std::vector<HANDLE>>
+        m_pvechOMA;                                ///< exactly six handles, see EJobEvent; null until the thread set-up
+    TShared<double> m_fCycle_s{0.0};               ///< read cycle time of the server, s; [R] sets
+    std::atomic<const CTime*> m_pTimeInp{nullptr}; ///< stamp of the cycle being processed; the read callback's
+    std::unique_ptr<CTime> m_pActTime; ///< the job's private copy for one pass; [W], [R] for the measurement channel
+    std::atomic<bool> m_bTerminate{false};        ///< ends the loop of ThreadCB and any long wait in it
+    std::atomic<bool> m_bTerminateRequest{false}; ///< set before handle 3 is signalled: ends a long wait early
+    std::atomic<bool> m_bThreadDone{false};       ///< set as the thread ends
     std::unique_ptr<CDeqMeas> m_pdeqMeas;
     std::atomic<std::uint32_t> m_nMeasSinceShift{0}; ///< measurements added since the last complete pass
     std::unique_ptr<VecPsmOut> m_pvecpPsmOut;        ///< output modes, in configuration order
-    std::unique_ptr<std::vector<std::unique_ptr<CPSM>>> m_pvecpPsmTmp;  ///< temporary modes: stays empty
-    std::unique_ptr<boost::thread> m_pThread;        ///< the worker; [M] sets and clears
-    CTraceOMA* m_pTrace;                             ///< the job's area, not owned, may be null
-    bool m_bOk = true;                               ///< cleared when the constructor meets a null pointer
-    std::mutex m_mtxModes;                           ///< [W] holds it for a pass, [R] while it stops the modes
+    std::unique_ptr<std::vector<std::unique_ptr<CPSM>>> m_pvecpPsmTmp; ///< temporary modes: stays empty
+    std::unique_ptr<boost::thread> m_pThread;                          ///< the worker; [M] sets and clears
+    CTraceOMA* m_pTrace;                                               ///< the job's area, not owned, may be null
+    bool m_bOk = true;     ///< cleared when the constructor meets a null pointer
+    std::mutex m_mtxModes; ///< [W] holds it for a pass, [R] while it stops the modes
 };

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+class CMethodTrace;
 class CReadFileMeas;
 
 /// One monitored signal with its bands, modes and worker thread: active power over a line (W) or the voltage phase angle
@@ -32,22 +33,26 @@ class CJobOMA : public CJob
     ~CJobOMA() override;
 
     // ---- [M] construction and clean-up ----
+    /// Address and port of the server link for the head of the CSV files. Set while no job of a pass exists.
+    static void SetServerAddress(const std::string& p_strIpAddr, unsigned p_nPort);
     void DeleteAllPsmOuts() { m_pvecpPsmOut.reset(); }
+    /// Bands and the evaluators that work on them.
     void DeleteAllSpecs();
     void DeleteAllDoeData() { m_pDOE.reset(); }
-    /// Seconds without a peak until a mode is inactive, in PS cycles: maximum of the mode counters.
+    /// Time without a peak until a mode is inactive, in PS cycles: maximum of the mode counters.
     unsigned NoOfCyclesInactive() const;
 
     // ---- [R] once for each measurement cycle, in this order ----
     /// Sets m_ActValue from the phasors of the two PMUs.
     bool CalcActualValue();
-    /// Sends m_ActValue under the stamp of this measurement cycle. True also when the channel is not started.
+    /// Sends m_ActValue under the stamp of this measurement cycle, to which m_pActTime is brought up first unless a pass
+    /// is working with it. True also when the channel is not started. [W] uses it as well.
     bool WriteCalcdValue();
     /// Appends m_ActValue to the queue; drops the oldest record when the longest band is full.
     bool AddMeasToBuf();
 
     // ---- [R] connection and time line ----
-    /// Makes the writer of the measurement channel if there is none yet.
+    /// Makes the writer of the measurement channel if there is none yet. False if the library refuses it.
     bool CreateVdsOutMeas(unsigned long p_hWrite, std::int32_t p_nCycleRate);
     /// What a time-stamp jump costs: all modes stop, the queue is empty. Waits for a pass that is still running.
     void InitForNewTimeLine();
@@ -57,6 +62,7 @@ class CJobOMA : public CJob
     std::uint32_t RetrveMinSpecSize() const;
 
     // ---- [W] ----
+    /// Body of the worker thread. @return 0, or -1 if it could not begin.
     int ThreadCB();
     bool RunWorker(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) override;
     bool WriteHeadToCSV(CWriteFile* p_pFileCSV) override;
@@ -64,15 +70,21 @@ class CJobOMA : public CJob
     bool Write1stPmuDataToCSV(CWriteFile* p_pFileCSV);
     bool Write2ndPmuDataToCSV(CWriteFile* p_pFileCSV);
     bool TraceAllPSMData();
+    /// Measurements in a time range; 0 after an error line.
     unsigned CalcNoOfMeas(double p_fRange_s) const;
+    /// Measurements between two passes.
     unsigned NoOfMeasPerTimeShift() const;
+    /// Largest end of all bands, used or not.
     bool RetrveTotalFreqEnd(double* p_pfEnd_Hz) const;
     bool RetrveActValueFromFile();
     bool WriteInvalidActualValue();
+    /// Stops the measurement channel; true when there is no writer.
     bool StopWrite();
+    /// Waits up to 60 s for the write connection, then starts the measurement channel.
     bool ReStartWrite();
     bool WriteDataPS();
     bool UpdateAllPSMs();
+    /// 0 intact, 1 potential split or subsplit, 2 actual split between the places of the two PMUs.
     std::int32_t RetrveGridQualFromNTM();
     bool GetCsvFileName(std::wstring* p_pwstr) const;
     bool GetFftFileName(std::wstring* p_pwstr) const;
@@ -101,38 +113,108 @@ class CJobOMA : public CJob
     bool CheckForMatchLastValidFreq(double p_fFreq_Hz, const CPSM* p_pPSM);
 
     // ---- data ----
-    std::unique_ptr<std::vector<std::unique_ptr<CProcOMA>>> m_pvecpProc;  ///< one for each used band, in band order
-    double m_fInactTmp_s = 0.0;                    ///< of the temporary modes; nobody reads it
-    double m_fInact_s = 10.0;                      ///< s without a peak until a mode is inactive
-    std::atomic<std::uint64_t> m_nCycleProc{0};    ///< PS cycle of the last pass, first check; 0: none yet
-    std::atomic<std::uint64_t> m_nCycleWrite{0};   ///< the same for the second check
-    std::atomic<std::uint64_t> m_nCycleSpare{0};   ///< cleared with the others; nobody reads it
-    std::int32_t m_eJobMode;                       ///< 0 active power, 1 voltage phase angle difference
-    std::uint32_t m_nUnitId;                       ///< virtual PMU of the measurement channel
-    std::uint32_t m_nOutputRefId;                  ///< its channel
-    std::unique_ptr<CVdsOutMeas> m_pVdsOutMeas;    ///< null until CreateVdsOutMeas; [R] makes it before event 0
-    HANDLE m_hStatus = nullptr;
+    std::unique_ptr<std::vector<std::unique_ptr<CProcOMA>>> m_pvecpProc; ///< one for each used band, in band order
+    double m_fInactTmp_s = 0.0;                                          ///< of the temporary modes; nobody reads it
+    double m_fInact_s = 10.0;                                            ///< s without a peak until a mode is inactive
+    std::atomic<std::uint64_t> m_nCycleProc{0};  ///< PS cycle of the last pass, first check; 0: none yet
+    std::atomic<std::uint64_t> m_nCycleWrite{0}; ///< the same for the second check
+    std::atomic<std::uint64_t> m_nCycleSpare{0}; ///< cleared with the others; nobody reads it
+    std::int32_t m_eJobMode;                     ///< 0 active power, 1 voltage phase angle difference
+    std::uint32_t m_nUnitId;                     ///< virtual PMU of the measurement channel
+    std::uint32_t m_nOutputRefId;                ///< its channel
+    std::unique_ptr<CVdsOutMeas> m_pVdsOutMeas;  ///< null until CreateVdsOutMeas; [R] makes it before event 0
+    HANDLE m_hStatus = nullptr;                  ///< the writer has a handle of its own; this one stays null
     std::unique_ptr<VecSpec> m_pvecpSpec;
     std::uint32_t m_nSamplesPS;
-    std::int32_t m_nRepRate;                       ///< PS repetition rate
-    CPmu* m_pPmu1st = nullptr;                     ///< voltage; the session's
-    CPmu* m_pPmu2nd = nullptr;                     ///< current, or the second voltage; the session's
-    bool m_bUsingNTM = false;                      ///< takes its grid state from the NTM application; [M]
-    bool m_bSplitActive = false;                   ///< suspended because of an actual network split; [W]
-    std::int32_t m_eInputQual = eQualValid;        ///< INVALID while the input state machine is in that state; [W]
-    std::int32_t m_eGridQual = 2;                  ///< 0 intact, 1 potential, 2 actual split; [W]
-    CReadFileMeas* m_pReadFile;                    ///< not owned, may be null
+    std::int32_t m_nRepRate;                ///< PS repetition rate
+    CPmu* m_pPmu1st = nullptr;              ///< voltage; the session's
+    CPmu* m_pPmu2nd = nullptr;              ///< current, or the second voltage; the session's
+    bool m_bUsingNTM = false;               ///< takes its grid state from the NTM application; [M]
+    bool m_bSplitActive = false;            ///< suspended because of an actual network split; [W]
+    std::int32_t m_eInputQual = eQualValid; ///< INVALID while the input state machine is in that state; [W]
+    std::int32_t m_eGridQual = 2;           ///< 0 intact, 1 potential, 2 actual split; [W]
+    CReadFileMeas* m_pReadFile;             ///< not owned, may be null
     std::unique_ptr<CDOE> m_pDOE;
 
     SMeas GetActValue() const;
     void SetActValue(const SMeas& p_meas);
     CTraceOMA* GetTrace() const { return m_pTrace; }
-    /// Frees the trace area: last step before the job is deleted.
+    /// Frees the trace area: last step before the job is deleted. What still traces into it goes first.
     void DeleteTrace();
 
   private:
+    /// Counts of one pass.
+    struct SPass
+    {
+        unsigned nPeaks = 0;
+        unsigned nNotAssigned = 0;
+    };
+    /// Settings of the evaluators, the same for all bands of a pass.
+    struct SRunSettings
+    {
+        double fFreqEnd_Hz = -1.0; ///< largest band end
+        std::wstring wstrFileFFT;  ///< empty: no dump
+        std::wstring wstrFilePSM;  ///< empty: no dump
+        int eFit = 1;              ///< 1 least squares, 2 with Levenberg-Marquardt after it
+    };
+    /// What the thread remembers from one event to the next.
+    struct SThread
+    {
+        bool bNoDataReported = false; ///< incident 4202 stands
+        bool bFirstTimeout = true;
+        bool bStopped = true;
+        unsigned nCsvRows = 0;
+        std::unique_ptr<CWriteFile> pFileCSV;
+    };
+
+    // ---- steps of ThreadCB; p_trace names ThreadCB ----
+    void CreateFileCSV(SThread& r_thread, const CMethodTrace& p_trace);
+    void HandleEvent(DWORD p_nResult, SThread& r_thread, const CMethodTrace& p_trace);
+    void OnTimeout(SThread& r_thread, const CMethodTrace& p_trace);
+    void OnStart(SThread& r_thread);
+    void OnNewData(SThread& r_thread, const CMethodTrace& p_trace);
+    void OnStop();
+    void StopModes();
+
+    // ---- steps of RunWorker, in their order; p_trace names RunWorker ----
+    bool TakeActTime(const CMethodTrace& p_trace);
+    /// @return false if a network split, or the end of one, ends the pass.
+    bool CheckGrid(const CMethodTrace& p_trace);
+    void SuspendBySplit(const CMethodTrace& p_trace);
+    bool RetrveValue(const CMethodTrace& p_trace);
+    bool UpdateInputQual(const CMethodTrace& p_trace);
+    bool ProcessMeas(const CMethodTrace& p_trace, CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows);
+    bool CheckDataAndTime(const CMethodTrace& p_trace);
+    bool IsNextCycle(std::atomic<std::uint64_t>& r_nCycleLast, std::int64_t& r_nMissing) const;
+    bool CheckCycleProc(const CMethodTrace& p_trace);
+    bool CheckCycleWrite(const CMethodTrace& p_trace);
+    bool CreateStudyData();
+    bool RunAllProcs(const CMethodTrace& p_trace);
+    bool RetrveRunSettings(const CMethodTrace& p_trace, SRunSettings& r_settings) const;
+    bool RunProc(CProcOMA* p_pProc, const SRunSettings& p_settings, const CMethodTrace& p_trace, SPass& r_pass);
+    bool AssignPeaks(CProcOMA* p_pProc, CProcOMA::VecPeak* p_pvecpPeak, const CMethodTrace& p_trace, SPass& r_pass);
+
+    bool WriteModePS(CPsmOut* p_pPSM, const CMethodTrace& p_trace, unsigned& r_nTotal_ms);
+
+    void CreateProcs();
+    CVdsOutMeas* MeasWriter() const;
+    bool WriteHeadOfColumns(CWriteFile* p_pFileCSV, const CMethodTrace& p_trace);
+    bool WriteHeadOfUnits(CWriteFile* p_pFileCSV, const CMethodTrace& p_trace);
+    /// Both PMUs and their phasors exist; the names are those of the phasor vectors in the message.
+    bool CheckPmuPhasors(const CMethodTrace& p_trace, std::string_view p_strName1st,
+                         std::string_view p_strName2nd) const;
+    bool CalcPhasorOfPmu(const CPmu* p_pPmu, std::string_view p_strNoCase, const CMethodTrace& p_trace,
+                         std::complex<double>* p_pcplx);
+
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
-    mutable std::mutex m_mtxAct;                   ///< m_ActValue: bears an overlap of [R] and [W]
+    mutable std::mutex m_mtxAct; ///< m_ActValue: bears an overlap of [R] and [W]
     SMeas m_ActValue;
-    std::mutex m_mtxWrite;                         ///< the measurement writer: the same
+    mutable std::mutex m_mtxWrite; ///< the measurement writer: the same
+
+    // Statistics of the angle difference: made and freed with the job, nothing else touches them (kept as it stands).
+    std::vector<unsigned> m_vecnStatDeg;
+    std::vector<unsigned> m_vecnStatDeciDeg;
+    unsigned m_nStatCnt = 0;
+    std::unique_ptr<CWriteFile> m_pFileStatDeg;
+    std::unique_ptr<CWriteFile> m_pFileStatDeciDeg;
 };

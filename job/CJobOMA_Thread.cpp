@@ -1,0 +1,210 @@
+#include "FileName.h"
+#include "host/CMethodTrace.h"
+#include "host/CShellOMA.h"
+#include "job/CJobOMA.h"
+#include "link/CEventWriteOMA.h"
+#include "offline/CWriteFile.h"
+
+// The worker thread of a job: its wait for the six events, and what each of them does.
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+
+namespace
+{
+constexpr std::string_view g_strClass = "CJobOMA";
+constexpr DWORD g_nWaitData_ms = 20000;    ///< wait for any event
+constexpr unsigned g_nPollsConnect = 6000; ///< polls for the write connection, 60 s in all
+constexpr DWORD g_nPollConnect_ms = 10;
+constexpr const char* g_pszNoData = "No phasor data available from VDS server";
+
+std::int32_t CsvCycles()
+{
+    return g_pShell ? g_pShell->GetCsvCycles() : 0;
+}
+} // namespace
+
+int CJobOMA::ThreadCB()
+{
+    const CMethodTrace trace(m_pTrace, g_strClass, "ThreadCB");
+    if (!m_pvechOMA)
+    {
+        trace.BadPointer("m_pvechOMA");
+        return -1;
+    }
+    if (m_pvechOMA->size() != eJobEventCount)
+    {
+        trace.Suspend("Inconsistent no.of event handles");
+        return -1;
+    }
+    SThread thread;
+    if (CsvCycles() > 0)
+        CreateFileCSV(thread, trace);
+    while (!m_bTerminate)
+        HandleEvent(WaitForMultipleObjects(eJobEventCount, m_pvechOMA->data(), 0, g_nWaitData_ms), thread, trace);
+    if (thread.pFileCSV)
+    {
+        trace.Info("Close PMU sim.file. due to job terminating.");
+        thread.pFileCSV->Close();
+        thread.pFileCSV.reset();
+    }
+    m_bThreadDone = true;
+    trace.Info("Terminating thread");
+    return 0;
+}
+
+/// A file that cannot be written stops no analysis.
+void CJobOMA::CreateFileCSV(SThread& r_thread, const CMethodTrace& p_trace)
+{
+    std::wstring wstrName;
+    GetCsvFileName(&wstrName);
+    const std::string strName = NarrowText(wstrName);
+    p_trace.Info("Create PMU sim.file: ", strName);
+    auto pFileCSV = std::make_unique<CWriteFile>(wstrName, m_pTrace);
+    if (!pFileCSV->Open())
+    {
+        p_trace.Error("Cannot open PMU sim.file: ", strName);
+        return;
+    }
+    p_trace.Info("Write Header to PMU sim.file.");
+    WriteHeadToCSV(pFileCSV.get());
+    r_thread.pFileCSV = std::move(pFileCSV);
+}
+
+void CJobOMA::HandleEvent(DWORD p_nResult, SThread& r_thread, const CMethodTrace& p_trace)
+{
+    switch (p_nResult)
+    {
+    case WAIT_TIMEOUT:
+        OnTimeout(r_thread, p_trace);
+        break;
+    case WAIT_OBJECT_0 + eJobEventStart:
+        OnStart(r_thread);
+        break;
+    case WAIT_OBJECT_0 + eJobEventNewData:
+        OnNewData(r_thread, p_trace);
+        break;
+    case WAIT_OBJECT_0 + eJobEventStop:
+        OnStop();
+        r_thread.bStopped = true;
+        break;
+    case WAIT_OBJECT_0 + eJobEventTerminate:
+        OnStop();
+        m_bTerminate = true;
+        break;
+    default:
+        p_trace.Suspend("No 'case'");
+        m_bTerminate = true;
+        break;
+    }
+}
+
+/// The first time-out after the start of the thread is forgiven: the server may still be coming up.
+void CJobOMA::OnTimeout(SThread& r_thread, const CMethodTrace& p_trace)
+{
+    if (r_thread.bFirstTimeout)
+    {
+        r_thread.bFirstTimeout = false;
+        return;
+    }
+    if (r_thread.bNoDataReported)
+        return;
+    if (g_pEventWrite)
+        g_pEventWrite->PostAppOMA(eIkNoPhasorData, m_nId, g_pszNoData, nullptr);
+    p_trace.Error(g_pszNoData);
+    r_thread.bNoDataReported = true;
+}
+
+void CJobOMA::OnStart(SThread& r_thread)
+{
+    StopModes();
+    r_thread.bStopped = false;
+    ReStartWrite();
+}
+
+void CJobOMA::OnNewData(SThread& r_thread, const CMethodTrace& p_trace)
+{
+    if (r_thread.bStopped)
+    {
+        m_bWorkerDone = true;
+        p_trace.Error("Unexecpted NEW DATA event from VDS server");
+        return;
+    }
+    if (r_thread.bNoDataReported)
+    {
+        if (g_pEventWrite)
+            g_pEventWrite->PostDisOMA(eIkNoPhasorData, m_nId, g_pszNoData, nullptr);
+        p_trace.Error("ERROR RESOLVED - New phasor data available now from VDS server");
+        r_thread.bNoDataReported = false;
+    }
+    {
+        const std::lock_guard lock(m_mtxModes);
+        RunWorker(r_thread.pFileCSV.get(), &r_thread.nCsvRows);
+    }
+    m_bWorkerDone = true;
+    if (r_thread.pFileCSV && static_cast<std::int64_t>(r_thread.nCsvRows) == CsvCycles())
+    {
+        p_trace.Info("Close PMU sim.file. after all data being transferred");
+        r_thread.pFileCSV->Close();
+        r_thread.pFileCSV.reset();
+    }
+}
+
+void CJobOMA::OnStop()
+{
+    StopWrite();
+    StopModes();
+}
+
+void CJobOMA::StopModes()
+{
+    const std::lock_guard lock(m_mtxModes);
+    StopAllPsmOut();
+    ResetDeqMeas();
+}
+
+// ---- measurement channel ----
+
+/// Null if there is no writer; it lives as long as the job.
+CVdsOutMeas* CJobOMA::MeasWriter() const
+{
+    const std::lock_guard lock(m_mtxWrite);
+    return m_pVdsOutMeas.get();
+}
+
+bool CJobOMA::StopWrite()
+{
+    const CMethodTrace trace(m_pTrace, g_strClass, "StopWrite");
+    CVdsOutMeas* const pWriter = MeasWriter();
+    if (!pWriter)
+        return true;
+    CVdsOutCbMeas* const pCB = pWriter->GetCB();
+    return pCB ? pCB->DoStop(m_pActTime.get()) : trace.BadPointer("pCB");
+}
+
+bool CJobOMA::ReStartWrite()
+{
+    const CMethodTrace trace(m_pTrace, g_strClass, "ReStartWrite");
+    CVdsOutMeas* const pWriter = MeasWriter();
+    if (!pWriter)
+        return true;
+    CVdsOutCbMeas* const pCB = pWriter->GetCB();
+    if (!pCB)
+        return trace.BadPointer("pCB");
+    if (pCB->IsStarted())
+        return true;
+    unsigned nPolls = 0;
+    for (; nPolls < g_nPollsConnect && pCB->IsDisconnected(); ++nPolls)
+    {
+        if (m_bTerminate || m_bTerminateRequest)
+            return false;
+        Sleep(g_nPollConnect_ms);
+    }
+    const bool bConnected = nPolls < g_nPollsConnect;
+    if (bConnected && !pCB->DoStart(m_pActTime.get()))
+    {
+        pCB->DoStop(m_pActTime.get());
+        return false;
+    }
+    trace.Warning("OK: Wait Time [ms] = ", nPolls * 10.0);
+    return bConnected ? true : trace.Error("DLI write connection timeout -> Cannot start channel write");
+}
