@@ -1,0 +1,350 @@
+#include "platform/dli/CConnection.h"
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <stdexcept>
+#include <utility>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+namespace
+{
+constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
+constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
+
+/// Ticks of 100 ns from 0001-01-01 UTC.
+std::int64_t NowTicks()
+{
+    constexpr std::int64_t nEpoch = 621355968000000000;
+    using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
+    return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
+{
+    return std::make_unique<CEvent>(static_cast<ETransition>(p_event.transition()),
+                                    static_cast<EElementType>(p_event.element_type()),
+                                    static_cast<unsigned long>(p_event.element_id()),
+                                    static_cast<EIncidenceKey>(p_event.key()), p_event.text());
+}
+}
+
+CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
+                         std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient)
+    : m_io(p_io), m_pool(p_pool), m_eElem(p_eElem), m_strName(std::move(p_strName)), m_endpoint(std::move(p_endpoint)),
+      m_nClient(p_nClient), m_timer(p_io), m_tDelay(g_tFirstDelay),
+      m_inbox(p_io, [this](const std::shared_ptr<SEventBatch>& p_pBatch) { DeliverEvents(p_pBatch); })
+{
+}
+
+void CConnection::Open()
+{
+    boost::asio::post(m_io, [self = shared_from_this()] { self->TryConnect(); });
+}
+
+bool CConnection::WaitConnected(std::chrono::milliseconds p_tLimit)
+{
+    std::unique_lock<std::mutex> lock(m_mtx);
+    return m_cvUp.wait_for(lock, p_tLimit, [this] { return m_bUp; });
+}
+
+void CConnection::Shutdown()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_bShutdown = true;
+    m_bUp = false;
+    if (m_pStream)
+        m_pStream->Close("closed by this side");
+}
+
+std::shared_ptr<Link::CLinkStream> CConnection::Stream() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_bUp ? m_pStream : nullptr;
+}
+
+void CConnection::TryConnect()
+{
+    std::shared_ptr<Link::CLinkStream> pStream;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        if (m_bShutdown)
+            return;
+        m_pStream = std::make_shared<Link::CLinkStream>(boost::asio::ip::tcp::socket(m_io));
+        pStream = m_pStream;
+    }
+    pStream->Connect(m_endpoint, shared_from_this());
+}
+
+void CConnection::OnLinkOpen()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_pStream->Send(
+        [this](Link::Message& r_message)
+        {
+            Link::Hello& hello = *r_message.mutable_hello();
+            hello.set_version(Link::g_nLinkVersion);
+            hello.set_element_type(m_eElem);
+            hello.set_name(m_strName);
+            hello.set_client(m_nClient);
+        });
+}
+
+void CConnection::OnWelcome()
+{
+    bool bSubscribed = false;
+    std::int64_t nFrom = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        if (m_bUp || m_bShutdown)
+            return;
+        m_bUp = true;
+        m_tDelay = g_tFirstDelay;
+        bSubscribed = m_bSubscribed;
+        nFrom = m_nSubscribed;
+        for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
+            pReceiver->PushStatus(eConnected);
+        m_cvUp.notify_all();
+    }
+    // What was asked for and not answered is asked again; a subscription goes on where the last connection ended.
+    for (const CEventInbox::SRequest& request : m_inbox.Open())
+        SendRead(request.lReqNum, request.nTicks);
+    if (bSubscribed)
+        Send([nFrom](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(nFrom); });
+}
+
+void CConnection::OnLinkClosed(const std::string&)
+{
+    m_inbox.Lost();
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_pStream.reset();
+    if (m_bUp)
+    {
+        m_bUp = false;
+        m_nSubscribed = NowTicks();
+        for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
+        {
+            pReceiver->OnLost();
+            pReceiver->PushStatus(eNotConnected);
+        }
+    }
+    if (m_bShutdown)
+        return;
+    m_timer.expires_after(m_tDelay);
+    m_timer.async_wait(
+        [self = shared_from_this()](const boost::system::error_code& p_ec)
+        {
+            if (!p_ec)
+                self->TryConnect();
+        });
+    m_tDelay = std::min<std::chrono::milliseconds>(m_tDelay * 2, g_tLastDelay);
+}
+
+void CConnection::OnLinkMessage(const Link::Message& p_message)
+{
+    if (p_message.has_cycle() || p_message.has_set_started())
+    {
+        const bool bCycle = p_message.has_cycle();
+        std::shared_ptr<CDataReceiver> pReceiver;
+        {
+            const std::lock_guard<std::mutex> lock(m_mtx);
+            const auto it = m_mapReader.find(bCycle ? p_message.cycle().set() : p_message.set_started().set());
+            if (it != m_mapReader.end())
+                pReceiver = it->second;
+        }
+        if (pReceiver && bCycle)
+            pReceiver->PushCycle(p_message.cycle());
+        else if (pReceiver)
+            pReceiver->Started(p_message.set_started().start(), p_message.set_started().cycle_ms(),
+                               p_message.set_started().live());
+    }
+    else if (p_message.has_write_response())
+    {
+        const Link::WriteResponse& response = p_message.write_response();
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        const auto it = m_mapWriter.find(response.writer());
+        if (it != m_mapWriter.end())
+            it->second->PushStatus(eWriteResponse, static_cast<unsigned long>(response.pmu()), response.error());
+    }
+    else if (p_message.has_event_delivery())
+        OnEventDelivery(p_message.event_delivery());
+    else if (p_message.has_events_reply())
+        OnEventsReply(p_message.events_reply());
+    else if (p_message.has_flush())
+    {
+        const std::uint64_t nNumber = p_message.flush().number();
+        Send([nNumber](Link::Message& r_message) { r_message.mutable_flush_done()->set_number(nNumber); });
+    }
+    else if (p_message.has_welcome() && p_message.welcome().version() == Link::g_nLinkVersion)
+        OnWelcome();
+    else
+        throw std::runtime_error("unexpected message");
+}
+
+// ---- receivers ----
+
+std::vector<std::shared_ptr<CReceiver>> CConnection::AllReceivers() const
+{
+    std::vector<std::shared_ptr<CReceiver>> vecpReceiver(m_vecEventReceiver.begin(), m_vecEventReceiver.end());
+    for (const auto& [nSet, pReceiver] : m_mapReader)
+        vecpReceiver.push_back(pReceiver);
+    for (const auto& [nWriter, pReceiver] : m_mapWriter)
+        vecpReceiver.push_back(pReceiver);
+    return vecpReceiver;
+}
+
+unsigned CConnection::NewNumber()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return ++m_nLastNumber;
+}
+
+void CConnection::AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, unsigned p_nSet)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_mapReader[p_nSet] = p_pReceiver;
+    if (m_bUp)
+        p_pReceiver->PushStatus(eConnected);
+}
+
+void CConnection::AddWriter(const std::shared_ptr<CReceiver>& p_pReceiver, unsigned p_nWriter)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_mapWriter[p_nWriter] = p_pReceiver;
+    if (m_bUp)
+        p_pReceiver->PushStatus(eConnected);
+}
+
+void CConnection::RemoveReader(unsigned p_nSet)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_mapReader.erase(p_nSet);
+}
+
+void CConnection::RemoveWriter(unsigned p_nWriter)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_mapWriter.erase(p_nWriter);
+}
+
+// ---- events ----
+
+void CConnection::OnEventDelivery(const Link::EventDelivery& p_delivery)
+{
+    auto pBatch = std::make_shared<SEventBatch>();
+    for (const Link::Event& event : p_delivery.events())
+        pBatch->vecpEvent.push_back(MakeEvent(event));
+    const std::weak_ptr<Link::CLinkStream> pwStream = Stream();
+    pBatch->fnTaken = [pwStream, nSeq = p_delivery.seq()]
+    {
+        if (const std::shared_ptr<Link::CLinkStream> pStream = pwStream.lock())
+            pStream->Send([nSeq](Link::Message& r_message) { r_message.mutable_event_ack()->set_seq(nSeq); });
+    };
+    m_inbox.Push(std::move(pBatch));
+}
+
+void CConnection::OnEventsReply(const Link::EventsReply& p_reply)
+{
+    std::vector<std::unique_ptr<CEvent>> vecpEvent;
+    for (const Link::Event& event : p_reply.events())
+        vecpEvent.push_back(MakeEvent(event));
+    m_inbox.PushReply(static_cast<unsigned long>(p_reply.number()), std::move(vecpEvent), p_reply.more());
+}
+
+void CConnection::DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch)
+{
+    std::vector<std::shared_ptr<CEventReceiver>> vecpReceiver;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        vecpReceiver = m_vecEventReceiver;
+    }
+    for (const std::shared_ptr<CEventReceiver>& pReceiver : vecpReceiver)
+        pReceiver->PushEvents(p_pBatch);
+}
+
+void CConnection::SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks)
+{
+    Send(
+        [&](Link::Message& r_message)
+        {
+            r_message.mutable_read_events()->set_number(p_lReqNum);
+            r_message.mutable_read_events()->set_time(p_nTicks);
+        });
+}
+
+unsigned long CConnection::Read(std::int64_t p_nTicks, unsigned long)
+{
+    const unsigned long lReqNum = m_inbox.NewRequest(p_nTicks);
+    SendRead(lReqNum, p_nTicks);
+    m_inbox.Returned(lReqNum);
+    return lReqNum;
+}
+
+void CConnection::Subscribe(std::int64_t p_nTicks, int, int, int)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_bSubscribed = true;
+        m_nSubscribed = p_nTicks;
+    }
+    Send([p_nTicks](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(p_nTicks); });
+}
+
+void CConnection::Unsubscribe()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_bSubscribed = false;
+    }
+    Send([](Link::Message& r_message) { r_message.mutable_unsubscribe(); });
+}
+
+void CConnection::Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
+                       const std::string& p_strText)
+{
+    PostAt(0, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText);
+}
+
+void CConnection::PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
+                         unsigned long p_nElemId, const std::string& p_strText)
+{
+    Send(
+        [&](Link::Message& r_message)
+        {
+            Link::Event& event = *r_message.mutable_post_event()->mutable_event();
+            event.set_time(p_nTicks);
+            event.set_key(p_eKey);
+            event.set_transition(p_eTrans);
+            event.set_element_type(p_eElem);
+            event.set_element_id(p_nElemId);
+            event.set_text(p_strText.data(), std::min(p_strText.size(), Link::g_nMaxEventText));
+        });
+}
+
+void CConnection::AddCallBack(CEventDataCallBack* p_pCallBack, int)
+{
+    if (!p_pCallBack)
+        return;
+    RemoveCallBack(p_pCallBack);
+    auto pReceiver = std::make_shared<CEventReceiver>(m_pool, p_pCallBack);
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_vecEventReceiver.push_back(pReceiver);
+    if (m_bUp)
+        pReceiver->PushStatus(eConnected);
+}
+
+void CConnection::RemoveCallBack(CEventDataCallBack* p_pCallBack)
+{
+    std::shared_ptr<CEventReceiver> pOld;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        const auto it = std::find_if(m_vecEventReceiver.begin(), m_vecEventReceiver.end(),
+                                     [p_pCallBack](const std::shared_ptr<CEventReceiver>& p_pReceiver)
+                                     { return p_pReceiver->GetCallBack() == p_pCallBack; });
+        if (it == m_vecEventReceiver.end())
+            return;
+        pOld = *it;
+        m_vecEventReceiver.erase(it);
+    }
+    pOld->Close();
+}
+}

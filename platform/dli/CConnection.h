@@ -1,0 +1,118 @@
+#pragma once
+#include "CLinkStream.h"
+#include "link/dli/CEventdata.h"
+#include "link/dli/EDli.h"
+#include "platform/dli/CDataReceiver.h"
+#include "platform/dli/CEventInbox.h"
+#include "platform/dli/CEventReceiver.h"
+#include "platform/dli/CThreadPool.h"
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+/// One connection to the server. Connects again for ever, 100 ms growing to 5 s after a loss.
+///
+/// Owner    CLibrary, to the end of the process.
+/// Threads  public members: any. ILinkUser: the library's link thread. No call into the application is made here:
+///          all go through the receivers' lanes.
+/// Locks    m_mtx, then that of a receiver or of the stream; never the other way round.
+class CConnection final : public Link::ILinkUser, public CEventdata, public std::enable_shared_from_this<CConnection>
+{
+  public:
+    CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem, std::string p_strName,
+                boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient);
+
+    void Open();
+    bool WaitConnected(std::chrono::milliseconds p_tLimit);
+    /// No further attempts; the link is cut.
+    void Shutdown();
+    CThreadPool& Pool() { return m_pool; }
+
+    /// Queues a message. @return false without a connection: it is dropped.
+    template <class TFill>
+    bool Send(TFill&& p_fnFill)
+    {
+        const std::shared_ptr<Link::CLinkStream> pStream = Stream();
+        return pStream && pStream->Send(std::forward<TFill>(p_fnFill));
+    }
+    /// The same for values that are worth nothing later: also dropped when too much waits.
+    template <class TFill>
+    bool SendValues(TFill&& p_fnFill)
+    {
+        const std::shared_ptr<Link::CLinkStream> pStream = Stream();
+        return pStream && pStream->Pending() < g_nMaxWaiting && pStream->Send(std::forward<TFill>(p_fnFill));
+    }
+
+    // ---- receivers: told of the connection's state from now on, at once if it stands ----
+    void AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, unsigned p_nSet);
+    void AddWriter(const std::shared_ptr<CReceiver>& p_pReceiver, unsigned p_nWriter);
+    void RemoveReader(unsigned p_nSet);
+    void RemoveWriter(unsigned p_nWriter);
+    /// Number of a new read set or writer.
+    unsigned NewNumber();
+
+    // ---- CEventdata ----
+    unsigned long Read(std::int64_t p_nTicks, unsigned long p_n) override;
+    void Subscribe(std::int64_t p_nTicks, int p_n1, int p_n2, int p_n3) override;
+    void Unsubscribe() override;
+    void Reserved3() override {}
+    void PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
+                unsigned long p_nElemId, const std::string& p_strText) override;
+    void Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
+              const std::string& p_strText) override;
+    void Reserved6() override {}
+    void AddCallBack(CEventDataCallBack* p_pCallBack, int p_nElem) override;
+    void RemoveCallBack(CEventDataCallBack* p_pCallBack) override;
+
+    // ---- ILinkUser ----
+    void OnLinkOpen() override;
+    void OnLinkMessage(const Link::Message& p_message) override;
+    void OnLinkClosed(const std::string& p_strReason) override;
+
+  private:
+    static constexpr std::size_t g_nMaxWaiting = 8U << 20U;
+
+    std::shared_ptr<Link::CLinkStream> Stream() const;
+    void TryConnect();
+    void OnWelcome();
+    void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
+    void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
+    void OnEventDelivery(const Link::EventDelivery& p_delivery);
+    void OnEventsReply(const Link::EventsReply& p_reply);
+    std::vector<std::shared_ptr<CReceiver>> AllReceivers() const;  ///< under m_mtx
+
+    boost::asio::io_context& m_io;
+    CThreadPool& m_pool;
+    const EElementType m_eElem;
+    const std::string m_strName;
+    const boost::asio::ip::tcp::endpoint m_endpoint;
+    const std::uint64_t m_nClient;
+
+    // ---- link thread ----
+    boost::asio::steady_timer m_timer;
+    std::chrono::milliseconds m_tDelay;
+    CEventInbox m_inbox;
+
+    mutable std::mutex m_mtx;
+    // ---- under m_mtx ----
+    std::condition_variable m_cvUp;
+    bool m_bUp = false;
+    bool m_bShutdown = false;
+    std::shared_ptr<Link::CLinkStream> m_pStream;  ///< being opened, or open
+    unsigned m_nLastNumber = 0;
+    std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;
+    std::map<unsigned, std::shared_ptr<CReceiver>> m_mapWriter;
+    std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
+    bool m_bSubscribed = false;
+    std::int64_t m_nSubscribed = 0;  ///< ticks from which events are wanted on the next connection
+};
+}

@@ -1,0 +1,116 @@
+#include "platform/dli/CLibrary.h"
+#include <boost/asio/ip/address.hpp>
+#include <random>
+
+namespace asio = boost::asio;
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime
+{
+unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
+                   unsigned int p_nPort)
+{
+    return Dli::CLibrary::Get().Init(p_eElem, p_strName, p_strIPAddr, p_nPort);
+}
+
+CEventdata& CEventdata::GetInstance(unsigned long& p_hConn) { return *Dli::CLibrary::Get().Connection(p_hConn); }
+}
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+namespace
+{
+constexpr auto g_tInit = std::chrono::milliseconds(2000);
+
+struct SShutdownAtExit
+{
+    CLibrary* pLibrary;
+    ~SShutdownAtExit() { pLibrary->Shutdown(); }
+};
+
+std::uint64_t RandomNumber()
+{
+    std::random_device device;
+    return (static_cast<std::uint64_t>(device()) << 32U) | device();
+}
+}
+
+CLibrary& CLibrary::Get()
+{
+    static CLibrary* const pLibrary = new CLibrary;  // never deleted, see the class
+    static const SShutdownAtExit shutdown{pLibrary};
+    return *pLibrary;
+}
+
+CLibrary::CLibrary() : m_work(asio::make_work_guard(m_io)), m_nClient(RandomNumber())
+{
+    m_thread = std::thread([this] { m_io.run(); });
+}
+
+asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsigned p_nPort)
+{
+    if (p_nPort == 0 || p_nPort > 65535)
+        throw CDliError("port " + std::to_string(p_nPort) + " is none: expected 1 to 65535");
+    boost::system::error_code ec;
+    const asio::ip::address address = asio::ip::make_address(p_strIPAddr, ec);
+    if (!ec)
+        return {address, static_cast<std::uint16_t>(p_nPort)};
+    asio::ip::tcp::resolver resolver(m_io);
+    const auto results = resolver.resolve(p_strIPAddr, std::to_string(p_nPort), ec);
+    if (ec || results.empty())
+        throw CDliError("'" + p_strIPAddr + "' is no address");
+    return results.begin()->endpoint();
+}
+
+unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
+                             unsigned p_nPort)
+{
+    const auto pConnection = std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName,
+                                                           Resolve(p_strIPAddr, p_nPort), m_nClient);
+    pConnection->Open();
+    if (!pConnection->WaitConnected(g_tInit))
+    {
+        pConnection->Shutdown();
+        return 0;
+    }
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_vecConnection.push_back(pConnection);
+    return m_vecConnection.size();
+}
+
+std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (p_hConn == 0 || p_hConn > m_vecConnection.size())
+        throw CDliError("connection handle " + std::to_string(p_hConn) + " is none");
+    return m_vecConnection[p_hConn - 1];
+}
+
+void CLibrary::Adopt(const void* p_pObject)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_setObject.insert(p_pObject);
+}
+
+void CLibrary::Forget(const void* p_pObject)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_setObject.erase(p_pObject);
+}
+
+void CLibrary::Shutdown()
+{
+    std::vector<std::shared_ptr<CConnection>> vecConnection;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        if (m_bShutdown)
+            return;
+        m_bShutdown = true;
+        vecConnection = m_vecConnection;
+    }
+    for (const std::shared_ptr<CConnection>& pConnection : vecConnection)
+        pConnection->Shutdown();
+    m_pool.Shutdown();
+    m_io.stop();
+    m_thread.join();
+}
+}

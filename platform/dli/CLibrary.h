@@ -1,0 +1,51 @@
+#pragma once
+#include "platform/dli/CConnection.h"
+#include "platform/dli/CThreadPool.h"
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+/// What the library has once a process: the table of connections, the link thread, the pool.
+///
+/// Owner    nobody: it is never destroyed, so that a call which is still stuck in the application when main() has
+///          returned finds everything in place. At exit the links are cut and the threads ended (Shutdown).
+class CLibrary
+{
+  public:
+    static CLibrary& Get();
+
+    /// @return the handle, 0 if there is no connection within 2 s.
+    unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
+                       unsigned p_nPort);
+    /// @throws CDliError
+    std::shared_ptr<CConnection> Connection(unsigned long p_hConn);
+
+    /// Channel objects that the application has made. Those that it never deletes are kept here to the end.
+    void Adopt(const void* p_pObject);
+    void Forget(const void* p_pObject);
+
+    void Shutdown();
+
+  private:
+    CLibrary();
+    boost::asio::ip::tcp::endpoint Resolve(const std::string& p_strIPAddr, unsigned p_nPort);
+
+    boost::asio::io_context m_io;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> m_work;
+    CThreadPool m_pool;
+    const std::uint64_t m_nClient;
+    std::mutex m_mtx;
+    std::vector<std::shared_ptr<CConnection>> m_vecConnection;  ///< handle - 1 is the index
+    std::set<const void*> m_setObject;
+    bool m_bShutdown = false;
+    std::thread m_thread;
+};
+}

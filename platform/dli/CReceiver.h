@@ -1,0 +1,71 @@
+#pragma once
+#include "platform/dli/CGate.h"
+#include "platform/dli/CThreadPool.h"
+#include <deque>
+#include <memory>
+#include <mutex>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+/// One registration of a callback object: its gate and the lanes on which it is called.
+///
+/// Owner    shared: the object of the application's side that made it, the connection's list, and the pool while a
+///          lane is at work. It outlives the callback object safely: a closed gate lets no call through.
+/// Lanes    Status in order, one at a time. Answers to write starts (10) have a lane of their own, since the
+///          application waits for them inside a Status; a Status never overtakes an answer that came before it.
+///          Receive has the third lane.
+class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
+{
+  public:
+    explicit CReceiver(CThreadPool& p_pool) : m_pool(p_pool) {}
+    CReceiver(const CReceiver&) = delete;
+    CReceiver& operator=(const CReceiver&) = delete;
+
+    void PushStatus(unsigned long p_eStatus, unsigned long p_lReqNum = 0, unsigned long p_lAddInfo = 0);
+    /// The connection has been lost: what has not been received yet is void.
+    virtual void OnLost() {}
+    void Close() { m_gate.Close(); }
+
+    void RunLane(int p_nLane) override;
+
+  protected:
+    enum ELane
+    {
+        eLaneStatus,
+        eLaneAnswer,
+        eLaneReceive
+    };
+    struct SStatus
+    {
+        unsigned long eStatus = 0;
+        unsigned long lReqNum = 0;
+        unsigned long lAddInfo = 0;
+        unsigned nStart = 0;  ///< of a read set, for status 9
+    };
+
+    void Push(const SStatus& p_status);
+    /// Calls the object, behind the gate.
+    virtual void CallStatus(const SStatus& p_status) = 0;
+    /// After the call, or in its place if the gate is closed.
+    virtual void StatusDone(const SStatus& p_status) { (void)p_status; }
+    /// Takes the next delivery off its queue and makes the call. @return false if there is none (the lane has ended).
+    virtual bool ReceiveNext() { return false; }
+
+    CGate m_gate;
+    CThreadPool& m_pool;
+    std::mutex m_mtx;
+    bool m_bReceiveRuns = false;  ///< under m_mtx
+
+  private:
+    void Schedule();
+    void RunStatus();
+    void RunAnswers();
+    void Deliver(const SStatus& p_status);
+
+    // ---- under m_mtx ----
+    std::deque<SStatus> m_queStatus;
+    std::deque<SStatus> m_queAnswer;
+    bool m_bStatusRuns = false;
+    bool m_bAnswerRuns = false;
+};
+}

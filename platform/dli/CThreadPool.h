@@ -1,0 +1,45 @@
+#pragma once
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
+{
+/// Something with one or more lanes of calls, each of which is to be worked off by one thread at a time.
+class ILanes
+{
+  public:
+    virtual ~ILanes() = default;
+    virtual void RunLane(int p_nLane) = 0;
+};
+
+/// Threads for the calls into the application. One more is made whenever none is free: a call may block for as long as
+/// it likes and keeps no other one waiting. A thread without work for some seconds ends.
+///
+/// Owner    CLibrary; never destroyed, since a call that is stuck may outlive main().
+class CThreadPool
+{
+  public:
+    void Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane);
+    /// No further calls; waits up to 2 s for those under way.
+    void Shutdown();
+
+  private:
+    struct SWork
+    {
+        std::shared_ptr<ILanes> pLanes;
+        int nLane = 0;
+    };
+    void Work();
+
+    std::mutex m_mtx;
+    std::condition_variable m_cvWork;
+    std::condition_variable m_cvEnd;
+    std::deque<SWork> m_queWork;
+    std::size_t m_nThreads = 0;
+    std::size_t m_nFree = 0;
+    bool m_bStop = false;
+};
+}

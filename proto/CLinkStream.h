@@ -1,0 +1,102 @@
+#pragma once
+#include "link.pb.h"
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Norvik::Energy::Kestrel::Link
+{
+inline constexpr std::uint32_t g_nLinkVersion = 1;
+inline constexpr std::size_t g_nMaxMessage = 4U << 20U;     ///< bytes of a message that a peer accepts
+inline constexpr std::size_t g_nMaxEventText = 64U << 10U;  ///< bytes of an event's text
+
+/// Who a stream reports to, on the thread of its io_context.
+class ILinkUser
+{
+  public:
+    virtual ~ILinkUser() = default;
+    virtual void OnLinkOpen() = 0;
+    /// A throw closes the stream with its text as the reason.
+    virtual void OnLinkMessage(const Message& p_message) = 0;
+    /// Last call, and the only one if the stream never opened.
+    virtual void OnLinkClosed(const std::string& p_strReason) = 0;
+};
+
+/// One WebSocket with frames of messages in both directions.
+///
+/// Owner    shared: the side that made it, and its own operations until it has closed.
+/// Threads  Send and Close: any. Everything else, and all calls of the user: the one thread of the io_context.
+/// Writing  never blocks: messages gather in a frame while the one before it is on its way.
+/// Peer     pinged when silent; a peer silent for 4.8 s counts as dead.
+class CLinkStream : public std::enable_shared_from_this<CLinkStream>
+{
+  public:
+    explicit CLinkStream(boost::asio::ip::tcp::socket p_socket);
+    CLinkStream(const CLinkStream&) = delete;
+    CLinkStream& operator=(const CLinkStream&) = delete;
+
+    /// Server side of the handshake. Web pages are turned away: a request with an origin is none of ours.
+    void Accept(std::shared_ptr<ILinkUser> p_pUser);
+    /// Client side: connects within 2 s.
+    void Connect(const boost::asio::ip::tcp::endpoint& p_endpoint, std::shared_ptr<ILinkUser> p_pUser);
+
+    /// Queues one message, filled by p_fnFill(Message&) under the stream's lock.
+    /// @return false if the stream is not open.
+    template <class TFill>
+    bool Send(TFill&& p_fnFill)
+    {
+        const std::lock_guard<std::mutex> lock(m_mtxOut);
+        if (!m_bOpen)
+            return false;
+        Message& message = *BackFrame().add_messages();
+        p_fnFill(message);
+        Queued(message.ByteSizeLong());
+        return true;
+    }
+    /// Bytes that wait to be sent.
+    std::size_t Pending() const;
+    void Close(const std::string& p_strReason);
+
+  private:
+    using TWebSocket = boost::beast::websocket::stream<boost::beast::tcp_stream>;
+    struct SFrame
+    {
+        Frame frame;
+        std::size_t nBytes = 0;
+    };
+
+    void Opened();
+    void Read();
+    bool Dispatch();
+    void WriteNext();
+    void Closed(const std::string& p_strReason);
+    // ---- under m_mtxOut ----
+    Frame& BackFrame();
+    void Queued(std::size_t p_nBytes);
+
+    TWebSocket m_ws;
+    std::shared_ptr<ILinkUser> m_pUser;  ///< null before the handshake and after the end
+    boost::beast::flat_buffer m_bufIn;
+    boost::beast::http::request<boost::beast::http::string_body> m_request;
+    Frame m_frameIn;
+    std::string m_strOut;  ///< the frame on its way
+
+    mutable std::mutex m_mtxOut;
+    bool m_bOpen = false;
+    bool m_bWriting = false;  ///< a write is under way or posted
+    std::size_t m_nPending = 0;
+    std::deque<std::unique_ptr<SFrame>> m_queFrame;
+    std::vector<std::unique_ptr<SFrame>> m_vecSpare;
+};
+}
