@@ -23,7 +23,7 @@ oma_layer(oma_base
 
 # Command line and the peak record that it fills.
 oma_layer(oma_shell
-    SOURCES spectrum/CPeak spectrum/CPeakOMA host/CShellBAS host/CShellOMA
+    SOURCES spectrum/CPeak host/TextNumber host/CShellBAS host/CShellOMA
     PUBLIC oma_base platform_files PRIVATE platform_console)
 
 # Files, transforms, fits: from a block of samples to rated peaks.
