@@ -1,0 +1,23 @@
+#define OMA_NO_MAIN
+#include "WideMain.h"
+#include "FileName.h"
+#include "WinSignal.h"
+#include <csignal>
+#include <string>
+#include <vector>
+
+int RunWideMain(int p_nArgc, char* p_ppArgv[], int (*p_fnMain)(int p_nArgc, wchar_t* p_ppArgv[]))
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    std::vector<std::wstring> vecArg;
+    for (int n = 0; n < p_nArgc; ++n)
+        vecArg.push_back(WideText(p_ppArgv[n]));
+    std::vector<wchar_t*> vecpArg;
+    for (std::wstring& wstrArg : vecArg)
+        vecpArg.push_back(wstrArg.data());
+    vecpArg.push_back(nullptr);
+    const int nResult = p_fnMain(p_nArgc, vecpArg.data());
+    // The handler may still be at work, on objects that end with the process.
+    StopSignalThread();
+    return nResult;
+}

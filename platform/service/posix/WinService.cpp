@@ -1,0 +1,156 @@
+#include "WinService.h"
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <systemd/sd-daemon.h>
+#include <thread>
+#include <utility>
+
+namespace
+{
+/// Sent to the dispatcher's thread when the service has ended.
+const int g_nSignalEnded = SIGRTMIN;
+
+/// The one service of the process.
+class CServiceHost
+{
+  public:
+    bool Run(const SERVICE_TABLE_ENTRYW& p_entry)
+    {
+        const sigset_t set = StopSignals();
+        pthread_sigmask(SIG_BLOCK, &set, nullptr); // ahead of any thread, so that all of them have it
+        {
+            const std::lock_guard lock(m_mtx);
+            m_wstrName = p_entry.lpServiceName;
+            m_fnHandler = nullptr;
+            m_nState = SERVICE_STOPPED;
+            m_bEnded = false;
+        }
+        const pthread_t dispatcher = pthread_self();
+        std::thread service(
+            [this, &p_entry, dispatcher]
+            {
+                wchar_t* ppArgv[] = {p_entry.lpServiceName, nullptr};
+                p_entry.lpServiceProc(1, ppArgv);
+                {
+                    const std::lock_guard lock(m_mtx);
+                    m_bEnded = true;
+                    m_cvState.notify_all();
+                }
+                pthread_kill(dispatcher, g_nSignalEnded);
+            });
+        Dispatch(set);
+        service.join();
+        return true;
+    }
+
+    SERVICE_STATUS_HANDLE Register(const std::wstring& p_wstrName, LPHANDLER_FUNCTION p_fnHandler)
+    {
+        const std::lock_guard lock(m_mtx);
+        if (m_bEnded || p_wstrName != m_wstrName || !p_fnHandler)
+            return nullptr;
+        m_fnHandler = p_fnHandler;
+        return Handle();
+    }
+
+    bool Report(SERVICE_STATUS_HANDLE p_hStatus, DWORD p_nState)
+    {
+        if (p_hStatus != Handle())
+            return false;
+        {
+            const std::lock_guard lock(m_mtx);
+            m_nState = p_nState;
+            m_cvState.notify_all();
+        }
+        switch (p_nState)
+        {
+        case SERVICE_START_PENDING:
+            return sd_notify(0, "STATUS=starting") >= 0;
+        case SERVICE_RUNNING:
+            return sd_notify(0, "READY=1\nSTATUS=running") >= 0;
+        case SERVICE_STOP_PENDING:
+            return sd_notify(0, "STOPPING=1\nSTATUS=stopping") >= 0;
+        case SERVICE_STOPPED:
+            return sd_notify(0, "STATUS=stopped") >= 0;
+        default:
+            return false;
+        }
+    }
+
+  private:
+    static sigset_t StopSignals()
+    {
+        sigset_t set;
+        sigemptyset(&set);
+        for (const int nSignal : {SIGTERM, SIGINT, SIGQUIT, SIGHUP, g_nSignalEnded})
+            sigaddset(&set, nSignal);
+        return set;
+    }
+    SERVICE_STATUS_HANDLE Handle() { return reinterpret_cast<SERVICE_STATUS_HANDLE>(this); }
+
+    void Dispatch(const sigset_t& p_set)
+    {
+        for (;;)
+        {
+            int nSignal = 0;
+            if (sigwait(&p_set, &nSignal) != 0)
+                continue;
+            if (nSignal == g_nSignalEnded)
+                return;
+            if (const LPHANDLER_FUNCTION fnHandler = AwaitRunning())
+                fnHandler(SERVICE_CONTROL_STOP);
+        }
+    }
+
+    /// A control reaches a service that runs, not one that is still on its way up. Null if it has ended instead.
+    LPHANDLER_FUNCTION AwaitRunning()
+    {
+        std::unique_lock lock(m_mtx);
+        m_cvState.wait(lock,
+                       [this] { return m_bEnded || m_nState == SERVICE_RUNNING || m_nState == SERVICE_STOP_PENDING; });
+        return m_bEnded ? nullptr : m_fnHandler;
+    }
+
+    std::mutex m_mtx;
+    std::condition_variable m_cvState;
+    std::wstring m_wstrName;
+    LPHANDLER_FUNCTION m_fnHandler = nullptr;
+    DWORD m_nState = SERVICE_STOPPED;
+    bool m_bEnded = true;
+};
+
+CServiceHost& Host()
+{
+    static CServiceHost s_host;
+    return s_host;
+}
+
+std::mutex g_mtxErrorMode;
+unsigned g_nErrorMode = 0;
+} // namespace
+
+BOOL StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* p_pTable)
+{
+    const char* const pSocket = std::getenv("NOTIFY_SOCKET");
+    if (!pSocket || !*pSocket || !p_pTable || !p_pTable->lpServiceName || !p_pTable->lpServiceProc)
+        return 0;
+    return Host().Run(*p_pTable) ? 1 : 0;
+}
+
+SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const wchar_t* p_pName, LPHANDLER_FUNCTION p_fnHandler)
+{
+    return p_pName ? Host().Register(p_pName, p_fnHandler) : nullptr;
+}
+
+BOOL SetServiceStatus(SERVICE_STATUS_HANDLE p_hStatus, SERVICE_STATUS* p_pStatus)
+{
+    return p_pStatus && Host().Report(p_hStatus, p_pStatus->dwCurrentState) ? 1 : 0;
+}
+
+unsigned SetErrorMode(unsigned p_nMode)
+{
+    const std::lock_guard lock(g_mtxErrorMode);
+    return std::exchange(g_nErrorMode, p_nMode);
+}

@@ -1,0 +1,2 @@
+#pragma once
+/// Here the run time calls wmain by itself.
