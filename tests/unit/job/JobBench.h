@@ -1,0 +1,172 @@
+#pragma once
+#include "fake/CaptureTrace.h"
+#include "fake/FakeDli.h"
+#include "host/AppState.h"
+#include "host/CShellOMA.h"
+#include "host/TraceFilter.h"
+#include "job/CJobOMA.h"
+#include "link/CEventWriteOMA.h"
+#include <gtest/gtest.h>
+
+/// What a test says about its job; the rest is as most tests want it.
+struct SJobSettings
+{
+    std::int32_t eJobMode = 0;
+    std::int32_t nRepRate = 1;
+    std::vector<std::uint32_t> vecnSamples = {64, 128, 256}; ///< of the bands, highest frequencies first
+    std::vector<double> vecfFreqEnd_Hz = {3.0, 0.8, 0.2};
+    double fMagnWarn = 100.0;
+    double fMagnAlarm = 200.0;
+    std::vector<std::pair<double, double>> vecMode_Hz = {{0.2, 0.8}, {0.8, 3.0}};
+    CReadFileMeas* pReadFile = nullptr;
+};
+
+inline constexpr std::uint32_t g_nIdMeasUnit = 31;
+inline constexpr std::uint32_t g_nIdMeasChan = 32;
+inline constexpr std::uint32_t g_nIdJob = 500;
+inline constexpr std::uint32_t g_nIdModeFirst = 601;
+inline constexpr std::uint32_t g_nIdModeUnitFirst = 801;
+inline constexpr std::int64_t g_nTicksPerSec = 10000000;
+
+/// A job at 50 measurements a second, with three-phase PMUs, over the fake link, and the lines that it traces.
+/// Everything global is as after process start when the bench is gone.
+class JobBench : public ::testing::Test
+{
+  protected:
+    JobBench() { MakeJob({}); }
+    ~JobBench() override
+    {
+        m_pJob.reset();
+        g_pEventWrite.reset();
+        g_pShell.reset();
+        g_eDataSource = eSrcServer;
+        g_eAppState = eAppRun;
+        g_bConnected = false;
+        g_bTraceDataAll = false;
+        g_vecbTraceData.fill(false);
+        g_nTraceFilterId = 0;
+    }
+
+    void MakeJob(const SJobSettings& p_settings)
+    {
+        m_pJob.reset();
+        FakeDli::Reset();
+        g_bConnected = true;
+        g_pEventWrite = std::make_unique<CEventWriteOMA>(1, nullptr);
+        auto pvecpSpec = std::make_unique<VecSpec>();
+        for (std::size_t i = 0; i < 3; ++i)
+            pvecpSpec->push_back(std::make_unique<CSpec>(
+                p_settings.vecnSamples[i] > 0, static_cast<std::int32_t>(i), p_settings.vecnSamples[i],
+                i < 2 ? p_settings.vecfFreqEnd_Hz[i + 1] : 0.05, p_settings.vecfFreqEnd_Hz[i], g_nIdJob, nullptr));
+        auto pDOE = std::make_unique<CDOE>(
+            std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{p_settings.fMagnWarn, p_settings.fMagnAlarm}),
+            std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
+        m_pJob = std::make_unique<CJobOMA>("JOB", g_nIdJob, true, p_settings.eJobMode, std::move(pvecpSpec),
+                                           g_nIdMeasUnit, g_nIdMeasChan, 10, p_settings.nRepRate, std::move(pDOE),
+                                           std::make_unique<CTraceOMA>("JOB"), p_settings.pReadFile);
+        m_pJob->m_fCycle_s = 0.02;
+        for (const auto& pProc : *m_pJob->m_pvecpProc)
+            pProc->SetDeltaT(0.02);
+        AddModes(p_settings);
+        SetPhases(m_pmu1st, 1011, 3);
+        SetPhases(m_pmu2nd, 1021, 3);
+        m_pJob->m_pPmu1st = &m_pmu1st;
+        m_pJob->m_pPmu2nd = &m_pmu2nd;
+        m_capture.Clear();
+    }
+
+    void AddModes(const SJobSettings& p_settings)
+    {
+        std::uint32_t nMode = 0;
+        for (const auto& [fMin_Hz, fMax_Hz] : p_settings.vecMode_Hz)
+        {
+            const unsigned long nChan = 9010 + 10 * nMode;
+            auto pMode = std::make_unique<CPsmOut>(
+                p_settings.eJobMode == 0, 1, g_nIdModeFirst + nMode, g_nIdModeUnitFirst + nMode,
+                std::vector<unsigned long>{nChan, nChan + 1, nChan + 2, nChan + 3}, p_settings.nRepRate, fMin_Hz,
+                fMax_Hz, 1, m_pJob->m_pvecpSpec.get(), 10, m_pJob->m_pDOE.get(), std::make_unique<CTraceOMA>("JOB_1"));
+            pMode->SetCounters(m_pJob->NoOfCyclesInactive());
+            m_pJob->m_pvecpPsmOut->push_back(std::move(pMode));
+            ++nMode;
+        }
+    }
+
+    /// Phasors of magnitude 100 with ids in a row, the phases of a balanced system at angle 0.
+    static void SetPhases(CPmu& r_pmu, std::uint32_t p_nIdFirst, unsigned p_nPhases)
+    {
+        r_pmu.m_nId = p_nIdFirst;
+        r_pmu.GetPhasors()->clear();
+        for (unsigned nPhase = 0; nPhase < p_nPhases; ++nPhase)
+        {
+            r_pmu.AddPhasor(p_nIdFirst + nPhase, nPhase);
+            SetPhasor(r_pmu, nPhase, 100.0, -120.0 * nPhase);
+        }
+    }
+    static void SetPhasor(CPmu& r_pmu, unsigned p_nIndex, double p_fMagn, double p_fAngle_deg,
+                          std::int32_t p_eQual = eQualValid)
+    {
+        SPhasor& phasor = (*r_pmu.GetPhasors())[p_nIndex];
+        phasor.fMagn = p_fMagn;
+        phasor.fAngle_deg = p_fAngle_deg;
+        phasor.eQual = p_eQual;
+    }
+
+    /// The stamp of the read callback stands at the start of this second.
+    void SetTime(std::int64_t p_nSec)
+    {
+        m_time.SetTicks(p_nSec * g_nTicksPerSec);
+        m_pJob->m_pTimeInp = &m_time;
+    }
+    void AddMeas(unsigned p_nCount, double p_fValue = 0.0)
+    {
+        for (unsigned i = 0; i < p_nCount; ++i)
+        {
+            m_pJob->SetActValue({p_fValue, eQualValid});
+            m_pJob->AddMeasToBuf();
+        }
+    }
+    /// One PS cycle of measurements, and its pass at this second.
+    bool Pass(std::int64_t p_nSec)
+    {
+        SetTime(p_nSec);
+        AddMeas(50);
+        return m_pJob->RunWorker(nullptr, nullptr);
+    }
+    CPsmOut* Mode(unsigned p_nIndex) { return (*m_pJob->m_pvecpPsmOut)[p_nIndex].get(); }
+    static std::unique_ptr<CPeakOMA> MakePeak(double p_fFreq_Hz, double p_fMagn, double p_fDamp = 0.01,
+                                              std::int32_t p_eReso = MR)
+    {
+        auto pPeak = std::make_unique<CPeakOMA>(nullptr);
+        pPeak->SetFreq(p_fFreq_Hz);
+        pPeak->SetFWHM(0.1);
+        pPeak->SetMagn(p_fMagn);
+        pPeak->SetDamp(p_fDamp);
+        pPeak->SetGridQual(eQualValid);
+        pPeak->m_eReso = p_eReso;
+        pPeak->m_bAboveMagnLimit = true;
+        return pPeak;
+    }
+    /// Takes a peak into its mode and writes it, as a pass does.
+    void WriteMode(double p_fFreq_Hz, double p_fMagn, double p_fDamp)
+    {
+        m_pJob->m_pActTime->Copy(&m_time, true);
+        CProcOMA::VecPeak vecpPeak;
+        vecpPeak.push_back(MakePeak(p_fFreq_Hz, p_fMagn, p_fDamp));
+        ASSERT_TRUE(m_pJob->AssignAllPeaksToPSMs(&vecpPeak, {}, 0.1));
+        ASSERT_TRUE(vecpPeak[0]->m_bAssigned);
+        ASSERT_TRUE(m_pJob->UpdateAllPSMs() && m_pJob->WriteDataPS());
+    }
+    /// The measurement channel stands.
+    void StartMeas()
+    {
+        ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+        m_pJob->m_pVdsOutMeas->GetCB()->OnConnected();
+        ASSERT_TRUE(m_pJob->m_pVdsOutMeas->GetCB()->IsStarted());
+    }
+
+    CaptureTrace m_capture;
+    CPmu m_pmu1st;
+    CPmu m_pmu2nd;
+    CTime m_time{50};
+    std::unique_ptr<CJobOMA> m_pJob;
+};

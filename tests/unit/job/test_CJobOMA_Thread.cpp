@@ -1,0 +1,258 @@
+#include "JobBench.h"
+#include "ResultDir.h"
+#include "WinEvents.h"
+#include <thread>
+
+namespace
+{
+constexpr std::int64_t g_nSec = 63000000000;
+constexpr int g_nLimit_ms = 20000; // real time: reached only by a fault
+
+/// The worker's thread on the fake clock: a step of the test ends when the thread is parked again.
+class JobThread : public JobBench
+{
+  protected:
+    JobThread() { EventsUseFakeClock(true); }
+    ~JobThread() override
+    {
+        if (m_thread.joinable())
+        {
+            Request(eJobEventTerminate);
+            m_thread.join();
+        }
+        EventsUseFakeClock(false);
+    }
+    void Start()
+    {
+        m_pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>();
+        for (unsigned i = 0; i < eJobEventCount; ++i)
+            m_pJob->m_pvechOMA->push_back(CreateEventW(nullptr, 0, 0, nullptr));
+        m_thread = std::thread([this] { m_nResult = m_pJob->ThreadCB(); });
+        ASSERT_TRUE(Parked());
+    }
+    static bool Parked() { return EventsAwaitParked(1, g_nLimit_ms); }
+    void Request(unsigned p_nEvent)
+    {
+        m_pJob->m_bTerminateRequest = m_pJob->m_bTerminateRequest || p_nEvent == eJobEventTerminate;
+        SetEvent((*m_pJob->m_pvechOMA)[p_nEvent]);
+    }
+    void Signal(unsigned p_nEvent)
+    {
+        Request(p_nEvent);
+        ASSERT_TRUE(Parked());
+    }
+    void TimeOut()
+    {
+        EventsAdvance(20000);
+        ASSERT_TRUE(Parked());
+    }
+    /// As the read callback does on a PS cycle.
+    void NewData(std::int64_t p_nSec, unsigned p_nMeas = 50)
+    {
+        SetTime(p_nSec);
+        AddMeas(p_nMeas);
+        m_pJob->m_bWorkerDone = false;
+        Signal(eJobEventNewData);
+        EXPECT_TRUE(m_pJob->m_bWorkerDone);
+    }
+    void Join()
+    {
+        Request(eJobEventTerminate);
+        m_thread.join();
+        EXPECT_EQ(m_nResult, 0);
+        EXPECT_TRUE(m_pJob->m_bThreadDone);
+    }
+    static std::size_t PostsOfNoData(FakeDli::Dli::ETransition p_eTrans)
+    {
+        std::size_t nCount = 0;
+        for (const FakeDli::SPost& post : FakeDli::Posts())
+            nCount += post.eKey == FakeDli::Dli::eIkNoPhasorData && post.eTrans == p_eTrans &&
+                      post.nElemId == g_nIdJob && post.eElem == Norvik::Energy::Kestrel::eElemOMA && !post.bWithTime &&
+                      post.strText == "No phasor data available from VDS server";
+        return nCount;
+    }
+
+    std::thread m_thread;
+    int m_nResult = 99;
+};
+
+TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
+{
+    Start();
+    Signal(eJobEventStart);
+    TimeOut();
+    EXPECT_TRUE(FakeDli::Posts().empty());
+    TimeOut();
+    TimeOut();
+    EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 1U);
+    EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():No phasor data available from VDS server!"), 1U);
+    NewData(g_nSec, 64);
+    NewData(g_nSec + 1);
+    EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 1U);
+    EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():ERROR RESOLVED - New phasor data available now from VDS server!"),
+              1U);
+    TimeOut(); // from now on each silence counts
+    EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 2U);
+    Join();
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Terminating thread."));
+}
+
+TEST_F(JobThread, NewDataRunsOnlyBetweenStartAndStop)
+{
+    Start();
+    NewData(g_nSec, 64);
+    EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():Unexecpted NEW DATA event from VDS server!"), 1U);
+    EXPECT_EQ(m_pJob->m_nCycleProc, 0U);
+    Signal(eJobEventStart);
+    EXPECT_EQ(m_pJob->m_pdeqMeas->Size(), 0U);
+    NewData(g_nSec, 64);
+    EXPECT_EQ(m_pJob->m_nCycleProc, static_cast<std::uint64_t>(g_nSec));
+    WriteMode(0.4, 150.0, 0.02);
+    Signal(eJobEventStop);
+    EXPECT_FALSE(Mode(0)->GetVdsOutPS()->GetCB()->IsStarted());
+    EXPECT_EQ(m_pJob->m_pdeqMeas->Size(), 0U);
+    NewData(g_nSec + 1, 64);
+    EXPECT_EQ(m_capture.Count("Unexecpted NEW DATA"), 2U);
+    Join();
+}
+
+TEST_F(JobThread, HandlesOfNobodySuspend)
+{
+    for (const unsigned nEvent : {4U, 5U})
+    {
+        MakeJob({});
+        Start();
+        Request(nEvent);
+        m_thread.join();
+        EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): No 'case'!"));
+        EXPECT_TRUE(m_pJob->m_bThreadDone);
+    }
+}
+
+TEST_F(JobThread, WithoutItsHandlesTheThreadDoesNotBegin)
+{
+    EXPECT_EQ(m_pJob->ThreadCB(), -1);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Invalid Pointer: m_pvechOMA!"));
+    m_pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>(5);
+    EXPECT_EQ(m_pJob->ThreadCB(), -1);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): Inconsistent no.of event handles!"));
+}
+
+TEST_F(JobThread, StartWaitsForTheWriteConnection)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    CVdsOutCbMeas* const pCB = m_pJob->m_pVdsOutMeas->GetCB();
+    Start();
+    Signal(eJobEventStart);
+    for (int i = 0; i < 3; ++i)
+    {
+        EventsAdvance(10);
+        ASSERT_TRUE(Parked());
+    }
+    EXPECT_TRUE(FakeDli::WriteStarts().empty());
+    pCB->m_bDisconnected = false;
+    EventsAdvance(10);
+    ASSERT_TRUE(Parked());
+    EXPECT_TRUE(pCB->IsStarted());
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 40.000000!"));
+    EXPECT_TRUE(m_pJob->ReStartWrite());
+    EXPECT_EQ(FakeDli::WriteStarts().size(), 1U);
+    Signal(eJobEventStop);
+    EXPECT_FALSE(pCB->IsStarted());
+    Join();
+}
+
+TEST_F(JobThread, StartGivesUpAfterAMinuteWithoutWriteConnection)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    EventsAutoAdvance(1);
+    EXPECT_FALSE(m_pJob->ReStartWrite());
+    EventsAutoAdvance(0);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 60000.000000!"));
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():DLI write connection timeout -> Cannot start channel write!"));
+}
+
+TEST_F(JobThread, RefusedStartIsStoppedAgain)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = false;
+    FakeDli::SBehaviour behaviour;
+    behaviour.eWriteAnswer = FakeDli::EAnswer::eNone;
+    FakeDli::SetBehaviour(behaviour);
+    EventsAutoAdvance(1);
+    EXPECT_FALSE(m_pJob->ReStartWrite());
+    EventsAutoAdvance(0);
+    EXPECT_EQ(FakeDli::WriteStops(), std::vector<unsigned long>{g_nIdMeasUnit});
+    EXPECT_FALSE(m_capture.Has("OK: Wait Time"));
+}
+
+TEST_F(JobThread, TerminationEndsTheWaitForTheWriteConnection)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    Start();
+    Signal(eJobEventStart);
+    Request(eJobEventTerminate);
+    EventsAdvance(10); // one poll, not 60 s
+    m_thread.join();
+    EXPECT_TRUE(m_pJob->m_bThreadDone);
+}
+
+class JobThreadCsv : public JobThread
+{
+  protected:
+    JobThreadCsv()
+    {
+        g_pShell = std::make_unique<CShellOMA>();
+        std::wstring strProg = L"oma", strXml = L"-xml:/dev/null", strCsv = L"-csv:2";
+        wchar_t* vecpArg[] = {strProg.data(), strXml.data(), strCsv.data()};
+        g_pShell->ExtractCmdLinePars(3, vecpArg, nullptr);
+        EXPECT_EQ(g_pShell->GetCsvCycles(), 2);
+    }
+    ~JobThreadCsv() override
+    {
+        if (m_thread.joinable())
+        {
+            Request(eJobEventTerminate);
+            m_thread.join();
+        }
+    }
+    CResultDir m_dir;
+};
+
+TEST_F(JobThreadCsv, FileEndsWithItsLastRow)
+{
+    Start();
+    Signal(eJobEventStart);
+    NewData(g_nSec, 64);
+    NewData(g_nSec + 1);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. after all data being transferred."));
+    NewData(g_nSec + 2);
+    Join();
+    EXPECT_FALSE(m_capture.Has("due to job terminating"));
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Create PMU sim.file: c:\\OMA_JOB.csv."));
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Write Header to PMU sim.file.."));
+    const std::string strText = m_dir.Text("OMA_JOB.csv");
+    EXPECT_EQ(std::count(strText.begin(), strText.end(), '\n'), 6);
+    EXPECT_NE(strText.find("\n1000,"), std::string::npos);
+}
+
+TEST_F(JobThreadCsv, FileEndsWithTheJob)
+{
+    Start();
+    Signal(eJobEventStart);
+    NewData(g_nSec, 64);
+    Join();
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. due to job terminating.."));
+}
+
+TEST_F(JobThreadCsv, FileThatCannotBeMadeStopsNoAnalysis)
+{
+    std::filesystem::create_directory(m_dir.Path("OMA_JOB.csv"));
+    Start();
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Cannot open PMU sim.file: c:\\OMA_JOB.csv!"));
+    Signal(eJobEventStart);
+    NewData(g_nSec, 64);
+    EXPECT_EQ(m_pJob->m_nMeasSinceShift, 0U);
+    Join();
+}
+} // namespace
