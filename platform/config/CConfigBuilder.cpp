@@ -1,0 +1,289 @@
+#include "CConfigBuilder.h"
+#include <charconv>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime
+{
+namespace
+{
+using Name = std::pair<std::string_view, int>;
+constexpr Name g_vecJobMode[] = {{"active-power", 0}, {"vpad", 1}};
+constexpr Name g_vecInputMode[] = {{"maximum", 0}, {"minimum", 1}, {"divisor", 2}};
+constexpr Name g_vecSignalType[] = {{"voltage", 0}, {"current", 1}, {"invalid", 2}};
+constexpr Name g_vecPSEventType[] = {{"critical", 0}, {"distinct", 1}, {"notified", 2}};
+constexpr Name g_vecPhysType[] = {{"frequency", 0}, {"magnitude", 1}, {"damping-ratio", 2}, {"degree-of-exposure", 3}};
+
+/// Calls p_fnDo for each element below p_pNode, in file order.
+template <class TDo>
+void ForEachElement(const xmlNode* p_pNode, TDo&& p_fnDo)
+{
+    for (const xmlNode* pChild = p_pNode->children; pChild; pChild = pChild->next)
+    {
+        if (pChild->type == XML_ELEMENT_NODE)
+            p_fnDo(pChild);
+    }
+}
+
+std::string_view Trimmed(std::string_view p_strText)
+{
+    constexpr std::string_view strBlanks = " \t\r\n";
+    const std::size_t nBegin = p_strText.find_first_not_of(strBlanks);
+    if (nBegin == std::string_view::npos)
+        return {};
+    return p_strText.substr(nBegin, p_strText.find_last_not_of(strBlanks) - nBegin + 1);
+}
+
+/// @return false for a text that is no number of this type.
+template <class T>
+bool ToNumber(std::string_view p_strText, T& r_value)
+{
+    p_strText = Trimmed(p_strText);
+    if (p_strText.starts_with('+'))
+        p_strText.remove_prefix(1);
+    const char* pEnd = p_strText.data() + p_strText.size();
+    const auto result = std::from_chars(p_strText.data(), pEnd, r_value);
+    return result.ec == std::errc() && result.ptr == pEnd;
+}
+
+long LineOf(const xmlNode* p_pNode)
+{
+    return xmlGetLineNo(const_cast<xmlNode*>(p_pNode));
+}
+} // namespace
+
+template <class T>
+T CConfigBuilder::Number(const xmlNode* p_pNode, const char* p_pName)
+{
+    T value{};
+    bool bFound = false;
+    const std::string strValue = AttributeOf(p_pNode, p_pName, &bFound);
+    if (bFound && !ToNumber(strValue, value))
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_pName,
+                     CFaults::Quoted(strValue) + " is out of range, expected a number of single precision");
+    return value;
+}
+
+bool CConfigBuilder::Flag(const xmlNode* p_pNode, const char* p_pName) const
+{
+    const std::string strValue = AttributeOf(p_pNode, p_pName);
+    return Trimmed(strValue) == "true" || Trimmed(strValue) == "1";
+}
+
+int CConfigBuilder::Named(const xmlNode* p_pNode, const char* p_pName, Names p_names)
+{
+    const std::string strValue = AttributeOf(p_pNode, p_pName);
+    for (const auto& [strName, nValue] : p_names)
+    {
+        if (Trimmed(strValue) == strName)
+            return nValue;
+    }
+    return Number<int>(p_pNode, p_pName);
+}
+
+template <class T>
+bool CConfigBuilder::IsFirst(const xmlNode* p_pNode, const char* p_pName, T p_nValue, std::map<T, long>& r_mapLine)
+{
+    const auto [itLine, bNew] = r_mapLine.emplace(p_nValue, LineOf(p_pNode));
+    if (!bNew)
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_pName,
+                     CFaults::Quoted(AttributeOf(p_pNode, p_pName)) + " stands on line " +
+                         std::to_string(itLine->second) + " already, expected each once");
+    return bNew;
+}
+
+std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
+{
+    auto pTree = std::make_unique<CConfiguration>();
+    ForEachElement(
+        p_pRoot,
+        [&](const xmlNode* p_pNode)
+        {
+            if (IsElement(p_pNode, "VDS"))
+                BuildVDS(p_pNode, pTree->m_vds);
+            else if (IsElement(p_pNode, "Datapoints"))
+                BuildDatapoints(p_pNode, pTree->m_datapoints);
+            else if (IsElement(p_pNode, "OMAs"))
+            {
+                pTree->m_omas.m_strName = AttributeOf(p_pNode, "Name");
+                pTree->m_omas.m_nId = Number<std::uint32_t>(p_pNode, "Id");
+                ForEachElement(p_pNode, [&](const xmlNode* p_pOMA) { BuildOMA(p_pOMA, pTree->m_omas.emplace_back()); });
+            }
+            else
+                ForEachElement(p_pNode, [&](const xmlNode* p_pNTM) { BuildNTM(p_pNTM, pTree->m_ntms.emplace_back()); });
+        });
+    return pTree;
+}
+
+void CConfigBuilder::BuildVDS(const xmlNode* p_pNode, CVDS& r_vds)
+{
+    r_vds.m_strIPAddr = Trimmed(AttributeOf(p_pNode, "IPAddr"));
+    r_vds.m_nPort = Number<unsigned>(p_pNode, "Port");
+    r_vds.m_nPortApplicationData = Number<unsigned>(p_pNode, "PortApplicationData");
+}
+
+void CConfigBuilder::BuildDatapoints(const xmlNode* p_pNode, CDatapoints& r_datapoints)
+{
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pChild)
+                   {
+                       if (IsElement(p_pChild, "MeasurementUnit"))
+                           BuildUnit(p_pChild, r_datapoints);
+                       else
+                           BuildDatapoint(p_pChild, nullptr, 0, r_datapoints);
+                   });
+}
+
+void CConfigBuilder::BuildUnit(const xmlNode* p_pNode, CDatapoints& r_datapoints)
+{
+    auto pUnit = std::make_unique<CMeasurementUnit>();
+    pUnit->m_nId = Number<std::uint32_t>(p_pNode, "Id");
+    pUnit->m_strName = AttributeOf(p_pNode, "Name");
+    if (!IsFirst(p_pNode, "Id", pUnit->m_nId, m_mapLineUnit))
+        return;
+    const int nRate = Number<int>(p_pNode, "ReportingRate");
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pChild) { BuildDatapoint(p_pChild, pUnit.get(), nRate, r_datapoints); });
+    const unsigned long nId = pUnit->m_nId;
+    r_datapoints.m_mapUnit.emplace(nId, std::move(pUnit));
+}
+
+void CConfigBuilder::BuildDatapoint(const xmlNode* p_pNode, const CMeasurementUnit* p_pUnit, int p_nRateUnit,
+                                    CDatapoints& r_datapoints)
+{
+    const unsigned long nId = Number<std::uint32_t>(p_pNode, "Id");
+    if (!IsFirst(p_pNode, "Id", nId, m_mapLineDatapoint))
+        return;
+    bool bOwnRate = false;
+    AttributeOf(p_pNode, "ReportingRate", &bOwnRate);
+    CLimitedDataObject& datapoint = r_datapoints.m_mapDatapoint[nId];
+    datapoint.m_pUnit = p_pUnit;
+    datapoint.m_strName = AttributeOf(p_pNode, "Name");
+    datapoint.m_nReportingRate = bOwnRate ? Number<int>(p_pNode, "ReportingRate") : p_nRateUnit;
+}
+
+void CConfigBuilder::BuildOMA(const xmlNode* p_pNode, OMA::COMA& r_oma)
+{
+    r_oma.m_strName = AttributeOf(p_pNode, "Name");
+    r_oma.m_nId = Number<std::uint32_t>(p_pNode, "Id");
+    r_oma.m_bActive = Flag(p_pNode, "IsActive");
+    r_oma.m_eInputMode = static_cast<eDLIInputMode>(Named(p_pNode, "InputMode", g_vecInputMode));
+    r_oma.m_nTimeout_ms = Number<std::uint32_t>(p_pNode, "TimeoutInMs");
+    r_oma.m_bEnabledNTM = Flag(p_pNode, "IsEnabledNTM");
+    ForEachElement(
+        p_pNode, [&](const xmlNode* p_pJobs)
+        { ForEachElement(p_pJobs, [&](const xmlNode* p_pJob) { BuildJob(p_pJob, r_oma.m_jobs.emplace_back()); }); });
+}
+
+void CConfigBuilder::BuildJob(const xmlNode* p_pNode, OMA::CJob& r_job)
+{
+    r_job.m_strName = AttributeOf(p_pNode, "Name");
+    r_job.m_nId = Number<std::uint32_t>(p_pNode, "Id");
+    r_job.m_bActive = Flag(p_pNode, "IsActive");
+    r_job.m_eMode = static_cast<eOMAJobMode>(Named(p_pNode, "JobMode", g_vecJobMode));
+    r_job.m_nOutputRefId = Number<std::uint32_t>(p_pNode, "OutputRefId");
+    r_job.m_bUsingNTM = Flag(p_pNode, "IsUsingNTM");
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pChild)
+                   {
+                       if (IsElement(p_pChild, "PSEvents"))
+                           BuildEvents(p_pChild, r_job.m_events);
+                       else if (IsElement(p_pChild, "SpectralDataSets"))
+                           BuildSpectral(p_pChild, r_job.m_spectral);
+                       else if (IsElement(p_pChild, "PSModes"))
+                       {
+                           r_job.m_modes.m_nSamples = Number<unsigned>(p_pChild, "NoOfSamples");
+                           r_job.m_modes.m_nReportingRate = Number<int>(p_pChild, "ReportingRate");
+                           ForEachElement(p_pChild, [&](const xmlNode* p_pMode)
+                                          { BuildMode(p_pMode, r_job.m_modes.emplace_back()); });
+                       }
+                       else if (IsElement(p_pChild, "InputGroups"))
+                           ForEachElement(p_pChild, [&](const xmlNode* p_pGroup)
+                                          { BuildInputGroup(p_pGroup, r_job.m_inputs.emplace_back()); });
+                       else
+                           BuildLimits(p_pChild, r_job);
+                   });
+}
+
+void CConfigBuilder::BuildLimits(const xmlNode* p_pNode, OMA::CJob& r_job)
+{
+    if (IsElement(p_pNode, "PSMagnitude"))
+    {
+        r_job.m_magnitude.m_fNominal = Number<float>(p_pNode, "Nominal");
+        r_job.m_magnitude.m_warning = CLimit(Number<float>(p_pNode, "PSMagnitudeWarning"));
+        r_job.m_magnitude.m_alarm = CLimit(Number<float>(p_pNode, "PSMagnitudeAlarm"));
+    }
+    else
+    {
+        r_job.m_damping.m_warning = CLimit(Number<float>(p_pNode, "PSDampingRatioWarning"));
+        r_job.m_damping.m_alarm = CLimit(Number<float>(p_pNode, "PSDampingRatioAlarm"));
+    }
+}
+
+void CConfigBuilder::BuildEvents(const xmlNode* p_pNode, OMA::CPSEvents& r_events)
+{
+    std::map<int, long> mapLine;
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pEvent)
+                   {
+                       const int eType = Named(p_pEvent, "Type", g_vecPSEventType);
+                       if (IsFirst(p_pEvent, "Type", eType, mapLine) && eType >= 0 && eType < 3)
+                           r_events.m_vecbActive[eType] = Flag(p_pEvent, "IsActive");
+                   });
+}
+
+void CConfigBuilder::BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSets& r_sets)
+{
+    r_sets.m_nSamples = Number<unsigned>(p_pNode, "NoOfSamples");
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pSet)
+                   {
+                       OMA::CSpectralDataSet& set = r_sets.emplace_back();
+                       set.m_nMultiplier = Number<int>(p_pSet, "SamplesMultiplier");
+                       set.m_fLower_Hz = Number<float>(p_pSet, "LowerCutOffFrequency");
+                       set.m_fUpper_Hz = Number<float>(p_pSet, "UpperCutOffFrequency");
+                   });
+}
+
+void CConfigBuilder::BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode)
+{
+    r_mode.m_nId = Number<std::uint32_t>(p_pNode, "Id");
+    r_mode.m_fMin_Hz = Number<float>(p_pNode, "MinFrequency");
+    r_mode.m_fMax_Hz = Number<float>(p_pNode, "MaxFrequency");
+    std::map<int, long> mapLine;
+    const auto fnOutput = [&](const xmlNode* p_pOutput)
+    {
+        const int eType = Named(p_pOutput, "PhysType", g_vecPhysType);
+        if (IsFirst(p_pOutput, "PhysType", eType, mapLine) && eType >= 0 && eType < 4)
+            r_mode.m_outputs.m_vecnRefId[eType] = Number<std::uint32_t>(p_pOutput, "RefID");
+    };
+    ForEachElement(p_pNode, [&](const xmlNode* p_pOutputs) { ForEachElement(p_pOutputs, fnOutput); });
+}
+
+void CConfigBuilder::BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group)
+{
+    r_group.m_eSignal = static_cast<esignalType>(Named(p_pNode, "SignalType", g_vecSignalType));
+    std::map<int, long> mapLine;
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pInput)
+                   {
+                       const int ePhase = Number<int>(p_pInput, "PhaseType");
+                       if (IsFirst(p_pInput, "PhaseType", ePhase, mapLine) && ePhase >= 0 && ePhase < 3)
+                           r_group.m_vecnRefId[ePhase] = Number<std::uint32_t>(p_pInput, "RefID");
+                   });
+}
+
+void CConfigBuilder::BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm)
+{
+    r_ntm.m_bActive = Flag(p_pNode, "IsActive");
+    const auto fnInput = [](CConfigBuilder& r_builder, const xmlNode* p_pInput, NTM::CJob& r_job)
+    { r_job.m_inputs.emplace_back().m_nRefId = r_builder.Number<std::uint32_t>(p_pInput, "RefId"); };
+    const auto fnJob = [&](const xmlNode* p_pJob)
+    {
+        NTM::CJob& job = r_ntm.m_jobs.emplace_back();
+        job.m_strName = AttributeOf(p_pJob, "Name");
+        job.m_bActive = Flag(p_pJob, "IsActive");
+        ForEachElement(p_pJob, [&](const xmlNode* p_pInputs)
+                       { ForEachElement(p_pInputs, [&](const xmlNode* p_pInput) { fnInput(*this, p_pInput, job); }); });
+    };
+    ForEachElement(p_pNode, [&](const xmlNode* p_pJobs) { ForEachElement(p_pJobs, fnJob); });
+}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -1,0 +1,42 @@
+#pragma once
+#include "CFaults.h"
+#include "XmlPtr.h"
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace Norvik::Energy::Kestrel::VDS::Runtime
+{
+/// The form that a file must have, and the words for what it breaks.
+class CSchema
+{
+  public:
+    /// @param p_strSchema text of the schema; its faults are added to r_faults.
+    CSchema(std::string_view p_strSchema, CFaults& r_faults);
+
+    /// @return false after at least one fault.
+    bool Check(xmlDoc* p_pDoc, CFaults& r_faults) const;
+
+  private:
+    struct SCheck
+    {
+        const CSchema* pSchema;
+        CFaults* pFaults;
+        const xmlNode* pNodeLast = nullptr; ///< a value may break several facets: one complaint
+        std::string strAttributeLast;
+    };
+    static void OnError(void* p_pCheck, const xmlError* p_pError);
+    void Complain(SCheck& r_check, const xmlError& p_error) const;
+    void CollectTypes(const xmlNode* p_pSchema);
+    void CollectAttributes(const xmlNode* p_pNode, const std::string& p_strElement,
+                           const std::map<std::string, const xmlNode*>& p_mapComplex);
+    std::string Expected(const std::string& p_strElement, const std::string& p_strAttribute) const;
+    std::string KnownAttributes(const std::string& p_strElement) const;
+
+    XmlDocPtr m_pDoc;
+    XmlSchemaPtr m_pSchema;
+    std::string m_strRoot;
+    std::map<std::string, std::string> m_mapExpected;                       ///< type -> what a value of it is
+    std::map<std::string, std::map<std::string, std::string>> m_mapElement; ///< element -> attribute -> type
+};
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -1,0 +1,73 @@
+#pragma once
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+#include <unistd.h>
+
+// Configurations for tests: an example of the tree, changed here and there. OMA_EXAMPLE_DIR names the folder of the
+// examples.
+
+inline std::string ExampleText(const std::string& p_strName = "two_lines.xml")
+{
+    std::ifstream file(std::filesystem::path(OMA_EXAMPLE_DIR) / p_strName, std::ios::binary);
+    EXPECT_TRUE(file) << p_strName;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The text with the first p_strOld after the first p_strAfter replaced; fails the test if there is none.
+inline std::string Changed(std::string p_strText, const std::string& p_strOld, const std::string& p_strNew,
+                           const std::string& p_strAfter = {})
+{
+    const std::size_t nAfter = p_strText.find(p_strAfter);
+    const std::size_t nBegin = nAfter == std::string::npos ? nAfter : p_strText.find(p_strOld, nAfter);
+    EXPECT_NE(nBegin, std::string::npos) << p_strOld << " after " << p_strAfter;
+    return nBegin == std::string::npos ? p_strText : p_strText.replace(nBegin, p_strOld.size(), p_strNew);
+}
+
+/// The text without all from the first p_strBegin after the first p_strAfter up to the end of the next p_strEnd.
+inline std::string Without(std::string p_strText, const std::string& p_strBegin, const std::string& p_strEnd,
+                           const std::string& p_strAfter = {})
+{
+    const std::size_t nAfter = p_strText.find(p_strAfter);
+    const std::size_t nBegin = nAfter == std::string::npos ? nAfter : p_strText.find(p_strBegin, nAfter);
+    const std::size_t nEnd = nBegin == std::string::npos ? nBegin : p_strText.find(p_strEnd, nBegin);
+    EXPECT_NE(nEnd, std::string::npos) << p_strBegin << " to " << p_strEnd;
+    return nEnd == std::string::npos ? p_strText : p_strText.erase(nBegin, nEnd + p_strEnd.size() - nBegin);
+}
+
+/// Number of the line on which the text stands first, from 1; 0: nowhere.
+inline long LineOf(const std::string& p_strAll, const std::string& p_strText)
+{
+    const std::size_t nPos = p_strAll.find(p_strText);
+    return nPos == std::string::npos ? 0 : 1 + std::count(p_strAll.begin(), p_strAll.begin() + nPos, '\n');
+}
+
+/// A file that lives as long as the object.
+class TempFile
+{
+  public:
+    explicit TempFile(const std::string& p_strText, const std::string& p_strName = "grid.xml")
+        : m_dir(std::filesystem::temp_directory_path() / ("oma_config_" + std::to_string(::getpid()))),
+          m_path(m_dir / p_strName)
+    {
+        std::filesystem::create_directories(m_dir);
+        Write(p_strText);
+    }
+    ~TempFile()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(m_dir, error);
+    }
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+
+    void Write(const std::string& p_strText) const { std::ofstream(m_path, std::ios::binary) << p_strText; }
+    std::string Path() const { return m_path.string(); }
+
+  private:
+    std::filesystem::path m_dir;
+    std::filesystem::path m_path;
+};

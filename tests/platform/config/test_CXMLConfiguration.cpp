@@ -1,0 +1,225 @@
+#include "CConfiguration.h"
+#include "CXMLConfiguration.h"
+#include "fake/CaptureTrace.h"
+#include "fake/ConfigText.h"
+#include <chrono>
+#include <gmock/gmock.h>
+
+// Every complaint names file, line, element and what was expected; nothing that stands in a file does harm.
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace
+{
+/// The faults of a text; the test fails if it is accepted.
+std::string FaultsOf(const std::string& p_strText)
+{
+    const TempFile file(p_strText);
+    CXMLConfiguration reader;
+    EXPECT_NE(reader.Read(file.Path(), ""), 0);
+    EXPECT_EQ(CConfiguration::CreateInstance(&reader), nullptr);
+    return reader.Faults();
+}
+} // namespace
+
+TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
+{
+    struct
+    {
+        std::string strOld, strNew, strLineOf, strExpected;
+    } const vecCase[] = {
+        {R"("active-power")", R"("power")", "<Job ",
+         R"(element Job, attribute JobMode: "power" is not one of 0, 1, active-power, vpad)"},
+        {R"("maximum")", R"("Maximum")", "<OMA ",
+         R"(element OMA, attribute InputMode: "Maximum" is not one of 0, 1, 2, maximum, minimum, divisor)"},
+        {R"(Port="4712")", R"(Port="70000")", "<VDS",
+         R"(element VDS, attribute Port: "70000" is not a port from 1 to 65535)"},
+        {R"(Port="4712")", R"(Port="0")", "<VDS", R"(element VDS, attribute Port: "0" is not a port from 1 to 65535)"},
+        {R"(IPAddr="127.0.0.1")", R"(IPAddr="")", "<VDS", R"(element VDS, attribute IPAddr: "" is not an address)"},
+        {R"(TimeoutInMs="5000" )", "", "<OMA ",
+         "element OMA, attribute TimeoutInMs: missing, expected a whole number from 0 to 4294967295"},
+        {R"(TimeoutInMs="5000")", R"(TimeoutInMs="-1")", "<OMA ",
+         R"(attribute TimeoutInMs: "-1" is not a whole number)"},
+        {R"(IsEnabledNTM=)", R"(IsEnabledNtm=)", "<OMA ",
+         "element OMA, attribute IsEnabledNtm: not known, expected one of Id, InputMode, IsActive, IsEnabledNTM, Name, "
+         "TimeoutInMs"},
+        {R"(PSMagnitudeWarning="0.25")", R"(PSMagnitudeWarning="INF")", "<PSMagnitude ",
+         R"(element PSMagnitude, attribute PSMagnitudeWarning: "INF" is not a decimal number such as 0.25 or 4e7)"},
+        {R"(PSMagnitudeWarning="0.25")", R"(PSMagnitudeWarning="0,25")", "<PSMagnitude ", R"("0,25" is not a decimal)"},
+        {R"(PSMagnitudeWarning="0.25")", R"(PSMagnitudeWarning="1e99")", "<PSMagnitude ", R"("1e99" is out of range)"},
+        {R"("damping-ratio")", R"("5")", R"("5")",
+         R"(element Output, attribute PhysType: "5" is not one of 0, 1, 2, 3,)"},
+        {R"("damping-ratio")", R"("magnitude")", R"(RefID="9012")",
+         R"(attribute PhysType: "magnitude" stands on line)"},
+        {R"(Type="distinct")", R"(Type="0")", R"(Type="0")", R"(element PSEvent, attribute Type: "0" stands on line)"},
+        {R"(PhaseType="1" RefID="1012")", R"(PhaseType="3" RefID="1012")", R"(RefID="1012")",
+         R"(element Input, attribute PhaseType: "3" is not one of 0, 1, 2)"},
+        {R"(PhaseType="1" RefID="1012")", R"(PhaseType="0" RefID="1012")", R"(RefID="1012")", R"("0" stands on line)"},
+        {R"(NoOfSamples="512")", R"(NoOfSamples="500")", "<SpectralDataSets", R"("500" is not a power of two)"},
+        {R"(NoOfSamples="10" ReportingRate="1")", R"(NoOfSamples="10" ReportingRate="0")", "<PSModes",
+         R"(attribute ReportingRate: "0" is not a rate other than 0)"},
+        {R"(Id="1012")", R"(Id="1011")", R"(North U L2)",
+         R"(element Datapoint, attribute Id: "1011" stands on line 8 already)"},
+        {R"(Id="102" )", R"(Id="0101" )", R"(North current)",
+         R"(element MeasurementUnit, attribute Id: "0101" stands on line 7 already)"},
+        {R"(Id="5000")", R"(Id="99999999999")", R"(99999999999)", R"("99999999999" is not a whole number from 0)"},
+        {"<PSDampingRatio ", "<PSDamping ", "<PSDamping ", "element PSDamping: This element is not expected. Expected"},
+        {R"(<SpectralDataSet SamplesMultiplier="1")", R"(<!-- --><SpectralDataSet SamplesMultiplier="1" Foo="1")",
+         "Foo=", "element SpectralDataSet, attribute Foo: not known"},
+        {"<Configuration>", "<Configuration>text", "<Configuration>", "element Configuration: Character content"},
+    };
+    for (const auto& c : vecCase)
+    {
+        const std::string strText = Changed(ExampleText(), c.strOld, c.strNew);
+        const std::string strFaults = FaultsOf(strText);
+        EXPECT_THAT(strFaults, HasSubstr("grid.xml:" + std::to_string(LineOf(strText, c.strLineOf)) + ": element "));
+        EXPECT_THAT(strFaults, HasSubstr(c.strExpected));
+        EXPECT_EQ(std::count(strFaults.begin(), strFaults.end(), '\n'), 1) << strFaults;
+    }
+}
+
+TEST(CXMLConfiguration, RefusesTooFewBandsAndInputGroups)
+{
+    const std::string strBand = Without(ExampleText(), "<SpectralDataSet ", "/>");
+    EXPECT_THAT(FaultsOf(strBand), HasSubstr("element SpectralDataSets: Missing child element(s). Expected is"));
+    const std::string strGroup = Without(ExampleText(), "<InputGroup ", "</InputGroup>");
+    EXPECT_THAT(FaultsOf(strGroup), HasSubstr("element InputGroups: Missing child element(s). Expected is"));
+    const std::string strOutput = Without(ExampleText(), "<Output ", "/>");
+    EXPECT_THAT(FaultsOf(strOutput), HasSubstr("element Outputs: Missing child element(s). Expected is"));
+}
+
+TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationAtAll)
+{
+    const std::string strAll = ExampleText();
+    struct
+    {
+        std::string strText, strExpected;
+    } const vecCase[] = {
+        {"", "grid.xml: empty, expected element Configuration"},
+        {"\xEF\xBB\xBF", "expected well-formed XML"},
+        {"hello", "grid.xml:1: expected well-formed XML: Start tag expected"},
+        {std::string("\x7f"
+                     "ELF\0\1\2\xff\xfe",
+                     9),
+         "expected well-formed XML"},
+        {std::string(100000, '\0'), "expected well-formed XML"},
+        {strAll.substr(0, strAll.size() / 2), "expected well-formed XML"},
+        {Changed(strAll, "</Jobs>", "</Job>"),
+         "element Jobs: expected well-formed XML: Opening and ending tag mismatch"},
+        {Changed(strAll, "North U L1", "North < L1"), "grid.xml:8: element MeasurementUnit: expected well-formed XML"},
+        {Changed(strAll, "North U L1", "North \xff\xfe"), "expected well-formed XML"},
+        {"<OMAs/>", "grid.xml:1: element OMAs: not expected, expected Configuration"},
+        {"<Configuration/>", "grid.xml:1: element Configuration: Missing child element(s). Expected is one of ( VDS,"},
+        {R"(<x:Configuration xmlns:x="urn:x"/>)", "not expected, expected Configuration"},
+    };
+    for (const auto& c : vecCase)
+        EXPECT_THAT(FaultsOf(c.strText), HasSubstr(c.strExpected)) << c.strText.substr(0, 40);
+}
+
+TEST(CXMLConfiguration, TakesAByteOrderMarkAndUtf16)
+{
+    const TempFile file("\xEF\xBB\xBF" + ExampleText());
+    CXMLConfiguration reader;
+    EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
+
+    std::string strWide = "\xFF\xFE";
+    for (const char chr : Changed(ExampleText(), R"( encoding="UTF-8")", ""))
+        strWide += {chr, '\0'};
+    file.Write(strWide);
+    EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
+}
+
+TEST(CXMLConfiguration, EntitiesCannotGrowNorReadOtherFiles)
+{
+    std::string strBomb = "<!DOCTYPE Configuration [<!ENTITY a0 \"aaaaaaaaaa\">";
+    for (int n = 1; n < 30; ++n)
+    {
+        const std::string strLast = "&a" + std::to_string(n - 1) + ";";
+        strBomb += "<!ENTITY a" + std::to_string(n) + " \"" + strLast + strLast + strLast + strLast + "\">\n";
+    }
+    strBomb += "]>";
+    EXPECT_THAT(FaultsOf(strBomb + "<Configuration>&a29;</Configuration>"),
+                HasSubstr("a document type is not allowed"));
+    EXPECT_THAT(FaultsOf(strBomb + "<Configuration Name=\"&a29;\"/>"), HasSubstr("a document type is not allowed"));
+    EXPECT_THAT(FaultsOf("<!DOCTYPE Configuration SYSTEM \"file:///etc/passwd\"><Configuration/>"),
+                HasSubstr("grid.xml:1: a document type is not allowed"));
+}
+
+TEST(CXMLConfiguration, DeepAndHugeFilesEndInAComplaint)
+{
+    std::string strDeep;
+    for (int n = 0; n < 100000; ++n)
+        strDeep += "<Configuration>";
+    EXPECT_THAT(FaultsOf(strDeep), HasSubstr("expected well-formed XML: Excessive depth"));
+    EXPECT_THAT(FaultsOf(std::string(17U * 1024U * 1024U, ' ')),
+                HasSubstr("too large, expected at most 16777216 bytes"));
+    // A value of a megabyte is named, not repeated.
+    EXPECT_LT(FaultsOf(Changed(ExampleText(), "active-power", std::string(1000000, 'x'))).size(), 500U);
+}
+
+TEST(CXMLConfiguration, ManyFaultsAreCounted)
+{
+    std::string strDatapoints;
+    for (int n = 0; n < 1000; ++n)
+        strDatapoints += "<Datapoint Id=\"1011\"/>\n";
+    const std::string strFaults = FaultsOf(Changed(ExampleText(), "</Datapoints>", strDatapoints + "</Datapoints>"));
+    EXPECT_THAT(strFaults, HasSubstr("grid.xml: and 950 more"));
+    EXPECT_EQ(std::count(strFaults.begin(), strFaults.end(), '\n'), 51);
+}
+
+TEST(CXMLConfiguration, ControlCharactersOfTheFileDoNotReachTheTrace)
+{
+    EXPECT_THAT(FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b&#9;c")), HasSubstr("attribute JobMode: \"a"));
+    EXPECT_EQ(FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b")).find('\n') + 1,
+              FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b")).size());
+}
+
+TEST(CXMLConfiguration, FileThatCannotBeReadIsNamed)
+{
+    const CaptureTrace capture;
+    CXMLConfiguration reader;
+    EXPECT_NE(reader.Read("/nowhere/grid.xml", ""), 0);
+    EXPECT_THAT(reader.Faults(), StartsWith("/nowhere/grid.xml: cannot be opened, expected a configuration file: "));
+    EXPECT_NE(reader.Read("/tmp", ""), 0);
+    EXPECT_THAT(reader.Faults(), HasSubstr("it is a folder"));
+    EXPECT_NE(reader.Read("", ""), 0);
+    EXPECT_TRUE(capture.Has(CaptureTrace::ETraceLevel::eError, "/nowhere/grid.xml: cannot be opened"));
+}
+
+TEST(CXMLConfiguration, EveryFaultIsALineOfAreaConfig)
+{
+    const CaptureTrace capture;
+    FaultsOf(Changed(Changed(ExampleText(), "active-power", "power"), "maximum", "most"));
+    std::vector<std::string> vecText;
+    for (const auto& line : capture.Entries())
+    {
+        EXPECT_EQ(line.strArea, "Config");
+        vecText.push_back(line.strText);
+    }
+    EXPECT_THAT(vecText, testing::ElementsAre(HasSubstr("attribute InputMode: \"most\""), HasSubstr("\"power\"")));
+}
+
+TEST(CXMLConfiguration, AGoodFileAfterABadOneForgetsItsFaults)
+{
+    const TempFile file("no");
+    CXMLConfiguration reader;
+    EXPECT_NE(reader.Read(file.Path(), ""), 0);
+    file.Write(ExampleText());
+    EXPECT_EQ(reader.Read(file.Path(), ""), 0);
+    EXPECT_EQ(reader.Faults(), "");
+    file.Write("no");
+    EXPECT_NE(reader.Read(file.Path(), ""), 0);
+    EXPECT_EQ(CConfiguration::CreateInstance(&reader), nullptr);
+}
+
+TEST(CXMLConfiguration, AnotherSchemaMayBeNamed)
+{
+    const TempFile file(ExampleText());
+    CXMLConfiguration reader;
+    EXPECT_EQ(reader.Read(file.Path(), OMA_EXAMPLE_DIR "/../oma.xsd"), 0) << reader.Faults();
+    EXPECT_NE(reader.Read(file.Path(), "/nowhere.xsd"), 0);
+    EXPECT_THAT(reader.Faults(), StartsWith("/nowhere.xsd: cannot be opened"));
+    EXPECT_NE(reader.Read(file.Path(), OMA_EXAMPLE_DIR "/two_lines.xml"), 0);
+}
