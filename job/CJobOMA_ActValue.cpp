@@ -218,8 +218,9 @@ bool CJobOMA::PhasorsToPosSequ(const CPmu* p_pPmu, std::complex<double>* p_pcplx
         cplxSum += cplx;
     }
     *p_pcplx = cplxSum / 3.0;
-    trace.Data(IsTraceDataAll(), "ampl.=", std::abs(*p_pcplx),
-               "  deg.s=", std::fmod(std::arg(*p_pcplx) * 180 / 3.141592653589793 + 360.0, 360.0));
+    if (IsTraceDataAll())
+        trace.Data(true, "ampl.=", std::abs(*p_pcplx),
+                   "  deg.s=", std::fmod(std::arg(*p_pcplx) * 180 / 3.141592653589793 + 360.0, 360.0));
     return true;
 }
 

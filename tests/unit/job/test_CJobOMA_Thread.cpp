@@ -197,6 +197,27 @@ TEST_F(JobThread, TerminationEndsTheWaitForTheWriteConnection)
     EXPECT_TRUE(m_pJob->m_bThreadDone);
 }
 
+TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
+{
+    StartMeas();
+    Start();
+    Signal(eJobEventStart);
+    for (int i = 0; i < 1000; ++i)
+    {
+        SetTime(g_nSec + i / 10);
+        ASSERT_TRUE(m_pJob->CalcActualValue() && m_pJob->WriteCalcdValue() && m_pJob->AddMeasToBuf());
+        m_pJob->m_bWorkerDone = false;
+        Request(eJobEventNewData);
+        if (i % 100 == 99)
+            m_pJob->InitForNewTimeLine();
+    }
+    ASSERT_TRUE(Parked());
+    EXPECT_TRUE(m_pJob->m_bWorkerDone);
+    EXPECT_LE(m_pJob->m_pdeqMeas->Size(), 256U);
+    EXPECT_EQ(FakeDli::Writes(g_nIdMeasUnit).size(), 1000U);
+    Join();
+}
+
 class JobThreadCsv : public JobThread
 {
   protected:

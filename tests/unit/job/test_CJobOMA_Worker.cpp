@@ -50,8 +50,8 @@ TEST_F(JobWorker, EachRefusalHasItsText)
         {"off the cycle",
          [](CJobOMA& j)
          {
-             j.m_nRepRate = -7;
-             j.m_nMeasSinceShift = 400;
+             j.m_nRepRate = -11;
+             j.m_nMeasSinceShift = 600;
          },
          "CJobOMA::RunWorker():TS does not match PS cycle!", false},
         {"no rate", [](CJobOMA& j) { j.m_nRepRate = 0; },

@@ -60,10 +60,13 @@ TEST_F(WholeJob, GrowingSwingBecomesUndampedCriticalDecayingOneGoesSilent)
     for (unsigned nSec = 0; nSec < g_nSeconds; ++nSec)
         RunSecond(nSec);
     for (const auto& write : FakeDli::Writes(g_nIdModeUnitFirst))
-        printf("D %ld %f %f %f %f\n", (long)(write.vecValue[0].nTicks/10000000-g_nSec), write.vecValue[0].fValue, write.vecValue[1].fValue, write.vecValue[2].fValue, write.vecValue[3].fValue);
-    for (const auto& write : FakeDli::Writes(g_nIdModeUnitFirst+1))
-        printf("G %ld %f %f %f %f\n", (long)(write.vecValue[0].nTicks/10000000-g_nSec), write.vecValue[0].fValue, write.vecValue[1].fValue, write.vecValue[2].fValue, write.vecValue[3].fValue);
+        printf("D %ld %f %f %f %f\n", (long)(write.vecValue[0].nTicks / 10000000 - g_nSec), write.vecValue[0].fValue,
+               write.vecValue[1].fValue, write.vecValue[2].fValue, write.vecValue[3].fValue);
+    for (const auto& write : FakeDli::Writes(g_nIdModeUnitFirst + 1))
+        printf("G %ld %f %f %f %f\n", (long)(write.vecValue[0].nTicks / 10000000 - g_nSec), write.vecValue[0].fValue,
+               write.vecValue[1].fValue, write.vecValue[2].fValue, write.vecValue[3].fValue);
     for (const auto& p : FakeDli::Posts())
-        printf("%ld %d %d %ld %s\n", (long)(p.nTicks/10000000-g_nSec), p.eKey, p.eTrans, p.nElemId, p.strText.c_str());
+        printf("%ld %d %d %ld %s\n", (long)(p.nTicks / 10000000 - g_nSec), p.eKey, p.eTrans, p.nElemId,
+               p.strText.c_str());
 }
 } // namespace
