@@ -41,7 +41,8 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
     bool IsDisconnected() const { return m_bDisconnected; }
 
     std::atomic<std::uint32_t> m_nWaited_ms{0}; ///< time spent in the last wait for the start answer
-    /// For the gap check: number of the PS cycle that the next value is expected in, less 1. 0: nothing to check against.
+    /// For the gap check: number of the PS cycle behind the last value written; a start sets it as if the cycle before
+    /// had been written. 0: nothing to check against.
     std::atomic<std::int64_t> m_tsLast{0};
     std::atomic<bool> m_bDisconnected{true};
     std::atomic<bool> m_bStartInit{false};   ///< Start has been sent

@@ -1,0 +1,60 @@
+#pragma once
+#include "CTrace.h"
+#include "WinEvents.h"
+#include "fake/CaptureTrace.h"
+#include "fake/FakeDli.h"
+#include "host/AppState.h"
+#include "host/CTime.h"
+#include "host/CTraceOMA.h"
+#include "host/TextOMA.h"
+#include "host/TraceFilter.h"
+#include <cstdint>
+#include <gtest/gtest.h>
+
+inline constexpr std::int64_t g_nTicksPerSec = 10000000;
+/// A full minute, and a multiple of all periods used here.
+inline constexpr std::int64_t g_nSecBegin = 63800000040;
+
+/// A time on a measurement grid of 50 Hz, some ms after the common start.
+struct STestTime : CTime
+{
+    explicit STestTime(std::int64_t p_nOffset_ms = 0) : CTime(50) { EXPECT_TRUE(SetTicks(Ticks(p_nOffset_ms))); }
+    static std::int64_t Ticks(std::int64_t p_nOffset_ms) { return g_nSecBegin * g_nTicksPerSec + p_nOffset_ms * 10000; }
+};
+
+/// A connected application, running, with a trace area that is listened to.
+class OutputTest : public testing::Test
+{
+  protected:
+    OutputTest()
+    {
+        FakeDli::Reset();
+        g_bConnected = true;
+        SetAppState(eAppRun);
+    }
+    ~OutputTest() override
+    {
+        EventsAutoAdvance(0);
+        EventsUseFakeClock(false);
+        FakeDli::Reset();
+        g_bConnected = false;
+        SetAppState(eAppRun);
+        g_nTraceFilterId = 0;
+        g_vecbTraceData.fill(false);
+    }
+    /// From here on time is what the tests make of it; it jumps when that many threads wait.
+    static void FakeClock(std::size_t p_nThreads)
+    {
+        EventsUseFakeClock(true);
+        EventsAutoAdvance(p_nThreads);
+    }
+    static void Answer(FakeDli::EAnswer p_eAnswer)
+    {
+        FakeDli::SBehaviour behaviour;
+        behaviour.eWriteAnswer = p_eAnswer;
+        FakeDli::SetBehaviour(behaviour);
+    }
+
+    CaptureTrace m_capture;
+    CTraceOMA m_trace{"TestArea"};
+};

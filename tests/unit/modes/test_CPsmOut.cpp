@@ -1,0 +1,331 @@
+#include "ModeTest.h"
+#include "link/CEventWriteOMA.h"
+#include "modes/CPsmOut.h"
+
+using ETraceLevel = CaptureTrace::ETraceLevel;
+
+namespace
+{
+constexpr std::uint32_t g_nUnitId = 8;
+
+class CPsmOutTest : public ModeTest
+{
+  protected:
+    CPsmOutTest()
+    {
+        g_pEventWrite = std::make_unique<CEventWriteOMA>(1, &m_trace);
+        Remake();
+    }
+    ~CPsmOutTest() override { g_pEventWrite.reset(); }
+
+    void Remake()
+    {
+        m_pMode = std::make_unique<CPsmOut>(true, 1, 11, g_nUnitId, std::vector<unsigned long>{81, 82, 83, 84}, 1, 0.0,
+                                            2.5, 1, &m_vecpSpec, 10, &m_doe, std::make_unique<CTraceOMA>("Job_1"));
+        m_pMode->SetCounters(10);
+    }
+    /// One pass of the job on the next PS cycle.
+    bool Pass(const std::vector<CPeakOMA>& p_vecPeak)
+    {
+        m_pTime = std::make_unique<STestTime>(++m_nPass * 1000);
+        for (const CPeakOMA& peak : p_vecPeak)
+            EXPECT_TRUE(Add(*m_pMode, peak, *m_pTime));
+        m_pMode->UpdateCntrAndStatz();
+        EXPECT_TRUE(m_pMode->Update(m_pTime.get()));
+        return m_pMode->WriteActualData(m_pTime.get());
+    }
+    void FailStart()
+    {
+        FakeDli::SBehaviour behaviour;
+        behaviour.nWriteAnswerError = 1;
+        FakeDli::SetBehaviour(behaviour);
+        FakeClock(1);
+    }
+    bool IsWriting() const { return m_pMode->GetVdsOutPS()->GetCB()->IsStarted(); }
+    static std::vector<float> LastValues()
+    {
+        std::vector<float> vecfValue;
+        for (const FakeDli::SValue& value : FakeDli::Writes(g_nUnitId).back().vecValue)
+            vecfValue.push_back(value.fValue);
+        return vecfValue;
+    }
+    /// The calls that count for a mode's outlet, in order.
+    static std::vector<std::string> Calls()
+    {
+        std::vector<std::string> vecCall;
+        for (const FakeDli::SCall& call : FakeDli::Calls())
+            for (const char* pBegin : {"Write.Start", "Write.Stop", "Write.Write", "Event.Post"})
+                if (call.strText.starts_with(pBegin))
+                    vecCall.push_back(call.strText.substr(0, call.strText.find(" #")));
+        return vecCall;
+    }
+
+    std::unique_ptr<CPsmOut> m_pMode;
+    std::unique_ptr<STestTime> m_pTime;
+    std::int64_t m_nPass = 0;
+};
+} // namespace
+
+TEST_F(CPsmOutTest, LimitsBelowEpsilonAreNone)
+{
+    EXPECT_EQ(m_pMode->GetFreqMin(), -1.0);
+    EXPECT_EQ(m_pMode->GetFreqMax(), 2.5);
+    EXPECT_EQ(m_pMode->GetVdsOutPS()->GetVirtualPmuId(), g_nUnitId);
+    EXPECT_EQ(m_pMode->GetVdsOutPS()->GetCB()->m_nCycleRate, 1);
+}
+
+TEST_F(CPsmOutTest, WritesWhileThereIsAPeakAndFallsSilentWithTheFirstPassWithoutOne)
+{
+    EXPECT_TRUE(Pass({}));
+    EXPECT_TRUE(Calls().empty());
+    EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+    EXPECT_TRUE(m_pMode->IsOutpValid());
+    EXPECT_EQ(LastValues(), (std::vector<float>{0.5F, 150.0F, -0.075F, 5.25F}));
+    EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+    EXPECT_TRUE(Pass({}));
+    EXPECT_EQ(m_pMode->GetStatz(), eStatzFading);
+    EXPECT_FALSE(m_pMode->IsOutpValid());
+    EXPECT_TRUE(Pass({}));
+    EXPECT_TRUE(Pass({Peak(MR, 0.5, 0, 400.0, 0.05)}));
+    EXPECT_EQ(Calls(), (std::vector<std::string>{"Write.Start 8 [81,82,83,84] 1", "Write.Write 8",
+                                                 "Event.PostAt 4205 APP 3 11", "Write.Write 8", "Write.Stop 8",
+                                                 "Event.PostAt 4205 DIS 3 11", "Write.Start 8 [81,82,83,84] 1",
+                                                 "Write.Write 8", "Event.PostAt 4203 APP 3 11"}));
+    EXPECT_EQ(m_capture.Count(ETraceLevel::eError, ""), 0U);
+}
+
+TEST_F(CPsmOutTest, SuspectDataIsShownButEndsTheEvent)
+{
+    Pass({Peak(MR, 0.5)});
+    EXPECT_TRUE(Pass({Peak(MR, 0.5, 1)}));
+    EXPECT_EQ(FakeDli::Writes().back().vecValue[0].nState, 0x0080000000000000);
+    EXPECT_EQ(FakeDli::Posts().back().eTrans, FakeDli::Dli::eDIS);
+    EXPECT_TRUE(IsWriting());
+}
+
+TEST_F(CPsmOutTest, TheBandThatSpeaksIsChosenByContinuityThenPlace)
+{
+    struct SCase
+    {
+        const char* pName;
+        std::vector<std::vector<CPeakOMA>> vecPass;
+        std::int32_t eReso; ///< of the band that speaks in the last pass
+        std::int32_t eQual;
+    };
+    const CPeakOMA peakLR = Peak(LR, 0.7); // MR's frequency, in the half next to LR
+    const CPeakOMA peakMR = Peak(MR, 0.7);
+    const CPeakOMA peakHR = Peak(HR, 0.7);
+    const SCase vecCase[] = {
+        {"own before next and far", {{peakLR, peakMR, peakHR}}, MR, 0},
+        {"next before far", {{peakLR, peakHR}}, LR, 0},
+        {"one VALID cycle more beats place", {{peakHR}, {peakHR, peakMR}}, HR, 0},
+        {"from two cycles on place decides", {{peakHR}, {peakHR, peakMR}, {peakHR, peakMR}, {peakHR, peakMR}}, MR, 0},
+        {"a tie goes to the higher band", {{Peak(LR, 1.0), peakMR}, {Peak(LR, 1.0), peakMR}}, LR, 0},
+        {"a SUSPECT band behind a VALID one is skipped", {{Peak(LR, 0.7, 0), Peak(MR, 0.7, 1)}}, LR, 0},
+        {"a VALID band must still beat the SUSPECT one, whose values go out as VALID",
+         {{Peak(MR, 0.7, 1), Peak(HR, 0.7, 0)}},
+         HR,
+         0},
+        {"SUSPECT alone", {{Peak(LR, 0.7, 1)}}, LR, 1},
+    };
+    for (const SCase& test : vecCase)
+    {
+        SCOPED_TRACE(test.pName);
+        Remake();
+        for (const auto& vecPeak : test.vecPass)
+            Pass(vecPeak);
+        std::int32_t eQual = -1;
+        const CSpecDyn* const pSpec = m_pMode->RetrveOutpSpec(m_pTime.get(), eQual);
+        ASSERT_NE(pSpec, nullptr);
+        EXPECT_EQ(pSpec->GetReso(), test.eReso);
+        EXPECT_EQ(eQual, test.eQual);
+    }
+}
+
+TEST_F(CPsmOutTest, ValidBandThatLosesToASuspectOneStillLendsItsQuality)
+{
+    // SUSPECT data counts no VALID cycle: own place 3 against far place 1 plus nothing.
+    m_pTime = std::make_unique<STestTime>(0);
+    Add(*m_pMode, Peak(LR, 1.0, 1, 120.0), *m_pTime);
+    Add(*m_pMode, Peak(HR, 1.0, 0, 180.0), *m_pTime);
+    std::int32_t eQual = -1;
+    const CSpecDyn* const pSpec = m_pMode->RetrveOutpSpec(m_pTime.get(), eQual);
+    ASSERT_NE(pSpec, nullptr);
+    EXPECT_EQ(pSpec->GetReso(), LR);
+    EXPECT_EQ(eQual, 0);
+}
+
+TEST_F(CPsmOutTest, PlaceIsToldFromTheBandThatContainsTheFrequency)
+{
+    std::int32_t eNeighb = -1;
+    struct SCase
+    {
+        double fFreq_Hz;
+        std::int32_t vecNeighb[3]; ///< of LR, MR, HR
+    };
+    for (const SCase& test : {SCase{1.0, {0, 1, 2}},
+                              {0.8, {0, 1, 2}},
+                              {0.41, {1, 0, 2}},
+                              {0.39, {2, 0, 1}},
+                              {0.2, {2, 0, 1}},
+                              {0.1, {2, 1, 0}}})
+        for (std::int32_t eReso = LR; eReso <= HR; ++eReso)
+        {
+            EXPECT_TRUE(m_pMode->CalcNeighb(test.fFreq_Hz, eReso, eNeighb));
+            EXPECT_EQ(eNeighb, test.vecNeighb[eReso]) << test.fFreq_Hz << " " << eReso;
+        }
+    EXPECT_FALSE(m_pMode->CalcNeighb(3.0, LR, eNeighb));
+    EXPECT_EQ(eNeighb, 3);
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CPsmOut::CalcNeighb():No spec.range containing PS freq. found!"));
+    EXPECT_FALSE(Pass({Peak(LR, 3.0)}));
+
+    UnuseBand(MR);
+    Remake();
+    for (const std::int32_t eReso : {LR, HR})
+    {
+        EXPECT_TRUE(m_pMode->CalcNeighb(0.5, eReso, eNeighb));
+        EXPECT_EQ(eNeighb, 0);
+    }
+}
+
+TEST_F(CPsmOutTest, ValuesThatCannotBeMadeEndTheOutput)
+{
+    struct SCase
+    {
+        CPeakOMA peak;
+        ETraceLevel eLevel;
+        const char* pText;
+    };
+    const SCase vecCase[] = {
+        {Peak(MR, 0.5, 0, 39.0), ETraceLevel::eWarning,
+         "CPsmOut::CreateOutputValues():PS magn. [39.000000] below thresh. [40.000000]!"},
+        {Peak(MR, 0.5, 0, 100.0, -0.2), ETraceLevel::eError, "does not reflect damp.ratio"},
+        {Peak(MR, 0.0), ETraceLevel::eError,
+         "CPsmOut::RetrveOutpSpec():INVALID PS freq. despite VALID qual.: f[Hz]=0.000000!"},
+        {Peak(MR, 0.5, 2), ETraceLevel::eError, "CPsmOut::RetrveOutpSpec():No spec.s despite calc. of output values!"},
+    };
+    for (const SCase& test : vecCase)
+    {
+        SCOPED_TRACE(test.pText);
+        Pass({Peak(MR, 0.5)});
+        EXPECT_TRUE(IsWriting());
+        EXPECT_FALSE(Pass({test.peak}));
+        EXPECT_TRUE(m_capture.Has(test.eLevel, test.pText));
+        EXPECT_FALSE(IsWriting());
+        EXPECT_FALSE(m_pMode->IsOutpValid());
+        EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
+        EXPECT_FALSE(Pass({test.peak})); // nothing left to end
+        EXPECT_EQ(FakeDli::WriteStarts().size(), FakeDli::WriteStops().size());
+    }
+}
+
+TEST_F(CPsmOutTest, RecordsThatDoNotFitAreReported)
+{
+    const STestTime time;
+    m_pMode->SetStatz(eStatzActive);
+    EXPECT_FALSE(m_pMode->WriteActualData(&time));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "RetrveOutpSpec():No ACTUAL data!"));
+
+    Add(*m_pMode, Peak(MR, 0.5), time); // no history yet
+    EXPECT_FALSE(m_pMode->WriteActualData(&time));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CalcOutpDOE():No valid PS data in contrast to previous query "
+                                                   "results!"));
+    double fValue = 0.0;
+    m_pMode->RetrveSpec(MR)->GetActDataPS()->SetMagn(0.0);
+    EXPECT_FALSE(m_pMode->MagnForDoeFromLastValue(m_pMode->RetrveSpec(MR), fValue));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "MagnForDoeFromLastValue():Invalid actual PS magn.: 0.000000!"));
+    EXPECT_FALSE(m_pMode->CalcOutpFreq(nullptr, fValue));
+    EXPECT_TRUE(m_capture.Has("CalcOutpFreq():Invalid Pointer: p_pSpec!"));
+    EXPECT_FALSE(m_pMode->WriteActualData(nullptr));
+    EXPECT_TRUE(m_capture.Has("WriteActualData():Invalid Pointer: p_pActTime!"));
+}
+
+TEST_F(CPsmOutTest, StartThatFailsIsTriedAgainInTheNextPass)
+{
+    FailStart();
+    EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+    EXPECT_TRUE(m_capture.Has("Channel data response showing errors"));
+    EXPECT_EQ(FakeDli::WriteStops().size(), 1U);
+    EXPECT_TRUE(FakeDli::Writes().empty());
+    EXPECT_TRUE(FakeDli::Posts().empty());
+    Answer(FakeDli::EAnswer::eAtOnce);
+    EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+    EXPECT_EQ(FakeDli::Writes().size(), 1U);
+    EXPECT_EQ(FakeDli::Posts().size(), 1U);
+    EXPECT_FALSE(m_capture.Has("START cmd. received"));
+}
+
+TEST_F(CPsmOutTest, LinkLostUnderAnEventIsReportedAtStopAndAtTheNextStart)
+{
+    Pass({Peak(MR, 0.5)});
+    CVdsOutCbPS& cb = *m_pMode->GetVdsOutPS()->GetCB();
+    cb.Status(1, 0, 0);
+    cb.Status(0, 0, 0);
+    EXPECT_FALSE(m_pMode->Stop(m_pTime.get()));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CPsmOut::Stop():UPC event exists although PS output (DLI write "
+                                                   "channel) is stopped!"));
+    EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+    EXPECT_TRUE(
+        m_capture.Has(ETraceLevel::eError, "WriteActualData():Invalid event type before new PS output start: 2!"));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError,
+                              "WriteActualData():Invalid APP trans. of last recent event before new PS output start!"));
+    EXPECT_EQ(FakeDli::Posts().size(), 1U); // the same type still stands
+}
+
+TEST_F(CPsmOutTest, StopEndsChannelsAndEvent)
+{
+    Pass({Peak(MR, 0.5)});
+    EXPECT_TRUE(m_pMode->Stop(m_pTime.get()));
+    EXPECT_TRUE(m_pMode->Stop(m_pTime.get()));
+    EXPECT_EQ(FakeDli::WriteStops().size(), 1U);
+    EXPECT_EQ(FakeDli::Posts().size(), 2U);
+    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
+}
+
+TEST_F(CPsmOutTest, WithoutWriterEveryCallSaysSo)
+{
+    FakeDli::SBehaviour behaviour;
+    behaviour.strThrowWriteNew = "unknown handle";
+    FakeDli::SetBehaviour(behaviour);
+    Remake();
+    EXPECT_EQ(GetAppState(), eAppSuspend);
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "unknown handle"));
+    const STestTime time;
+    EXPECT_FALSE(m_pMode->WriteActualData(&time));
+    EXPECT_TRUE(m_capture.Has("WriteActualData():Invalid Pointer: m_pVdsOutPS!"));
+    EXPECT_FALSE(m_pMode->Stop(&time));
+    EXPECT_TRUE(m_capture.Has("CPsmOut::Stop():Invalid pointer: m_pVdsOutPS!"));
+}
+
+TEST_F(CPsmOutTest, EventsFollowTheValuesLastWritten)
+{
+    Pass({Peak(MR, 0.5)});
+    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
+    EXPECT_EQ(FakeDli::Posts().size(), 1U);
+    m_pMode->GetVdsOutPS()->SetValue(0, 0.0);
+    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "ProcessEvents():Invalid Freq.Value: 0.000000!"));
+    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
+    m_pMode->GetVdsOutPS()->SetValue(0, 0.5);
+    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
+    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 2);
+    m_pMode->GetVdsOutPS()->SetQual(1);
+    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
+    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
+}
+
+TEST_F(CPsmOutTest, DetailLinesFollowTheirSwitches)
+{
+    g_nTraceFilterId = 81;
+    g_vecbTraceData[1] = true;
+    Pass({Peak(MR, 0.5)});
+    const std::string strTime = ActTimeAsText(*m_pTime);
+    EXPECT_TRUE(
+        m_capture.Has(ETraceLevel::eError, " Init. write for PS data of ID=81 at                       TS=" + strTime));
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eData, "PS outp.data: TS=" + strTime +
+                                                      "  Freq.[Hz]=0.500000  Magn.[W-or-deg]=150.000000  "
+                                                      "Damp.Ratio[-]=-0.075000  DOE[-]=5.250000"));
+    Pass({Peak(MR, 0.5, 2)});
+    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError,
+                              " MISSING output spec. for PS data of        ID=81 at  TS=" + ActTimeAsText(*m_pTime)));
+}
