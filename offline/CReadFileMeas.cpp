@@ -37,7 +37,7 @@ class CFields
         const std::string_view strField = Next();
         return std::strtod(strField.data(), nullptr);
     }
-    void SkipTo(std::int32_t p_nField)
+    void SkipTo(std::int64_t p_nField)
     {
         while (m_nNext < p_nField && *m_pszRest != '\0')
             Next();
@@ -46,7 +46,7 @@ class CFields
 
   private:
     const char* m_pszRest;
-    std::int32_t m_nNext = 0; ///< number of the field that comes next
+    std::int64_t m_nNext = 0; ///< number of the field that comes next
 };
 
 std::complex<double> PhasorFromPolar(double p_fMagn, double p_fAngle_deg)
