@@ -34,7 +34,7 @@ std::string PlainReason(const beast::error_code& p_ec)
         return "no sign of life from the other side";
     return p_ec.message();
 }
-}
+} // namespace
 
 CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket) : m_ws(std::move(p_socket))
 {
@@ -73,21 +73,21 @@ void CLinkStream::Connect(const asio::ip::tcp::endpoint& p_endpoint, std::shared
 {
     m_pUser = std::move(p_pUser);
     beast::get_lowest_layer(m_ws).expires_after(g_tHandshake);
-    beast::get_lowest_layer(m_ws).async_connect(
-        p_endpoint,
-        [self = shared_from_this()](const beast::error_code& p_ec)
-        {
-            if (p_ec)
-                return self->Closed(p_ec.message());
-            beast::get_lowest_layer(self->m_ws).expires_never();
-            self->m_ws.async_handshake("localhost", "/dli",
-                                       [self](const beast::error_code& p_ecShake)
-                                       {
-                                           if (p_ecShake)
-                                               return self->Closed(PlainReason(p_ecShake));
-                                           self->Opened();
-                                       });
-        });
+    beast::get_lowest_layer(m_ws).async_connect(p_endpoint,
+                                                [self = shared_from_this()](const beast::error_code& p_ec)
+                                                {
+                                                    if (p_ec)
+                                                        return self->Closed(p_ec.message());
+                                                    beast::get_lowest_layer(self->m_ws).expires_never();
+                                                    self->m_ws.async_handshake(
+                                                        "localhost", "/dli",
+                                                        [self](const beast::error_code& p_ecShake)
+                                                        {
+                                                            if (p_ecShake)
+                                                                return self->Closed(PlainReason(p_ecShake));
+                                                            self->Opened();
+                                                        });
+                                                });
 }
 
 void CLinkStream::Opened()
@@ -232,4 +232,4 @@ void CLinkStream::Closed(const std::string& p_strReason)
     beast::get_lowest_layer(m_ws).close();
     pUser->OnLinkClosed(p_strReason);
 }
-}
+} // namespace Norvik::Energy::Kestrel::Link

@@ -18,8 +18,8 @@
 namespace Norvik::Energy::Kestrel::Link
 {
 inline constexpr std::uint32_t g_nLinkVersion = 1;
-inline constexpr std::size_t g_nMaxMessage = 4U << 20U;     ///< bytes of a message that a peer accepts
-inline constexpr std::size_t g_nMaxEventText = 64U << 10U;  ///< bytes of an event's text
+inline constexpr std::size_t g_nMaxMessage = 4U << 20U;    ///< bytes of a message that a peer accepts
+inline constexpr std::size_t g_nMaxEventText = 64U << 10U; ///< bytes of an event's text
 
 /// Who a stream reports to, on the thread of its io_context.
 class ILinkUser
@@ -86,17 +86,17 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     void Queued(std::size_t p_nBytes);
 
     TWebSocket m_ws;
-    std::shared_ptr<ILinkUser> m_pUser;  ///< null before the handshake and after the end
+    std::shared_ptr<ILinkUser> m_pUser; ///< null before the handshake and after the end
     boost::beast::flat_buffer m_bufIn;
     boost::beast::http::request<boost::beast::http::string_body> m_request;
     Frame m_frameIn;
-    std::string m_strOut;  ///< the frame on its way
+    std::string m_strOut; ///< the frame on its way
 
     mutable std::mutex m_mtxOut;
     bool m_bOpen = false;
-    bool m_bWriting = false;  ///< a write is under way or posted
+    bool m_bWriting = false; ///< a write is under way or posted
     std::size_t m_nPending = 0;
     std::deque<std::unique_ptr<SFrame>> m_queFrame;
     std::vector<std::unique_ptr<SFrame>> m_vecSpare;
 };
-}
+} // namespace Norvik::Energy::Kestrel::Link

@@ -12,10 +12,7 @@ constexpr std::size_t g_nMaxChannels = 100000;
 /// What a read channel remembers; shared with the receiver, which reports to the server through it.
 struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
 {
-    explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn)
-        : pConn(std::move(p_pConn)), nSet(pConn->NewNumber())
-    {
-    }
+    explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn) : pConn(std::move(p_pConn)), nSet(pConn->NewNumber()) {}
 
     void Start(std::int32_t p_nRate, std::int64_t p_nCycle_ms);
     void ReportReady(unsigned p_nStart) override;
@@ -149,4 +146,4 @@ void CChanneldata::Stop()
         m_pImpl->pReceiver->Begin(0, {});
     m_pImpl->pConn->Send([this](Link::Message& r_message) { r_message.mutable_stop_set()->set_set(m_pImpl->nSet); });
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -25,21 +25,20 @@ class CWriteReceiver : public Dli::CReceiver
     }
 
   private:
-    CChannelDataWriteCallBack* const m_pCallBack;  ///< the application's
+    CChannelDataWriteCallBack* const m_pCallBack; ///< the application's
 };
-}
+} // namespace
 
 struct CChanneldataWrite::SImpl
 {
-    explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn)
-        : pConn(std::move(p_pConn)), nWriter(pConn->NewNumber())
+    explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn) : pConn(std::move(p_pConn)), nWriter(pConn->NewNumber())
     {
     }
 
     const std::shared_ptr<Dli::CConnection> pConn;
     const unsigned nWriter;
     std::mutex mtx;
-    std::shared_ptr<CWriteReceiver> pReceiver;  ///< under mtx
+    std::shared_ptr<CWriteReceiver> pReceiver; ///< under mtx
 };
 
 CChanneldataWrite::CChanneldataWrite(unsigned long& p_hConn)
@@ -126,4 +125,4 @@ void CChanneldataWrite::Write(unsigned long p_nId, std::vector<CChannel*>& p_val
             }
         });
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -21,12 +21,11 @@ std::int64_t NowTicks()
 
 std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 {
-    return std::make_unique<CEvent>(static_cast<ETransition>(p_event.transition()),
-                                    static_cast<EElementType>(p_event.element_type()),
-                                    static_cast<unsigned long>(p_event.element_id()),
-                                    static_cast<EIncidenceKey>(p_event.key()), p_event.text());
+    return std::make_unique<CEvent>(
+        static_cast<ETransition>(p_event.transition()), static_cast<EElementType>(p_event.element_type()),
+        static_cast<unsigned long>(p_event.element_id()), static_cast<EIncidenceKey>(p_event.key()), p_event.text());
 }
-}
+} // namespace
 
 CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
                          std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient)
@@ -347,4 +346,4 @@ void CConnection::RemoveCallBack(CEventDataCallBack* p_pCallBack)
     }
     pOld->Close();
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -88,7 +88,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
     void OnEventsReply(const Link::EventsReply& p_reply);
-    std::vector<std::shared_ptr<CReceiver>> AllReceivers() const;  ///< under m_mtx
+    std::vector<std::shared_ptr<CReceiver>> AllReceivers() const; ///< under m_mtx
 
     boost::asio::io_context& m_io;
     CThreadPool& m_pool;
@@ -107,12 +107,12 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::condition_variable m_cvUp;
     bool m_bUp = false;
     bool m_bShutdown = false;
-    std::shared_ptr<Link::CLinkStream> m_pStream;  ///< being opened, or open
+    std::shared_ptr<Link::CLinkStream> m_pStream; ///< being opened, or open
     unsigned m_nLastNumber = 0;
     std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;
     std::map<unsigned, std::shared_ptr<CReceiver>> m_mapWriter;
     std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
     bool m_bSubscribed = false;
-    std::int64_t m_nSubscribed = 0;  ///< ticks from which events are wanted on the next connection
+    std::int64_t m_nSubscribed = 0; ///< ticks from which events are wanted on the next connection
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

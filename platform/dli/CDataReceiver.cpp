@@ -13,7 +13,7 @@ constexpr std::size_t g_nMaxQueue = 10000;
 constexpr auto g_tReady = std::chrono::seconds(2);
 /// State of a channel that the server has left out of a cycle: reads as INVALID.
 constexpr std::int64_t g_nNoSample = 0x2000;
-}
+} // namespace
 
 void CDataReceiver::Begin(unsigned p_nStart, const std::vector<unsigned long>& p_vecnId)
 {
@@ -46,7 +46,7 @@ void CDataReceiver::PushCycle(const Link::Cycle& p_cycle)
     if (p_cycle.start() != m_nStart || m_nStart == 0)
         return;
     std::unique_ptr<SCycle> pCycle;
-    if (m_queCycle.size() >= (m_bLive ? m_nMaxQueue : g_nMaxQueue))  // a replay waits and never gets there
+    if (m_queCycle.size() >= (m_bLive ? m_nMaxQueue : g_nMaxQueue)) // a replay waits and never gets there
     {
         pCycle = std::move(m_queCycle.front());
         m_queCycle.pop_front();
@@ -76,7 +76,7 @@ void CDataReceiver::CallStatus(const SStatus& p_status)
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (p_status.nStart != m_nStart)
-            return;  // answer to a start that has been given up
+            return; // answer to a start that has been given up
     }
     m_pCallBack->Status(p_status.eStatus, p_status.lReqNum, p_status.lAddInfo);
 }
@@ -174,4 +174,4 @@ void CDataReceiver::ScheduleReceive()
     m_bReceiveRuns = true;
     m_pool.Submit(shared_from_this(), eLaneReceive);
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

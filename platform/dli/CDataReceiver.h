@@ -1,6 +1,6 @@
 #pragma once
-#include "link/dli/CallBacks.h"
 #include "link/dli/CChannelAnalog.h"
+#include "link/dli/CallBacks.h"
 #include "platform/dli/CReceiver.h"
 #include <chrono>
 #include <cstdint>
@@ -63,21 +63,21 @@ class CDataReceiver : public CReceiver
     void DropQueue();
     void ScheduleReceive();
 
-    CChannelDataCallBack* const m_pCallBack;  ///< the application's
+    CChannelDataCallBack* const m_pCallBack; ///< the application's
     const std::weak_ptr<IReport> m_pReport;
 
     // ---- under m_mtx ----
     unsigned m_nStart = 0;
     std::vector<unsigned long> m_vecnId;
     bool m_bLive = false;
-    std::size_t m_nMaxQueue = 0;  ///< 10 s of data
-    bool m_bReady = false;        ///< the answer to the start has been taken, or has had its time
+    std::size_t m_nMaxQueue = 0; ///< 10 s of data
+    bool m_bReady = false;       ///< the answer to the start has been taken, or has had its time
     std::chrono::steady_clock::time_point m_tStarted;
     std::deque<std::unique_ptr<SCycle>> m_queCycle;
     std::vector<std::unique_ptr<SCycle>> m_vecSpare;
 
     // ---- Receive lane ----
     std::vector<std::unique_ptr<CChannelAnalog>> m_vecpOwned;
-    std::vector<CChannel*> m_vecpChannel;  ///< as handed out; refilled for each cycle
+    std::vector<CChannel*> m_vecpChannel; ///< as handed out; refilled for each cycle
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -8,7 +8,7 @@ namespace
 {
 constexpr auto g_tStore = std::chrono::milliseconds(100);
 constexpr auto g_tRecheck = std::chrono::milliseconds(10);
-}
+} // namespace
 
 CEventInbox::CEventInbox(boost::asio::io_context& p_io, Deliver p_fnDeliver)
     : m_timer(p_io), m_fnDeliver(std::move(p_fnDeliver))
@@ -93,4 +93,4 @@ bool CEventInbox::MayGo(const SEventBatch& p_batch)
     const auto it = m_mapOpen.find(p_batch.lReqNum);
     return it == m_mapOpen.end() || (it->second.bReturned && std::chrono::steady_clock::now() >= it->second.tDue);
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -61,4 +61,4 @@ class CEventInbox
     unsigned long m_nLastNum = 0;
     std::map<unsigned long, SOpen> m_mapOpen;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -45,4 +45,4 @@ bool CEventReceiver::ReceiveNext()
         PushStatus(eReqFinished, pBatch->lReqNum);
     return true;
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -21,7 +21,7 @@ struct SEventBatch
             fnTaken();
     }
 
-    unsigned long lReqNum = 0;  ///< of the Read that it answers; 0: live
+    unsigned long lReqNum = 0; ///< of the Read that it answers; 0: live
     std::vector<std::unique_ptr<CEvent>> vecpEvent;
     std::function<void()> fnTaken;
 };
@@ -41,7 +41,7 @@ class CEventReceiver : public CReceiver
     bool ReceiveNext() override;
 
   private:
-    CEventDataCallBack* const m_pCallBack;  ///< the application's
-    std::deque<std::shared_ptr<SEventBatch>> m_queBatch;  ///< under m_mtx
+    CEventDataCallBack* const m_pCallBack;               ///< the application's
+    std::deque<std::shared_ptr<SEventBatch>> m_queBatch; ///< under m_mtx
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

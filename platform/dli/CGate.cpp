@@ -7,7 +7,7 @@ namespace
 /// The gate that this thread is inside of: a lane calls one object at a time.
 thread_local const CGate* t_pInside = nullptr;
 thread_local bool t_bClosing = false;
-}
+} // namespace
 
 bool CGate::Enter()
 {
@@ -48,4 +48,4 @@ void CGate::Close()
     }
     m_cv.wait(lock, [this] { return m_nInside == m_nClosing; });
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -20,6 +20,6 @@ class CGate
     std::condition_variable m_cv;
     bool m_bClosed = false;
     unsigned m_nInside = 0;
-    unsigned m_nClosing = 0;  ///< of those inside, the ones that have called Close
+    unsigned m_nClosing = 0; ///< of those inside, the ones that have called Close
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

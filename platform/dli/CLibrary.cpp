@@ -12,8 +12,11 @@ unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std
     return Dli::CLibrary::Get().Init(p_eElem, p_strName, p_strIPAddr, p_nPort);
 }
 
-CEventdata& CEventdata::GetInstance(unsigned long& p_hConn) { return *Dli::CLibrary::Get().Connection(p_hConn); }
+CEventdata& CEventdata::GetInstance(unsigned long& p_hConn)
+{
+    return *Dli::CLibrary::Get().Connection(p_hConn);
 }
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
@@ -32,11 +35,11 @@ std::uint64_t RandomNumber()
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 32U) | device();
 }
-}
+} // namespace
 
 CLibrary& CLibrary::Get()
 {
-    static CLibrary* const pLibrary = new CLibrary;  // never deleted, see the class
+    static CLibrary* const pLibrary = new CLibrary; // never deleted, see the class
     static const SShutdownAtExit shutdown{pLibrary};
     return *pLibrary;
 }
@@ -64,8 +67,8 @@ asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsign
 unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                              unsigned p_nPort)
 {
-    const auto pConnection = std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName,
-                                                           Resolve(p_strIPAddr, p_nPort), m_nClient);
+    const auto pConnection =
+        std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, Resolve(p_strIPAddr, p_nPort), m_nClient);
     pConnection->Open();
     if (!pConnection->WaitConnected(g_tInit))
     {
@@ -113,4 +116,4 @@ void CLibrary::Shutdown()
     m_io.stop();
     m_thread.join();
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

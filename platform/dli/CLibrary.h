@@ -43,9 +43,9 @@ class CLibrary
     CThreadPool m_pool;
     const std::uint64_t m_nClient;
     std::mutex m_mtx;
-    std::vector<std::shared_ptr<CConnection>> m_vecConnection;  ///< handle - 1 is the index
+    std::vector<std::shared_ptr<CConnection>> m_vecConnection; ///< handle - 1 is the index
     std::set<const void*> m_setObject;
     bool m_bShutdown = false;
     std::thread m_thread;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

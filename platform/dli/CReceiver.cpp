@@ -92,4 +92,4 @@ void CReceiver::Deliver(const SStatus& p_status)
     }
     StatusDone(p_status);
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -40,7 +40,7 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
         unsigned long eStatus = 0;
         unsigned long lReqNum = 0;
         unsigned long lAddInfo = 0;
-        unsigned nStart = 0;  ///< of a read set, for status 9
+        unsigned nStart = 0; ///< of a read set, for status 9
     };
 
     void Push(const SStatus& p_status);
@@ -54,7 +54,7 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     CGate m_gate;
     CThreadPool& m_pool;
     std::mutex m_mtx;
-    bool m_bReceiveRuns = false;  ///< under m_mtx
+    bool m_bReceiveRuns = false; ///< under m_mtx
 
   private:
     void Schedule();
@@ -68,4 +68,4 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     bool m_bStatusRuns = false;
     bool m_bAnswerRuns = false;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -9,7 +9,7 @@ namespace
 {
 constexpr auto g_tIdle = std::chrono::seconds(10);
 constexpr auto g_tShutdown = std::chrono::seconds(2);
-}
+} // namespace
 
 void CThreadPool::Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane)
 {
@@ -61,4 +61,4 @@ void CThreadPool::Shutdown()
     m_cvEnd.wait_for(lock, g_tShutdown, [this] { return m_nThreads == 0; });
     lock.unlock();
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -42,4 +42,4 @@ class CThreadPool
     std::size_t m_nFree = 0;
     bool m_bStop = false;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -1,0 +1,38 @@
+#pragma once
+#include "vds/ISource.h"
+#include "vds/ServerConfig.h"
+#include <functional>
+#include <memory>
+#include <string>
+
+class CServerCore;
+
+/// The phasor data server: two ports, a source, one thread.
+class CServer
+{
+  public:
+    CServer(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options);
+    /// Stop.
+    ~CServer();
+    CServer(const CServer&) = delete;
+    CServer& operator=(const CServer&) = delete;
+
+    /// Listens, opens the files and starts the thread. @throws std::runtime_error with one line; nothing has been
+    /// written then.
+    void Start();
+    /// Cuts all connections and ends the thread. Idempotent.
+    void Stop();
+
+    unsigned PortEvent() const;
+    unsigned PortData() const;
+    /// Called once on the server's thread when the source has ended and all has been taken (option once), or when the
+    /// source has failed. Set ahead of Start.
+    void OnEnd(std::function<void()> p_fnEnd);
+    /// Why the source has failed; empty if it has not. After Stop.
+    std::string Fault() const;
+    /// After Stop: cycles, and the worst and the 99 % time of a delivery.
+    std::string Summary() const;
+
+  private:
+    std::unique_ptr<CServerCore> m_pCore;
+};

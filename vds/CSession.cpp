@@ -1,0 +1,348 @@
+#include "vds/CSession.h"
+#include "vds/CServerCore.h"
+#include "vds/IsoTime.h"
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Link = Norvik::Energy::Kestrel::Link;
+
+namespace
+{
+constexpr std::size_t g_nMaxSets = 1000;
+constexpr std::int64_t g_nWindow_ms = 10000; ///< what a client keeps for a set
+constexpr std::int64_t g_nMaxWindow = 64;
+/// Events in one part of a reply, by the bytes of their texts.
+constexpr std::size_t g_nPartBytes = 1U << 20U;
+
+SEvent FromLink(const Link::Event& p_event)
+{
+    SEvent event;
+    event.nTicks = p_event.time();
+    event.eKey = p_event.key();
+    event.eTrans = p_event.transition();
+    event.eElemType = p_event.element_type();
+    event.nElemId = p_event.element_id();
+    event.strText = p_event.text();
+    return event;
+}
+
+void ToLink(const SEvent& p_event, Link::Event& r_event)
+{
+    r_event.set_time(p_event.nTicks);
+    r_event.set_key(p_event.eKey);
+    r_event.set_transition(p_event.eTrans);
+    r_event.set_element_type(p_event.eElemType);
+    r_event.set_element_id(p_event.nElemId);
+    r_event.set_text(p_event.strText);
+    r_event.set_source(p_event.strFrom);
+}
+
+void CheckEvent(const Link::Event& p_event)
+{
+    if (p_event.transition() != 0 && p_event.transition() != 1)
+        throw std::runtime_error("event with transition " + std::to_string(p_event.transition()) +
+                                 ": expected 1 (APP) or 0 (DIS)");
+    if (p_event.text().size() > Link::g_nMaxEventText)
+        throw std::runtime_error("event with a text of " + std::to_string(p_event.text().size()) + " bytes");
+    if (p_event.time() < 0 || p_event.time() > g_nTicksMax)
+        throw std::runtime_error("event with the time stamp " + std::to_string(p_event.time()));
+}
+
+std::string EventText(const SEvent& p_event)
+{
+    return IsoFromTicks(p_event.nTicks) + " " + std::to_string(p_event.eKey) + " " + std::to_string(p_event.eElemType) +
+           " " + std::to_string(p_event.nElemId) + " " + p_event.strFrom + " " + p_event.strText;
+}
+
+std::string ChannelText(const COutputs::SChannel& p_channel)
+{
+    constexpr const char* ppQual[] = {"VALID", "SUSPECT", "INVALID"};
+    return std::to_string(p_channel.nPmu) + " " + std::to_string(p_channel.nId) + " " +
+           (p_channel.nTicks == 0 ? std::string("- -") : JsonNumber(p_channel.fValue) + " " + ppQual[p_channel.eQual]) +
+           " " + (p_channel.nTicks == 0 ? std::string("-") : IsoFromTicks(p_channel.nTicks)) + " " +
+           (p_channel.bStarted ? "started" : "stopped");
+}
+} // namespace
+
+CSession::CSession(CServerCore& p_core, std::uint64_t p_nId, bool p_bDataPort,
+                   std::shared_ptr<Link::CLinkStream> p_pStream, std::string p_strPeer)
+    : m_core(p_core), m_nId(p_nId), m_bDataPort(p_bDataPort), m_pStream(std::move(p_pStream)),
+      m_strPeer(std::move(p_strPeer))
+{
+}
+
+void CSession::OnLinkClosed(const std::string& p_strReason)
+{
+    m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
+}
+
+void CSession::OnLinkMessage(const Link::Message& p_message)
+{
+    if (m_core.IsEnding())
+        return;
+    if (p_message.has_hello())
+        OnHello(p_message.hello());
+    else if (!m_bHello)
+        throw std::runtime_error("message ahead of the greeting");
+    else if (p_message.has_cycle_ack() && !m_bDataPort)
+        OnCycleAck(p_message.cycle_ack());
+    else if (p_message.has_event_ack())
+    {
+        ++m_nDeliveryAcks;
+        m_core.Kick();
+    }
+    else if (p_message.has_flush_done())
+    {
+        m_nFlushDone = p_message.flush_done().number();
+        m_core.Kick();
+    }
+    else
+    {
+        m_core.Touch(m_nClient);
+        const bool bKnown =
+            m_bDataPort ? OnWriteMessage(p_message) : OnReadMessage(p_message) || OnEventMessage(p_message);
+        if (!bKnown)
+            throw std::runtime_error("unexpected message");
+    }
+}
+
+void CSession::OnHello(const Link::Hello& p_hello)
+{
+    if (p_hello.version() != Link::g_nLinkVersion)
+        throw std::runtime_error("version " + std::to_string(p_hello.version()) + " of the link: expected " +
+                                 std::to_string(Link::g_nLinkVersion));
+    if (m_bHello || p_hello.name().size() > 100)
+        throw std::runtime_error("wrong greeting");
+    m_bHello = true;
+    m_strName = p_hello.name();
+    m_nClient = p_hello.client();
+    m_pStream->Send([](Link::Message& r_message) { r_message.mutable_welcome()->set_version(Link::g_nLinkVersion); });
+}
+
+// ---- read sets ----
+
+bool CSession::OnReadMessage(const Link::Message& p_message)
+{
+    if (p_message.has_start_set())
+        OnStartSet(p_message.start_set());
+    else if (p_message.has_stop_set())
+    {
+        m_mapSet.erase(p_message.stop_set().set());
+        m_core.Kick();
+    }
+    else if (p_message.has_set_ready())
+    {
+        const auto it = m_mapSet.find(p_message.set_ready().set());
+        if (it != m_mapSet.end() && it->second.StartNumber() == p_message.set_ready().start())
+            it->second.m_bReady = true;
+        m_core.Kick();
+    }
+    else
+        return false;
+    return true;
+}
+
+void CSession::OnStartSet(const Link::StartSet& p_start)
+{
+    if (p_start.ids().empty() || (p_start.rate() <= 0 && p_start.cycle_ms() <= 0))
+        throw std::runtime_error("start of a read set without channels or without a rate");
+    if (m_mapSet.size() >= g_nMaxSets && m_mapSet.count(p_start.set()) == 0)
+        throw std::runtime_error("more than " + std::to_string(g_nMaxSets) + " read sets");
+    const std::int64_t nCycle_ms = CycleTime_ms(ActualRate(m_core.Source().Rate(), p_start.rate(), p_start.cycle_ms()));
+    const std::int64_t nWindow =
+        std::clamp<std::int64_t>(g_nWindow_ms / std::max<std::int64_t>(nCycle_ms, 1), 2, g_nMaxWindow);
+    m_mapSet.erase(p_start.set());
+    m_mapSet.try_emplace(p_start.set(), m_core.Source(), p_start, static_cast<std::size_t>(nWindow));
+    m_pStream->Send(
+        [&](Link::Message& r_message)
+        {
+            Link::SetStarted& started = *r_message.mutable_set_started();
+            started.set_set(p_start.set());
+            started.set_start(p_start.start());
+            started.set_cycle_ms(nCycle_ms);
+            started.set_live(m_core.IsLive());
+        });
+    m_core.Kick();
+}
+
+void CSession::OnCycleAck(const Link::CycleAck& p_ack)
+{
+    const auto it = m_mapSet.find(p_ack.set());
+    if (it != m_mapSet.end() && it->second.StartNumber() == p_ack.start())
+        it->second.Taken(p_ack.seq(), std::chrono::steady_clock::now(), m_core.Times());
+    m_core.Kick();
+}
+
+void CSession::SendCycle(CReadSet& r_set, const SSourceCycle& p_cycle)
+{
+    m_pStream->Send([&](Link::Message& r_message)
+                    { r_set.Fill(p_cycle, std::chrono::steady_clock::now(), *r_message.mutable_cycle()); });
+}
+
+// ---- events ----
+
+bool CSession::OnEventMessage(const Link::Message& p_message)
+{
+    if (p_message.has_post_event())
+        OnPostEvent(p_message.post_event().event());
+    else if (p_message.has_read_events())
+        OnReadEvents(p_message.read_events());
+    else if (p_message.has_subscribe())
+        OnSubscribe(p_message.subscribe().time());
+    else if (p_message.has_unsubscribe())
+        m_bSubscribed = false;
+    else if (p_message.has_control_request())
+        OnControl(p_message.control_request());
+    else
+        return false;
+    return true;
+}
+
+void CSession::OnPostEvent(const Link::Event& p_event)
+{
+    CheckEvent(p_event);
+    SEvent event = FromLink(p_event);
+    event.strFrom = m_strName;
+    m_core.Publish(event);
+}
+
+void CSession::OnReadEvents(const Link::ReadEvents& p_read)
+{
+    const std::vector<SEvent> vecEvent = m_core.StandingAt(p_read.time());
+    std::size_t i = 0;
+    do
+    {
+        m_pStream->Send(
+            [&](Link::Message& r_message)
+            {
+                Link::EventsReply& reply = *r_message.mutable_events_reply();
+                reply.set_number(p_read.number());
+                for (std::size_t nBytes = 0; i < vecEvent.size() && nBytes < g_nPartBytes; ++i)
+                {
+                    ToLink(vecEvent[i], *reply.add_events());
+                    nBytes += vecEvent[i].strText.size() + 100;
+                }
+                reply.set_more(i < vecEvent.size());
+            });
+    } while (i < vecEvent.size());
+}
+
+void CSession::OnSubscribe(std::int64_t p_nTicks)
+{
+    m_bSubscribed = true;
+    for (const SEvent& event : m_core.EventsSince(p_nTicks))
+        SendEvent(event);
+}
+
+void CSession::SendEvent(const SEvent& p_event)
+{
+    m_pStream->Send(
+        [&](Link::Message& r_message)
+        {
+            r_message.mutable_event_delivery()->set_seq(++m_nDelivered);
+            ToLink(p_event, *r_message.mutable_event_delivery()->add_events());
+        });
+}
+
+void CSession::SendFlush()
+{
+    m_pStream->Send([this](Link::Message& r_message) { r_message.mutable_flush()->set_number(++m_nFlush); });
+}
+
+// ---- output channels ----
+
+bool CSession::OnWriteMessage(const Link::Message& p_message)
+{
+    if (p_message.has_start_write())
+        OnStartWrite(p_message.start_write());
+    else if (p_message.has_stop_write())
+        m_core.Guarded([&] { m_core.Outputs().Stop(m_nId, p_message.stop_write().writer()); });
+    else if (p_message.has_write_values())
+        OnWriteValues(p_message.write_values());
+    else
+        return false;
+    return true;
+}
+
+void CSession::OnStartWrite(const Link::StartWrite& p_start)
+{
+    const std::vector<std::uint64_t> vecnId(p_start.ids().begin(), p_start.ids().end());
+    COutputs::EError eError = COutputs::eAccepted;
+    m_core.Guarded(
+        [&] { eError = m_core.Outputs().Start(m_nId, p_start.writer(), p_start.pmu(), vecnId, p_start.rate()); });
+    if (eError != COutputs::eAccepted)
+        m_core.Line("output of virtual PMU " + std::to_string(p_start.pmu()) + " from '" + m_strName +
+                    "' refused, error " + std::to_string(eError));
+    m_pStream->Send(
+        [&](Link::Message& r_message)
+        {
+            Link::WriteResponse& response = *r_message.mutable_write_response();
+            response.set_writer(p_start.writer());
+            response.set_pmu(p_start.pmu());
+            response.set_error(eError);
+        });
+}
+
+void CSession::OnWriteValues(const Link::WriteValues& p_write)
+{
+    const std::vector<float> vecfValue(p_write.values().begin(), p_write.values().end());
+    const std::vector<std::uint64_t> vecnState(p_write.states().begin(), p_write.states().end());
+    m_core.Guarded(
+        [&]
+        {
+            if (!m_core.Outputs().Write(m_nId, p_write.writer(), p_write.pmu(), p_write.time(), vecfValue, vecnState))
+                m_core.ValuesRefused();
+        });
+}
+
+// ---- vdsctl ----
+
+void CSession::OnControl(const Link::ControlRequest& p_request)
+{
+    m_bControl = true;
+    std::vector<std::string> vecstrLine;
+    switch (p_request.kind())
+    {
+    case Link::ControlRequest::POST:
+        OnPostEvent(p_request.event());
+        break;
+    case Link::ControlRequest::STANDING:
+        for (const SEvent& event : m_core.Events().Standing())
+            vecstrLine.push_back(EventText(event));
+        break;
+    case Link::ControlRequest::CHANNELS:
+        for (const COutputs::SChannel& channel : m_core.Outputs().Channels())
+            vecstrLine.push_back(ChannelText(channel));
+        break;
+    case Link::ControlRequest::DROP_EVENT:
+        m_core.Drop(*this, true, false);
+        break;
+    case Link::ControlRequest::DROP_DATA:
+        m_core.Drop(*this, false, true);
+        break;
+    case Link::ControlRequest::DROP_ALL:
+        m_core.Drop(*this, true, true);
+        break;
+    case Link::ControlRequest::STALL:
+        m_core.Stall(std::chrono::milliseconds(p_request.stall_ms()));
+        break;
+    default:
+        throw std::runtime_error("unexpected request");
+    }
+    std::size_t i = 0;
+    do
+    {
+        m_pStream->Send(
+            [&](Link::Message& r_message)
+            {
+                Link::ControlReply& reply = *r_message.mutable_control_reply();
+                for (std::size_t nBytes = 0; i < vecstrLine.size() && nBytes < g_nPartBytes; ++i)
+                {
+                    reply.add_lines(vecstrLine[i]);
+                    nBytes += vecstrLine[i].size();
+                }
+                reply.set_more(i < vecstrLine.size());
+            });
+    } while (i < vecstrLine.size());
+}

@@ -1,0 +1,72 @@
+#pragma once
+#include "CLinkStream.h"
+#include "vds/CReadSet.h"
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+class CServerCore;
+struct SEvent;
+
+/// One connection of a client to one of the two ports.
+///
+/// Owner    CServerCore, until the connection has closed.
+/// Threads  the server's only one.
+class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser
+{
+  public:
+    CSession(CServerCore& p_core, std::uint64_t p_nId, bool p_bDataPort,
+             std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> p_pStream, std::string p_strPeer);
+
+    std::uint64_t Id() const { return m_nId; }
+    bool IsDataPort() const { return m_bDataPort; }
+    std::uint64_t Client() const { return m_nClient; }
+    const std::string& Name() const { return m_strName; }
+    std::map<unsigned, CReadSet>& Sets() { return m_mapSet; }
+    bool IsSubscribed() const { return m_bSubscribed; }
+    /// Event deliveries and flushes that the client has not answered.
+    bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
+    bool IsClient() const { return m_bHello && !m_bControl; }
+
+    void SendCycle(CReadSet& r_set, const SSourceCycle& p_cycle);
+    void SendEvent(const SEvent& p_event);
+    void SendFlush();
+    void Close(const std::string& p_strReason) { m_pStream->Close(p_strReason); }
+
+    // ---- ILinkUser ----
+    void OnLinkOpen() override {}
+    void OnLinkMessage(const Norvik::Energy::Kestrel::Link::Message& p_message) override;
+    void OnLinkClosed(const std::string& p_strReason) override;
+
+  private:
+    void OnHello(const Norvik::Energy::Kestrel::Link::Hello& p_hello);
+    void OnStartSet(const Norvik::Energy::Kestrel::Link::StartSet& p_start);
+    void OnCycleAck(const Norvik::Energy::Kestrel::Link::CycleAck& p_ack);
+    void OnPostEvent(const Norvik::Energy::Kestrel::Link::Event& p_event);
+    void OnReadEvents(const Norvik::Energy::Kestrel::Link::ReadEvents& p_read);
+    void OnSubscribe(std::int64_t p_nTicks);
+    void OnStartWrite(const Norvik::Energy::Kestrel::Link::StartWrite& p_start);
+    void OnWriteValues(const Norvik::Energy::Kestrel::Link::WriteValues& p_write);
+    void OnControl(const Norvik::Energy::Kestrel::Link::ControlRequest& p_request);
+    bool OnEventMessage(const Norvik::Energy::Kestrel::Link::Message& p_message);
+    bool OnReadMessage(const Norvik::Energy::Kestrel::Link::Message& p_message);
+    bool OnWriteMessage(const Norvik::Energy::Kestrel::Link::Message& p_message);
+
+    CServerCore& m_core;
+    const std::uint64_t m_nId;
+    const bool m_bDataPort;
+    const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> m_pStream;
+    const std::string m_strPeer;
+    bool m_bHello = false;
+    bool m_bControl = false; ///< has sent a request of vdsctl
+    std::string m_strName;
+    std::uint64_t m_nClient = 0;
+    std::map<unsigned, CReadSet> m_mapSet;
+    bool m_bSubscribed = false;
+    std::uint64_t m_nDelivered = 0;
+    std::uint64_t m_nDeliveryAcks = 0;
+    std::uint64_t m_nFlush = 0;
+    std::uint64_t m_nFlushDone = 0;
+};

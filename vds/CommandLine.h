@@ -1,0 +1,27 @@
+#pragma once
+#include "vds/ServerConfig.h"
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// What the user of the server has asked for.
+struct SVdsCommand
+{
+    std::string strConfig;
+    std::string strSource; ///< scenario or recording
+    bool bReplay = false;
+    std::string strListen;   ///< empty: not given
+    std::int64_t nStart = 0; ///< ticks; 0: not given
+    SServerOptions options;
+};
+
+extern const char* const g_pVdsUsage;
+
+/// @throws std::runtime_error with one line that names the option and what was expected.
+SVdsCommand ParseVdsCommand(const std::vector<std::string>& p_vecstrArg);
+
+/// Reads what concerns the server. @throws std::runtime_error that names the file and what was expected.
+SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& p_strListen);
+
+/// The program vdsctl. @return its exit status; failures are one line on stderr.
+int RunVdsCtl(const std::vector<std::string>& p_vecstrArg);
