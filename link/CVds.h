@@ -9,6 +9,14 @@
 #include <string>
 #include <vector>
 
+/// How the required rate follows from the rates of the PMUs; also the form of the start: by rate, or by cycle time.
+enum EInputMode : std::int32_t
+{
+    eInputModeMax = 0, ///< largest rate, start by rate
+    eInputModeMin = 1, ///< smallest rate, start by rate
+    eInputModeGcd = 2  ///< greatest common divisor, start by cycle time
+};
+
 /// Base of a read session: the PMU list and the required cycle rate.
 /// Owner    the pass. Threads: [M] construction and clean-up, [S] session thread, [E] event thread, library.
 class CVds
@@ -24,6 +32,7 @@ class CVds
     CVds(const CVds&) = delete;
     CVds& operator=(const CVds&) = delete;
 
+    // ---- [M] construction and clean-up ----
     /// Makes m_hEventDLI. Nothing signals it: it tells that the instance is ready for events.
     bool CreateHandleReceiveEventDLI();
     /// Required rate from the rates of the PMUs, by the input mode. @return false with a rate of 0.
@@ -34,25 +43,26 @@ class CVds
     /// Takes over a PMU.
     void AddPmu(std::unique_ptr<CPmu> p_pPmu);
     void DeletePmus();
+    void DeleteTrace();
 
     std::uint32_t m_nPmuCount = 0;
-    std::int32_t m_eInputMode;                ///< 0 maximum, 1 minimum, 2 greatest common divisor of the PMU rates
+    std::int32_t m_eInputMode;                ///< EInputMode, as configured
     std::uint32_t m_nReqCycleRate = 0;        ///< Hz
-    VecPmu m_vecpPmu;                         ///< in configuration order
+    VecPmu m_vecpPmu;                         ///< in configuration order; constant while threads run
     unsigned long m_hConn;                    ///< connection for reading
     std::unique_ptr<boost::thread> m_pThread; ///< set by the thread set-up
     std::atomic<bool> m_bExit{false};         ///< the session thread ends
     CTraceOMA* m_pTrace;                      ///< the instance's area, may be null
     std::atomic<HANDLE> m_hData{nullptr};     ///< signalled by each status and by StopThread
-    HANDLE m_hEventDLI = nullptr;
+    HANDLE m_hEventDLI = nullptr;             ///< [M] makes and closes it
     std::int32_t m_nIncidenceKey = 0;         ///< the last event directed at this instance; library's event thread
-    std::string m_strAddition;
-    bool m_bActive;
+    std::string m_strAddition;                ///< its text
+    bool m_bActive;                           ///< from the configuration, cleared when no job can run; [M]
     std::uint32_t m_nId;                      ///< element id of the instance
     std::uint32_t m_nTimeout_ms;              ///< limit for the making of the read callback
 
-    void DeleteTrace();
-
   private:
+    std::uint32_t RetrveReqCycleRate(const std::vector<std::int32_t>& p_vecnRate, std::int32_t p_eInputMode) const;
+
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
 };
