@@ -51,7 +51,7 @@ oma_layer(oma_job
 # Sessions on the server: samples and events in.
 oma_layer(oma_link
     SOURCES link/CVds link/CVdsOMA link/CVdsCb link/CVdsCbOMA
-            link/CEventRead link/CEventReadOMA link/CEventReadCb link/CEventReadCbOMA
+            link/CEventReadOMA link/CEventReadCb link/CEventReadCbOMA
     PUBLIC oma_job platform_config PRIVATE platform_column)
 
 # The cycle of passes: builds the graph, runs it, throws it away.
