@@ -13,6 +13,23 @@ namespace
 /// Sent to the dispatcher's thread when the service has ended.
 const int g_nSignalEnded = SIGRTMIN;
 
+const char* StateText(DWORD p_nState)
+{
+    switch (p_nState)
+    {
+    case SERVICE_START_PENDING:
+        return "STATUS=starting";
+    case SERVICE_RUNNING:
+        return "READY=1\nSTATUS=running";
+    case SERVICE_STOP_PENDING:
+        return "STOPPING=1\nSTATUS=stopping";
+    case SERVICE_STOPPED:
+        return "STATUS=stopped";
+    default:
+        return nullptr;
+    }
+}
+
 /// The one service of the process.
 class CServiceHost
 {
@@ -59,24 +76,12 @@ class CServiceHost
     {
         if (p_hStatus != Handle())
             return false;
-        {
-            const std::lock_guard lock(m_mtx);
-            m_nState = p_nState;
-            m_cvState.notify_all();
-        }
-        switch (p_nState)
-        {
-        case SERVICE_START_PENDING:
-            return sd_notify(0, "STATUS=starting") >= 0;
-        case SERVICE_RUNNING:
-            return sd_notify(0, "READY=1\nSTATUS=running") >= 0;
-        case SERVICE_STOP_PENDING:
-            return sd_notify(0, "STOPPING=1\nSTATUS=stopping") >= 0;
-        case SERVICE_STOPPED:
-            return sd_notify(0, "STATUS=stopped") >= 0;
-        default:
-            return false;
-        }
+        // Under the lock, so that the manager hears the states in their order.
+        const std::lock_guard lock(m_mtx);
+        m_nState = p_nState;
+        m_cvState.notify_all();
+        const char* const pText = StateText(p_nState);
+        return pText && sd_notify(0, pText) >= 0;
     }
 
   private:

@@ -71,8 +71,7 @@ class CSignalThread
         }
         else
         {
-            Mask(SIG_BLOCK, g_nSignalWake); // the thread inherits it
-            m_thread = std::thread([this] { Run(); });
+            Start();
         }
         return true;
     }
@@ -97,6 +96,17 @@ class CSignalThread
         int nSignal;
         SignalFunction fnHandler;
     };
+
+    /// The thread inherits that all signals are blocked, so that none can strike it before it waits.
+    void Start()
+    {
+        sigset_t all;
+        sigset_t old;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &old);
+        m_thread = std::thread([this] { Run(); });
+        pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    }
 
     void Run()
     {

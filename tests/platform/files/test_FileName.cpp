@@ -1,0 +1,109 @@
+#include "FileName.h"
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+/// A folder of its own for each test, also the one behind "c:\".
+struct FileName : testing::Test
+{
+    FileName()
+    {
+        const auto* const pInfo = testing::UnitTest::GetInstance()->current_test_info();
+        dir = fs::temp_directory_path() / ("oma_files_" + std::to_string(getpid()) + "_" + pInfo->name());
+        fs::create_directories(dir);
+        setenv("OMA_RESULT_DIR", dir.c_str(), 1);
+    }
+    ~FileName() override
+    {
+        unsetenv("OMA_RESULT_DIR");
+        fs::remove_all(dir);
+    }
+    std::wstring Make(const std::string& p_strName) const
+    {
+        fs::create_directories((dir / p_strName).parent_path());
+        std::ofstream(dir / p_strName) << p_strName;
+        return WideText((dir / p_strName).string());
+    }
+    std::wstring Name(const std::string& p_strName) const { return WideText((dir / p_strName).string()); }
+    fs::path dir;
+};
+} // namespace
+
+TEST_F(FileName, DriveLetterIsTheResultFolder)
+{
+    EXPECT_EQ(FileNameForWriting(L"c:\\OMA_Job.csv"), dir / "OMA_Job.csv");
+    EXPECT_EQ(FileNameForWriting(L"D:\\sub\\x.dat"), dir / "sub" / "x.dat");
+    EXPECT_EQ(FileNameForWriting(L"c:x"), dir / "x");
+    unsetenv("OMA_RESULT_DIR");
+    EXPECT_EQ(FileNameForWriting(L"c:\\x"), fs::path("./x"));
+    EXPECT_EQ(FileNameForWriting(L"a\\b.csv"), fs::path("a/b.csv"));
+    EXPECT_EQ(FileNameForWriting(L"/etc/x"), fs::path("/etc/x"));
+}
+
+TEST_F(FileName, ExactNameGoesBeforeOneThatDiffersInCase)
+{
+    Make("data.CSV");
+    EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "data.CSV");
+    Make("DATA.csv");
+    EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "DATA.csv");
+    EXPECT_EQ(FileNameForReading(L"c:\\dAtA.csv"), dir / "DATA.csv") << "of several the first by name";
+}
+
+TEST_F(FileName, FoldersMayDifferInCaseToo)
+{
+    Make("Sub/Deep/File.xml");
+    EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
+    // The folder of the exact name does not hold the file, the other one does.
+    fs::create_directories(dir / "sub/deep");
+    EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
+}
+
+TEST_F(FileName, TheFileThatTheUserNamedIsOpenedThoughItsNameWasLowered)
+{
+    const std::wstring wstrGiven = Make("Named.xml");
+    Make("named.xml");
+    const std::wstring wstrLower = Name("named.xml");
+    EXPECT_EQ(FileNameForReading(wstrLower), dir / "named.xml");
+    FileNameRemember(wstrGiven);
+    // The folder of this test has capitals, as the lowered path then has not.
+    std::wstring wstrStored = wstrGiven;
+    for (wchar_t& c : wstrStored)
+        c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+    EXPECT_EQ(FileNameForReading(wstrStored), dir / "Named.xml");
+    fs::remove(dir / "Named.xml");
+    EXPECT_EQ(FileNameForReading(wstrStored), dir / "named.xml");
+}
+
+TEST_F(FileName, OnlyAFileThatOpensCanBeRead)
+{
+    EXPECT_TRUE(FileCanBeRead(Make("Here.csv")));
+    EXPECT_TRUE(FileCanBeRead(Name("here.CSV")));
+    EXPECT_FALSE(FileCanBeRead(Name("missing.csv")));
+    EXPECT_FALSE(FileCanBeRead(WideText(dir.string()))) << "a folder";
+    EXPECT_FALSE(FileCanBeRead(L""));
+    EXPECT_EQ(FileNameForReading(Name("Missing.csv")), dir / "Missing.csv");
+}
+
+TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)
+{
+    for (const std::string& strText : {std::string("plain"), std::string("Größe °"), std::string("€ \xF0\x9F\x98\x80")})
+        EXPECT_EQ(NarrowText(WideText(strText)), strText);
+    EXPECT_EQ(WideText("Größe"), L"Gr\u00F6\u00DFe");
+    const std::pair<std::string, std::wstring> broken[] = {
+        {"a\xFF"
+         "b",
+         L"a?b"},
+        {"\xC3", L"?"},
+        {"\xC0\x80", L"??"},          // too long a form
+        {"\xED\xA0\x80", L"???"},     // half of a pair
+        {"\xF4\x90\x80\x80", L"????"} // beyond the last character
+    };
+    for (const auto& [strText, wstrText] : broken)
+        EXPECT_EQ(WideText(strText), wstrText);
+    EXPECT_EQ(NarrowText(std::wstring{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000), L'x'}), "??x");
+}

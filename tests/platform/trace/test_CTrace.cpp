@@ -1,0 +1,179 @@
+#include "CTrace.h"
+#include "fake/CaptureTrace.h"
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+#include <thread>
+#include <unistd.h>
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+namespace
+{
+void CheckArgs(std::vector<std::wstring> p_vecArg)
+{
+    p_vecArg.insert(p_vecArg.begin(), L"oma");
+    std::vector<wchar_t*> vecpArg;
+    for (std::wstring& wstrArg : p_vecArg)
+        vecpArg.push_back(wstrArg.data());
+    CTrace::CheckTraceArg(static_cast<int>(vecpArg.size()), vecpArg.data());
+}
+
+/// Number of levels that are on: 0 none to 4 all.
+int LevelsOn(const std::string& p_strArea)
+{
+    CTraceHelper helper(p_strArea);
+    EXPECT_LE(helper.Data().IsActive(), helper.Info().IsActive());
+    EXPECT_LE(helper.Info().IsActive(), helper.Warning().IsActive());
+    EXPECT_LE(helper.Warning().IsActive(), helper.Error().IsActive());
+    return helper.Error().IsActive() + helper.Warning().IsActive() + helper.Info().IsActive() +
+           helper.Data().IsActive();
+}
+
+std::string ReadFile(const std::filesystem::path& p_path)
+{
+    std::ifstream file(p_path);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+} // namespace
+
+TEST(CTrace, OptionsChooseTheLevelByArea)
+{
+    struct SCase
+    {
+        std::vector<std::wstring> vecArg;
+        int nMain; ///< levels of OMA_Main_Run
+        int nJob;  ///< levels of Job_1
+    };
+    const SCase cases[] = {
+        {{}, 2, 2},
+        {{L"-ERROR"}, 1, 1},
+        {{L"-warning"}, 2, 2},
+        {{L"-Info"}, 3, 3},
+        {{L"-DATA", L"-ERROR"}, 4, 4},
+        {{L"-INFO:oma_main"}, 3, 2},
+        {{L"-ERROR", L"-DATA:Job"}, 1, 4},
+        {{L"-DATA", L"-INFO:J", L"-ERROR:Job_1"}, 4, 1},
+        {{L"-ERROR:Job", L"-INFO:Job"}, 2, 3},
+        {{L"-xml:data", L"-database", L"-INFO:", L"DATA", L""}, 2, 2},
+    };
+    for (const SCase& c : cases)
+    {
+        const CaptureTrace capture(ETraceLevel::eWarning);
+        CheckArgs(c.vecArg);
+        const std::string strFirst = c.vecArg.empty() ? "none" : std::string(c.vecArg[0].begin(), c.vecArg[0].end());
+        EXPECT_EQ(LevelsOn("OMA_Main_Run"), c.nMain) << strFirst;
+        EXPECT_EQ(LevelsOn("Job_1"), c.nJob) << strFirst;
+    }
+}
+
+TEST(CTrace, LineIsCollectedAndSentAtItsEndOnlyIfActive)
+{
+    const CaptureTrace capture(ETraceLevel::eInfo);
+    CTraceHelper helper("Area");
+    helper.Info() << "one"
+                  << " two" << TNLine << "three";
+    EXPECT_TRUE(capture.Lines().empty());
+    helper.Info() << TEnd;
+    helper.Data() << "silent" << TEnd;
+    helper.Error() << "next" << TEnd;
+    const auto vecLine = capture.Entries();
+    ASSERT_EQ(vecLine.size(), 2U);
+    EXPECT_EQ(vecLine[0].strText, "one two\nthree");
+    EXPECT_EQ(vecLine[0].strArea, "Area");
+    EXPECT_EQ(vecLine[0].eLevel, ETraceLevel::eInfo);
+    EXPECT_EQ(vecLine[1].strText, "next");
+}
+
+TEST(CTrace, HelperOfAnAreaIsMadeOnce)
+{
+    EXPECT_EQ(CTrace::GetInstancePtr("never made"), nullptr);
+    CTrace::CreateTraceHelper("Made");
+    CTraceHelper* const pHelper = CTrace::GetInstancePtr("Made");
+    ASSERT_NE(pHelper, nullptr);
+    CTrace::CreateTraceHelper("Made");
+    EXPECT_EQ(CTrace::GetInstancePtr("Made"), pHelper);
+    EXPECT_EQ(pHelper->Name(), "Made");
+}
+
+TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
+{
+    const auto path = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".log");
+    CTrace::CreateTraceHelper("Written");
+    CTraceHelper& helper = *CTrace::GetInstancePtr("Written");
+    EXPECT_FALSE(helper.Error().IsActive()) << "ahead of Init";
+
+    testing::internal::CaptureStderr();
+    CTrace::Init();
+    CTrace::Init();
+    CheckArgs({L"-tfile:" + path.wstring()});
+    helper.Warning() << "text with {} marks" << TEnd;
+    helper.Info() << "silent" << TEnd;
+    const std::string strFile = ReadFile(path); // written through at once
+    CTrace::Exit();
+    helper.Error() << "dropped" << TEnd;
+    const std::string strStderr = testing::internal::GetCapturedStderr();
+
+    EXPECT_FALSE(helper.Error().IsActive());
+    EXPECT_THAT(strStderr,
+                MatchesRegex("[0-9]+-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9] "
+                             "warning Written text with \\{\\} marks\n"));
+    EXPECT_EQ(strFile, strStderr);
+    std::filesystem::remove(path);
+}
+
+TEST(CTrace, FileIsRotated)
+{
+    const auto dir = std::filesystem::temp_directory_path() / ("oma_rotate_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    testing::internal::CaptureStderr();
+    CTrace::Init();
+    CheckArgs({L"-TFILE:" + (dir / "t.log").wstring()});
+    CTraceHelper helper("Area");
+    const std::string strLong(1024 * 1024, 'x');
+    for (int n = 0; n < 11; ++n)
+        helper.Error() << strLong << TEnd;
+    CTrace::Exit();
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(std::filesystem::exists(dir / "t.1.log"));
+    EXPECT_LE(std::filesystem::file_size(dir / "t.log"), 10U * 1024 * 1024);
+    std::filesystem::remove_all(dir);
+}
+
+TEST(CTrace, FileThatCannotBeOpenedIsToldOnStderr)
+{
+    testing::internal::CaptureStderr();
+    CTrace::Init();
+    CheckArgs({L"-TFILE:/proc/none/x.log"});
+    CTraceHelper helper("Area");
+    helper.Error() << "goes on" << TEnd;
+    CTrace::Exit();
+    const std::string strStderr = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(strStderr, testing::HasSubstr("/proc/none/x.log"));
+    EXPECT_THAT(strStderr, testing::HasSubstr("error Area goes on"));
+}
+
+TEST(CTrace, LevelsMayChangeWhileOthersTrace)
+{
+    const CaptureTrace capture(ETraceLevel::eError);
+    std::vector<std::thread> vecThread;
+    for (int nThread = 0; nThread < 3; ++nThread)
+        vecThread.emplace_back(
+            []
+            {
+                CTraceHelper helper("Parallel");
+                for (int n = 0; n < 500; ++n)
+                {
+                    helper.Data() << "maybe" << TEnd;
+                    helper.Error() << "always" << TEnd;
+                }
+            });
+    for (int n = 0; n < 500; ++n)
+        CTrace::SetLevel(n % 2 ? ETraceLevel::eError : ETraceLevel::eData);
+    for (std::thread& thread : vecThread)
+        thread.join();
+    EXPECT_EQ(capture.Count("always"), 1500U);
+}
