@@ -28,9 +28,9 @@ oma_layer(oma_shell
 
 # Files, transforms, fits: from a block of samples to rated peaks.
 oma_layer(oma_spectrum
-    SOURCES offline/CFileBAS offline/CReadFile offline/CWriteFile
+    SOURCES offline/CFileBAS offline/CReadFile offline/CWriteFile offline/CStudyOMA
             spectrum/CFit spectrum/CFitLSQ spectrum/CFitLsqOMA spectrum/CFitLMA spectrum/CFitLmaOMA
-            spectrum/CFFT spectrum/CMathBAS spectrum/CProc spectrum/CProcOMA
+            spectrum/CFFT spectrum/CMathBAS spectrum/CProc spectrum/CProcOMA spectrum/CProcOMA_Damp
             modes/CDataPS modes/CDOE modes/CSpec
     PUBLIC oma_shell platform_files PRIVATE platform_dft)
 
@@ -45,7 +45,7 @@ oma_layer(oma_modes
 oma_layer(oma_job
     SOURCES job/CPmu job/CJob job/CJobOMA job/CJobOMA_Thread job/CJobOMA_Worker job/CJobOMA_ActValue
             job/CJobOMA_Assign job/CJobOMA_Files
-            offline/CReadFileMeas offline/CStudyOMA
+            offline/CReadFileMeas
     PUBLIC oma_modes Boost::thread)
 
 # Sessions on the server: samples and events in.

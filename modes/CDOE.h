@@ -3,6 +3,8 @@
 #include <memory>
 #include <vector>
 
+class CMethodTrace;
+
 /// Limits of one job and its degree of exposure: magnitude and damping ratio of a swing in one number between 0 and 12.
 /// The whole part is the violation level (a cell of three magnitude and four damping zones), the fraction the place
 /// within the cell.
@@ -26,6 +28,8 @@ class CDOE
     const VecLimit* GetLimitMagn() const { return m_pvecLimitMagn.get(); }
 
   private:
+    bool CheckLimits(const CMethodTrace& p_trace) const;
+
     std::unique_ptr<VecLimit> m_pvecLimitMagn;
     std::unique_ptr<VecLimit> m_pvecLimitDamp;
 };

@@ -7,17 +7,17 @@
 /// Resolution: place of a band after the sort by falling frequency.
 enum EReso : std::int32_t
 {
-    LR = 0,  ///< highest frequencies, coarsest resolution
+    LR = 0, ///< highest frequencies, coarsest resolution
     MR = 1,
-    HR = 2,  ///< lowest frequencies, finest resolution
+    HR = 2, ///< lowest frequencies, finest resolution
     eResoInvalid = 3
 };
 
 /// Where a band stands, seen from a mode's frequency.
 enum ENeighb : std::int32_t
 {
-    eNeighbOwn = 0,   ///< the band contains the frequency
-    eNeighbNext = 1,  ///< the band next to that one
+    eNeighbOwn = 0,  ///< the band contains the frequency
+    eNeighbNext = 1, ///< the band next to that one
     eNeighbFar = 2,
     eNeighbInvalid = 3
 };
@@ -46,13 +46,13 @@ class CSpec
 
   protected:
     std::int32_t m_eReso;
-    std::uint32_t m_nSamples;    ///< FFT length
+    std::uint32_t m_nSamples; ///< FFT length
     double m_fFreqBeg_Hz;
     double m_fFreqEnd_Hz;
     double m_fReserved = -1.0;
-    std::uint32_t m_nOwnerId;    ///< the job's id; the mode's in a CSpecDyn
-    CTraceOMA* m_pTrace;         ///< not owned, may be null
-    bool m_bUsed;                ///< -spec: without it no FFT and no CSpecDyn
+    std::uint32_t m_nOwnerId; ///< the job's id; the mode's in a CSpecDyn
+    CTraceOMA* m_pTrace;      ///< not owned, may be null
+    bool m_bUsed;             ///< -spec: without it no FFT and no CSpecDyn
 };
 
 /// The three bands of a job; owned by the job.

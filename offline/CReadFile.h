@@ -22,6 +22,6 @@ class CReadFile : public CFileBAS
   protected:
     std::ifstream m_stream;
     std::string m_strLine;
-    std::uint64_t m_nPosPrev = 0;  ///< stream position before the current line
-    std::uint64_t m_nPos = 0;      ///< and behind it
+    std::uint64_t m_nPosPrev = 0; ///< stream position before the current line
+    std::uint64_t m_nPos = 0;     ///< and behind it
 };

@@ -13,13 +13,16 @@ class CStudyOMA
 
     /// @param p_nCycleSamples samples between two evaluations. p_fShift relative shift of the phase from one to the next.
     /// @param p_fRange_s the signal repeats after this time.
-    bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples, double p_fNoise,
-                    double p_fShift, double p_fRange_s);
+    bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples,
+                    double p_fNoise, double p_fShift, double p_fRange_s);
 
     /// Evaluations so far, across all instances: study mode is meant for a single job.
     static unsigned s_nCount;
 
   private:
+    bool AddPeak(const CPeakOMA& p_peak, double p_fTime, double& r_fValue) const;
+    bool CountCycle(unsigned p_nCycleSamples, double p_fShift, double p_fRange_s) const;
+
     CDeqMeas* m_pdeqData;
     unsigned m_nSamples;
     double m_fDeltaT_s;

@@ -8,6 +8,10 @@
 #include <vector>
 
 class CFFT;
+class CFitLmaOMA;
+class CFitLsqOMA;
+class CMethodTrace;
+class CWriteFile;
 
 /// Evaluation of one spectrum resolution of one job: from the newest samples to rated peaks. The raw samples go into
 /// the transform as they are: no mean is removed, no window is applied.
@@ -28,20 +32,76 @@ class CProcOMA : public CProc
 
     /// Normalised amplitude spectrum of the last Run: a sinusoid of amplitude A has height A.
     const std::valarray<double>& GetAmpl() const { return m_vecAmpl; }
+    const std::valarray<double>& GetDegs() const { return m_vecDegs; }
+    const std::valarray<double>& GetPhaseStep() const { return m_vecPhaseStep; }
     double GetFreqStep() const { return m_fFreqStep_Hz; }
 
     /// Channels around a peak to fit: the first ones below half height on both sides.
     bool FindPeakLimits(std::valarray<double> p_vecData, double p_fThresh, unsigned p_nPeak, unsigned* p_pnLeft,
                         unsigned* p_pnRight) const;
-    /// Channels handed to the inverse transform: the frequency minus and plus one FWHM.
-    bool CalcPeakRange(double p_fFreq_Hz, double p_fFWHM_Hz, unsigned p_nChan, unsigned* p_pnLo, unsigned* p_pnHi) const;
+    /// Channels handed to the inverse transform: the frequency minus and plus one FWHM. Always true.
+    bool CalcPeakRange(double p_fFreq_Hz, double p_fFWHM_Hz, unsigned p_nChan, unsigned* p_pnLo,
+                       unsigned* p_pnHi) const;
     /// Magnitude and damping ratio from the half-cycle extremes of the band's time signal.
     bool DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,
                           std::valarray<double>* p_pvecTime, double* p_pfMagn, double* p_pfDamp) const;
+    /// Channel-to-channel phase step of p_vecDegs, degrees, divided by the largest; diagnostic only. The signs of the
+    /// 360 degree corrections are unlike those of a phase unwrapping: kept as it stands.
+    static bool CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valarray<double>& r_vecStep);
+    /// Takes a fit curve off the buffer; nothing falls below epsilon.
+    static void SubtractFit(std::valarray<double>& r_vecSearch, const std::valarray<double>& p_vecCurve);
 
   private:
-    std::valarray<double> m_vecAmpl;       ///< one value a channel
-    std::valarray<double> m_vecDegs;       ///< phase, degrees
-    std::valarray<double> m_vecPhaseStep;  ///< normalised phase step; for the extended data file only
-    double m_fFreqStep_Hz = -1.0;          ///< Hz a channel
+    /// What one Run works on.
+    struct SRun
+    {
+        double fMaxFreq_Hz;
+        std::int32_t eGridQual;
+        VecPeak* pvecpPeak;
+        std::unique_ptr<CFFT> pFFT{};
+        std::unique_ptr<CWriteFile> pFileTUI{}; ///< extended peak data, null: none
+        std::unique_ptr<CFitLsqOMA> pFitLSQ{};
+        std::unique_ptr<CFitLmaOMA> pFitLMA{}; ///< null: least squares alone, or given up after a failed fit
+        std::valarray<double> vecSearch{};     ///< search buffer
+        std::valarray<double> vecCurve{};      ///< fit curve of the current peak
+        unsigned nOffs = 0;                  ///< channels below are never searched
+        double fMaxAmplThresh = 0.0;
+        double fMagnThresh = 0.0;
+        std::vector<unsigned> vecBeg{}; ///< prohibited regions
+        std::vector<unsigned> vecEnd{};
+    };
+    enum class ETurn
+    {
+        eNext,
+        eEnd
+    };
+    /// Half cycles of a time signal: extremes by turns, and where they lie.
+    struct SHalfCycles
+    {
+        std::vector<double> vecFirst;
+        std::vector<double> vecSecond;
+        std::vector<unsigned> vecIdx;
+    };
+
+    // ---- steps of Run ----
+    bool Transform(SRun& r_run, const std::wstring& p_wstrFileFFT, const CMethodTrace& p_trace);
+    void OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const std::valarray<double>& p_vecInput,
+                     const CMethodTrace& p_trace);
+    bool PrepareSearch(SRun& r_run, int p_eFit, const CMethodTrace& p_trace);
+    bool CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const;
+    ETurn EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMethodTrace& p_trace);
+    bool FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, double& r_fAmpl, const CMethodTrace& p_trace);
+    std::unique_ptr<CPeakOMA> CreatePeak(const SRun& p_run, double p_fFreq_Hz, double p_fFWHM_Hz, double p_fAmpl) const;
+    bool RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const CMethodTrace& p_trace);
+    void WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak,
+                        const std::valarray<double>& p_vecTime) const;
+
+    // ---- steps of DampFromTimeData ----
+    static SHalfCycles FindHalfCycles(const std::valarray<double>& p_vecTime);
+    bool DampFromSeries(const SHalfCycles& p_half, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const;
+
+    std::valarray<double> m_vecAmpl;      ///< one value a channel
+    std::valarray<double> m_vecDegs;      ///< phase, degrees
+    std::valarray<double> m_vecPhaseStep; ///< normalised phase step; for the extended data file only
+    double m_fFreqStep_Hz = -1.0;         ///< Hz a channel
 };

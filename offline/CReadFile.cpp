@@ -1,0 +1,51 @@
+#include "offline/CReadFile.h"
+#include "FileName.h"
+#include <array>
+#include <boost/algorithm/string/trim.hpp>
+#include <locale>
+
+namespace
+{
+constexpr std::streamsize g_nLineLimit = 0x4000;
+}
+
+bool CReadFile::Open()
+{
+    m_stream.close();
+    m_stream.clear();
+    m_stream.open(FileNameForReading(m_wstrPath));
+    return m_stream.is_open();
+}
+
+bool CReadFile::Close()
+{
+    m_stream.close();
+    return true;
+}
+
+std::uint64_t CReadFile::GetPos()
+{
+    const std::streamoff nPos = m_stream.tellg();
+    return nPos < 0 ? 0 : static_cast<std::uint64_t>(nPos);
+}
+
+bool CReadFile::SetPos(std::uint64_t p_nPos)
+{
+    m_stream.clear();
+    m_stream.seekg(static_cast<std::streamoff>(p_nPos), std::ios::beg);
+    return true;
+}
+
+bool CReadFile::ReadLine()
+{
+    m_nPosPrev = m_nPos;
+    std::array<char, g_nLineLimit> vecLine{};
+    m_stream.getline(vecLine.data(), g_nLineLimit);
+    // A last line without its end sets the end-of-file state but is a line; nothing read, or too much, is none.
+    if (!m_stream)
+        return false;
+    m_nPos = GetPos();
+    m_strLine.assign(vecLine.data());
+    boost::algorithm::trim(m_strLine, std::locale::classic());
+    return true;
+}

@@ -1,0 +1,70 @@
+#include "Dfti.h"
+#include "DftiDescriptor.h"
+#include <bit>
+#include <new>
+
+namespace
+{
+constexpr MKL_LONG g_nMaxLength = MKL_LONG{1} << 30;
+}
+
+MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc, DFTI_CONFIG_VALUE p_ePrecision,
+                              DFTI_CONFIG_VALUE p_eDomain, MKL_LONG p_nDimension, MKL_LONG p_nLength)
+{
+    *p_phDesc = nullptr;
+    if (p_ePrecision != DFTI_DOUBLE || p_eDomain != DFTI_REAL || p_nDimension != 1 || p_nLength < 2 ||
+        p_nLength > g_nMaxLength || !std::has_single_bit(static_cast<unsigned long>(p_nLength)))
+        return DFTI_INVALID_CONFIGURATION;
+    // A plain pointer: the handle of the interface, freed by DftiFreeDescriptor.
+    *p_phDesc = new (std::nothrow) DFTI_DESCRIPTOR{p_nLength};
+    return *p_phDesc ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+}
+
+MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE p_hDesc, DFTI_CONFIG_VALUE p_eParam, double p_fValue)
+{
+    if (!p_hDesc || p_eParam != DFTI_BACKWARD_SCALE)
+        return DFTI_INVALID_CONFIGURATION;
+    p_hDesc->fBackwardScale = p_fValue;
+    p_hDesc->bCommitted = false;
+    return DFTI_NO_ERROR;
+}
+
+MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE p_hDesc)
+{
+    if (!p_hDesc)
+        return DFTI_INVALID_CONFIGURATION;
+    p_hDesc->bCommitted = DftPrepare(p_hDesc->nLength);
+    return p_hDesc->bCommitted ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+}
+
+MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
+{
+    if (!p_hDesc || !p_hDesc->bCommitted || !p_pfData)
+        return DFTI_INCONSISTENT_CONFIGURATION;
+    DftForward(p_hDesc->nLength, p_pfData);
+    return DFTI_NO_ERROR;
+}
+
+MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
+{
+    if (!p_hDesc || !p_hDesc->bCommitted || !p_pfData)
+        return DFTI_INCONSISTENT_CONFIGURATION;
+    DftBackward(p_hDesc->nLength, p_pfData);
+    for (MKL_LONG i = 0; i < p_hDesc->nLength; ++i)
+        p_pfData[i] *= p_hDesc->fBackwardScale;
+    return DFTI_NO_ERROR;
+}
+
+MKL_LONG DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc)
+{
+    if (!p_phDesc || !*p_phDesc)
+        return DFTI_INVALID_CONFIGURATION;
+    delete *p_phDesc;
+    *p_phDesc = nullptr;
+    return DFTI_NO_ERROR;
+}
+
+bool DftiErrorClass(MKL_LONG p_nStatus, MKL_LONG p_nClass)
+{
+    return p_nStatus == p_nClass;
+}

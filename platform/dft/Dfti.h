@@ -1,0 +1,38 @@
+#pragma once
+#include <cstdint>
+
+/// Discrete Fourier transforms of real double-precision data of one dimension, in place, under the names of the DFTI
+/// interface. The buffer has n + 2 doubles: n samples on the time side, Re(0), Im(0), ..., Re(n/2), Im(n/2) on the other.
+/// Forward unscaled, kernel exp(-2 pi i j k / n); backward with the scale given.
+///
+/// Plans are kept by length and direction for the life of the process: a descriptor is cheap.
+/// Threads  any; a descriptor belongs to one thread.
+using MKL_LONG = long;
+
+enum DFTI_CONFIG_VALUE : int
+{
+    DFTI_BACKWARD_SCALE = 5,
+    DFTI_REAL = 33,
+    DFTI_DOUBLE = 36
+};
+
+inline constexpr MKL_LONG DFTI_NO_ERROR = 0;
+inline constexpr MKL_LONG DFTI_MEMORY_ERROR = 1;
+inline constexpr MKL_LONG DFTI_INVALID_CONFIGURATION = 2;
+inline constexpr MKL_LONG DFTI_INCONSISTENT_CONFIGURATION = 3;
+
+struct DFTI_DESCRIPTOR;
+using DFTI_DESCRIPTOR_HANDLE = DFTI_DESCRIPTOR*;
+
+/// @param p_nLength power of two, 2 to 2^30.
+MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc, DFTI_CONFIG_VALUE p_ePrecision,
+                              DFTI_CONFIG_VALUE p_eDomain, MKL_LONG p_nDimension, MKL_LONG p_nLength);
+MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE p_hDesc, DFTI_CONFIG_VALUE p_eParam, double p_fValue);
+/// Makes the plans of the length if nobody has yet.
+MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE p_hDesc);
+MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData);
+MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData);
+/// Frees the descriptor and clears the handle.
+MKL_LONG DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc);
+/// Whether a status is of the class p_nClass.
+bool DftiErrorClass(MKL_LONG p_nStatus, MKL_LONG p_nClass);
