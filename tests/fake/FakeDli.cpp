@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 
 using namespace Norvik::Energy::Kestrel;
@@ -92,6 +93,7 @@ struct SState
     std::vector<std::weak_ptr<SWriteChannel>> vecWriter;
     std::map<unsigned long, std::weak_ptr<SWriteChannel>> mapPmu;
     std::vector<std::shared_ptr<TSlot<CEventDataCallBack>>> vecEventSlot;
+    std::set<CChanneldata*> setRead; ///< one that the application gives up is still known to its connection
     std::atomic<int> nLiveRead{0};
     std::atomic<int> nLiveWrite{0};
 };
@@ -109,6 +111,12 @@ auto Locked(TAction p_fnAction)
     SState& state = State();
     const std::lock_guard lock(state.mtx);
     return p_fnAction(state);
+}
+
+template <class T>
+T Copy(T SState::*p_pMember)
+{
+    return Locked([p_pMember](SState& p_state) { return p_state.*p_pMember; });
 }
 
 /// Notes a call, and what else p_fnNote notes, and throws if the test wants that.
@@ -137,6 +145,17 @@ void Answer(FakeDli::EAnswer p_eAnswer, TCall p_fnCall)
         p_fnCall();
     else if (p_eAnswer == FakeDli::EAnswer::eOtherThread)
         std::thread(p_fnCall).join();
+}
+
+void AnswerReadStart(SReadChannel& p_channel)
+{
+    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    Answer(behaviour.eReadAnswer,
+           [&]
+           {
+               p_channel.slot.Deliver([&](CChannelDataCallBack& p_callBack)
+                                      { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
+           });
 }
 
 std::string ListText(const std::vector<unsigned long>& p_vecId)
@@ -279,11 +298,12 @@ CChanneldata::CChanneldata(unsigned long& p_hConn) : m_pImpl(std::make_shared<SI
              m_pImpl->nIndex = static_cast<unsigned>(p_state.vecRead.size());
              p_state.vecRead.push_back(m_pImpl);
          });
+    Locked([this](SState& p_state) { p_state.setRead.insert(this); });
     ++State().nLiveRead;
 }
 CChanneldata::~CChanneldata()
 {
-    Note("Read.Delete");
+    Note("Read.Delete", nullptr, [this](SState& p_state) { p_state.setRead.erase(this); });
     m_pImpl->slot.Set(nullptr);
     --State().nLiveRead;
 }
@@ -307,13 +327,7 @@ unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, ESampleR
          [&](SState& p_state) {
              p_state.vecReadStart.push_back({m_pImpl->nIndex, true, p_eRate, p_n1, p_n2});
          });
-    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
-    Answer(behaviour.eReadAnswer,
-           [&]
-           {
-               m_pImpl->slot.Deliver([&](CChannelDataCallBack& p_callBack)
-                                     { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
-           });
+    AnswerReadStart(*m_pImpl);
     return 0;
 }
 unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, std::int64_t p_nCycle_ms, unsigned long)
@@ -322,13 +336,7 @@ unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, std::int
          [&](SState& p_state) {
              p_state.vecReadStart.push_back({m_pImpl->nIndex, false, p_nCycle_ms, p_n1, p_n2});
          });
-    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
-    Answer(behaviour.eReadAnswer,
-           [&]
-           {
-               m_pImpl->slot.Deliver([&](CChannelDataCallBack& p_callBack)
-                                     { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
-           });
+    AnswerReadStart(*m_pImpl);
     return 0;
 }
 void CChanneldata::Stop()
@@ -450,12 +458,12 @@ void SetBehaviour(const SBehaviour& p_behaviour)
 }
 SBehaviour GetBehaviour()
 {
-    return Locked([](SState& p_state) { return p_state.behaviour; });
+    return Copy(&SState::behaviour);
 }
 
 std::vector<SCall> Calls()
 {
-    return Locked([](SState& p_state) { return p_state.vecCall; });
+    return Copy(&SState::vecCall);
 }
 std::size_t CountCalls(const std::string& p_strBegin)
 {
@@ -469,19 +477,19 @@ std::size_t CountCalls(const std::string& p_strBegin)
 }
 std::vector<SInit> Inits()
 {
-    return Locked([](SState& p_state) { return p_state.vecInit; });
+    return Copy(&SState::vecInit);
 }
 std::vector<SReadSet> ReadSets()
 {
-    return Locked([](SState& p_state) { return p_state.vecReadSet; });
+    return Copy(&SState::vecReadSet);
 }
 std::vector<SReadStart> ReadStarts()
 {
-    return Locked([](SState& p_state) { return p_state.vecReadStart; });
+    return Copy(&SState::vecReadStart);
 }
 std::vector<SWriteStart> WriteStarts()
 {
-    return Locked([](SState& p_state) { return p_state.vecWriteStart; });
+    return Copy(&SState::vecWriteStart);
 }
 std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu)
 {
@@ -491,11 +499,11 @@ std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu)
 }
 std::vector<unsigned long> WriteStops()
 {
-    return Locked([](SState& p_state) { return p_state.vecWriteStop; });
+    return Copy(&SState::vecWriteStop);
 }
 std::vector<SWrite> Writes()
 {
-    return Locked([](SState& p_state) { return p_state.vecWrite; });
+    return Copy(&SState::vecWrite);
 }
 std::vector<SWrite> Writes(unsigned long p_nPmu)
 {
@@ -505,15 +513,15 @@ std::vector<SWrite> Writes(unsigned long p_nPmu)
 }
 std::vector<SPost> Posts()
 {
-    return Locked([](SState& p_state) { return p_state.vecPost; });
+    return Copy(&SState::vecPost);
 }
 std::vector<SEventRead> EventReads()
 {
-    return Locked([](SState& p_state) { return p_state.vecEventRead; });
+    return Copy(&SState::vecEventRead);
 }
 std::vector<SSubscribe> Subscribes()
 {
-    return Locked([](SState& p_state) { return p_state.vecSubscribe; });
+    return Copy(&SState::vecSubscribe);
 }
 
 int LiveReadChannels()

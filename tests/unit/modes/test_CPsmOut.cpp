@@ -34,13 +34,6 @@ class CPsmOutTest : public ModeTest
         EXPECT_TRUE(m_pMode->Update(m_pTime.get()));
         return m_pMode->WriteActualData(m_pTime.get());
     }
-    void FailStart()
-    {
-        FakeDli::SBehaviour behaviour;
-        behaviour.nWriteAnswerError = 1;
-        FakeDli::SetBehaviour(behaviour);
-        FakeClock(1);
-    }
     bool IsWriting() const { return m_pMode->GetVdsOutPS()->GetCB()->IsStarted(); }
     static std::vector<float> LastValues()
     {
@@ -66,16 +59,10 @@ class CPsmOutTest : public ModeTest
 };
 } // namespace
 
-TEST_F(CPsmOutTest, LimitsBelowEpsilonAreNone)
+TEST_F(CPsmOutTest, WritesWhileThereIsAPeakAndFallsSilentWithTheFirstPassWithoutOne)
 {
     EXPECT_EQ(m_pMode->GetFreqMin(), -1.0);
     EXPECT_EQ(m_pMode->GetFreqMax(), 2.5);
-    EXPECT_EQ(m_pMode->GetVdsOutPS()->GetVirtualPmuId(), g_nUnitId);
-    EXPECT_EQ(m_pMode->GetVdsOutPS()->GetCB()->m_nCycleRate, 1);
-}
-
-TEST_F(CPsmOutTest, WritesWhileThereIsAPeakAndFallsSilentWithTheFirstPassWithoutOne)
-{
     EXPECT_TRUE(Pass({}));
     EXPECT_TRUE(Calls().empty());
     EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
@@ -115,20 +102,15 @@ TEST_F(CPsmOutTest, TheBandThatSpeaksIsChosenByContinuityThenPlace)
     const CPeakOMA peakLR = Peak(LR, 0.7); // MR's frequency, in the half next to LR
     const CPeakOMA peakMR = Peak(MR, 0.7);
     const CPeakOMA peakHR = Peak(HR, 0.7);
-    const SCase vecCase[] = {
-        {"own before next and far", {{peakLR, peakMR, peakHR}}, MR, 0},
-        {"next before far", {{peakLR, peakHR}}, LR, 0},
-        {"one VALID cycle more beats place", {{peakHR}, {peakHR, peakMR}}, HR, 0},
-        {"from two cycles on place decides", {{peakHR}, {peakHR, peakMR}, {peakHR, peakMR}, {peakHR, peakMR}}, MR, 0},
-        {"a tie goes to the higher band", {{Peak(LR, 1.0), peakMR}, {Peak(LR, 1.0), peakMR}}, LR, 0},
-        {"a SUSPECT band behind a VALID one is skipped", {{Peak(LR, 0.7, 0), Peak(MR, 0.7, 1)}}, LR, 0},
-        {"a VALID band must still beat the SUSPECT one, whose values go out as VALID",
-         {{Peak(MR, 0.7, 1), Peak(HR, 0.7, 0)}},
-         HR,
-         0},
-        {"SUSPECT alone", {{Peak(LR, 0.7, 1)}}, LR, 1},
-    };
-    for (const SCase& test : vecCase)
+    for (const SCase& test :
+         {SCase{"own before next and far", {{peakLR, peakMR, peakHR}}, MR, 0},
+          {"next before far", {{peakLR, peakHR}}, LR, 0},
+          {"one VALID cycle more beats place", {{peakHR}, {peakHR, peakMR}}, HR, 0},
+          {"from two cycles on place decides", {{peakHR}, {peakHR, peakMR}, {peakHR, peakMR}}, MR, 0},
+          {"a tie goes to the higher band", {{Peak(LR, 1.0), peakMR}, {Peak(LR, 1.0), peakMR}}, LR, 0},
+          {"a SUSPECT band behind a VALID one is skipped", {{peakLR, Peak(MR, 0.7, 1)}}, LR, 0},
+          {"a VALID band behind a SUSPECT one competes", {{Peak(MR, 0.7, 1), peakHR}}, HR, 0},
+          {"SUSPECT alone", {{Peak(LR, 0.7, 1)}}, LR, 1}})
     {
         SCOPED_TRACE(test.pName);
         Remake();
@@ -144,12 +126,11 @@ TEST_F(CPsmOutTest, TheBandThatSpeaksIsChosenByContinuityThenPlace)
 
 TEST_F(CPsmOutTest, ValidBandThatLosesToASuspectOneStillLendsItsQuality)
 {
-    // SUSPECT data counts no VALID cycle: own place 3 against far place 1 plus nothing.
-    m_pTime = std::make_unique<STestTime>(0);
-    Add(*m_pMode, Peak(LR, 1.0, 1, 120.0), *m_pTime);
-    Add(*m_pMode, Peak(HR, 1.0, 0, 180.0), *m_pTime);
+    const STestTime time;
+    Add(*m_pMode, Peak(LR, 1.0, 1), time); // no VALID cycle behind either band: own place 3, far place 1
+    Add(*m_pMode, Peak(HR, 1.0, 0), time);
     std::int32_t eQual = -1;
-    const CSpecDyn* const pSpec = m_pMode->RetrveOutpSpec(m_pTime.get(), eQual);
+    const CSpecDyn* const pSpec = m_pMode->RetrveOutpSpec(&time, eQual);
     ASSERT_NE(pSpec, nullptr);
     EXPECT_EQ(pSpec->GetReso(), LR);
     EXPECT_EQ(eQual, 0);
@@ -157,12 +138,12 @@ TEST_F(CPsmOutTest, ValidBandThatLosesToASuspectOneStillLendsItsQuality)
 
 TEST_F(CPsmOutTest, PlaceIsToldFromTheBandThatContainsTheFrequency)
 {
-    std::int32_t eNeighb = -1;
     struct SCase
     {
         double fFreq_Hz;
         std::int32_t vecNeighb[3]; ///< of LR, MR, HR
     };
+    std::int32_t eNeighb = -1;
     for (const SCase& test : {SCase{1.0, {0, 1, 2}},
                               {0.8, {0, 1, 2}},
                               {0.41, {1, 0, 2}},
@@ -176,15 +157,14 @@ TEST_F(CPsmOutTest, PlaceIsToldFromTheBandThatContainsTheFrequency)
         }
     EXPECT_FALSE(m_pMode->CalcNeighb(3.0, LR, eNeighb));
     EXPECT_EQ(eNeighb, 3);
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CPsmOut::CalcNeighb():No spec.range containing PS freq. found!"));
-    EXPECT_FALSE(Pass({Peak(LR, 3.0)}));
+    ExpectErrors({"CPsmOut::CalcNeighb():No spec.range containing PS freq. found!"});
 
     UnuseBand(MR);
     Remake();
     for (const std::int32_t eReso : {LR, HR})
     {
         EXPECT_TRUE(m_pMode->CalcNeighb(0.5, eReso, eNeighb));
-        EXPECT_EQ(eNeighb, 0);
+        EXPECT_EQ(eNeighb, 0) << "in the gap";
     }
 }
 
@@ -196,122 +176,107 @@ TEST_F(CPsmOutTest, ValuesThatCannotBeMadeEndTheOutput)
         ETraceLevel eLevel;
         const char* pText;
     };
-    const SCase vecCase[] = {
-        {Peak(MR, 0.5, 0, 39.0), ETraceLevel::eWarning,
-         "CPsmOut::CreateOutputValues():PS magn. [39.000000] below thresh. [40.000000]!"},
-        {Peak(MR, 0.5, 0, 100.0, -0.2), ETraceLevel::eError, "does not reflect damp.ratio"},
-        {Peak(MR, 0.0), ETraceLevel::eError,
-         "CPsmOut::RetrveOutpSpec():INVALID PS freq. despite VALID qual.: f[Hz]=0.000000!"},
-        {Peak(MR, 0.5, 2), ETraceLevel::eError, "CPsmOut::RetrveOutpSpec():No spec.s despite calc. of output values!"},
-    };
-    for (const SCase& test : vecCase)
+    for (const SCase& test : {SCase{Peak(MR, 0.5, 0, 39.0), ETraceLevel::eWarning,
+                                    "CPsmOut::CreateOutputValues():PS magn. [39.000000] below thresh. [40.000000]!"},
+                              {Peak(MR, 0.5, 0, 100.0, -0.2), ETraceLevel::eError, "does not reflect damp.ratio"},
+                              {Peak(LR, 3.0), ETraceLevel::eError, "No spec.range containing PS freq. found!"},
+                              {Peak(MR, 0.0), ETraceLevel::eError,
+                               "CPsmOut::RetrveOutpSpec():INVALID PS freq. despite VALID qual.: f[Hz]=0.000000!"},
+                              {Peak(MR, 0.5, 2), ETraceLevel::eError,
+                               "CPsmOut::RetrveOutpSpec():No spec.s despite calc. of output values!"}})
     {
         SCOPED_TRACE(test.pText);
         Pass({Peak(MR, 0.5)});
         EXPECT_TRUE(IsWriting());
         EXPECT_FALSE(Pass({test.peak}));
-        EXPECT_TRUE(m_capture.Has(test.eLevel, test.pText));
         EXPECT_FALSE(IsWriting());
         EXPECT_FALSE(m_pMode->IsOutpValid());
         EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
         EXPECT_FALSE(Pass({test.peak})); // nothing left to end
         EXPECT_EQ(FakeDli::WriteStarts().size(), FakeDli::WriteStops().size());
+        ExpectLines(test.eLevel, {test.pText});
     }
 }
 
 TEST_F(CPsmOutTest, RecordsThatDoNotFitAreReported)
 {
     const STestTime time;
+    double fValue = 0.0;
     m_pMode->SetStatz(eStatzActive);
     EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "RetrveOutpSpec():No ACTUAL data!"));
-
     Add(*m_pMode, Peak(MR, 0.5), time); // no history yet
     EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CalcOutpDOE():No valid PS data in contrast to previous query "
-                                                   "results!"));
-    double fValue = 0.0;
     m_pMode->RetrveSpec(MR)->GetActDataPS()->SetMagn(0.0);
     EXPECT_FALSE(m_pMode->MagnForDoeFromLastValue(m_pMode->RetrveSpec(MR), fValue));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "MagnForDoeFromLastValue():Invalid actual PS magn.: 0.000000!"));
     EXPECT_FALSE(m_pMode->CalcOutpFreq(nullptr, fValue));
-    EXPECT_TRUE(m_capture.Has("CalcOutpFreq():Invalid Pointer: p_pSpec!"));
     EXPECT_FALSE(m_pMode->WriteActualData(nullptr));
-    EXPECT_TRUE(m_capture.Has("WriteActualData():Invalid Pointer: p_pActTime!"));
+    ExpectErrors({"RetrveOutpSpec():No ACTUAL data!",
+                  "CalcOutpDOE():No valid PS data in contrast to previous query results!",
+                  "MagnForDoeFromLastValue():Invalid actual PS magn.: 0.000000!",
+                  "CalcOutpFreq():Invalid Pointer: p_pSpec!", "WriteActualData():Invalid Pointer: p_pActTime!"});
 }
 
 TEST_F(CPsmOutTest, StartThatFailsIsTriedAgainInTheNextPass)
 {
-    FailStart();
+    FakeDli::SBehaviour behaviour;
+    behaviour.nWriteAnswerError = 1;
+    FakeDli::SetBehaviour(behaviour);
+    FakeClock(1);
     EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
-    EXPECT_TRUE(m_capture.Has("Channel data response showing errors"));
-    EXPECT_EQ(FakeDli::WriteStops().size(), 1U);
-    EXPECT_TRUE(FakeDli::Writes().empty());
-    EXPECT_TRUE(FakeDli::Posts().empty());
+    EXPECT_EQ(Calls(), (std::vector<std::string>{"Write.Start 8 [81,82,83,84] 1", "Write.Stop 8"}));
     Answer(FakeDli::EAnswer::eAtOnce);
     EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
-    EXPECT_EQ(FakeDli::Writes().size(), 1U);
-    EXPECT_EQ(FakeDli::Posts().size(), 1U);
+    EXPECT_EQ(Calls().size(), 5U);
     EXPECT_FALSE(m_capture.Has("START cmd. received"));
 }
 
 TEST_F(CPsmOutTest, LinkLostUnderAnEventIsReportedAtStopAndAtTheNextStart)
 {
     Pass({Peak(MR, 0.5)});
-    CVdsOutCbPS& cb = *m_pMode->GetVdsOutPS()->GetCB();
-    cb.Status(1, 0, 0);
-    cb.Status(0, 0, 0);
+    m_pMode->GetVdsOutPS()->GetCB()->Status(1, 0, 0);
+    m_pMode->GetVdsOutPS()->GetCB()->Status(0, 0, 0);
     EXPECT_FALSE(m_pMode->Stop(m_pTime.get()));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "CPsmOut::Stop():UPC event exists although PS output (DLI write "
-                                                   "channel) is stopped!"));
     EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
-    EXPECT_TRUE(
-        m_capture.Has(ETraceLevel::eError, "WriteActualData():Invalid event type before new PS output start: 2!"));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError,
-                              "WriteActualData():Invalid APP trans. of last recent event before new PS output start!"));
     EXPECT_EQ(FakeDli::Posts().size(), 1U); // the same type still stands
-}
-
-TEST_F(CPsmOutTest, StopEndsChannelsAndEvent)
-{
-    Pass({Peak(MR, 0.5)});
+    ExpectErrors({"CPsmOut::Stop():UPC event exists although PS output (DLI write channel) is stopped!",
+                  "WriteActualData():Invalid event type before new PS output start: 2!",
+                  "WriteActualData():Invalid APP trans. of last recent event before new PS output start!"});
     EXPECT_TRUE(m_pMode->Stop(m_pTime.get()));
     EXPECT_TRUE(m_pMode->Stop(m_pTime.get()));
-    EXPECT_EQ(FakeDli::WriteStops().size(), 1U);
+    EXPECT_EQ(FakeDli::WriteStops().size(), 2U);
     EXPECT_EQ(FakeDli::Posts().size(), 2U);
-    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
 }
 
 TEST_F(CPsmOutTest, WithoutWriterEveryCallSaysSo)
 {
+    const STestTime time;
     FakeDli::SBehaviour behaviour;
     behaviour.strThrowWriteNew = "unknown handle";
     FakeDli::SetBehaviour(behaviour);
     Remake();
     EXPECT_EQ(GetAppState(), eAppSuspend);
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "unknown handle"));
-    const STestTime time;
     EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    EXPECT_TRUE(m_capture.Has("WriteActualData():Invalid Pointer: m_pVdsOutPS!"));
     EXPECT_FALSE(m_pMode->Stop(&time));
-    EXPECT_TRUE(m_capture.Has("CPsmOut::Stop():Invalid pointer: m_pVdsOutPS!"));
+    ExpectErrors({"unknown handle", "WriteActualData():Invalid Pointer: m_pVdsOutPS!",
+                  "CPsmOut::Stop():Invalid pointer: m_pVdsOutPS!"});
 }
 
 TEST_F(CPsmOutTest, EventsFollowTheValuesLastWritten)
 {
     Pass({Peak(MR, 0.5)});
-    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
-    EXPECT_EQ(FakeDli::Posts().size(), 1U);
-    m_pMode->GetVdsOutPS()->SetValue(0, 0.0);
-    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError, "ProcessEvents():Invalid Freq.Value: 0.000000!"));
-    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
-    m_pMode->GetVdsOutPS()->SetValue(0, 0.5);
-    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
-    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 2);
-    m_pMode->GetVdsOutPS()->SetQual(1);
-    EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
-    EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
+    struct SCase
+    {
+        double fFreq_Hz;
+        std::int32_t eQual, eLast;
+    };
+    for (const SCase& test : {SCase{0.5, 0, 2}, {0.0, 0, 0}, {0.5, 0, 2}, {0.5, 1, 0}})
+    {
+        m_pMode->GetVdsOutPS()->SetValue(0, test.fFreq_Hz);
+        m_pMode->GetVdsOutPS()->SetQual(test.eQual);
+        EXPECT_TRUE(m_pMode->ProcessEvents(m_pTime.get()));
+        EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), test.eLast);
+    }
+    ExpectErrors({"ProcessEvents():Invalid Freq.Value: 0.000000!"});
 }
 
 TEST_F(CPsmOutTest, DetailLinesFollowTheirSwitches)
@@ -320,12 +285,10 @@ TEST_F(CPsmOutTest, DetailLinesFollowTheirSwitches)
     g_vecbTraceData[1] = true;
     Pass({Peak(MR, 0.5)});
     const std::string strTime = ActTimeAsText(*m_pTime);
-    EXPECT_TRUE(
-        m_capture.Has(ETraceLevel::eError, " Init. write for PS data of ID=81 at                       TS=" + strTime));
     EXPECT_TRUE(m_capture.Has(ETraceLevel::eData, "PS outp.data: TS=" + strTime +
                                                       "  Freq.[Hz]=0.500000  Magn.[W-or-deg]=150.000000  "
                                                       "Damp.Ratio[-]=-0.075000  DOE[-]=5.250000"));
     Pass({Peak(MR, 0.5, 2)});
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eError,
-                              " MISSING output spec. for PS data of        ID=81 at  TS=" + ActTimeAsText(*m_pTime)));
+    ExpectErrors({" Init. write for PS data of ID=81 at                       TS=" + strTime + "!",
+                  " MISSING output spec. for PS data of        ID=81 at  TS=" + ActTimeAsText(*m_pTime) + "!"});
 }

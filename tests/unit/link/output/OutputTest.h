@@ -55,6 +55,18 @@ class OutputTest : public testing::Test
         FakeDli::SetBehaviour(behaviour);
     }
 
+    /// Each text stands in a line of that level; the lines are forgotten then.
+    void ExpectLines(CaptureTrace::ETraceLevel p_eLevel, const std::vector<std::string>& p_vecText)
+    {
+        for (const std::string& strText : p_vecText)
+            EXPECT_TRUE(m_capture.Has(p_eLevel, strText)) << strText;
+        m_capture.Clear();
+    }
+    void ExpectErrors(const std::vector<std::string>& p_vecText)
+    {
+        ExpectLines(CaptureTrace::ETraceLevel::eError, p_vecText);
+    }
+
     CaptureTrace m_capture;
     CTraceOMA m_trace{"TestArea"};
 };
