@@ -7,14 +7,17 @@
 #include <string>
 #include <unistd.h>
 
-// Configurations for tests: an example of the tree, changed here and there. OMA_EXAMPLE_DIR names the folder of the
-// examples.
+// Configurations for tests: the one of tests/data (OMA_TEST_DATA), changed here and there.
 
-inline std::string ExampleText(const std::string& p_strName = "two_lines.xml")
+inline std::string FileText(const std::string& p_strPath)
 {
-    std::ifstream file(std::filesystem::path(OMA_EXAMPLE_DIR) / p_strName, std::ios::binary);
-    EXPECT_TRUE(file) << p_strName;
+    std::ifstream file(p_strPath, std::ios::binary);
+    EXPECT_TRUE(file) << p_strPath;
     return {std::istreambuf_iterator<char>(file), {}};
+}
+inline std::string BaseText()
+{
+    return FileText(OMA_TEST_DATA "/config/base.xml");
 }
 
 /// The text with the first p_strOld after the first p_strAfter replaced; fails the test if there is none.

@@ -25,7 +25,7 @@ class CConfigurationTest : public testing::Test
 
 TEST_F(CConfigurationTest, GivesTheValuesOfTheFile)
 {
-    const CConfiguration* pConfig = Load(ExampleText());
+    const CConfiguration* pConfig = Load(BaseText());
     ASSERT_TRUE(pConfig);
     EXPECT_EQ(pConfig->VDS().IPAddr(), "127.0.0.1");
     EXPECT_EQ(pConfig->VDS().Port(), 4712U);
@@ -92,7 +92,7 @@ TEST_F(CConfigurationTest, GivesTheValuesOfTheFile)
 TEST_F(CConfigurationTest, ADataPointTakesRateAndUnitFromItsPmu)
 {
     const CConfiguration* pConfig =
-        Load(Changed(Changed(ExampleText(), R"(Id="1012")", R"(Id="1012" ReportingRate="-2")"), R"(Id="5000")",
+        Load(Changed(Changed(BaseText(), R"(Id="1012")", R"(Id="1012" ReportingRate="-2")"), R"(Id="5000")",
                      R"(Id="5000" ReportingRate="7")"));
     ASSERT_TRUE(pConfig);
     const CDatapoints& datapoints = pConfig->GetDatapoints();
@@ -132,7 +132,7 @@ TEST_F(CConfigurationTest, TakesEnumerationsByNameOrNumber)
                          {" vpad ", " maximum", "voltage ", 1, 0, 0}};
     for (const auto& c : vecCase)
     {
-        std::string strText = Changed(ExampleText(), "active-power", c.strJob);
+        std::string strText = Changed(BaseText(), "active-power", c.strJob);
         strText = Changed(strText, R"(InputMode="maximum")", "InputMode=\"" + c.strInput + '"');
         strText = Changed(strText, R"(SignalType="voltage")", "SignalType=\"" + c.strSignal + '"');
         const CConfiguration* pConfig = Load(strText);
@@ -146,7 +146,7 @@ TEST_F(CConfigurationTest, TakesEnumerationsByNameOrNumber)
 
 TEST_F(CConfigurationTest, OneEventLevelMayBeActiveAlone)
 {
-    std::string strText = Changed(ExampleText(), R"("critical" IsActive="true")", R"("0" IsActive="0")");
+    std::string strText = Changed(BaseText(), R"("critical" IsActive="true")", R"("0" IsActive="0")");
     strText = Changed(strText, R"("notified" IsActive="true")", R"("2" IsActive="false")");
     const CConfiguration* pConfig = Load(strText);
     ASSERT_TRUE(pConfig);
@@ -175,19 +175,19 @@ TEST_F(CConfigurationTest, WhatTheApplicationRefusesInItsOwnWordsPassesTheSchema
                          {R"(RefID="1011")", R"(RefID="2147483647")"},
                          {R"("North voltage" ReportingRate="50")", R"("North voltage" ReportingRate="0")"}};
     for (const auto& c : vecCase)
-        EXPECT_TRUE(Load(Changed(ExampleText(), c.strOld, c.strNew))) << c.strNew;
-    EXPECT_TRUE(Load(Without(ExampleText(), "<OMA ", "</OMA>")));
-    EXPECT_TRUE(Load(Without(ExampleText(), "<Job ", "</Job>")));
-    EXPECT_TRUE(Load(Without(ExampleText(), "<PSMode ", "</PSMode>")));
-    EXPECT_TRUE(Load(Without(ExampleText(), "<NTMs>", "</NTMs>")));
-    EXPECT_TRUE(Load(Without(ExampleText(), "<PSEvents>", "</PSEvents>")));
+        EXPECT_TRUE(Load(Changed(BaseText(), c.strOld, c.strNew))) << c.strNew;
+    EXPECT_TRUE(Load(Without(BaseText(), "<OMA ", "</OMA>")));
+    EXPECT_TRUE(Load(Without(BaseText(), "<Job ", "</Job>")));
+    EXPECT_TRUE(Load(Without(BaseText(), "<PSMode ", "</PSMode>")));
+    EXPECT_TRUE(Load(Without(BaseText(), "<NTMs>", "</NTMs>")));
+    EXPECT_TRUE(Load(Without(BaseText(), "<PSEvents>", "</PSEvents>")));
 }
 
 TEST_F(CConfigurationTest, TheInstanceIsTakenFromAReaderOnceAndDeleted)
 {
     EXPECT_EQ(CConfiguration::CreateInstance(nullptr), nullptr);
     EXPECT_EQ(CConfiguration::CreateInstance(&m_reader), nullptr);
-    EXPECT_TRUE(Load(ExampleText()));
+    EXPECT_TRUE(Load(BaseText()));
     EXPECT_EQ(CConfiguration::CreateInstance(&m_reader), nullptr);
     CConfiguration::DeleteInstance();
     CConfiguration::DeleteInstance();

@@ -72,7 +72,7 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
     };
     for (const auto& c : vecCase)
     {
-        const std::string strText = Changed(ExampleText(), c.strOld, c.strNew);
+        const std::string strText = Changed(BaseText(), c.strOld, c.strNew);
         const std::string strFaults = FaultsOf(strText);
         EXPECT_THAT(strFaults, HasSubstr("grid.xml:" + std::to_string(LineOf(strText, c.strLineOf)) + ": element "));
         EXPECT_THAT(strFaults, HasSubstr(c.strExpected));
@@ -82,17 +82,17 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
 
 TEST(CXMLConfiguration, RefusesTooFewBandsAndInputGroups)
 {
-    const std::string strBand = Without(ExampleText(), "<SpectralDataSet ", "/>");
+    const std::string strBand = Without(BaseText(), "<SpectralDataSet ", "/>");
     EXPECT_THAT(FaultsOf(strBand), HasSubstr("element SpectralDataSets: Missing child element(s). Expected is"));
-    const std::string strGroup = Without(ExampleText(), "<InputGroup ", "</InputGroup>");
+    const std::string strGroup = Without(BaseText(), "<InputGroup ", "</InputGroup>");
     EXPECT_THAT(FaultsOf(strGroup), HasSubstr("element InputGroups: Missing child element(s). Expected is"));
-    const std::string strOutput = Without(ExampleText(), "<Output ", "/>");
+    const std::string strOutput = Without(BaseText(), "<Output ", "/>");
     EXPECT_THAT(FaultsOf(strOutput), HasSubstr("element Outputs: Missing child element(s). Expected is"));
 }
 
 TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationAtAll)
 {
-    const std::string strAll = ExampleText();
+    const std::string strAll = BaseText();
     struct
     {
         std::string strText, strExpected;
@@ -120,12 +120,12 @@ TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationAtAll)
 
 TEST(CXMLConfiguration, TakesAByteOrderMarkAndUtf16)
 {
-    const TempFile file("\xEF\xBB\xBF" + ExampleText());
+    const TempFile file("\xEF\xBB\xBF" + BaseText());
     CXMLConfiguration reader;
     EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
 
     std::string strWide = "\xFF\xFE";
-    for (const char chr : Changed(ExampleText(), R"( encoding="UTF-8")", ""))
+    for (const char chr : Changed(BaseText(), R"( encoding="UTF-8")", ""))
         strWide += {chr, '\0'};
     file.Write(strWide);
     EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
@@ -156,7 +156,7 @@ TEST(CXMLConfiguration, DeepAndHugeFilesEndInAComplaint)
     EXPECT_THAT(FaultsOf(std::string(17U * 1024U * 1024U, ' ')),
                 HasSubstr("too large, expected at most 16777216 bytes"));
     // A value of a megabyte is named, not repeated.
-    EXPECT_LT(FaultsOf(Changed(ExampleText(), "active-power", std::string(1000000, 'x'))).size(), 500U);
+    EXPECT_LT(FaultsOf(Changed(BaseText(), "active-power", std::string(1000000, 'x'))).size(), 500U);
 }
 
 TEST(CXMLConfiguration, ManyFaultsAreCounted)
@@ -164,16 +164,16 @@ TEST(CXMLConfiguration, ManyFaultsAreCounted)
     std::string strDatapoints;
     for (int n = 0; n < 1000; ++n)
         strDatapoints += "<Datapoint Id=\"1011\"/>\n";
-    const std::string strFaults = FaultsOf(Changed(ExampleText(), "</Datapoints>", strDatapoints + "</Datapoints>"));
+    const std::string strFaults = FaultsOf(Changed(BaseText(), "</Datapoints>", strDatapoints + "</Datapoints>"));
     EXPECT_THAT(strFaults, HasSubstr("grid.xml: and 950 more"));
     EXPECT_EQ(std::count(strFaults.begin(), strFaults.end(), '\n'), 51);
 }
 
 TEST(CXMLConfiguration, ControlCharactersOfTheFileDoNotReachTheTrace)
 {
-    EXPECT_THAT(FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b&#9;c")), HasSubstr("attribute JobMode: \"a"));
-    EXPECT_EQ(FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b")).find('\n') + 1,
-              FaultsOf(Changed(ExampleText(), "active-power", "a&#10;b")).size());
+    EXPECT_THAT(FaultsOf(Changed(BaseText(), "active-power", "a&#10;b&#9;c")), HasSubstr("attribute JobMode: \"a"));
+    EXPECT_EQ(FaultsOf(Changed(BaseText(), "active-power", "a&#10;b")).find('\n') + 1,
+              FaultsOf(Changed(BaseText(), "active-power", "a&#10;b")).size());
 }
 
 TEST(CXMLConfiguration, FileThatCannotBeReadIsNamed)
@@ -191,7 +191,7 @@ TEST(CXMLConfiguration, FileThatCannotBeReadIsNamed)
 TEST(CXMLConfiguration, EveryFaultIsALineOfAreaConfig)
 {
     const CaptureTrace capture;
-    FaultsOf(Changed(Changed(ExampleText(), "active-power", "power"), "maximum", "most"));
+    FaultsOf(Changed(Changed(BaseText(), "active-power", "power"), "maximum", "most"));
     std::vector<std::string> vecText;
     for (const auto& line : capture.Entries())
     {
@@ -206,7 +206,7 @@ TEST(CXMLConfiguration, AGoodFileAfterABadOneForgetsItsFaults)
     const TempFile file("no");
     CXMLConfiguration reader;
     EXPECT_NE(reader.Read(file.Path(), ""), 0);
-    file.Write(ExampleText());
+    file.Write(BaseText());
     EXPECT_EQ(reader.Read(file.Path(), ""), 0);
     EXPECT_EQ(reader.Faults(), "");
     file.Write("no");
@@ -216,10 +216,10 @@ TEST(CXMLConfiguration, AGoodFileAfterABadOneForgetsItsFaults)
 
 TEST(CXMLConfiguration, AnotherSchemaMayBeNamed)
 {
-    const TempFile file(ExampleText());
+    const TempFile file(BaseText());
     CXMLConfiguration reader;
     EXPECT_EQ(reader.Read(file.Path(), OMA_EXAMPLE_DIR "/../oma.xsd"), 0) << reader.Faults();
     EXPECT_NE(reader.Read(file.Path(), "/nowhere.xsd"), 0);
     EXPECT_THAT(reader.Faults(), StartsWith("/nowhere.xsd: cannot be opened"));
-    EXPECT_NE(reader.Read(file.Path(), OMA_EXAMPLE_DIR "/two_lines.xml"), 0);
+    EXPECT_NE(reader.Read(file.Path(), OMA_TEST_DATA "/config/base.xml"), 0);
 }
