@@ -27,6 +27,7 @@ inline constexpr std::uint32_t g_nIdJob = 500;
 inline constexpr std::uint32_t g_nIdModeFirst = 601;
 inline constexpr std::uint32_t g_nIdModeUnitFirst = 801;
 inline constexpr std::int64_t g_nTicksPerSec = 10000000;
+inline constexpr std::int64_t g_nSec = 63000000000; ///< second since 0001 with which most tests begin
 
 /// A job at 50 measurements a second, with three-phase PMUs, over the fake link, and the lines that it traces.
 /// Everything global is as after process start when the bench is gone.
@@ -91,15 +92,16 @@ class JobBench : public ::testing::Test
         }
     }
 
-    /// Phasors of magnitude 100 with ids in a row, the phases of a balanced system at angle 0.
-    static void SetPhases(CPmu& r_pmu, std::uint32_t p_nIdFirst, unsigned p_nPhases)
+    /// Phasors with ids in a row: the phases of a balanced system.
+    static void SetPhases(CPmu& r_pmu, std::uint32_t p_nIdFirst, unsigned p_nPhases, double p_fMagn = 100.0,
+                          double p_fAngle_deg = 0.0)
     {
         r_pmu.m_nId = p_nIdFirst;
         r_pmu.GetPhasors()->clear();
         for (unsigned nPhase = 0; nPhase < p_nPhases; ++nPhase)
         {
             r_pmu.AddPhasor(p_nIdFirst + nPhase, nPhase);
-            SetPhasor(r_pmu, nPhase, 100.0, -120.0 * nPhase);
+            SetPhasor(r_pmu, nPhase, p_fMagn, p_fAngle_deg - 120.0 * nPhase);
         }
     }
     static void SetPhasor(CPmu& r_pmu, unsigned p_nIndex, double p_fMagn, double p_fAngle_deg,
@@ -155,6 +157,16 @@ class JobBench : public ::testing::Test
         ASSERT_TRUE(m_pJob->AssignAllPeaksToPSMs(&vecpPeak, {}, 0.1));
         ASSERT_TRUE(vecpPeak[0]->m_bAssigned);
         ASSERT_TRUE(m_pJob->UpdateAllPSMs() && m_pJob->WriteDataPS());
+    }
+    /// The shell of a process that was started with these options.
+    static void UseOptions(std::vector<std::wstring> p_vecwstr)
+    {
+        p_vecwstr.insert(p_vecwstr.begin(), {L"oma", L"-xml:/dev/null"});
+        std::vector<wchar_t*> vecpArg;
+        for (std::wstring& wstr : p_vecwstr)
+            vecpArg.push_back(wstr.data());
+        g_pShell = std::make_unique<CShellOMA>();
+        ASSERT_TRUE(g_pShell->ExtractCmdLinePars(static_cast<int>(vecpArg.size()), vecpArg.data(), nullptr));
     }
     /// The measurement channel stands.
     void StartMeas()

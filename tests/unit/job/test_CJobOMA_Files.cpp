@@ -40,7 +40,7 @@ class JobFiles : public JobBench
 TEST_F(JobFiles, PowerJobWritesTheGoldenFile)
 {
     UseSinglePhases();
-    SetTime(63000000000);
+    SetTime(g_nSec);
     ASSERT_TRUE(m_pJob->WriteHeadToCSV(m_pFile.get()));
     ASSERT_TRUE(m_pJob->WriteDataToCSV(m_pFile.get(), &m_nRows));
     WriteMode(0.4, 150.0, 0.02); // DOE: level 9 and 0.5 * 0.4
@@ -63,7 +63,7 @@ TEST_F(JobFiles, AngleJobWritesVoltagesAndDegrees)
     settings.vecMode_Hz = {{0.2, 0.8}};
     MakeJob(settings);
     UseSinglePhases();
-    SetTime(63000000000);
+    SetTime(g_nSec);
     WriteMode(0.4, 1234567.125, 0.0); // DOE 11, a magnitude beyond its width widens its field
     ASSERT_TRUE(m_pJob->WriteHeadToCSV(m_pFile.get()) && m_pJob->WriteDataToCSV(m_pFile.get(), &m_nRows));
     const std::string strText = TakeText();
@@ -126,7 +126,7 @@ TEST_F(JobFiles, FailuresAreNamedAndTheRowStays)
 
 TEST_F(JobFiles, ModesAreTracedWhileTheirCounterIsZero)
 {
-    SetTime(63000000000);
+    SetTime(g_nSec);
     WriteMode(0.4, 150.0, 0.02);
     m_capture.Clear();
     EXPECT_TRUE(m_pJob->TraceAllPSMData());

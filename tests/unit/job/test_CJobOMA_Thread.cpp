@@ -5,7 +5,6 @@
 
 namespace
 {
-constexpr std::int64_t g_nSec = 63000000000;
 constexpr int g_nLimit_ms = 20000; // real time: reached only by a fault
 
 /// The worker's thread on the fake clock: a step of the test ends when the thread is parked again.
@@ -221,14 +220,7 @@ TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
 class JobThreadCsv : public JobThread
 {
   protected:
-    JobThreadCsv()
-    {
-        g_pShell = std::make_unique<CShellOMA>();
-        std::wstring strProg = L"oma", strXml = L"-xml:/dev/null", strCsv = L"-csv:2";
-        wchar_t* vecpArg[] = {strProg.data(), strXml.data(), strCsv.data()};
-        g_pShell->ExtractCmdLinePars(3, vecpArg, nullptr);
-        EXPECT_EQ(g_pShell->GetCsvCycles(), 2);
-    }
+    JobThreadCsv() { UseOptions({L"-csv:2"}); }
     ~JobThreadCsv() override
     {
         if (m_thread.joinable())

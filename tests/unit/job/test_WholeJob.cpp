@@ -7,11 +7,10 @@
 
 namespace
 {
-constexpr std::int64_t g_nSec = 63000000000;
 constexpr double g_fGrow_Hz = 1.23;
-constexpr double g_fDecay_Hz = 0.41;
+constexpr double g_fDecay_Hz = 0.43;
 constexpr double g_fRatioGrow = 0.004;
-constexpr double g_fRatioDecay = -0.015;
+constexpr double g_fRatioDecay = -0.03;
 constexpr unsigned g_nSeconds = 120;
 
 class WholeJob : public JobBench
@@ -20,7 +19,7 @@ class WholeJob : public JobBench
     WholeJob()
     {
         SJobSettings settings;
-        settings.vecnSamples = {512, 2048, 4096};
+        settings.vecnSamples = {512, 1024, 2048};
         settings.fMagnWarn = 10.0;
         settings.fMagnAlarm = 20.0;
         MakeJob(settings);
@@ -42,7 +41,7 @@ class WholeJob : public JobBench
             const double fTime_s = p_nSec + 0.02 * i;
             SetPhasor(m_pmu2nd, 0,
                       1000.0 + Swing(2.0, g_fGrow_Hz, g_fRatioGrow, fTime_s) +
-                          Swing(40.0, g_fDecay_Hz, g_fRatioDecay, fTime_s) + m_noise(m_random),
+                          Swing(60.0, g_fDecay_Hz, g_fRatioDecay, fTime_s) + m_noise(m_random),
                       0.0);
             m_time.SetTicks((g_nSec + p_nSec) * g_nTicksPerSec + i * 200000);
             m_pJob->m_pTimeInp = &m_time;

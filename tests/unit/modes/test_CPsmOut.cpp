@@ -38,7 +38,8 @@ class CPsmOutTest : public ModeTest
     static std::vector<float> LastValues()
     {
         std::vector<float> vecfValue;
-        for (const FakeDli::SValue& value : FakeDli::Writes(g_nUnitId).back().vecValue)
+        const FakeDli::SWrite write = FakeDli::Writes(g_nUnitId).back();
+        for (const FakeDli::SValue& value : write.vecValue)
             vecfValue.push_back(value.fValue);
         return vecfValue;
     }

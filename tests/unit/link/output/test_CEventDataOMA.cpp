@@ -51,7 +51,7 @@ TEST_F(CEventDataOMATest, OneEventStandsAtATimeAndAChangeEndsTheOldOneFirst)
     EXPECT_EQ(vecPost[0].nTicks, STestTime::Ticks(0));
     EXPECT_EQ(vecPost[0].eElem, eElemOMA);
     EXPECT_EQ(vecPost[0].nElemId, 11U);
-    EXPECT_EQ(vecPost[0].strText, g_strHead + "00.50|00000000150|0-0.070|04.50");
+    EXPECT_EQ(vecPost[0].strText, g_strHead + "00.50|00000000150|-0.070|04.50");
     EXPECT_EQ(vecPost[1].strText, vecPost[0].strText) << "the end repeats the values of the beginning";
 }
 
@@ -86,8 +86,8 @@ TEST_F(CEventDataOMATest, NumbersOfTheTextHaveFixedForms)
         const char* pText;
     };
     for (const SCase& test : {SCase{true, 0.35, 1500.0, 0.05, 3.5, "00.35|00000001500|00.050|03.50"},
-                              {false, 0.35, 12.5, -0.05, 11.25, "00.35|0012.50|0-0.050|11.25"},
-                              {true, 123.4, 123456789012.0, -1.5, 0.25, "123.40|123456789012|0-1.500|00.25"}})
+                              {false, 0.35, 12.5, -0.05, 11.25, "00.35|0012.50|-0.050|11.25"},
+                              {true, 123.4, 123456789012.0, -1.5, 0.25, "123.40|123456789012|-1.500|00.25"}})
     {
         const CEventDataOMA event(test.bPower, 1, &m_doe, 1, &m_trace);
         EXPECT_EQ(event.CreateAddition(test.fFreq, test.fMagn, test.fDamp, test.fDOE), g_strHead + test.pText);
