@@ -15,12 +15,18 @@ Eigen::FFT<double>& Engine()
 }
 } // namespace
 
-bool DftPrepare(MKL_LONG)
+/// The engine of the thread plans by itself.
+struct SDftPlans
 {
-    return true;
+};
+
+const SDftPlans* DftPrepare(MKL_LONG)
+{
+    static const SDftPlans s_plans;
+    return &s_plans;
 }
 
-void DftForward(MKL_LONG p_nLength, double* p_pfData)
+void DftForward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfData)
 {
     const std::vector<double> vecTime(p_pfData, p_pfData + p_nLength);
     std::vector<std::complex<double>> vecSpec(static_cast<std::size_t>(p_nLength) / 2 + 1);
@@ -32,7 +38,7 @@ void DftForward(MKL_LONG p_nLength, double* p_pfData)
     }
 }
 
-void DftBackward(MKL_LONG p_nLength, double* p_pfData)
+void DftBackward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfData)
 {
     std::vector<std::complex<double>> vecSpec(static_cast<std::size_t>(p_nLength) / 2 + 1);
     for (std::size_t k = 0; k < vecSpec.size(); ++k)

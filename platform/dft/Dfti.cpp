@@ -25,7 +25,7 @@ MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE p_hDesc, DFTI_CONFIG_VALUE p_eParam
     if (!p_hDesc || p_eParam != DFTI_BACKWARD_SCALE)
         return DFTI_INVALID_CONFIGURATION;
     p_hDesc->fBackwardScale = p_fValue;
-    p_hDesc->bCommitted = false;
+    p_hDesc->pPlans = nullptr;
     return DFTI_NO_ERROR;
 }
 
@@ -33,23 +33,23 @@ MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE p_hDesc)
 {
     if (!p_hDesc)
         return DFTI_INVALID_CONFIGURATION;
-    p_hDesc->bCommitted = DftPrepare(p_hDesc->nLength);
-    return p_hDesc->bCommitted ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+    p_hDesc->pPlans = DftPrepare(p_hDesc->nLength);
+    return p_hDesc->pPlans ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
 MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
 {
-    if (!p_hDesc || !p_hDesc->bCommitted || !p_pfData)
+    if (!p_hDesc || !p_hDesc->pPlans || !p_pfData)
         return DFTI_INCONSISTENT_CONFIGURATION;
-    DftForward(p_hDesc->nLength, p_pfData);
+    DftForward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfData);
     return DFTI_NO_ERROR;
 }
 
 MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
 {
-    if (!p_hDesc || !p_hDesc->bCommitted || !p_pfData)
+    if (!p_hDesc || !p_hDesc->pPlans || !p_pfData)
         return DFTI_INCONSISTENT_CONFIGURATION;
-    DftBackward(p_hDesc->nLength, p_pfData);
+    DftBackward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfData);
     for (MKL_LONG i = 0; i < p_hDesc->nLength; ++i)
         p_pfData[i] *= p_hDesc->fBackwardScale;
     return DFTI_NO_ERROR;
