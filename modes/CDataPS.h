@@ -41,7 +41,7 @@ class CDataPS
 
   private:
     double m_fFreq_Hz = -1.0;
-    double m_fMagn = -1.0;    ///< W or degrees
+    double m_fMagn = -1.0; ///< W or degrees
     double m_fDamp = -1.0;
     double m_fSpare1 = -1.0;
     double m_fSpare2 = -1.0;

@@ -44,7 +44,11 @@ bool CReadFile::ReadLine()
     // A last line without its end sets the end-of-file state but is a line; nothing read, or too much, is none.
     if (!m_stream)
         return false;
+    const bool bEnd = m_stream.eof();
+    m_stream.clear(); // a stream at its end tells no position
     m_nPos = GetPos();
+    if (bEnd)
+        m_stream.setstate(std::ios::eofbit);
     m_strLine.assign(vecLine.data());
     boost::algorithm::trim(m_strLine, std::locale::classic());
     return true;

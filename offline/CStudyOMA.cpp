@@ -1,6 +1,7 @@
 #include "offline/CStudyOMA.h"
 #include "host/CMethodTrace.h"
 #include "host/Epsilon.h"
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -25,6 +26,8 @@ bool CStudyOMA::CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecp
     const CMethodTrace trace(m_pTrace, g_strClass, "CreateData");
     if (!p_pvecpPeak)
         return trace.BadPointer("p_pvecpPeak");
+    if (!m_pdeqData)
+        return trace.BadPointer("m_pdeqData");
     m_pdeqData->Clear();
     if (p_pvecpPeak->empty())
         return trace.Error("No study PS modes specified");

@@ -25,17 +25,17 @@ class CProc
     bool IsChanAllowed(unsigned p_nChan, const std::vector<unsigned>& p_vecBeg,
                        const std::vector<unsigned>& p_vecEnd) const;
     /// Zeroes a region and notes it. Nobody calls it at present.
-    bool InitData(std::valarray<double>& p_vecData, unsigned p_nLeft, unsigned p_nRight, std::vector<unsigned>& p_vecBeg,
-                  std::vector<unsigned>& p_vecEnd) const;
+    bool InitData(std::valarray<double>& p_vecData, unsigned p_nLeft, unsigned p_nRight,
+                  std::vector<unsigned>& p_vecBeg, std::vector<unsigned>& p_vecEnd) const;
 
     const CSpec* GetSpec() const { return m_pSpec; }
     void SetDeltaT(double p_fDeltaT_s) { m_fDeltaT_s = p_fDeltaT_s; }
     double GetDeltaT() const { return m_fDeltaT_s; }
 
   protected:
-    const CDeqMeas* m_pdeqData;         ///< the job's samples, not owned
-    TShared<double> m_fDeltaT_s{-1.0};  ///< sample spacing; set by the read callback before the first evaluation
-    const CSpec* m_pSpec;               ///< not owned
-    const CDOE* m_pDOE;                 ///< not owned
-    CTraceOMA* m_pTrace;                ///< the job's area, not owned, may be null
+    const CDeqMeas* m_pdeqData;        ///< the job's samples, not owned
+    TShared<double> m_fDeltaT_s{-1.0}; ///< sample spacing; set by the read callback before the first evaluation
+    const CSpec* m_pSpec;              ///< not owned
+    const CDOE* m_pDOE;                ///< not owned
+    CTraceOMA* m_pTrace;               ///< the job's area, not owned, may be null
 };

@@ -50,7 +50,7 @@ bool CProcOMA::Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, cons
     const std::uint32_t nSamples = m_pSpec->GetNoOfSamples();
     std::valarray<double> vecInput(nSamples);
     SRun run{p_fMaxFreq_Hz, p_eGridQual, p_pvecpPeak};
-    bool bOk = nSamples > 0 && m_pdeqData->CopyNewest(&vecInput[0], nSamples);
+    bool bOk = nSamples == 0 || m_pdeqData->CopyNewest(&vecInput[0], nSamples);
     if (bOk)
     {
         run.pFFT = std::make_unique<CFFT>(m_pTrace);
@@ -298,16 +298,14 @@ bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const C
         p_trace.DataNamed(IsTraceData(4), "PS magn. [", fMagn, "]", " below thresh. [", fLimit, "]");
         return false;
     }
-    r_peak.SetNegDamp(fDamp < 0.0 ? 1.0 : 0.0);
+    // The file has the ratio of the width without a sign: the sign mark comes behind it. Kept as it stands.
     if (r_run.pFileTUI)
         WritePeakToTUI(r_run, p_nTurn, r_peak, vecTime);
-    if (IsTraceDataAll() && m_pTrace && m_pTrace->IsDataOn())
-    {
-        double fDampFreq = -1.0;
-        r_peak.CalcDamp(&fDampFreq);
-        p_trace.DataNamed(true, "Damp.ratio from TIME (applied): ", fDamp,
-                          ", damp.ratio from FREQ (info only): ", fDampFreq);
-    }
+    r_peak.SetNegDamp(fDamp < 0.0 ? 1.0 : 0.0);
+    double fDampFreq = -1.0;
+    r_peak.CalcDamp(&fDampFreq);
+    p_trace.DataNamed(IsTraceDataAll(), "Damp.ratio from TIME (applied): ", fDamp,
+                      ", damp.ratio from FREQ (info only): ", fDampFreq);
     return true;
 }
 

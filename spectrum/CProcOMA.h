@@ -64,7 +64,7 @@ class CProcOMA : public CProc
         std::unique_ptr<CFitLmaOMA> pFitLMA{}; ///< null: least squares alone, or given up after a failed fit
         std::valarray<double> vecSearch{};     ///< search buffer
         std::valarray<double> vecCurve{};      ///< fit curve of the current peak
-        unsigned nOffs = 0;                  ///< channels below are never searched
+        unsigned nOffs = 0;                    ///< channels below are never searched
         double fMaxAmplThresh = 0.0;
         double fMagnThresh = 0.0;
         std::vector<unsigned> vecBeg{}; ///< prohibited regions
