@@ -1,0 +1,84 @@
+#pragma once
+#include "ReadBench.h"
+
+/// A session with PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23) and one job, as the construction leaves it, and
+/// its threads as the thread set-up starts them.
+class SessionBench : public ReadBench
+{
+  protected:
+    SessionBench() { m_vecpOMA.push_back(MakeSession("VDS", 901)); }
+    ~SessionBench() override
+    {
+        for (const auto& pOMA : m_vecpOMA)
+        {
+            if (!pOMA)
+                continue;
+            JoinSession(*pOMA);
+            if (pOMA->m_hEventDLI)
+                CloseHandle(pOMA->m_hEventDLI);
+        }
+    }
+
+    static std::unique_ptr<CVdsOMA> MakeSession(const std::string& p_strName, std::uint32_t p_nId)
+    {
+        auto pOMA =
+            std::make_unique<CVdsOMA>(1, 2, p_nId, true, 0, 5000, false, std::make_unique<CTraceOMA>(p_strName));
+        pOMA->AddPmu(MakePmu(101, {11, 12, 13}));
+        pOMA->AddPmu(MakePmu(102, {21, 22, 23}));
+        EXPECT_TRUE(pOMA->CalcVdsReqCycleRate(0));
+        EXPECT_TRUE(pOMA->CreateHandleReceiveEventDLI());
+        pOMA->m_pvecpJob = std::make_unique<CVdsOMA::VecJob>();
+        pOMA->m_pvecpJob->push_back(MakeJob("JOB_" + p_strName));
+        CJobOMA& job = *pOMA->m_pvecpJob->back();
+        AddHandles(job);
+        job.m_pPmu1st = pOMA->m_vecpPmu[0].get();
+        job.m_pPmu2nd = pOMA->m_vecpPmu[1].get();
+        return pOMA;
+    }
+    /// A worker that is there, but does nothing: its end is up to the test.
+    static void StartIdleWorker(CVdsOMA& r_oma) { Job(r_oma).m_pThread = std::make_unique<boost::thread>(); }
+    static void StartWorker(CVdsOMA& r_oma)
+    {
+        Job(r_oma).m_pThread = std::make_unique<boost::thread>([pJob = &Job(r_oma)] { pJob->ThreadCB(); });
+    }
+    void StartSession(CVdsOMA& r_oma)
+    {
+        r_oma.m_pThread = std::make_unique<boost::thread>(
+            [this, pOMA = &r_oma, vecThread = std::vector<boost::thread*>{Job(r_oma).m_pThread.get()}]
+            { m_nResult = pOMA->ThreadCB(vecThread); });
+    }
+    static void JoinSession(CVdsOMA& r_oma)
+    {
+        if (r_oma.m_pThread && r_oma.m_pThread->joinable())
+        {
+            r_oma.StopThread();
+            r_oma.m_pThread->join();
+        }
+        if (!r_oma.m_pvecpJob)
+            return;
+        for (const auto& pJob : *r_oma.m_pvecpJob)
+            if (pJob && pJob->m_pThread && pJob->m_pThread->joinable())
+                pJob->m_pThread->join();
+    }
+    static CJobOMA& Job(CVdsOMA& r_oma) { return *(*r_oma.m_pvecpJob)[0]; }
+    CVdsOMA& OMA(std::size_t p_nIndex = 0) { return *m_vecpOMA[p_nIndex]; }
+
+    /// One second of samples through the library, from a place of the 50 Hz grid.
+    static void Deliver(unsigned p_nChannel, int p_nFirst, int p_nCount)
+    {
+        for (int i = p_nFirst; i < p_nFirst + p_nCount; ++i)
+        {
+            std::vector<std::unique_ptr<Dli::CChannelAnalog>> vecpOwned;
+            std::vector<Dli::CChannel*> vecpSample;
+            for (const unsigned long nId : {11UL, 12UL, 13UL, 21UL, 22UL, 23UL})
+            {
+                vecpOwned.push_back(FakeDli::MakeSample(nId, g_nStart + i * (g_nSec / 50), 100.0F, 0.0F));
+                vecpSample.push_back(vecpOwned.back().get());
+            }
+            FakeDli::ReadReceive(p_nChannel, vecpSample);
+        }
+    }
+
+    CEventReadOMA::VecOMA m_vecpOMA;
+    std::atomic<int> m_nResult{99};
+};
