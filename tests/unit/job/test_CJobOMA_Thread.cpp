@@ -14,12 +14,15 @@ class JobThread : public JobBench
     JobThread() { EventsUseFakeClock(true); }
     ~JobThread() override
     {
-        if (m_thread.joinable())
-        {
-            Request(eJobEventTerminate);
-            m_thread.join();
-        }
+        Terminate();
         EventsUseFakeClock(false);
+    }
+    void Terminate()
+    {
+        if (!m_thread.joinable())
+            return;
+        Request(eJobEventTerminate);
+        m_thread.join();
     }
     void Start()
     {
@@ -40,9 +43,9 @@ class JobThread : public JobBench
         Request(p_nEvent);
         ASSERT_TRUE(Parked());
     }
-    void TimeOut()
+    static void Advance(std::int64_t p_nTime_ms)
     {
-        EventsAdvance(20000);
+        EventsAdvance(p_nTime_ms);
         ASSERT_TRUE(Parked());
     }
     /// As the read callback does on a PS cycle.
@@ -54,21 +57,17 @@ class JobThread : public JobBench
         Signal(eJobEventNewData);
         EXPECT_TRUE(m_pJob->m_bWorkerDone);
     }
-    void Join()
-    {
-        Request(eJobEventTerminate);
-        m_thread.join();
-        EXPECT_EQ(m_nResult, 0);
-        EXPECT_TRUE(m_pJob->m_bThreadDone);
-    }
     static std::size_t PostsOfNoData(FakeDli::Dli::ETransition p_eTrans)
     {
-        std::size_t nCount = 0;
-        for (const FakeDli::SPost& post : FakeDli::Posts())
-            nCount += post.eKey == FakeDli::Dli::eIkNoPhasorData && post.eTrans == p_eTrans &&
-                      post.nElemId == g_nIdJob && post.eElem == Norvik::Energy::Kestrel::eElemOMA && !post.bWithTime &&
-                      post.strText == "No phasor data available from VDS server";
-        return nCount;
+        const std::vector<FakeDli::SPost> vecPost = FakeDli::Posts();
+        return static_cast<std::size_t>(
+            std::count_if(vecPost.begin(), vecPost.end(),
+                          [p_eTrans](const FakeDli::SPost& p_post)
+                          {
+                              return p_post.eKey == FakeDli::Dli::eIkNoPhasorData && p_post.eTrans == p_eTrans &&
+                                     p_post.nElemId == g_nIdJob && p_post.eElem == Norvik::Energy::Kestrel::eElemOMA &&
+                                     !p_post.bWithTime && p_post.strText == "No phasor data available from VDS server";
+                          }));
     }
 
     std::thread m_thread;
@@ -79,10 +78,10 @@ TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
 {
     Start();
     Signal(eJobEventStart);
-    TimeOut();
+    Advance(20000);
     EXPECT_TRUE(FakeDli::Posts().empty());
-    TimeOut();
-    TimeOut();
+    Advance(20000);
+    Advance(20000);
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 1U);
     EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():No phasor data available from VDS server!"), 1U);
     NewData(g_nSec, 64);
@@ -90,9 +89,10 @@ TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 1U);
     EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():ERROR RESOLVED - New phasor data available now from VDS server!"),
               1U);
-    TimeOut(); // from now on each silence counts
+    Advance(20000); // from now on each silence counts
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 2U);
-    Join();
+    Terminate();
+    EXPECT_TRUE(m_nResult == 0 && m_pJob->m_bThreadDone);
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Terminating thread."));
 }
 
@@ -112,12 +112,16 @@ TEST_F(JobThread, NewDataRunsOnlyBetweenStartAndStop)
     EXPECT_EQ(m_pJob->m_pdeqMeas->Size(), 0U);
     NewData(g_nSec + 1, 64);
     EXPECT_EQ(m_capture.Count("Unexecpted NEW DATA"), 2U);
-    Join();
 }
 
-TEST_F(JobThread, HandlesOfNobodySuspend)
+TEST_F(JobThread, WrongHandlesSuspend)
 {
-    for (const unsigned nEvent : {4U, 5U})
+    EXPECT_EQ(m_pJob->ThreadCB(), -1);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Invalid Pointer: m_pvechOMA!"));
+    m_pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>(5);
+    EXPECT_EQ(m_pJob->ThreadCB(), -1);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): Inconsistent no.of event handles!"));
+    for (const unsigned nEvent : {4U, 5U}) // nobody's
     {
         MakeJob({});
         Start();
@@ -128,15 +132,6 @@ TEST_F(JobThread, HandlesOfNobodySuspend)
     }
 }
 
-TEST_F(JobThread, WithoutItsHandlesTheThreadDoesNotBegin)
-{
-    EXPECT_EQ(m_pJob->ThreadCB(), -1);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Invalid Pointer: m_pvechOMA!"));
-    m_pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>(5);
-    EXPECT_EQ(m_pJob->ThreadCB(), -1);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): Inconsistent no.of event handles!"));
-}
-
 TEST_F(JobThread, StartWaitsForTheWriteConnection)
 {
     ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
@@ -144,56 +139,40 @@ TEST_F(JobThread, StartWaitsForTheWriteConnection)
     Start();
     Signal(eJobEventStart);
     for (int i = 0; i < 3; ++i)
-    {
-        EventsAdvance(10);
-        ASSERT_TRUE(Parked());
-    }
+        Advance(10);
     EXPECT_TRUE(FakeDli::WriteStarts().empty());
     pCB->m_bDisconnected = false;
-    EventsAdvance(10);
-    ASSERT_TRUE(Parked());
+    Advance(10);
     EXPECT_TRUE(pCB->IsStarted());
     EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 40.000000!"));
-    EXPECT_TRUE(m_pJob->ReStartWrite());
+    EXPECT_TRUE(m_pJob->ReStartWrite()); // started already
     EXPECT_EQ(FakeDli::WriteStarts().size(), 1U);
     Signal(eJobEventStop);
     EXPECT_FALSE(pCB->IsStarted());
-    Join();
-}
-
-TEST_F(JobThread, StartGivesUpAfterAMinuteWithoutWriteConnection)
-{
-    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
-    EventsAutoAdvance(1);
-    EXPECT_FALSE(m_pJob->ReStartWrite());
-    EventsAutoAdvance(0);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 60000.000000!"));
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():DLI write connection timeout -> Cannot start channel write!"));
-}
-
-TEST_F(JobThread, RefusedStartIsStoppedAgain)
-{
-    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
-    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = false;
-    FakeDli::SBehaviour behaviour;
-    behaviour.eWriteAnswer = FakeDli::EAnswer::eNone;
-    FakeDli::SetBehaviour(behaviour);
-    EventsAutoAdvance(1);
-    EXPECT_FALSE(m_pJob->ReStartWrite());
-    EventsAutoAdvance(0);
-    EXPECT_EQ(FakeDli::WriteStops(), std::vector<unsigned long>{g_nIdMeasUnit});
-    EXPECT_FALSE(m_capture.Has("OK: Wait Time"));
-}
-
-TEST_F(JobThread, TerminationEndsTheWaitForTheWriteConnection)
-{
-    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
-    Start();
+    pCB->m_bDisconnected = true;
     Signal(eJobEventStart);
     Request(eJobEventTerminate);
     EventsAdvance(10); // one poll, not 60 s
     m_thread.join();
     EXPECT_TRUE(m_pJob->m_bThreadDone);
+}
+
+TEST_F(JobThread, FailedStartOfTheMeasurementChannel)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    FakeDli::SBehaviour behaviour;
+    behaviour.eWriteAnswer = FakeDli::EAnswer::eNone;
+    FakeDli::SetBehaviour(behaviour);
+    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = false;
+    EventsAutoAdvance(1);
+    EXPECT_FALSE(m_pJob->ReStartWrite()); // no answer: stopped again
+    EXPECT_EQ(FakeDli::WriteStops(), std::vector<unsigned long>{g_nIdMeasUnit});
+    EXPECT_FALSE(m_capture.Has("OK: Wait Time"));
+    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = true;
+    EXPECT_FALSE(m_pJob->ReStartWrite()); // no connection within a minute
+    EventsAutoAdvance(0);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 60000.000000!"));
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():DLI write connection timeout -> Cannot start channel write!"));
 }
 
 TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
@@ -211,24 +190,15 @@ TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
             m_pJob->InitForNewTimeLine();
     }
     ASSERT_TRUE(Parked());
-    EXPECT_TRUE(m_pJob->m_bWorkerDone);
-    EXPECT_LE(m_pJob->m_pdeqMeas->Size(), 256U);
+    EXPECT_TRUE(m_pJob->m_bWorkerDone && m_pJob->m_pdeqMeas->Size() <= 256);
     EXPECT_EQ(FakeDli::Writes(g_nIdMeasUnit).size(), 1000U);
-    Join();
 }
 
 class JobThreadCsv : public JobThread
 {
   protected:
     JobThreadCsv() { UseOptions({L"-csv:2"}); }
-    ~JobThreadCsv() override
-    {
-        if (m_thread.joinable())
-        {
-            Request(eJobEventTerminate);
-            m_thread.join();
-        }
-    }
+    ~JobThreadCsv() override { Terminate(); }
     CResultDir m_dir;
 };
 
@@ -240,7 +210,7 @@ TEST_F(JobThreadCsv, FileEndsWithItsLastRow)
     NewData(g_nSec + 1);
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. after all data being transferred."));
     NewData(g_nSec + 2);
-    Join();
+    Terminate();
     EXPECT_FALSE(m_capture.Has("due to job terminating"));
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Create PMU sim.file: c:\\OMA_JOB.csv."));
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Write Header to PMU sim.file.."));
@@ -249,23 +219,20 @@ TEST_F(JobThreadCsv, FileEndsWithItsLastRow)
     EXPECT_NE(strText.find("\n1000,"), std::string::npos);
 }
 
-TEST_F(JobThreadCsv, FileEndsWithTheJob)
+TEST_F(JobThreadCsv, FileEndsWithTheJobAndOneThatCannotBeMadeStopsNoAnalysis)
 {
-    Start();
-    Signal(eJobEventStart);
-    NewData(g_nSec, 64);
-    Join();
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. due to job terminating.."));
-}
-
-TEST_F(JobThreadCsv, FileThatCannotBeMadeStopsNoAnalysis)
-{
-    std::filesystem::create_directory(m_dir.Path("OMA_JOB.csv"));
-    Start();
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Cannot open PMU sim.file: c:\\OMA_JOB.csv!"));
-    Signal(eJobEventStart);
-    NewData(g_nSec, 64);
-    EXPECT_EQ(m_pJob->m_nMeasSinceShift, 0U);
-    Join();
+    for (const bool bFile : {true, false})
+    {
+        MakeJob({});
+        Start();
+        EXPECT_EQ(m_capture.Has("CJobOMA::ThreadCB():Cannot open PMU sim.file: c:\\OMA_JOB.csv!"), !bFile);
+        Signal(eJobEventStart);
+        NewData(g_nSec, 64);
+        EXPECT_EQ(m_pJob->m_nMeasSinceShift, 0U);
+        Terminate();
+        EXPECT_EQ(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. due to job terminating.."), bFile);
+        std::filesystem::remove(m_dir.Path("OMA_JOB.csv"));
+        std::filesystem::create_directory(m_dir.Path("OMA_JOB.csv"));
+    }
 }
 } // namespace
