@@ -1,9 +1,22 @@
 #include "LinkBench.h"
+#include <future>
 
 namespace
 {
 class ReadChannel : public CLinkBench
 {
+  protected:
+    /// Everything that the server has sent on this connection so far has arrived when this has returned.
+    static bool AwaitArrival(unsigned long p_hConn)
+    {
+        CEventLog log;
+        CEventdata& events = CEventdata::GetInstance(p_hConn);
+        events.AddCallBack(&log, eElemOMA);
+        events.Read(g_nT0, 0);
+        const bool bDone = Eventually([&] { return log.Count(eReqFinished) == 1; });
+        events.RemoveCallBack(&log);
+        return bDone;
+    }
 };
 
 TEST_F(ReadChannel, DeliversAllCyclesInOrderWithTheChannelsAsDeclared)
@@ -28,5 +41,281 @@ TEST_F(ReadChannel, DeliversAllCyclesInOrderWithTheChannelsAsDeclared)
     const std::vector<TStatus> vecExpected = {{1, 0, 0}, {9, 0, 20}};
     const std::vector<TStatus> vecStatus = reader.m_log.StatusCalls();
     EXPECT_EQ(std::vector<TStatus>(vecStatus.begin(), vecStatus.begin() + 2), vecExpected);
+}
+
+TEST_F(ReadChannel, SlowerSetGetsTheCyclesOfItsGrid)
+{
+    StartServer(50, 100);
+    CReader reader(ConnectEvent(), {1}, 25);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 50; }));
+    EXPECT_EQ(reader.m_log.StatusCalls()[1], TStatus(9, 0, 40));
+    for (std::size_t n = 0; n < 50; ++n)
+        EXPECT_EQ(reader.m_log.Seen()[n].vecfMagn[0], 100.0F + static_cast<float>(2 * n));
+}
+
+TEST_F(ReadChannel, StartByCycleTimeIsAnsweredWithTheActualOne)
+{
+    StartServer(60, 60);
+    CReader reader(ConnectEvent(), {1}, 60);
+    reader.m_log.OnStatus(
+        [&](unsigned long p_eStatus)
+        {
+            if (p_eStatus == eConnected)
+                reader.m_data.Start(1, 2, std::int64_t{33}, 0);
+        });
+    reader.m_data.SetCallBack(nullptr);
+    const std::size_t nOld = reader.m_log.StatusCalls().size();
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.StatusCalls().size() >= nOld + 2; }));
+    EXPECT_EQ(reader.m_log.StatusCalls()[nOld + 1], TStatus(9, 0, 33));
+}
+
+TEST_F(ReadChannel, FaultsOfTheTimeStampsReachTheApplication)
+{
+    auto pSource = std::make_unique<CTestSource>(50, 8);
+    pSource->m_fnStamp = [](std::uint64_t p_nCycle, std::int64_t p_nTicks)
+    {
+        const std::int64_t vecnBy[] = {0, 0, -200000, 36000000000, 0, -36000000000, 1234, 0};
+        return p_nTicks + vecnBy[p_nCycle];
+    };
+    StartServer(std::move(pSource));
+    CReader reader(ConnectEvent(), {1}, 50);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 8; }));
+    EXPECT_EQ(reader.m_log.Seen()[2].nTicks, g_nT0 + 200000);
+    EXPECT_EQ(reader.m_log.Seen()[3].nTicks, g_nT0 + 600000 + 36000000000);
+    EXPECT_EQ(reader.m_log.Seen()[5].nTicks, g_nT0 + 1000000 - 36000000000);
+    EXPECT_EQ(reader.m_log.Seen()[6].nTicks, g_nT0 + 1200000 + 1234);
+}
+
+TEST_F(ReadChannel, FirstCycleComesWhenTheAnswerToTheStartHasBeenTaken)
+{
+    m_options.bLive = true;
+    m_options.fSpeed = 20.0;
+    StartServer(50, 100000);
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    std::atomic<bool> bTooEarly{false};
+    reader.m_log.OnStatus(
+        [&](unsigned long p_eStatus)
+        {
+            if (p_eStatus == eConnected)
+                reader.m_data.Start(1, 2, static_cast<ESampleRate>(50), 0);
+            else if (p_eStatus == eReqCycle)
+            {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50)); // cycles come each ms meanwhile
+                bTooEarly = !reader.m_log.Seen().empty();
+            }
+        });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return !reader.m_log.Seen().empty(); }));
+    EXPECT_FALSE(bTooEarly);
+}
+
+TEST_F(ReadChannel, ReplayWaitsForASlowReceiveAndLosesNothing)
+{
+    m_options.bOnce = true;
+    StartServer(50, 2000);
+    const unsigned long hConn = ConnectEvent();
+    CReader reader(hConn, {1}, 50, false);
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    reader.m_log.OnReceive([released] { released.wait(); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 1; }));
+    EXPECT_TRUE(AwaitArrival(hConn));
+    EXPECT_EQ(reader.m_log.Seen().size(), 1U);
+    release.set_value();
+    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
+    const std::vector<SSeen> vecSeen = reader.m_log.Seen();
+    ASSERT_EQ(vecSeen.size(), 2000U);
+    for (std::size_t n = 0; n < vecSeen.size(); ++n)
+        ASSERT_EQ(vecSeen[n].vecfMagn[0], 100.0F + static_cast<float>(n));
+}
+
+TEST_F(ReadChannel, LiveSourceKeepsTenSecondsForABusyReceiveAndDropsTheOldest)
+{
+    m_options.bLive = true;
+    m_options.fSpeed = 200.0;
+    StartServer(50, 2000);
+    const unsigned long hConn = ConnectEvent();
+    CReader reader(hConn, {1}, 50, false);
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    reader.m_log.OnReceive([released] { released.wait(); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return HasLine("the source has ended"); }));
+    EXPECT_TRUE(AwaitArrival(hConn));
+    release.set_value();
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 501; }));
+    const std::vector<SSeen> vecSeen = reader.m_log.Seen();
+    for (std::size_t n = 1; n < vecSeen.size(); ++n)
+        ASSERT_EQ(vecSeen[n].vecfMagn[0], 100.0F + 1499.0F + static_cast<float>(n)) << "the newest 500 are kept";
+}
+
+TEST_F(ReadChannel, StalledCallBackDelaysNobodyElse)
+{
+    m_options.bLive = true;
+    m_options.fSpeed = 20.0;
+    StartServer(50, 1000000);
+    unsigned long hConn = ConnectEvent();
+    unsigned long hData = ConnectData();
+    CReader stalled(hConn, {1}, 50, false);
+    CReader stalledStatus(hConn, {1}, 50, false);
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    stalled.m_log.OnReceive([released] { released.wait(); });
+    stalledStatus.m_log.OnStatus([released](unsigned long) { released.wait(); });
+    stalled.m_data.SetCallBack(&stalled.m_log);
+    stalledStatus.m_data.SetCallBack(&stalledStatus.m_log);
+    ASSERT_TRUE(Eventually([&] { return stalled.m_log.Seen().size() == 1; }));
+
+    CReader reader(hConn, {2}, 50);
+    EXPECT_TRUE(Eventually([&] { return reader.m_log.Seen().size() >= 200; }));
+    EXPECT_TRUE(AwaitArrival(hConn));
+    CWriteLog write;
+    CChanneldataWrite channel(hData);
+    channel.SetCallBack(&write);
+    std::vector<unsigned long> vecnId = {9};
+    channel.Start(800, vecnId, 1);
+    EXPECT_TRUE(Eventually([&] { return write.Count(eWriteResponse) == 1; }));
+    channel.SetCallBack(nullptr);
+    EXPECT_EQ(stalled.m_log.Seen().size(), 1U);
+    release.set_value();
+}
+
+TEST_F(ReadChannel, StatusComesWhileReceiveIsBusy)
+{
+    StartServer(50, 1000);
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    reader.m_log.OnReceive([released] { released.wait(); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 1; }));
+    m_pServer.reset();
+    EXPECT_TRUE(Eventually([&] { return reader.m_log.Count(eNotConnected) == 1; }));
+    release.set_value();
+}
+
+TEST_F(ReadChannel, NoCallIsUnderWayOrComesWhenTheCallBackHasBeenTakenBack)
+{
+    m_options.bLive = true;
+    m_options.fSpeed = 20.0;
+    StartServer(50, 1000000);
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    reader.m_log.OnReceive([released] { released.wait(); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 1; }));
+
+    std::atomic<bool> bReturned{false};
+    std::atomic<bool> bReturnedTooEarly{false};
+    std::thread clear(
+        [&]
+        {
+            reader.m_data.SetCallBack(nullptr);
+            bReturned = true;
+        });
+    std::thread opener(
+        [&]
+        {
+            // The call is inside Receive: whatever time passes, SetCallBack must not return before it is let go.
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            bReturnedTooEarly = bReturned.load();
+            release.set_value();
+        });
+    clear.join();
+    opener.join();
+    EXPECT_FALSE(bReturnedTooEarly);
+    const std::size_t nSeen = reader.m_log.Seen().size();
+    const std::size_t nStatus = reader.m_log.StatusCalls().size();
+    CReader other(ConnectEvent(), {1}, 50);
+    ASSERT_TRUE(Eventually([&] { return other.m_log.Seen().size() >= 100; }));
+    EXPECT_EQ(reader.m_log.Seen().size(), nSeen);
+    EXPECT_EQ(reader.m_log.StatusCalls().size(), nStatus);
+}
+
+TEST_F(ReadChannel, CallBackMayTakeItselfBackFromInsideBothOfItsCalls)
+{
+    m_options.bLive = true;
+    m_options.fSpeed = 20.0;
+    StartServer(50, 1000000);
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    std::atomic<int> nBack{0};
+    reader.m_log.OnReceive(
+        [&]
+        {
+            reader.m_data.SetCallBack(nullptr);
+            ++nBack;
+        });
+    reader.m_data.SetCallBack(&reader.m_log);
+    EXPECT_TRUE(Eventually([&] { return nBack == 1; }));
+
+    CDataLog log;
+    CChanneldata data(*std::make_unique<unsigned long>(ConnectEvent()));
+    log.OnStatus(
+        [&](unsigned long)
+        {
+            data.SetCallBack(nullptr);
+            ++nBack;
+        });
+    data.SetCallBack(&log);
+    EXPECT_TRUE(Eventually([&] { return nBack == 2; }));
+}
+
+TEST_F(ReadChannel, TwoSetsOfAReplayBeginTogether)
+{
+    m_config.nReadSets = 2;
+    m_options.bOnce = true;
+    StartServer(50, 300);
+    const unsigned long hConn = ConnectEvent();
+    CReader first(hConn, {1}, 50);
+    ASSERT_TRUE(Eventually([&] { return first.m_log.Count(eReqCycle) == 1; }));
+    CReader second(ConnectEvent(), {2}, 10);
+    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
+    EXPECT_EQ(first.m_log.Seen().size(), 300U);
+    EXPECT_EQ(second.m_log.Seen().size(), 60U);
+    EXPECT_EQ(second.m_log.Seen().front().nTicks, g_nT0);
+}
+
+TEST_F(ReadChannel, ReplayGoesOnWhereItStandsWhenTheSetIsStartedAgain)
+{
+    StartServer(50, 1000);
+    const unsigned long hConn = ConnectEvent();
+    std::int64_t nLast = 0;
+    {
+        CReader reader(hConn, {1}, 50, false);
+        reader.m_log.OnReceive(
+            [&]
+            {
+                if (reader.m_log.Seen().size() == 100)
+                    reader.m_data.SetCallBack(nullptr);
+            });
+        reader.m_data.SetCallBack(&reader.m_log);
+        ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 100; }));
+        nLast = reader.m_log.Seen().back().nTicks;
+    }
+    CReader reader(hConn, {1}, 50);
+    ASSERT_TRUE(Eventually(
+        [&] { return !reader.m_log.Seen().empty() && reader.m_log.Seen().back().nTicks == g_nT0 + 999 * 200000; }));
+    EXPECT_GT(reader.m_log.Seen().front().nTicks, nLast);
+    EXPECT_LE(reader.m_log.Seen().front().nTicks, nLast + 100 * 200000);
+}
+
+TEST_F(ReadChannel, WrongDeclarationsAreThrownBack)
+{
+    StartServer();
+    unsigned long hConn = ConnectEvent();
+    CChanneldata data(hConn);
+    std::vector<unsigned long> vecnId = {1, 2};
+    std::vector<int> vecnShort = {8};
+    std::vector<int> vecnType = {8, 7};
+    EXPECT_THROW(data.Add(vecnId, vecnShort, 0, 0, 0), CDliError);
+    EXPECT_THROW(data.Add(vecnId, vecnType, 0, 0, 0), CDliError);
+    EXPECT_THROW(data.Start(1, 2, static_cast<ESampleRate>(50), 0), CDliError);
+    unsigned long hNone = 999999;
+    EXPECT_THROW(CChanneldata none(hNone), CDliError);
+    EXPECT_THROW(CEventdata::GetInstance(hNone), CDliError);
+    EXPECT_NO_THROW(data.Stop());
 }
 } // namespace

@@ -1,1 +1,156 @@
 #include "LinkBench.h"
+
+namespace
+{
+/// A write channel with its callback.
+class CWriter
+{
+  public:
+    CWriter(unsigned long p_hConn, unsigned long p_nPmu, std::vector<unsigned long> p_vecnId)
+        : m_data(p_hConn), m_nPmu(p_nPmu), m_vecnId(std::move(p_vecnId))
+    {
+        for (const unsigned long nId : m_vecnId)
+            m_vecpOwned.push_back(std::make_unique<CChannelAnalog>(nId, 0, 0.0F, 0));
+        for (const auto& pChannel : m_vecpOwned)
+            m_vecpChannel.push_back(pChannel.get());
+    }
+    ~CWriter() { m_data.SetCallBack(nullptr); }
+    void Write(std::int64_t p_nTicks, float p_fValue, std::int64_t p_nState)
+    {
+        for (const auto& pChannel : m_vecpOwned)
+        {
+            CChannel::vdsData data{2, p_fValue, 0.0F};
+            pChannel->SetValue(data, CChannel::eValuePhasor);
+            pChannel->SetTime(p_nTicks);
+            pChannel->SetStatus(p_nState);
+            p_fValue += 0.5F;
+        }
+        m_data.Write(m_nPmu, m_vecpChannel);
+    }
+    bool StartAndWait()
+    {
+        const std::size_t nAnswers = m_log.Count(eWriteResponse);
+        m_data.Start(m_nPmu, m_vecnId, 1);
+        return Eventually([&] { return m_log.Count(eWriteResponse) > nAnswers; });
+    }
+
+    CWriteLog m_log;
+    CChanneldataWrite m_data;
+    unsigned long m_nPmu;
+    std::vector<unsigned long> m_vecnId;
+    std::vector<std::unique_ptr<CChannelAnalog>> m_vecpOwned;
+    std::vector<CChannel*> m_vecpChannel;
+};
+
+class WriteChannel : public CLinkBench
+{
+};
+
+TEST_F(WriteChannel, AnswerToTheStartArrivesInsideTheStatusThatStarts)
+{
+    StartServer();
+    CWriter writer(ConnectData(), 801, {700});
+    std::atomic<bool> bAnswered{false};
+    std::atomic<bool> bDone{false};
+    writer.m_log.OnStatus(
+        [&](unsigned long p_eStatus)
+        {
+            if (p_eStatus != eConnected)
+                return;
+            bAnswered = writer.StartAndWait();
+            bDone = true;
+        });
+    writer.m_data.SetCallBack(&writer.m_log);
+    ASSERT_TRUE(Eventually([&] { return bDone.load(); }));
+    EXPECT_TRUE(bAnswered);
+    EXPECT_EQ(writer.m_log.StatusCalls()[1], TStatus(10, 801, 0));
+}
+
+TEST_F(WriteChannel, StartValuesAndStopAreLoggedWithTheirQuality)
+{
+    m_config.setMeasurement = {700};
+    StartServer();
+    const unsigned long hConn = ConnectData();
+    CWriter writer(hConn, 802, {9010, 9011});
+    CWriter measurement(hConn, 801, {700});
+    writer.m_data.SetCallBack(&writer.m_log);
+    measurement.m_data.SetCallBack(&measurement.m_log);
+    ASSERT_TRUE(writer.StartAndWait());
+    ASSERT_TRUE(measurement.StartAndWait());
+    writer.Write(10, 1.25F, 0);
+    measurement.Write(10, 7.0F, 0);
+    writer.Write(20, -3.0F, 0x0080000000000000);
+    writer.Write(30, std::numeric_limits<float>::quiet_NaN(), 0x0100000000000000);
+    writer.m_data.Stop(802);
+    ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 5; }));
+    const std::vector<std::string> vecstrExpected = {
+        R"({"op":"start","pmu":802,"channels":[9010,9011],"rate":1})",
+        R"({"op":"write","pmu":802,"time":10,"values":[1.25,1.75],"quality":0})",
+        R"({"op":"write","pmu":802,"time":20,"values":[-3,-2.5],"quality":1})",
+        R"({"op":"write","pmu":802,"time":30,"values":[null,null],"quality":2})", R"({"op":"stop","pmu":802})"};
+    EXPECT_EQ(FileLines("channels.jsonl"), vecstrExpected);
+}
+
+TEST_F(WriteChannel, VirtualPmuOfAnotherConnectionIsRefusedUntilThatHasGone)
+{
+    StartServer();
+    const unsigned long hOther = ConnectData();
+    CWriter owner(ConnectData(), 801, {700});
+    CWriter other(hOther, 801, {701});
+    CWriter empty(hOther, 803, {});
+    for (CWriter* pWriter : {&owner, &other, &empty})
+        pWriter->m_data.SetCallBack(&pWriter->m_log);
+    ASSERT_TRUE(owner.StartAndWait());
+    ASSERT_TRUE(other.StartAndWait());
+    ASSERT_TRUE(empty.StartAndWait());
+    EXPECT_EQ(std::get<2>(owner.m_log.StatusCalls().back()), 0U);
+    EXPECT_NE(std::get<2>(other.m_log.StatusCalls().back()), 0U);
+    EXPECT_NE(std::get<2>(empty.m_log.StatusCalls().back()), 0U);
+    ASSERT_TRUE(owner.StartAndWait()) << "a start may be repeated";
+    EXPECT_EQ(std::get<2>(owner.m_log.StatusCalls().back()), 0U);
+    owner.m_data.Stop(801);
+    ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 3; }));
+    ASSERT_TRUE(other.StartAndWait());
+    EXPECT_EQ(std::get<2>(other.m_log.StatusCalls().back()), 0U);
+}
+
+TEST_F(WriteChannel, LossOfTheConnectionStopsTheOutputAndDropsWritesUntilANewStart)
+{
+    StartServer();
+    CWriter writer(ConnectData(), 802, {9010});
+    writer.m_data.SetCallBack(&writer.m_log);
+    ASSERT_TRUE(writer.StartAndWait());
+    m_pServer.reset();
+    EXPECT_EQ(FileLines("channels.jsonl").back(), R"({"op":"stop","pmu":802})");
+    ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eNotConnected) == 1; }));
+    for (int i = 0; i < 1000; ++i)
+        writer.Write(i, 1.0F, 0);
+    EXPECT_NO_THROW(writer.m_data.Start(802, writer.m_vecnId, 1)) << "without a connection it goes nowhere";
+
+    StartServer();
+    ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eConnected) == 2; }));
+    writer.Write(1, 1.0F, 0);
+    EXPECT_EQ(writer.m_log.Count(eWriteResponse), 1U);
+    ASSERT_TRUE(writer.StartAndWait());
+    writer.Write(2, 2.0F, 0);
+    ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 4; }));
+    EXPECT_EQ(FileLines("channels.jsonl").back(), R"({"op":"write","pmu":802,"time":2,"values":[2],"quality":0})");
+}
+
+TEST_F(WriteChannel, OnceEndsOnlyWhenWritesOfTheLastCycleHaveArrived)
+{
+    m_options.bOnce = true;
+    StartServer(50, 300);
+    CWriter writer(ConnectData(), 802, {9010, 9011, 9012, 9013});
+    writer.m_data.SetCallBack(&writer.m_log);
+    ASSERT_TRUE(writer.StartAndWait());
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    reader.m_log.OnReceive([&] { writer.Write(static_cast<std::int64_t>(reader.m_log.Seen().size()), 1.0F, 0); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
+    const std::vector<std::string> vecstrLine = FileLines("channels.jsonl");
+    ASSERT_EQ(vecstrLine.size(), 302U);
+    EXPECT_EQ(vecstrLine[300], R"({"op":"write","pmu":802,"time":300,"values":[1,1.5,2,2.5],"quality":0})");
+    EXPECT_EQ(vecstrLine[301], R"({"op":"stop","pmu":802})");
+}
+} // namespace

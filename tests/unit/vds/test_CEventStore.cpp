@@ -1,0 +1,151 @@
+#include "vds/CEventStore.h"
+#include "vds/COutputs.h"
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace
+{
+SEvent Event(std::int64_t p_nTicks, bool p_bApp, std::uint64_t p_nElemId, std::int32_t p_eKey = 4204)
+{
+    SEvent event;
+    event.nTicks = p_nTicks;
+    event.nArrival = p_nTicks + 1000;
+    event.eKey = p_eKey;
+    event.eTrans = p_bApp ? 1 : 0;
+    event.eElemType = 3;
+    event.nElemId = p_nElemId;
+    event.strText = "text " + std::to_string(p_nTicks);
+    event.strFrom = "test";
+    return event;
+}
+
+std::vector<std::int64_t> Times(const std::vector<SEvent>& p_vecEvent)
+{
+    std::vector<std::int64_t> vecnTicks;
+    for (const SEvent& event : p_vecEvent)
+        vecnTicks.push_back(event.nTicks);
+    return vecnTicks;
+}
+using TTimes = std::vector<std::int64_t>;
+
+TEST(CEventStore, AppStandsUntilTheDisOfTheSameKeyAndElement)
+{
+    CEventStore store;
+    for (const SEvent& event : {Event(10, true, 1), Event(11, true, 2), Event(12, true, 1, 4205), Event(20, false, 3),
+                                Event(21, false, 2, 4205), Event(22, false, 1)})
+        store.Add(event);
+    EXPECT_EQ(Times(store.Standing()), (TTimes{11, 12}));
+}
+
+TEST(CEventStore, SecondAppTakesThePlaceOfTheFirst)
+{
+    CEventStore store;
+    store.Add(Event(10, true, 1));
+    store.Add(Event(20, true, 1));
+    EXPECT_EQ(Times(store.Standing()), TTimes{20});
+    EXPECT_EQ(Times(store.StandingAt(15)), TTimes{10});
+    store.Add(Event(30, false, 1));
+    EXPECT_TRUE(store.Standing().empty());
+    EXPECT_EQ(Times(store.StandingAt(29)), TTimes{20});
+}
+
+TEST(CEventStore, DisThatIsStampedAheadOfItsAppEndsItAllTheSame)
+{
+    CEventStore store;
+    store.Add(Event(100, true, 1));
+    store.Add(Event(50, false, 1));
+    EXPECT_TRUE(store.StandingAt(100).empty());
+    EXPECT_TRUE(store.StandingAt(200).empty());
+}
+
+TEST(CEventStore, SinceGoesByStampOrByArrival)
+{
+    CEventStore store;
+    for (const SEvent& event : {Event(10, true, 1), Event(30, true, 2), Event(20, false, 1)})
+        store.Add(event);
+    EXPECT_EQ(Times(store.Since(20, false)), (TTimes{30, 20}));
+    EXPECT_EQ(Times(store.Since(1030, true)), TTimes{30});
+}
+
+class CEventStoreFile : public testing::Test
+{
+  protected:
+    CEventStoreFile()
+    {
+        std::string strDir = (std::filesystem::temp_directory_path() / "store_XXXXXX").string();
+        m_strDir = ::mkdtemp(strDir.data());
+        m_strPath = m_strDir + "/state.jsonl";
+    }
+    ~CEventStoreFile() override { std::filesystem::remove_all(m_strDir); }
+
+    std::string m_strDir;
+    std::string m_strPath;
+};
+
+TEST_F(CEventStoreFile, IsReadAgainWhereverItWasCutOff)
+{
+    {
+        CEventStore store;
+        store.Open(m_strPath);
+        SEvent odd = Event(10, true, 1);
+        odd.strText = "#ZONE_DATA#~ \"\\ \xC3\xA4 \n";
+        store.Add(odd);
+        store.Add(Event(20, true, 2));
+        store.Add(Event(25, true, 3, 7));
+        store.Add(Event(30, false, 2));
+    }
+    std::ifstream file(m_strPath, std::ios::binary);
+    const std::string strAll((std::istreambuf_iterator<char>(file)), {});
+    const std::size_t nLast = strAll.rfind('\n', strAll.size() - 2) + 1;
+    for (std::size_t nSize = nLast; nSize <= strAll.size(); ++nSize)
+    {
+        std::ofstream(m_strPath, std::ios::binary) << strAll.substr(0, nSize);
+        CEventStore store;
+        store.Open(m_strPath);
+        EXPECT_EQ(Times(store.Standing()), nSize == strAll.size() ? TTimes{10} : (TTimes{10, 20}));
+        EXPECT_EQ(store.Standing()[0].strText, "#ZONE_DATA#~ \"\\ \xC3\xA4 \n");
+        EXPECT_EQ(store.Standing()[0].nArrival, 1010);
+        EXPECT_EQ(std::filesystem::file_size(m_strPath), nSize == strAll.size() ? nSize : nLast);
+    }
+}
+
+TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)
+{
+    std::ofstream(m_strPath) << R"({"arrival":1,"time":2,"key":3,"transition":"APP","elementType":3,"elementId":-1})"
+                             << "\n";
+    CEventStore store;
+    try
+    {
+        store.Open(m_strPath);
+        FAIL();
+    }
+    catch (const std::runtime_error& ex)
+    {
+        EXPECT_EQ(std::string(ex.what()).rfind("file '" + m_strPath + "', line 1: expected an event", 0), 0U);
+    }
+}
+
+TEST(JsonText, KeepsUtf8AndEscapesTheRest)
+{
+    const std::vector<std::pair<std::string, std::string>> vecCase = {
+        {"plain", R"("plain")"},
+        {"a\"b\\c\t\x01", R"("a\"b\\c\u0009\u0001")"},
+        {"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80", "\"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80\""},
+        {"\xC3", R"("\u00c3")"},
+        {"\xC0\xAF", R"("\u00c0\u00af")"},
+        {"\xED\xA0\x80", R"("\u00ed\u00a0\u0080")"},
+        {"\xF5\x80\x80\x80", R"("\u00f5\u0080\u0080\u0080")"}};
+    for (const auto& [strText, strExpected] : vecCase)
+        EXPECT_EQ(JsonText(strText), strExpected);
+}
+
+TEST(QualityOfState, FollowsTheWordsOfTheWriters)
+{
+    EXPECT_EQ(QualityOfState(0), 0);
+    EXPECT_EQ(QualityOfState(0x0080000000000000), 1);
+    EXPECT_EQ(QualityOfState(0x0100000000000000), 2);
+    EXPECT_EQ(QualityOfState(0x0080000000000001), 2);
+}
+} // namespace

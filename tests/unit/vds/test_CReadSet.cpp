@@ -1,0 +1,114 @@
+#include "vds/CReadSet.h"
+#include "vds/IsoTime.h"
+#include <gtest/gtest.h>
+
+namespace Link = Norvik::Energy::Kestrel::Link;
+
+namespace
+{
+const std::int64_t g_nSec = *TicksFromIso("2026-01-01T00:00:00Z");
+
+class CNoSource : public ISource
+{
+  public:
+    explicit CNoSource(std::int32_t p_nRate) : m_nRate(p_nRate) {}
+    const std::vector<unsigned long>& Ids() const override { return m_vecnId; }
+    std::int32_t Rate() const override { return m_nRate; }
+    bool Next(SSourceCycle&) override { return false; }
+    bool Rewind() override { return false; }
+
+  private:
+    const std::vector<unsigned long> m_vecnId = {1};
+    const std::int32_t m_nRate;
+};
+
+CReadSet MakeSet(std::int32_t p_nSourceRate, std::int32_t p_nRate)
+{
+    const CNoSource source(p_nSourceRate);
+    Link::StartSet start;
+    start.set_rate(p_nRate);
+    start.add_ids(1);
+    return {source, start, 4};
+}
+
+TEST(ActualRate, IsTheGreatestOneWhoseGridIsPartOfBothGrids)
+{
+    struct SCase
+    {
+        std::int32_t nSource, nRate;
+        std::int64_t nCycle_ms;
+        std::int32_t nExpected;
+    };
+    const std::vector<SCase> vecCase = {{50, 50, 0, 50}, {50, 25, 0, 25},  {50, 20, 0, 10},   {50, 60, 0, 10},
+                                        {25, 50, 0, 25}, {30, 1, 0, 1},    {60, 0, 16, 60},   {60, 0, 33, 30},
+                                        {60, 0, 83, 12}, {50, 0, 100, 10}, {50, 0, 1000, 1},  {50, 0, 5000, 1},
+                                        {50, 0, 17, 2},  {1, 50, 0, 1},    {-10, 50, 0, -10}, {50, 0, 1, 50}};
+    for (const SCase& c : vecCase)
+        EXPECT_EQ(ActualRate(c.nSource, c.nRate, c.nCycle_ms), c.nExpected)
+            << c.nSource << " " << c.nRate << " " << c.nCycle_ms;
+}
+
+TEST(CycleTime, IsTruncatedToMilliseconds)
+{
+    const std::vector<std::pair<std::int32_t, std::int64_t>> vecCase = {
+        {60, 16},  {50, 20}, {30, 33}, {25, 40}, {20, 50}, {15, 66},  {12, 83},
+        {10, 100}, {6, 166}, {5, 200}, {4, 250}, {3, 333}, {1, 1000}, {-10, 10000}};
+    for (const auto& [nRate, nCycle_ms] : vecCase)
+        EXPECT_EQ(CycleTime_ms(nRate), nCycle_ms) << nRate;
+}
+
+TEST(CReadSet, TakesTheCyclesOnItsGridAndStampsThatAreOnNoGrid)
+{
+    const CReadSet set = MakeSet(60, 30);
+    unsigned nTaken = 0;
+    for (std::int64_t i = 0; i < 60; ++i)
+        nTaken += set.Takes(g_nSec + GridTicks(i, 60)) ? 1U : 0U;
+    EXPECT_EQ(nTaken, 30U);
+    EXPECT_TRUE(set.Takes(g_nSec + 333333));
+    EXPECT_FALSE(set.Takes(g_nSec + 166667));
+    EXPECT_TRUE(set.Takes(g_nSec + 166668)) << "a fault of the stamps is passed on";
+    EXPECT_TRUE(set.Takes(-333333)) << "no stamp is out of range";
+}
+
+TEST(CReadSet, FullRateTakesEveryStamp)
+{
+    EXPECT_TRUE(MakeSet(50, 50).Takes(g_nSec + 17));
+    EXPECT_TRUE(MakeSet(-10, 50).Takes(g_nSec + 17));
+}
+
+TEST(CReadSet, CreditEndsWithTheWindowAndComesBackWithWhatHasBeenTaken)
+{
+    CReadSet set = MakeSet(50, 50);
+    CDeliveryTimes times;
+    SSourceCycle cycle;
+    const CReadSet::TTime tSent;
+    for (int i = 0; i < 4; ++i)
+    {
+        ASSERT_TRUE(set.HasCredit());
+        Link::Cycle message;
+        set.Fill(cycle, tSent, message);
+        EXPECT_EQ(message.seq(), static_cast<std::uint64_t>(i + 1));
+    }
+    EXPECT_FALSE(set.HasCredit());
+    set.Taken(2, tSent + std::chrono::milliseconds(3), times);
+    EXPECT_TRUE(set.HasCredit());
+    EXPECT_FALSE(set.AllTaken());
+    set.Taken(1000, tSent + std::chrono::milliseconds(8), times);
+    EXPECT_TRUE(set.AllTaken()) << "a number beyond the last cycle counts as the last";
+    EXPECT_EQ(times.Count(), 4U);
+    EXPECT_DOUBLE_EQ(times.Worst_ms(), 8.0);
+}
+
+TEST(CDeliveryTimes, NinetyNinePercentLieBelowWithinATenth)
+{
+    CDeliveryTimes times;
+    for (int i = 1; i <= 1000; ++i)
+        times.Add(std::chrono::microseconds(10 * i));
+    EXPECT_DOUBLE_EQ(times.Worst_ms(), 10.0);
+    EXPECT_GE(times.Percent99_ms(), 9.9);
+    EXPECT_LE(times.Percent99_ms(), 10.0);
+    times.Add(std::chrono::hours(10));
+    EXPECT_DOUBLE_EQ(times.Worst_ms(), 3.6e7);
+    EXPECT_LE(times.Percent99_ms(), 9.9 * 1.1);
+}
+} // namespace

@@ -1,0 +1,65 @@
+#include "vds/CommandLine.h"
+#include "vds/IsoTime.h"
+#include <gtest/gtest.h>
+
+namespace
+{
+std::string FaultOf(const std::vector<std::string>& p_vecstrArg)
+{
+    try
+    {
+        ParseVdsCommand(p_vecstrArg);
+    }
+    catch (const std::runtime_error& ex)
+    {
+        return ex.what();
+    }
+    return "";
+}
+
+TEST(ParseVdsCommand, TakesAllOptions)
+{
+    const SVdsCommand command = ParseVdsCommand({"-xml:a b.xml", "--replay", "r.csv", "--speed", "20", "--once",
+                                                 "--log-dir", "/tmp", "--listen", "0.0.0.0", "--start",
+                                                 "2026-03-05T10:00:00Z", "--state", "s.jsonl", "--log-measurements"});
+    EXPECT_EQ(command.strConfig, "a b.xml");
+    EXPECT_EQ(command.strSource, "r.csv");
+    EXPECT_TRUE(command.bReplay);
+    EXPECT_EQ(command.strListen, "0.0.0.0");
+    EXPECT_EQ(command.nStart, *TicksFromIso("2026-03-05T10:00:00Z"));
+    EXPECT_DOUBLE_EQ(command.options.fSpeed, 20.0);
+    EXPECT_TRUE(command.options.bOnce);
+    EXPECT_TRUE(command.options.bLogMeasurements);
+    EXPECT_EQ(command.options.strLogDir, "/tmp");
+    EXPECT_EQ(command.options.strStateFile, "s.jsonl");
+    EXPECT_FALSE(command.options.bLive);
+}
+
+TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
+{
+    EXPECT_TRUE(ParseVdsCommand({"-xml:a", "--simulate", "s"}).options.bLive);
+    EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--simulate", "s", "--speed", "max"}).options.bLive);
+    EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--replay", "s"}).options.bLive);
+}
+
+TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
+{
+    const std::vector<std::pair<std::vector<std::string>, std::string>> vecCase = {
+        {{"--replay", "r"}, "option '-xml:FILE' is missing"},
+        {{"-xml:a"}, "option '--simulate SCENARIO' or '--replay FILE.csv' is missing"},
+        {{"-xml:a", "--replay", "r", "--simulate", "s"},
+         "options '--simulate' and '--replay': expected one of them, once"},
+        {{"-xml:a", "--replay"}, "option '--replay': expected a value behind it"},
+        {{"-xml:a", "--fast"}, "option '--fast' is unknown"},
+        {{"-xml:a", "--speed", "0"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '0'"},
+        {{"-xml:a", "--speed", "2x"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '2x'"},
+        {{"-xml:a", "--replay", "r", "--start", "today"},
+         "option '--start': expected a time as 2026-03-05T10:00:00Z, got 'today'"},
+        {{"-xml:a", "--simulate", "s", "--start", "2026-03-05T10:00:00Z"},
+         "option '--start': expected with '--replay' only; a scenario names its own start"},
+        {{"-xml:a", "--replay", "r", "--log-dir", "/no/such"},
+         "option '--log-dir': '/no/such' is no directory: expected one that exists"}};
+    for (const auto& [vecstrArg, strFault] : vecCase)
+        EXPECT_EQ(FaultOf(vecstrArg), strFault);
+}
+} // namespace
