@@ -118,6 +118,9 @@ class Mode:
     events: list = field(default_factory=list)     # (data time, transition, key)
     writing: bool = False
 
+    def stop(self):
+        self.writing = False
+
     @property
     def label(self):
         return f"{self.low:.2f} to {self.high:.2f} Hz"
@@ -211,6 +214,12 @@ class Truth:
         inside = [(self.magnitude(mode.job, s, t), s) for s in self.swings if mode.low <= s.frequency <= mode.high]
         magnitude, swing = max(inside, key=lambda pair: pair[0], default=(0.0, None))
         return (swing, magnitude) if magnitude > 0.1 * mode.job.limits.magn_warn else None
+
+    def is_echo(self, mode, frequency, t):
+        """Whether a frequency is that of a swing that was there within the job's longest window."""
+        window = max(m.window for m in mode.job.modes)
+        return any(abs(frequency / s.frequency - 1) < 0.1 and self.swing_of(mode, past)
+                   for s in self.swings for past in range(max(0, math.floor(t - window)), math.ceil(t)))
 
     def is_suspended(self, job, t, window=0.0):
         """Whether a job waits for the end of a split, or for the samples of a window behind it."""
@@ -342,11 +351,15 @@ class Tail:
 
 
 class View:
-    EVERY = 5  # seconds of data between two lines of a mode
+    EVERY = 5   # seconds of data between two lines of a mode
+    BEHIND = 2  # seconds of data that the display stays behind, for the two logs to meet
 
     def __init__(self, truth):
         self.truth = truth
-        self.clock = 0.0
+        self.clock = 0.0     # data time that is shown
+        self.newest = 0.0    # data time that has been read
+        self.last = {}       # by virtual PMU: data time of its last values
+        self.waiting = []    # (data time, order within it, what to do)
         self.colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
         self.notes = sorted(self._notes(), key=lambda note: note[0])
 
@@ -382,6 +395,7 @@ class View:
             self.line(f"  {job.name:12} {kind} {' to '.join(job.ends[:2])}, limits "
                       f"{job.magnitude_text(limits.magn_warn)} and {job.magnitude_text(limits.magn_alarm)}, "
                       f"damping ratio {limits.damp_warn} and {limits.damp_alarm}")
+        self.line("  echo: the swing is over, but still in the longest window of the analysis")
         self.line()
         self.line(f"{'':5}  {'':12} {'':16} | {'frequency, Hz':>14} | {'magnitude':>21} | {'damping ratio':>16} | "
                   f"{'exposure':>12}")
@@ -404,13 +418,16 @@ class View:
         frequency, magnitude, damping, exposure = values
         seen = self.truth.swing_of(mode, t)
         true = ("-",) * 4
+        remark = "" if quality == 0 else f"  quality {quality}"
+        if not seen and self.truth.is_echo(mode, frequency, t):
+            remark += "  echo"
         if seen:
             ratio = seen[0].damping_at(t)
             true = (f"{seen[0].frequency:.3f}", mode.job.magnitude_text(seen[1]), f"{ratio:+.3f}",
                     f"{mode.job.limits.exposure(seen[1], ratio):.2f}")
         self.line(f"{self.stamp(t)}  {mode.job.name:12} {mode.label:16} | {frequency:6.3f}  {true[0]:>6} | "
                   f"{mode.job.magnitude_text(magnitude):>10} {true[1]:>10} | {damping:+7.3f}  {true[2]:>7} | "
-                  f"{exposure:5.2f}  {true[3]:>5}" + ("" if quality == 0 else f"  quality {quality}"))
+                  f"{exposure:5.2f}  {true[3]:>5}{remark}")
 
     def event(self, t, entry):
         mode = self.truth.mode_of_id.get(entry["elementId"]) if entry["key"] in EVENT_TEXT else None
@@ -418,34 +435,43 @@ class View:
         colour = "32" if transition == "DIS" else "31" if entry["key"] in (4203, 4204) else "33"
         if mode is not None:
             mode.events.append((t, transition, entry["key"]))
-            values = [filled_number(v) for v in entry["text"].partition("~")[2].split("|")]
-            text = (f"{EVENT_TEXT[entry['key']]:30} {mode.job.name} {mode.label}: {values[0]:.2f} Hz, "
-                    f"{mode.job.magnitude_text(values[1])}, {values[2]:+.3f}, {values[3]:.2f}")
+            text = f"{EVENT_TEXT[entry['key']]:30} {mode.job.name} {mode.label}"
+            if transition == "APP":  # a DIS repeats the values of its APP
+                values = [filled_number(v) for v in entry["text"].partition("~")[2].split("|")]
+                text += (f": {values[0]:.2f} Hz, {mode.job.magnitude_text(values[1])}, "
+                         f"{values[2]:+.3f}, {values[3]:.2f}")
         elif entry["key"] in ZONE_KEYS:
             text = f"{'Zones of the network':30} {entry['text']}"
         else:
             text = f"{OTHER_TEXT.get(entry['key'], 'Event %d' % entry['key']):30} {entry['text']}"
         self.line(self.paint(colour, f"{self.stamp(t)}  {transition} {text}"))
 
-    def take(self, channels, events):
-        """Shows a batch in the order of data time; events stand ahead of the values of the same pass."""
-        batch = []
+    def collect(self, channels, events):
+        """Takes what the logs have brought; the two files may be a little apart."""
         for entry in channels:
             mode = self.truth.mode_of_unit.get(entry["pmu"])
             if entry["op"] == "write":
-                batch.append((self.truth.seconds(entry["time"]), 1, mode, entry))
-            elif mode is not None and entry["op"] == "stop":
-                mode.writing = False
+                t = self.last[entry["pmu"]] = self.truth.seconds(entry["time"])
+                self.newest = max(self.newest, t)
+                if mode is not None:
+                    self.waiting.append((t, 1, lambda m=mode, e=entry, at=t: self.write(m, at, e["values"],
+                                                                                        e["quality"])))
+            elif entry["op"] == "stop" and mode is not None:
+                self.waiting.append((self.last.get(entry["pmu"], self.newest), 2, mode.stop))
         for entry in events:
             t = self.truth.seconds(entry["time"])
             # Events that the link stamped itself carry the time of day, not that of the data.
-            batch.append((t if 0 <= t <= self.truth.duration else self.clock, 0, None, entry))
-        for t, kind, mode, entry in sorted(batch, key=lambda item: item[:2]):
+            t = t if 0 <= t <= self.truth.duration else self.newest
+            self.waiting.append((t, 0, lambda e=entry, at=t: self.event(at, e)))
+
+    def show(self, until):
+        """Shows in the order of data time what lies before a time; events stand ahead of the values of their pass."""
+        self.waiting.sort(key=lambda item: item[:2])
+        while self.waiting and self.waiting[0][0] <= until:
+            t, _, action = self.waiting.pop(0)
             self.advance(t)
-            if kind == 0:
-                self.event(t, entry)
-            elif mode is not None:
-                self.write(mode, t, entry["values"], entry["quality"])
+            action()
+        self.advance(min(until, self.truth.duration))
 
     def verdict(self):
         self.line()
@@ -482,7 +508,8 @@ def main():
     done = False
     while not done:
         done = os.path.exists(args.done) or time.monotonic() > deadline
-        view.take(channels.read(), events.read())
+        view.collect(channels.read(), events.read())
+        view.show(math.inf if done else view.newest - View.BEHIND)
         if not done:
             time.sleep(0.1)
     channels.close()
