@@ -46,7 +46,7 @@ oma_layer(oma_job
     SOURCES job/CPmu job/CJob job/CJobOMA job/CJobOMA_Thread job/CJobOMA_Worker job/CJobOMA_ActValue
             job/CJobOMA_Assign job/CJobOMA_Files
             offline/CReadFileMeas
-    PUBLIC oma_modes Boost::thread)
+    PUBLIC oma_modes Boost::thread Boost::chrono)
 
 # Sessions on the server: samples and events in.
 oma_layer(oma_link
