@@ -1,0 +1,131 @@
+#include "SpectrumBench.h"
+#include "fake/CaptureTrace.h"
+#include "unit/job/ResultDir.h"
+
+namespace
+{
+using std::numbers::pi;
+
+struct FftTest : SpectrumBench
+{
+    CFFT fft{&m_trace};
+    CaptureTrace capture;
+};
+
+/// Two tones on channels 5 and 20 of 64 samples, and a mean.
+std::valarray<double> TwoTones()
+{
+    return Samples(
+        64, 1.0,
+        [](double i)
+        { return 7.0 + 3.0 * std::cos(g_fTwoPi * 5.0 * i / 64.0 + 0.5) + 2.0 * std::sin(g_fTwoPi * 20.0 * i / 64.0); });
+}
+} // namespace
+
+TEST_F(FftTest, SinusoidOnAChannelHasItsAmplitudeAndPhase)
+{
+    ASSERT_TRUE(fft.FFTbyMKL(TwoTones(), 0.02));
+    EXPECT_DOUBLE_EQ(fft.GetDeltaF(), 1.0 / (64 * 0.02));
+    ASSERT_EQ(fft.GetNoOfChannels(), 32U);
+    std::valarray<double> vecAmpl(32);
+    std::valarray<double> vecDegs(32);
+    ASSERT_TRUE(fft.RetrveAmpl(vecAmpl));
+    ASSERT_TRUE(fft.RetrveDegs(vecDegs));
+    for (std::size_t k = 0; k < 32; ++k)
+        EXPECT_NEAR(vecAmpl[k] / 32.0, k == 0 ? 14.0 : k == 5 ? 3.0 : k == 20 ? 2.0 : 0.0, 1e-13) << k;
+    EXPECT_NEAR(vecDegs[5], 0.5 * 180.0 / pi, 1e-10);
+    EXPECT_NEAR(vecDegs[20], -90.0, 1e-10);
+}
+
+TEST_F(FftTest, BandBackInTimeHasTheAmplitudeOfItsSinusoid)
+{
+    ASSERT_TRUE(fft.FFTbyMKL(TwoTones(), 0.02));
+    struct SBand
+    {
+        unsigned nLow;
+        unsigned nHigh;
+        double fMean;
+        double fFirst;
+        double fSecond;
+    };
+    // Limits inclusive; the one-sided DC channel counts as it is, a high channel of 0 stands for all.
+    for (const SBand& band : {SBand{5, 5, 0, 3, 0}, SBand{4, 6, 0, 3, 0}, SBand{6, 20, 0, 0, 2}, SBand{6, 19, 0, 0, 0},
+                              SBand{0, 31, 7, 3, 2}, SBand{9, 0, 7, 3, 2}, SBand{0, 1, 7, 0, 0}})
+    {
+        CFFT fftInverse(&m_trace);
+        ASSERT_TRUE(fftInverse.IFFTbyMKL(fft.GetData(), band.nLow, band.nHigh));
+        std::valarray<double> vecTime(64);
+        ASSERT_TRUE(fftInverse.RetrveTime(vecTime));
+        for (std::size_t i = 0; i < 64; ++i)
+        {
+            const double fAngle = g_fTwoPi * static_cast<double>(i) / 64.0;
+            EXPECT_NEAR(
+                vecTime[i],
+                band.fMean + band.fFirst * std::cos(5.0 * fAngle + 0.5) + band.fSecond * std::sin(20.0 * fAngle), 1e-13)
+                << band.nLow << " to " << band.nHigh;
+        }
+    }
+}
+
+TEST_F(FftTest, LengthIsPaddedButTheStepIsNot)
+{
+    ASSERT_TRUE(fft.FFTbyMKL(Samples(6, 1.0, [](double) { return 1.0; }), 0.5));
+    EXPECT_EQ(fft.GetNoOfChannels(), 4U);
+    EXPECT_DOUBLE_EQ(fft.GetDeltaF(), 1.0 / 3.0);
+    EXPECT_NEAR((*fft.GetData())[0].real(), 6.0, 1e-14);
+}
+
+TEST_F(FftTest, TooShortABlockIsRefused)
+{
+    for (const std::size_t nSamples : {0U, 1U})
+    {
+        CFFT fftNone(&m_trace);
+        EXPECT_FALSE(fftNone.FFTbyMKL(std::valarray<double>(nSamples), 0.02));
+        EXPECT_EQ(fftNone.GetData(), nullptr);
+    }
+    EXPECT_EQ(capture.Count("CFFT::FFTbyMKL():Invalid binary data size returned!"), 2U);
+}
+
+TEST_F(FftTest, InverseRefusesBandsOutsideTheChannels)
+{
+    const CFFT::VecComplex vecSpec(8);
+    EXPECT_TRUE(fft.IFFTbyMKL(&vecSpec, 7, 7));
+    EXPECT_FALSE(fft.IFFTbyMKL(&vecSpec, 7, 8));
+    EXPECT_TRUE(capture.Has("Upper peak channel higher last available channel"));
+    EXPECT_FALSE(fft.IFFTbyMKL(&vecSpec, 5, 4));
+    EXPECT_TRUE(capture.Has("Lower peak channel has higher value than upper peak channel"));
+    const CFFT::VecComplex vecNone;
+    EXPECT_FALSE(fft.IFFTbyMKL(&vecNone, 0, 0));
+    EXPECT_FALSE(fft.IFFTbyMKL(nullptr, 0, 0));
+    EXPECT_EQ(capture.Count("No input data"), 2U);
+}
+
+TEST_F(FftTest, NothingToRetrieveBeforeATransform)
+{
+    std::valarray<double> vecOut(4);
+    EXPECT_FALSE(fft.RetrveAmpl(vecOut) || fft.RetrveDegs(vecOut) || fft.RetrveTime(vecOut));
+    EXPECT_FALSE(fft.DataToFile(L"c:\\none.dat"));
+    EXPECT_EQ(capture.Count("Invalid 'm_pvecData' pointer"), 4U);
+}
+
+TEST_F(FftTest, ResultTextOnlyUnderItsSwitch)
+{
+    const std::valarray<double> vecData{1.0, -0.5};
+    ASSERT_TRUE(fft.FFTbyMKL(vecData, 1.0));
+    EXPECT_FALSE(capture.Has("FFT results"));
+    g_vecbTraceData[8] = true;
+    ASSERT_TRUE(fft.FFTbyMKL(vecData, 1.0));
+    EXPECT_TRUE(capture.Has("FFT results: \n   0: 000.500\n   1: 000.000\n"));
+}
+
+TEST_F(FftTest, FileHasOneLineAChannel)
+{
+    const CResultDir dir;
+    // X(0) = 10, X(1) = 2i, the first padded: log10(100), log10(4), -90 degrees for the sine.
+    ASSERT_TRUE(fft.FFTbyMKL({2.5, 3.5, 2.5, 1.5}, 1.0));
+    ASSERT_TRUE(fft.DataToFile(L"c:\\OMA_J_FFT.dat"));
+    EXPECT_EQ(dir.Text("OMA_J_FFT.dat"), "  1:    magn =      2.000    phas =    0.000\n"
+                                         "  2:    magn =      0.602    phas =  -90.000\n");
+    EXPECT_FALSE(fft.DataToFile(L"c:\\no_such_folder\\x.dat"));
+    EXPECT_TRUE(capture.Has("Cannot create FFT data file"));
+}

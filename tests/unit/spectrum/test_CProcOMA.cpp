@@ -1,0 +1,290 @@
+#include "SpectrumBench.h"
+#include "fake/CaptureTrace.h"
+#include "unit/job/ResultDir.h"
+
+namespace
+{
+constexpr double g_fStep_s = 0.02;
+
+/// One swing: amplitude at the start, frequency, damping ratio (negative: decaying).
+struct SSwing
+{
+    double fAmpl;
+    double fFreq_Hz;
+    double fDamp;
+
+    double Rate() const { return g_fTwoPi * fFreq_Hz * fDamp / std::sqrt(1.0 - fDamp * fDamp); }
+    double At(double p_fTime_s) const
+    {
+        return fAmpl * std::exp(Rate() * p_fTime_s) * std::sin(g_fTwoPi * fFreq_Hz * p_fTime_s);
+    }
+};
+
+/// 2048 samples of 0.02 s: 40.96 s, 0.0244 Hz a channel, band up to 0.8 Hz.
+struct ProcOmaTest : SpectrumBench
+{
+    static constexpr std::uint32_t s_nSamples = 2048;
+    ProcOmaTest() { MakeProc(s_nSamples, 0.8, g_fStep_s); }
+    /// Swings on a mean of 5000, with noise.
+    void FeedSwings(const std::vector<SSwing>& p_vecSwing, double p_fNoise = 1.0)
+    {
+        std::mt19937 engine(7);
+        std::normal_distribution<double> dist(0.0, p_fNoise);
+        Feed(Samples(s_nSamples, g_fStep_s,
+                     [&](double t)
+                     {
+                         double fValue = 5000.0 + dist(engine);
+                         for (const SSwing& swing : p_vecSwing)
+                             fValue += swing.At(t);
+                         return fValue;
+                     }));
+    }
+    CaptureTrace capture;
+};
+} // namespace
+
+TEST_F(ProcOmaTest, SteadySwingInNoiseGivesItsFrequencyMagnitudeAndDamping)
+{
+    // On channels: the band's signal is periodic in the block, so that its end is as good as its middle.
+    for (const unsigned nChan : {9U, 18U, 31U})
+    {
+        m_deqMeas.Clear();
+        const SSwing swing{100.0 + nChan, nChan / (s_nSamples * g_fStep_s), 0.0};
+        FeedSwings({swing});
+        const CProcOMA::VecPeak vecpPeak = Run(0.8);
+        ASSERT_EQ(vecpPeak.size(), 1U);
+        const CPeakOMA& peak = *vecpPeak[0];
+        EXPECT_NEAR(peak.GetFreq(), swing.fFreq_Hz, 0.0025) << "a tenth of a channel";
+        EXPECT_NEAR(peak.GetMagn(), swing.fAmpl, 0.02 * swing.fAmpl);
+        EXPECT_NEAR(peak.GetDamp(), 0.0, 0.002);
+        EXPECT_NEAR(peak.GetAmpl(), swing.fAmpl, 0.05 * swing.fAmpl);
+        EXPECT_EQ(peak.m_eReso, MR);
+        EXPECT_EQ(peak.GetGridQual(), 1);
+    }
+}
+
+TEST_F(ProcOmaTest, DecayingSwingCarriesItsSign)
+{
+    FeedSwings({{900.0, 0.43, -0.02}});
+    const CProcOMA::VecPeak vecpPeak = Run(0.8);
+    ASSERT_EQ(vecpPeak.size(), 1U);
+    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.43, 0.012) << "half a channel";
+    EXPECT_LT(vecpPeak[0]->GetDamp(), -0.005);
+    EXPECT_EQ(vecpPeak[0]->GetNegDamp(), 1.0);
+}
+
+TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
+{
+    for (const double fDampWant : {-0.02, -0.005, 0.01})
+    {
+        const SSwing swing{400.0, 0.43, fDampWant};
+        std::mt19937 engine(11);
+        std::normal_distribution<double> dist(0.0, 1.0);
+        CFFT fft(&m_trace);
+        ASSERT_TRUE(fft.FFTbyMKL(Samples(s_nSamples, g_fStep_s, [&](double t) { return swing.At(t) + dist(engine); }),
+                                 g_fStep_s));
+        std::valarray<double> vecTime(s_nSamples);
+        double fMagn = -1.0;
+        double fDamp = 0.0;
+        // Channels 1 to 170: up to ten times the frequency; the noise of 1 is left at a tenth of the samples.
+        ASSERT_TRUE(m_pProc->DampFromTimeData(1, 170, &fft, swing.fFreq_Hz, &vecTime, &fMagn, &fDamp));
+        EXPECT_NEAR(fDamp, fDampWant, 0.003);
+        const double fEnd = swing.fAmpl * std::exp(swing.Rate() * s_nSamples * g_fStep_s);
+        EXPECT_NEAR(fMagn, fEnd, 0.1 * fEnd) << "the newest swing ends at most one cycle before the block";
+    }
+}
+
+TEST_F(ProcOmaTest, PeaksComeInFallingOrderOfHeight)
+{
+    FeedSwings({{70.0, 0.25, -0.001}, {160.0, 0.45, -0.001}, {110.0, 0.65, -0.001}});
+    const CProcOMA::VecPeak vecpPeak = Run(0.8);
+    ASSERT_EQ(vecpPeak.size(), 3U);
+    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.45, 0.012) << "half a channel: the tones lean on each other";
+    EXPECT_NEAR(vecpPeak[1]->GetFreq(), 0.65, 0.012);
+    EXPECT_NEAR(vecpPeak[2]->GetFreq(), 0.25, 0.012);
+}
+
+TEST_F(ProcOmaTest, AtMostFourTurns)
+{
+    FeedSwings({{160.0, 0.2, 0}, {150.0, 0.33, 0}, {140.0, 0.46, 0}, {130.0, 0.59, 0}, {120.0, 0.72, 0}});
+    EXPECT_EQ(Run(0.8).size(), 4U);
+}
+
+TEST_F(ProcOmaTest, NormalisedSpectrumOfTheLastRun)
+{
+    const double fFreq_Hz = 20.0 / (s_nSamples * g_fStep_s);
+    Feed(Samples(s_nSamples, g_fStep_s, [&](double t) { return 120.0 * std::sin(g_fTwoPi * fFreq_Hz * t); }));
+    EXPECT_TRUE(Run(0.8).empty()) << "a clean sinusoid on a channel has no flanks";
+    EXPECT_DOUBLE_EQ(m_pProc->GetFreqStep(), 1.0 / (s_nSamples * g_fStep_s));
+    ASSERT_EQ(m_pProc->GetAmpl().size(), s_nSamples / 2);
+    EXPECT_NEAR(m_pProc->GetAmpl()[20], 120.0, 1e-9);
+    EXPECT_NEAR(m_pProc->GetDegs()[20], -90.0, 1e-9);
+}
+
+TEST_F(ProcOmaTest, TooFewSamplesGiveNoPeakAndNoLine)
+{
+    Feed(std::valarray<double>(1.0, s_nSamples - 1));
+    EXPECT_TRUE(Run(0.8).empty());
+    EXPECT_TRUE(capture.Lines().empty());
+    EXPECT_EQ(m_pProc->GetAmpl().size(), 0U);
+    g_vecbTraceData[7] = true;
+    Run(0.8);
+    EXPECT_TRUE(capture.Has("Begin 'Run'"));
+    EXPECT_FALSE(capture.Has("Apply FFT"));
+    EXPECT_TRUE(capture.Has("Peak Detection Done, #PEAKS=0"));
+}
+
+TEST_F(ProcOmaTest, PeakAboveTheMaximumCostsATurnOnly)
+{
+    FeedSwings({{160.0, 0.65, 0}, {110.0, 0.3, 0}});
+    const CProcOMA::VecPeak vecpPeak = Run(0.5);
+    ASSERT_EQ(vecpPeak.size(), 1U);
+    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.3, 0.012);
+    EXPECT_EQ(capture.Count("CProcOMA::Run():Peak freq. [0.6"), 1U);
+    EXPECT_TRUE(capture.Has("Hz] above max. freq. [0.500000]!"));
+}
+
+TEST_F(ProcOmaTest, MagnitudeBelowTheFloorEndsTheSearch)
+{
+    // 30 is found (0.2 of the limit of 100, weighted) but not reported (0.4 of it).
+    FeedSwings({{30.0, 0.4, 0}}, 0.1);
+    g_vecbTraceData[4] = g_vecbTraceData[3] = true;
+    EXPECT_TRUE(Run(0.8).empty());
+    EXPECT_TRUE(capture.Has("Peak at f[Hz]=0.4"));
+    EXPECT_TRUE(capture.Has("] below thresh. [40.000000]"));
+    FeedSwings({{3.0, 0.4, 0}}, 0.1);
+    capture.Clear();
+    EXPECT_TRUE(Run(0.8).empty());
+    EXPECT_FALSE(capture.Has("Peak at f[Hz]=")) << "not even searched";
+}
+
+TEST_F(ProcOmaTest, SlowDriftInTheLowChannelsIsNotSearched)
+{
+    // Channel 1 holds a drift ten times as high as the swing.
+    FeedSwings({{120.0, 0.4, 0}, {1200.0, 0.025, 0}});
+    m_pSpec = std::make_unique<CSpec>(true, MR, s_nSamples, 0.2, 8.0, 1, &m_trace); // excludes 4 % of 8 Hz: 14 channels
+    m_pProc = std::make_unique<CProcOMA>(&m_deqMeas, m_pSpec.get(), &m_doe, &m_trace);
+    m_pProc->SetDeltaT(g_fStep_s);
+    const CProcOMA::VecPeak vecpPeak = Run(8.0);
+    ASSERT_GE(vecpPeak.size(), 1U);
+    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.4, 0.01);
+}
+
+TEST_F(ProcOmaTest, LorentzianFitTakesTheLeastSquaresResultFurther)
+{
+    FeedSwings({{160.0, 0.43, -0.001}});
+    const CProcOMA::VecPeak vecpPeakLSQ = Run(0.8, 1);
+    const CProcOMA::VecPeak vecpPeakLMA = Run(0.8, 2);
+    ASSERT_EQ(vecpPeakLSQ.size(), 1U);
+    ASSERT_EQ(vecpPeakLMA.size(), 1U);
+    EXPECT_NE(vecpPeakLMA[0]->GetFWHM(), vecpPeakLSQ[0]->GetFWHM());
+    EXPECT_NEAR(vecpPeakLMA[0]->GetFreq(), 0.43, 0.012);
+}
+
+TEST_F(ProcOmaTest, TraceComparesBothRatiosAndTheCorrection)
+{
+    Options({L"-dampcorr:0.5"});
+    FeedSwings({{160.0, 0.43, -0.001}});
+    g_bTraceDataAll = true;
+    const CProcOMA::VecPeak vecpPeak = Run(0.8);
+    ASSERT_EQ(vecpPeak.size(), 1U);
+    EXPECT_EQ(vecpPeak[0]->GetDampCorr(), 0.5);
+    const double fQ = 2.0 * vecpPeak[0]->GetFreq() / vecpPeak[0]->GetFWHM();
+    EXPECT_TRUE(capture.Has("Damp.ratio from TIME (applied): " + DoubleAsText(vecpPeak[0]->GetDamp()) +
+                            ", damp.ratio from FREQ (info only): " + DoubleAsText(-0.5 / std::sqrt(fQ * fQ + 1.0))));
+}
+
+TEST_F(ProcOmaTest, WhatIsMissingEndsTheRunWithItsLine)
+{
+    FeedSwings({{160.0, 0.43, 0}});
+    m_pProc->SetDeltaT(0.0);
+    EXPECT_TRUE(Run(0.8).empty());
+    EXPECT_TRUE(capture.Has("CProcOMA::Run():Calc. of max.freq.value failed!"));
+    m_pSpec = std::make_unique<CSpec>(true, MR, s_nSamples, 0.2, 900.0, 1, &m_trace);
+    m_pProc = std::make_unique<CProcOMA>(&m_deqMeas, m_pSpec.get(), &m_doe, &m_trace);
+    m_pProc->SetDeltaT(g_fStep_s);
+    EXPECT_TRUE(Run(900.0).empty());
+    EXPECT_TRUE(capture.Has("Insufficient spec.ampl. buf.size: 1475!"));
+    for (const std::uint32_t nSamples : {0U, 1U})
+    {
+        MakeProc(nSamples, 0.8, g_fStep_s);
+        EXPECT_TRUE(Run(0.8).empty());
+    }
+    EXPECT_EQ(capture.Count("CProcOMA::Run():FFT error!"), 2U);
+    MakeProc(s_nSamples, 0.8, g_fStep_s);
+    const CDOE doeNone(nullptr, nullptr);
+    CProcOMA::VecPeak vecpPeak;
+    for (const CDOE* const pDOE : {&doeNone, static_cast<const CDOE*>(nullptr)})
+    {
+        CProcOMA proc(&m_deqMeas, m_pSpec.get(), pDOE, &m_trace);
+        proc.SetDeltaT(g_fStep_s);
+        EXPECT_TRUE(proc.Run(0.8, L"", L"", 1, 0, &vecpPeak));
+    }
+    EXPECT_TRUE(vecpPeak.empty());
+    EXPECT_TRUE(capture.Has("CProcOMA::Run():Invalid Pointer: pvecLimitMagn!"));
+    EXPECT_TRUE(capture.Has("CProcOMA::Run():Invalid Pointer: m_pDOE!"));
+}
+
+TEST_F(ProcOmaTest, SamplesThatAreNoNumbersAreBorne)
+{
+    FeedSwings({{160.0, 0.43, 0}});
+    m_deqMeas.Append({std::numeric_limits<double>::quiet_NaN(), eQualInvalid});
+    EXPECT_TRUE(Run(0.8, 2).empty());
+    m_deqMeas.Clear();
+    FeedSwings({{1e300, 0.43, 0}, {1e-300, 0.1, 0}});
+    Run(0.8, 2);
+}
+
+TEST_F(ProcOmaTest, ExtendedDataFileOfARunWithoutPeaks)
+{
+    const CResultDir dir;
+    Options({L"-file:psm"});
+    MakeProc(8, 1.0, 0.5);
+    Feed({0, 8, 0, 0, 0, 0, 0, 0}); // height 2 in all channels, 45 degrees from one to the next
+    EXPECT_TRUE(Run(1.0, 1, {}, L"c:\\OMA_J_PsmExt.dat").empty());
+    const std::string strZero = "      0.000";
+    EXPECT_EQ(dir.Text("OMA_J_PsmExt.dat"), "TimeStep   0.500\n"
+                                            "TimeData      8" +
+                                                strZero + "      8.000" + strZero + strZero + strZero + strZero +
+                                                strZero + strZero +
+                                                "\n"
+                                                "FreqStep       0.250\n"
+                                                "Magn          4      2.000      2.000      2.000      2.000\n"
+                                                "Degs          4" +
+                                                strZero +
+                                                "    -45.000    -90.000   -135.000\n"
+                                                "SearchBuf     4" +
+                                                strZero + "     -2.000     -2.000     -2.000\n");
+}
+
+TEST_F(ProcOmaTest, ExtendedDataFileOfARunWithOnePeak)
+{
+    const CResultDir dir;
+    Options({L"-file:psm"});
+    FeedSwings({{160.0, 0.43, -0.001}});
+    const CProcOMA::VecPeak vecpPeak = Run(0.8, 1, L"c:\\FFT.dat", L"c:\\Psm.dat");
+    ASSERT_EQ(vecpPeak.size(), 1U);
+    const CPeakOMA& peak = *vecpPeak[0];
+    std::istringstream stream(dir.Text("Psm.dat"));
+    std::vector<std::string> vecstrName;
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        vecstrName.push_back(strLine.substr(0, 10));
+        if (!strLine.starts_with("PeakPars"))
+            continue;
+        // The ratio of the width stands without its sign here.
+        const double fQ = 2.0 * peak.GetFreq() / peak.GetFWHM();
+        char szWant[80];
+        std::snprintf(szWant, sizeof szWant, "PeakPars 1%10.3f%10.3f%10.3f%10.3f", peak.GetFreq(), peak.GetAmpl(),
+                      peak.GetFWHM(), 1.0 / std::sqrt(fQ * fQ + 1.0));
+        EXPECT_EQ(strLine, szWant);
+    }
+    EXPECT_EQ(vecstrName,
+              (std::vector<std::string>{"TimeStep  ", "TimeData  ", "FreqStep  ", "Magn      ", "Degs      ",
+                                        "SearchBuf ", "Peak1     ", "IFFT1     ", "PeakPars 1", "SearchBuf "}));
+    EXPECT_TRUE(dir.Has("FFT.dat"));
+    Run(0.8, 1, L"c:\\none\\FFT.dat", {});
+    EXPECT_TRUE(capture.Has("Error writing FFT data"));
+    EXPECT_EQ(Run(0.8, 1, {}, L"c:\\none\\Psm.dat").size(), 1U) << "goes on without the file";
+    EXPECT_TRUE(capture.Has("Cannot open TUI input file"));
+}

@@ -1,0 +1,164 @@
+#include "SpectrumBench.h"
+#include "fake/CaptureTrace.h"
+#include "spectrum/CMathBAS.h"
+
+namespace
+{
+constexpr double g_fStep_s = 0.1;
+constexpr double g_fFreq_Hz = 1.25; ///< of half cycles of four samples at 0.1 s
+constexpr double g_fHalf_s = 0.4;
+
+struct Damping : SpectrumBench
+{
+    CaptureTrace capture;
+    std::valarray<double> vecTime = std::valarray<double>(64);
+    double fMagn = -1.0;
+    double fDamp = 77.0;
+
+    /// Half cycles of the given heights, four samples each with one extreme, by turns up and down, between two open ones.
+    /// The shape has neither mean nor a part in the channel that a spectrum drops, so it comes back as it is.
+    bool Evaluate(const std::vector<double>& p_vecfHeight)
+    {
+        std::vector<double> vecSample;
+        double fSign = 1.0;
+        for (const double fHeight : p_vecfHeight)
+        {
+            for (const double fPlace : {0.5, 1.0, 0.75, 0.25})
+                vecSample.push_back(fSign * fPlace * fHeight);
+            fSign = -fSign;
+        }
+        const std::size_t nTail = 4;
+        const double fTail = fSign > 0.0 ? 10.0 : -0.01;
+        const std::size_t nHead = 64 - nTail - vecSample.size();
+        vecSample.insert(vecSample.end(), nTail, fTail);
+        double fSum = 0.0;
+        for (const double fValue : vecSample)
+            fSum += fValue;
+        EXPECT_GT(fSum, 0.0);
+        vecSample.insert(vecSample.begin(), nHead, -fSum / static_cast<double>(nHead));
+        return EvaluateBlock({vecSample.data(), 64});
+    }
+    bool EvaluateBlock(const std::valarray<double>& p_vecSample)
+    {
+        MakeProc(64, 2.0, g_fStep_s);
+        CFFT fft(&m_trace);
+        EXPECT_TRUE(fft.FFTbyMKL(p_vecSample, g_fStep_s));
+        fMagn = -1.0;
+        fDamp = 77.0;
+        return m_pProc->DampFromTimeData(0, 0, &fft, g_fFreq_Hz, &vecTime, &fMagn, &fDamp);
+    }
+    /// Ratio of a decay by p_fFactor from one half cycle to the next.
+    static double RatioOf(double p_fFactor)
+    {
+        const double fRate = std::log(p_fFactor) / g_fHalf_s;
+        return fRate / std::hypot(g_fTwoPi * g_fFreq_Hz, fRate);
+    }
+    /// Heights that fall by p_fFactor, behind others.
+    static std::vector<double> Falling(std::vector<double> p_vecfBefore, unsigned p_nCount, double p_fFactor)
+    {
+        double fHeight = 10.0;
+        for (unsigned i = 0; i < p_nCount; ++i, fHeight *= p_fFactor)
+            p_vecfBefore.push_back(fHeight);
+        return p_vecfBefore;
+    }
+};
+} // namespace
+
+TEST(CMathBAS, RateBetweenTwoValuesOfTheEnvelope)
+{
+    CTraceOMA trace("MATH");
+    const CaptureTrace capture;
+    double fAtten = 0.0;
+    ASSERT_TRUE(CMathBAS::Atten(2.0, 1.0, 0.5, &trace, &fAtten));
+    EXPECT_DOUBLE_EQ(fAtten, -2.0 * std::log(2.0));
+    ASSERT_TRUE(CMathBAS::Atten(1.0, 2.0, 0.5, nullptr, &fAtten));
+    EXPECT_DOUBLE_EQ(fAtten, 2.0 * std::log(2.0));
+    EXPECT_FALSE(CMathBAS::Atten(0.0, 1.0, 0.5, &trace, &fAtten));
+    EXPECT_TRUE(capture.Has("CMathBAS::Atten(): Invalid #p_fData_1st# value: 0.000000!"));
+    EXPECT_FALSE(CMathBAS::Atten(1.0, 1.0, 0.0, &trace, &fAtten));
+    EXPECT_TRUE(capture.Has("CMathBAS::Atten(): Invalid #p_fDelta_s# value: 0.000000!"));
+    EXPECT_TRUE(CMathBAS::Atten(1.0, 0.0, 0.5, &trace, &fAtten));
+    EXPECT_TRUE(std::isinf(fAtten) && fAtten < 0.0);
+}
+
+TEST_F(Damping, TooFewHalfCycles)
+{
+    EXPECT_FALSE(EvaluateBlock(Samples(64, 1.0, [](double) { return 3.0; })));
+    EXPECT_EQ(capture.Count("CProcOMA:: DampFromTimeData():No max. found!"), 1U) << "no crossing";
+    EXPECT_FALSE(EvaluateBlock(Samples(64, 1.0, [](double i) { return i < 32.0 ? 3.0 : -3.0; })));
+    EXPECT_EQ(capture.Count("No max. found"), 2U) << "one crossing";
+    EXPECT_FALSE(Evaluate({5.0}));
+    EXPECT_EQ(capture.Count("Too few data"), 1U) << "two crossings";
+    EXPECT_DOUBLE_EQ(fMagn, -1.0);
+    EXPECT_DOUBLE_EQ(fDamp, 77.0);
+}
+
+TEST_F(Damping, TwoHalfCyclesAreComparedDirectly)
+{
+    ASSERT_TRUE(Evaluate({10.0, 8.0}));
+    EXPECT_NEAR(fMagn, 9.0, 1e-12);
+    EXPECT_NEAR(fDamp, RatioOf(0.8), 1e-12);
+    ASSERT_TRUE(Evaluate({10.0, 9.5}));
+    EXPECT_NEAR(fDamp, RatioOf(0.95), 1e-12);
+}
+
+TEST_F(Damping, ThreeHalfCyclesGiveTwoSwings)
+{
+    // Swings of 17 and 13, one half cycle apart.
+    ASSERT_TRUE(Evaluate({10.0, 7.0, 6.0}));
+    EXPECT_NEAR(fMagn, 6.5, 1e-12);
+    EXPECT_NEAR(fDamp, RatioOf(13.0 / 17.0), 1e-12);
+}
+
+TEST_F(Damping, SeriesAveragesTheRatesOfTheNewestHalfCycles)
+{
+    struct SCase
+    {
+        const char* pszWhat;
+        std::vector<double> vecfBefore; ///< must have no influence
+        unsigned nCount;
+        std::vector<std::wstring> vecArg;
+    };
+    const SCase vecCase[] = {
+        {"four, all of them", {}, 4, {}},
+        {"eight, all of them", {}, 8, {}},
+        {"newest 8 of 9: the series begins in the second list", {70.0}, 8, {}},
+        {"newest 8 of 10", {70.0, 3.0}, 8, {}},
+        {"-nmaxhs: newest 4 of 10", {90.0, 2.0, 50.0, 3.0, 40.0, 6.0}, 4, {L"-nmaxhs:4"}},
+        {"-nmaxhs: newest 4 of 9", {90.0, 2.0, 50.0, 3.0, 40.0}, 4, {L"-nmaxhs:4"}},
+        {"-nmaxhs: more than there are", {}, 10, {L"-nmaxhs:40"}},
+    };
+    for (const SCase& test : vecCase)
+        for (const double fFactor : {0.9, 0.97, 1.05})
+        {
+            if (!test.vecArg.empty())
+                Options(test.vecArg);
+            ASSERT_TRUE(Evaluate(Falling(test.vecfBefore, test.nCount, fFactor))) << test.pszWhat;
+            EXPECT_NEAR(fDamp, RatioOf(fFactor), 1e-12) << test.pszWhat;
+            const double fLast = 10.0 * std::pow(fFactor, test.nCount - 1);
+            EXPECT_NEAR(fMagn, 0.5 * (fLast + fLast / fFactor), 1e-12) << test.pszWhat;
+            g_pShell.reset();
+        }
+}
+
+TEST_F(Damping, OneValueFromTheNewestIsAStepAheadOfTheWindow)
+{
+    // One old half cycle too many in the window changes the ratio: the count of the window is exact.
+    ASSERT_TRUE(Evaluate(Falling({70.0}, 7, 0.9)));
+    EXPECT_GT(std::abs(fDamp - RatioOf(0.9)), 0.01);
+}
+
+TEST_F(Damping, SwingOfConstantHeightHasARatioOfZero)
+{
+    ASSERT_TRUE(Evaluate(Falling({}, 7, 1.0)));
+    EXPECT_NEAR(fDamp, 0.0, 1e-12);
+    EXPECT_NEAR(fMagn, 10.0, 1e-12);
+}
+
+TEST_F(Damping, MeanIsTakenOffTheTimeSignal)
+{
+    EvaluateBlock(
+        Samples(64, g_fStep_s, [](double t) { return 500.0 + 3.0 * std::sin(g_fTwoPi * g_fFreq_Hz * t + 0.3); }));
+    EXPECT_NEAR(vecTime.sum(), 0.0, 1e-10);
+    EXPECT_NEAR(vecTime[0], 3.0 * std::sin(0.3), 1e-12);
+}
