@@ -118,6 +118,7 @@ void CJobOMA::OnStart(SThread& r_thread)
 {
     StopModes();
     r_thread.bStopped = false;
+    m_bStartDone = true;
     ReStartWrite();
 }
 
@@ -200,7 +201,8 @@ bool CJobOMA::ReStartWrite()
         Sleep(g_nPollConnect_ms);
     }
     const bool bConnected = nPolls < g_nPollsConnect;
-    if (bConnected && !pCB->DoStart(m_pActTime.get()))
+    // The writer may have started by itself when its connection came, while this waited for it.
+    if (bConnected && !pCB->IsStarted() && !pCB->DoStart(m_pActTime.get()))
     {
         pCB->DoStop(m_pActTime.get());
         return false;

@@ -190,7 +190,17 @@ bool CVdsCbOMA::OnReqCycle(unsigned long p_lCycle_ms)
     if (!CreateVdsOutMeasForAllJobs())
         return false;
     NotifyAllJobs(eJobEventStart);
+    WaitForAllJobsStarted();
     return true;
+}
+
+/// The first sample comes after this status: a job that empties its queue later than that would lose the samples in
+/// between, and a replay as fast as it goes would not repeat itself. Bounded like the wait for a pass.
+void CVdsCbOMA::WaitForAllJobsStarted() const
+{
+    for (const auto& pJob : *m_pvecpJob)
+        if (pJob && pJob->HasThread())
+            PollUntil([this, &pJob] { return m_bStop || pJob->m_bStartDone; }, g_nPassesWorker, g_nWaitWorker_ms);
 }
 
 bool CVdsCbOMA::SetCycleOfAllJobs(double p_fCycle_s)
@@ -257,8 +267,12 @@ void CVdsCbOMA::NotifyAllJobs(unsigned p_nIndex)
         }
         if (!pJob->HasThread())
             continue;
-        if (const HANDLE hOMA = HandleOf(*pJob, p_nIndex))
-            SetEvent(hOMA);
+        const HANDLE hOMA = HandleOf(*pJob, p_nIndex);
+        if (!hOMA)
+            continue;
+        if (p_nIndex == eJobEventStart)
+            pJob->m_bStartDone = false;
+        SetEvent(hOMA);
     }
 }
 

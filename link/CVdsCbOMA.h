@@ -41,6 +41,7 @@ class CVdsCbOMA : public CVdsCb
     bool SetCycleOfAllJobs(double p_fCycle_s);
     bool CreateVdsOutMeasForAllJobs();
     void NotifyAllJobs(unsigned p_nIndex);
+    void WaitForAllJobsStarted() const;
 
     // ---- one measurement cycle ----
     /// @return false if the cycle is to be dropped.

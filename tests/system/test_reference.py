@@ -20,7 +20,7 @@ class Reference(SystemTest):
         return job["job"], self.events(), self.channels()
 
     def expected(self, name):
-        return [json.loads(line) for line in open(DATA / "reference" / f"{name}.expected.jsonl")]
+        return read_jsonl(DATA / "reference" / f"{name}.expected.jsonl")
 
     def check(self, name):
         job, events, channels = self.play(name)
