@@ -1,0 +1,180 @@
+#include "fake/CaptureTrace.h"
+#include "modes/CDOE.h"
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace
+{
+constexpr double g_fNaN = std::numeric_limits<double>::quiet_NaN();
+
+struct DoeTest : testing::Test
+{
+    static CDOE Make(CDOE::VecLimit p_vecMagn, CDOE::VecLimit p_vecDamp)
+    {
+        return {std::make_unique<CDOE::VecLimit>(std::move(p_vecMagn)),
+                std::make_unique<CDOE::VecLimit>(std::move(p_vecDamp))};
+    }
+    CTraceOMA trace{"DOE"};
+    CaptureTrace capture;
+    CDOE doe = Make({100.0, 200.0}, {-0.1, -0.05});
+    double fDOE = -7.0;
+};
+} // namespace
+
+TEST_F(DoeTest, EachCellHasItsLevelAndTheFractionItsPlace)
+{
+    struct SCase
+    {
+        double fMagn;
+        double fDamp;
+        double fWant;
+    };
+    // Half way in both factors everywhere; above the alarm limit half way is 400 W, without damping 0.05.
+    const SCase vecCase[] = {{50, -0.2, 0.25},
+                             {50, -0.075, 2.25},
+                             {50, -0.025, 4.25},
+                             {50, 0.05, 6.25},
+                             {150, -0.2, 1.25},
+                             {150, -0.075, 5.25},
+                             {150, -0.025, 8.25},
+                             {150, 0.05, 9.25},
+                             {400, -0.2, 3.25},
+                             {400, -0.075, 7.25},
+                             {400, -0.025, 10.25},
+                             {400, 0.05, 11.25},
+                             // Quarters, to tell the factors apart, and the limits of damping, which belong above.
+                             {25, -0.4, 0.0625},
+                             {125, -0.2, 1.125},
+                             {150, -0.0625, 5.375},
+                             {800, 0.15, 11.5625},
+                             {150, -0.1, 5.0},
+                             {150, -0.05, 8.0},
+                             {400, 0.0, 11.0},
+                             {1e300, 1e-9, 11.0}};
+    for (const SCase& test : vecCase)
+    {
+        EXPECT_TRUE(doe.Calc(test.fMagn, test.fDamp, &trace, fDOE)) << test.fMagn << " " << test.fDamp;
+        EXPECT_NEAR(fDOE, test.fWant, 1e-7) << test.fMagn << " " << test.fDamp;
+    }
+    EXPECT_TRUE(capture.Lines().empty());
+}
+
+TEST_F(DoeTest, MagnitudeOnALimitHasNoDoe)
+{
+    struct SCase
+    {
+        double fMagn;
+        double fDamp;
+        const char* pszWant;
+    };
+    const SCase vecCase[] = {
+        {100, -0.2,
+         "DOE [1.000000] does not reflect damp.ratio [-0.200000] below warn.limit [-0.100000] and magn. below "
+         "warn.limit!"},
+        {200, -0.2,
+         "DOE [3.000000] does not reflect damp.ratio [-0.200000] below warn.limit [-0.100000] and magn. between warn. "
+         "and alarm limit!"},
+        {100, -0.075, "DOE [5.000000] does not reflect damp.ratio [-0.075000] being below  alarm limit [-0.050000]!"},
+        {200, -0.025, "DOE [10.000000] does not reflect damp.ratio [-0.025000] being below 0!"},
+        {200, 0.05, "DOE [11.000000] does not reflect damp.ratio [0.050000] of signal below magn. alarm limit!"},
+    };
+    for (const SCase& test : vecCase)
+    {
+        EXPECT_FALSE(doe.Calc(test.fMagn, test.fDamp, &trace, fDOE));
+        EXPECT_TRUE(capture.Has(std::string("CDOE::CheckDoeVsDamp():") + test.pszWant)) << test.pszWant;
+    }
+}
+
+TEST_F(DoeTest, WhatIsOutOfRangeIsReportedNotMended)
+{
+    EXPECT_FALSE(doe.Calc(-50.0, -0.2, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid #fkMagn# value: -0.500000!"));
+    EXPECT_EQ(fDOE, -7.0) << "not reached";
+    EXPECT_FALSE(doe.Calc(0.0, -0.2, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid #r_fDOE# value: 0.000000!"));
+    // Damping limits out of order: the place in the zone below the warning limit leaves its range.
+    EXPECT_FALSE(Make({100.0, 200.0}, {0.1, -0.05}).Calc(50.0, -0.2, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid #fkDamp# value: -0.500000!"));
+    for (const double fMagn : {g_fNaN, std::numeric_limits<double>::infinity()})
+        EXPECT_FALSE(doe.Calc(fMagn, -0.2, &trace, fDOE));
+    EXPECT_FALSE(doe.Calc(150.0, g_fNaN, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("DOE [nan] does not reflect magn. [nan] of damped signal"));
+    // An alarm limit of 0 leaves a ratio of 0 no place.
+    EXPECT_FALSE(Make({100.0, 200.0}, {-0.1, 0.0}).Calc(150.0, 0.0, &trace, fDOE));
+}
+
+TEST_F(DoeTest, MagnitudeCheckNamesTheRow)
+{
+    struct SCase
+    {
+        double fMagn;
+        double fDamp;
+        double fDOE;
+        const char* pszWant; ///< null: fine
+    };
+    const SCase vecCase[] = {
+        {50, -0.2, 4.99, nullptr},   {50, -0.2, 5.0, "] being below warn.limit [100.000000]!"},
+        {50, 0.0, 6.0, nullptr},     {50, 0.0, 5.99, "] being below warn.limit [100.000000]!"},
+        {100, -0.2, 8.99, nullptr},  {100, -0.2, 9.0, "] being below alarm limit [200.000000]!"},
+        {150, 0.1, 9.99, nullptr},   {150, 0.1, 10.0, "] being below alarm limit [200.000000]!"},
+        {200, -0.2, 10.99, nullptr}, {200, -0.2, 11.0, "] of damped signal!"},
+        {200, 0.1, 11.0, nullptr},   {200, 0.1, 12.0, "] of damped signal!"},
+    };
+    for (const SCase& test : vecCase)
+    {
+        capture.Clear();
+        EXPECT_EQ(doe.CheckDoeVsMagn(test.fMagn, test.fDamp, test.fDOE, &trace), !test.pszWant) << test.fDOE;
+        if (test.pszWant)
+        {
+            EXPECT_TRUE(capture.Has("] does not reflect magn. [")) << test.fDOE;
+            EXPECT_TRUE(capture.Has(test.pszWant)) << test.fDOE;
+        }
+    }
+}
+
+TEST_F(DoeTest, DampingCheckOfTheTopRow)
+{
+    EXPECT_TRUE(doe.CheckDoeVsDamp(201.0, -0.2, 3.5, &trace));
+    EXPECT_FALSE(doe.CheckDoeVsDamp(201.0, -0.2, 4.0, &trace));
+    EXPECT_TRUE(capture.Has("] below warn.limit [-0.100000] and magn. above alarm limit!"));
+    EXPECT_FALSE(doe.CheckDoeVsDamp(201.0, 0.0, 12.0, &trace));
+    EXPECT_TRUE(capture.Has("] of signal below magn. alarm limit!")) << "stands so in this row, too";
+}
+
+TEST_F(DoeTest, LevelIsTheWholePart)
+{
+    struct SCase
+    {
+        double fDOE;
+        unsigned nWant;
+    };
+    for (const SCase& test : {SCase{0.0, 0}, SCase{0.99, 0}, SCase{5.0, 5}, SCase{11.999, 11}, SCase{12.0, 12},
+                              SCase{-1.0, 12}, SCase{1e300, 12}, SCase{g_fNaN, 12}})
+    {
+        unsigned nLevel = 99;
+        EXPECT_EQ(doe.RetrveViolLevel(test.fDOE, &trace, nLevel), test.nWant < 12) << test.fDOE;
+        EXPECT_EQ(nLevel, test.nWant) << test.fDOE;
+    }
+    EXPECT_TRUE(capture.Has("CDOE::RetrveViolLevel():Invalid #p_fDOE# value: 12.000000!"));
+}
+
+TEST_F(DoeTest, FloorIsFourTenthsOfTheWarningLimit)
+{
+    double fThresh = 0.0;
+    EXPECT_TRUE(doe.IsPSmagnAboveThresh(40.0, fThresh));
+    EXPECT_DOUBLE_EQ(fThresh, 40.0);
+    EXPECT_FALSE(doe.IsPSmagnAboveThresh(39.9999, fThresh));
+    EXPECT_FALSE(doe.IsPSmagnAboveThresh(g_fNaN, fThresh));
+}
+
+TEST_F(DoeTest, MissingLimitsAreNamed)
+{
+    const CDOE doeNone(nullptr, nullptr);
+    const CDOE doeMagn(std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{1.0, 2.0}), nullptr);
+    EXPECT_FALSE(doeNone.Calc(1.0, -0.1, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid Pointer: m_pvecLimitMagn!"));
+    EXPECT_FALSE(doeMagn.Calc(1.0, -0.1, &trace, fDOE));
+    EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid Pointer: m_pvecLimitDamp!"));
+    EXPECT_FALSE(doeNone.CheckDoeVsMagn(1.0, -0.1, 1.0, nullptr) || doeMagn.CheckDoeVsDamp(1.0, -0.1, 1.0, nullptr));
+    EXPECT_FALSE(doeNone.IsPSmagnAboveThresh(1.0, fDOE));
+}

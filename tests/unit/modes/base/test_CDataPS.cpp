@@ -1,0 +1,88 @@
+#include "fake/CaptureTrace.h"
+#include "modes/CDataPS.h"
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <numbers>
+
+namespace
+{
+constexpr double g_fTwoPi = 2.0 * std::numbers::pi;
+
+struct DataPsTest : testing::Test
+{
+    CTraceOMA trace{"DATA"};
+    CaptureTrace capture;
+    double fDamp = 77.0;
+};
+} // namespace
+
+TEST_F(DataPsTest, ResetRecordHasNoValues)
+{
+    CDataPS data;
+    data.SetFreq(0.4);
+    data.SetMagn(100.0);
+    data.SetDamp(-0.1);
+    data.SetSpare1(5.0);
+    data.SetSpare2(6.0);
+    data.SetQual(eQualValid);
+    const CDataPS copyFull = data;
+    data.Reset();
+    const CDataPS copyEmpty = data;
+    EXPECT_EQ(copyFull.GetFreq(), 0.4);
+    EXPECT_EQ(copyFull.GetMagn(), 100.0);
+    EXPECT_EQ(copyFull.GetDamp(), -0.1);
+    EXPECT_EQ(copyFull.GetSpare1(), 5.0);
+    EXPECT_EQ(copyFull.GetSpare2(), 6.0);
+    EXPECT_EQ(copyFull.GetQual(), eQualValid);
+    for (const double fValue :
+         {copyEmpty.GetFreq(), copyEmpty.GetMagn(), copyEmpty.GetDamp(), copyEmpty.GetSpare1(), copyEmpty.GetSpare2()})
+        EXPECT_EQ(fValue, -1.0);
+    EXPECT_EQ(copyEmpty.GetQual(), eQualInvalid);
+}
+
+TEST_F(DataPsTest, RatioIsTheSineOfTheLossAngle)
+{
+    // A rate equal to the angular frequency: 45 degrees. A ratio comes back through its inverse.
+    EXPECT_NEAR(CDataPS::DampRatio(0.5, -std::numbers::pi), -std::sqrt(0.5), 1e-15);
+    EXPECT_EQ(CDataPS::DampRatio(0.5, 0.0), 0.0);
+    for (const double fRatio : {-0.9, -0.03, 0.0, 0.2})
+        EXPECT_NEAR(CDataPS::DampFromDecay(0.7, CDataPS::AttenFromDamp(0.7, fRatio)), fRatio, 1e-15);
+}
+
+TEST_F(DataPsTest, TripleIsTheRatioOfTheMeanRateFromTheStartOn)
+{
+    ASSERT_TRUE(CDataPS::DampTriple({900.0, -0.1, -0.2, -0.6}, 1, 0.5, &trace, fDamp));
+    EXPECT_NEAR(fDamp, -0.3 / std::hypot(g_fTwoPi * 0.5, 0.3), 1e-15);
+    ASSERT_TRUE(CDataPS::DampTriple({0.1, -0.1}, 0, 0.5, nullptr, fDamp));
+    EXPECT_NEAR(fDamp, 0.0, 1e-16);
+}
+
+TEST_F(DataPsTest, TripleOfOneValueFormsNoMean)
+{
+    EXPECT_TRUE(CDataPS::DampTriple({-0.1, -0.2}, 1, 0.5, &trace, fDamp));
+    EXPECT_TRUE(capture.Has("No of Data Points Must Exceed No of Coefficients!"));
+    EXPECT_EQ(fDamp, 0.0);
+}
+
+TEST_F(DataPsTest, TripleWithoutDataOrWithoutNumbers)
+{
+    EXPECT_FALSE(CDataPS::DampTriple({-0.1, -0.2}, 2, 0.5, &trace, fDamp));
+    EXPECT_TRUE(capture.Has("CDataPS::DampTriple():No.of data [2] smaller or equal start index [2]!"));
+    EXPECT_EQ(fDamp, 77.0);
+    EXPECT_FALSE(CDataPS::DampTriple({-0.1, std::numeric_limits<double>::quiet_NaN()}, 0, 0.5, &trace, fDamp));
+    EXPECT_TRUE(std::isnan(fDamp));
+}
+
+TEST_F(DataPsTest, TupelComparesTwoExtremaHalfAPeriodApart)
+{
+    // 10 falls to 8 in half a period of 1 s: the later value stands first.
+    ASSERT_TRUE(CDataPS::DampForTupel(8.0, 10.0, 0.5, &trace, fDamp));
+    const double fRate = std::log(0.8) / 1.0;
+    EXPECT_NEAR(fDamp, fRate / std::hypot(g_fTwoPi * 0.5, fRate), 1e-15);
+    EXPECT_FALSE(CDataPS::DampForTupel(8.0, -10.0, 0.5, &trace, fDamp));
+    EXPECT_FALSE(CDataPS::DampForTupel(8.0, 1e-8, 0.5, &trace, fDamp));
+    EXPECT_EQ(capture.Count("CDataPS::DampForTupel(): Invalid denominator: 0!"), 2U);
+    EXPECT_FALSE(CDataPS::DampForTupel(-8.0, 10.0, 0.5, &trace, fDamp));
+    EXPECT_TRUE(capture.Has("CDataPS::DampForTupel(): Differing sign values not allowed here!"));
+}
