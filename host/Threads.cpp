@@ -2,6 +2,7 @@
 #include "host/ApplicationControl.h"
 #include "link/CEventReadOMA.h"
 #include "link/CEventWriteOMA.h"
+#include "link/PollUntil.h"
 #include <boost/chrono.hpp>
 #include <exception>
 
@@ -12,7 +13,9 @@ namespace
 constexpr std::string_view g_strCreate = "CreateThreadsOMA";
 constexpr std::string_view g_strHandles = "CreateHandlesOMA";
 constexpr std::string_view g_strClean = "CleanOMA";
-constexpr boost::chrono::seconds g_endLimit(60);
+constexpr std::int64_t g_nEndLimit_ms =
+    60000; ///< longest wait for one thread; far above the limits of the stopping itself
+constexpr DWORD g_nEndPoll_ms = 10;
 
 bool Refuse(std::string_view p_strText)
 {
@@ -129,9 +132,30 @@ std::vector<SBuried>& Graveyard()
     return *s_pvecBuried;
 }
 
-bool IsEnded(boost::thread* p_pThread, boost::chrono::seconds p_limit)
+bool IsEnded(boost::thread* p_pThread)
 {
-    return !p_pThread || !p_pThread->joinable() || p_pThread->try_join_for(p_limit);
+    return !p_pThread || !p_pThread->joinable() || p_pThread->try_join_for(boost::chrono::milliseconds(0));
+}
+
+bool AwaitEnd(boost::thread* p_pThread)
+{
+    return PollUntil([p_pThread] { return IsEnded(p_pThread); }, g_nEndPolls, g_nEndLimit_ms);
+}
+
+void Detach(boost::thread* p_pThread)
+{
+    if (p_pThread && p_pThread->joinable())
+        p_pThread->detach();
+}
+
+void Bury(std::unique_ptr<CVdsOMA> p_pOMA)
+{
+    Detach(p_pOMA->m_pThread.get());
+    if (p_pOMA->m_pvecpJob)
+        for (const auto& pJob : *p_pOMA->m_pvecpJob)
+            if (pJob)
+                Detach(pJob->m_pThread.get());
+    Graveyard().push_back({std::move(p_pOMA), nullptr, nullptr});
 }
 
 /// Wakes a worker that nobody has stopped, as behind a session that could not be set up.
@@ -142,17 +166,17 @@ bool EndWorker(CJobOMA& r_job)
         r_job.m_bTerminateRequest = true;
         SetEvent((*r_job.m_pvechOMA)[eJobEventTerminate]);
     }
-    return IsEnded(r_job.m_pThread.get(), g_endLimit);
+    return AwaitEnd(r_job.m_pThread.get());
 }
 
 /// All threads of an instance have ended, or are made to. Nothing is deleted under a running thread.
 bool EndThreads(CVdsOMA& r_oma)
 {
-    if (!IsEnded(r_oma.m_pThread.get(), boost::chrono::seconds(0)))
+    if (!IsEnded(r_oma.m_pThread.get()))
     {
         if (!r_oma.m_bThreadDone)
             r_oma.StopThread();
-        if (!IsEnded(r_oma.m_pThread.get(), g_endLimit))
+        if (!AwaitEnd(r_oma.m_pThread.get()))
             return false;
     }
     bool bEnded = true;
@@ -239,7 +263,7 @@ void CleanInstances(VecOMA* p_pvecOMA, boost::thread_group* p_pThreadGroup, CTra
         {
             Error(p_pTrace,
                   "Threads of OMA instance do not end, its objects are kept: ID=" + std::to_string(pOMA->m_nId));
-            Graveyard().push_back({std::move(pOMA), nullptr, nullptr});
+            Bury(std::move(pOMA));
         }
     }
 }
@@ -255,7 +279,7 @@ void CleanThreadGroup(std::unique_ptr<boost::thread_group> p_pThreadGroup, CTrac
 
 void CleanEventRead()
 {
-    std::unique_ptr<CEventReadOMA> pEventRead;
+    std::unique_ptr<CEventReadOMA> pEventRead; // freed behind the lock
     const std::lock_guard lock(g_mtxEventRead);
     if (g_pEventRead)
         g_pEventRead->ClearVecOMA();

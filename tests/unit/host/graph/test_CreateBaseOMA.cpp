@@ -1,0 +1,127 @@
+#include "GraphTest.h"
+
+// Configuration, connections and event writer of a pass: what survives from one pass to the next, and what each failure
+// says and leaves.
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using BaseOMA = GraphTest;
+
+TEST_F(BaseOMA, ConnectsBothSocketsAndMakesTheEventWriter)
+{
+    ASSERT_TRUE(CreateBase(BaseText()));
+    const auto vecInit = FakeDli::Inits();
+    ASSERT_EQ(vecInit.size(), 2U);
+    EXPECT_EQ(vecInit[0].eElem, Norvik::Energy::Kestrel::eElemOMA);
+    EXPECT_EQ(vecInit[0].strName, "OMA_1st_Socket");
+    EXPECT_EQ(vecInit[0].strIPAddr, "127.0.0.1");
+    EXPECT_EQ(vecInit[0].nPort, 4712U);
+    EXPECT_EQ(vecInit[1].strName, "OMA_2nd_Socket");
+    EXPECT_EQ(vecInit[1].nPort, 4713U);
+    EXPECT_EQ(g_hSockEvent, vecInit[0].hConn);
+    EXPECT_EQ(g_hSockData, vecInit[1].hConn);
+    EXPECT_TRUE(g_pEventWrite);
+    EXPECT_TRUE(m_capture.Has("CreateBaseOMA():Start Reading Config.File."));
+    EXPECT_TRUE(m_capture.Has("CreateBaseOMA():Config.File Read Done.."));
+    EXPECT_THAT(Suspensions(), IsEmpty());
+}
+
+TEST_F(BaseOMA, ConnectsAnewOnlyForWhatHasChanged)
+{
+    struct
+    {
+        std::string strOld, strNew;
+        std::vector<std::string> vecExpected;
+    } const vecCase[] = {
+        {"4712", "4712", {}},
+        {"4713", "4799", {"OMA_2nd_Socket 127.0.0.1:4799"}},
+        {"4712", "4798", {"OMA_1st_Socket 127.0.0.1:4798"}},
+        // The address is up to date when the second connection is looked at: its port alone decides.
+        {"127.0.0.1", "localhost", {"OMA_1st_Socket localhost:4712"}},
+    };
+    for (const auto& c : vecCase)
+    {
+        StartProcess();
+        ASSERT_TRUE(CreateBase(BaseText()));
+        const unsigned long hSockData = g_hSockData;
+        const std::size_t nInits = FakeDli::Inits().size();
+        Clean();
+        EXPECT_FALSE(g_pEventWrite);
+        ASSERT_TRUE(CreateBase(Changed(BaseText(), c.strOld, c.strNew)));
+        EXPECT_TRUE(g_pEventWrite);
+        std::vector<std::string> vecInit;
+        const auto vecAll = FakeDli::Inits();
+        for (std::size_t n = nInits; n < vecAll.size(); ++n)
+            vecInit.push_back(vecAll[n].strName + " " + vecAll[n].strIPAddr + ":" + std::to_string(vecAll[n].nPort));
+        EXPECT_EQ(vecInit, c.vecExpected) << c.strNew;
+        EXPECT_EQ(g_hSockData == hSockData, c.strOld != "4713") << c.strNew;
+        Clean();
+    }
+}
+
+TEST_F(BaseOMA, EachFailureSaysSoAndLeavesNothing)
+{
+    struct
+    {
+        FakeDli::SBehaviour behaviour;
+        std::string strExpected;
+    } const vecCase[] = {
+        {{.strInitName = "OMA_1st_Socket", .bInitZero = true},
+         "No VDS server socket handle available for event handling and reading data"},
+        {{.strInitName = "OMA_1st_Socket", .strThrowInit = "no route"},
+         "DLI Init() for event handling and reading data returning with error: no route"},
+        {{.strInitName = "OMA_2nd_Socket", .bInitZero = true},
+         "No VDS server socket handle available for writing DLI chan.data"},
+        {{.strInitName = "OMA_2nd_Socket", .strThrowInit = "no route"},
+         "DLI Init() for writing data returning with error: no route"},
+    };
+    for (const auto& c : vecCase)
+    {
+        StartProcess();
+        m_capture.Clear();
+        FakeDli::SetBehaviour(c.behaviour);
+        EXPECT_FALSE(CreateBase(BaseText()));
+        EXPECT_THAT(Suspensions(), ElementsAre("CreateBaseOMA(): " + c.strExpected));
+        EXPECT_EQ(GetAppState(), eAppSuspend);
+        EXPECT_FALSE(g_pEventWrite);
+        EXPECT_FALSE(m_pXml);
+        Clean();
+    }
+}
+
+TEST_F(BaseOMA, FileThatCannotBeReadSuspends)
+{
+    EXPECT_FALSE(CreateBase("<Configuration/>"));
+    EXPECT_THAT(Suspensions(), ElementsAre("CreateBaseOMA(): Cannot read KESTREL config.file"));
+    EXPECT_FALSE(CreateBaseOMA("/nowhere.xml", nullptr, &m_pXml, &m_pConfig, &g_hSockEvent, &g_hSockData));
+    EXPECT_THAT(FakeDli::Inits(), IsEmpty());
+    EXPECT_FALSE(m_pXml);
+    EXPECT_FALSE(m_pConfig);
+}
+
+TEST_F(BaseOMA, EventWriterWithoutInstanceIsKept)
+{
+    FakeDli::SetBehaviour({.strThrowGetInstance = "none"});
+    EXPECT_TRUE(CreateBase(BaseText()));
+    ASSERT_TRUE(g_pEventWrite);
+    EXPECT_TRUE(g_pEventWrite->IsError());
+}
+
+TEST_F(BaseOMA, ASuspensionBehindItGoesToTheServer)
+{
+    ASSERT_TRUE(CreateBase(BaseText()));
+    SuspendApp("Test", "gone");
+    auto vecPost = FakeDli::Posts();
+    ASSERT_EQ(vecPost.size(), 1U);
+    EXPECT_EQ(vecPost[0].nElemId, 0U);
+    ASSERT_TRUE(CreateData());
+    SuspendApp("Test", "gone");
+    vecPost = FakeDli::Posts();
+    ASSERT_EQ(vecPost.size(), 3U);
+    EXPECT_EQ(vecPost[2].eKey, eIkServiceStopOMA);
+    EXPECT_EQ(vecPost[2].eTrans, eAPP);
+    EXPECT_EQ(vecPost[2].nElemId, 900U);
+    EXPECT_EQ(vecPost[2].strText, "gone!");
+}
