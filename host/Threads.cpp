@@ -13,9 +13,8 @@ namespace
 constexpr std::string_view g_strCreate = "CreateThreadsOMA";
 constexpr std::string_view g_strHandles = "CreateHandlesOMA";
 constexpr std::string_view g_strClean = "CleanOMA";
-constexpr std::int64_t g_nEndLimit_ms =
-    60000; ///< longest wait for one thread; far above the limits of the stopping itself
-constexpr DWORD g_nEndPoll_ms = 10;
+constexpr DWORD g_nEndLimit_ms = 60000; ///< longest wait for one thread, far above the limits of the stopping itself
+constexpr unsigned g_nEndPolls = 6000;
 
 bool Refuse(std::string_view p_strText)
 {
