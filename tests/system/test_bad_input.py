@@ -56,7 +56,7 @@ class BadInput(SystemTest):
     def test_vdsctl(self):
         ctl, addr = BIN / "vdsctl", f"127.0.0.1:{self.ports[0]}"
         self.refused([ctl])
-        self.refused([ctl, addr], "command")
+        self.refused([ctl, addr], "usage: vdsctl")
         self.refused([ctl, addr, "pots"], "pots")
         self.refused([ctl, addr, "standing"], addr)
         self.refused([ctl, "127.0.0.1:99999", "standing"], "99999")

@@ -66,10 +66,8 @@ class DataFaults(SwingTest):
                                 rates=rates)
                 cycle_ms = int(1000 / rate)
                 self.assertIn(f"Actual VDS cycle time: {cycle_ms}", oma.text())
-                if mode == 0:  # every second sample of the slow PMU is missing: never VALID
-                    self.assertTrue(oma.has("APP - INVALID PMU input data"))
-                else:
-                    self.assertSwingReturns(0)
+                # A pass looks at the quality of its own cycle, and both PMUs have a sample at each full second.
+                self.assertSwingReturns(0)
 
     def test_zone_texts_of_every_kind_do_no_harm(self):
         _, oma = self.begin()
