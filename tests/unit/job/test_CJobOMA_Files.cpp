@@ -75,17 +75,12 @@ TEST_F(JobFiles, AngleJobWritesVoltagesAndDegrees)
 
 TEST_F(JobFiles, TimeColumnCountsRowsByThePeriod)
 {
-    const struct
+    for (const auto& [nRepRate, pszTime] : {std::pair{1, "2000,"}, {-2, "4000,"}, {5, "400,"}, {10, "200,"}})
     {
-        std::int32_t nRepRate;
-        const char* pszTime;
-    } vecCase[] = {{1, "2000,"}, {-2, "4000,"}, {5, "400,"}, {10, "200,"}};
-    for (const auto& oneCase : vecCase)
-    {
-        m_pJob->m_nRepRate = oneCase.nRepRate;
+        m_pJob->m_nRepRate = nRepRate;
         m_nRows = 2;
         ASSERT_TRUE(m_pJob->WriteDataToCSV(m_pFile.get(), &m_nRows));
-        EXPECT_EQ(TakeText().find(oneCase.pszTime), 0U) << oneCase.nRepRate;
+        EXPECT_EQ(TakeText().find(pszTime), 0U) << nRepRate;
         EXPECT_EQ(m_nRows, 3U);
     }
 }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
+#include <tuple>
 
 namespace
 {
@@ -65,20 +66,14 @@ TEST_F(ReadFileMeas, SinglePhaseIsScaledToThreeAndPlaysAsARing)
 
 TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
 {
-    const struct
+    // Without a stop the first accepted record is the last; a stop met before the start has the same effect.
+    const std::tuple<const char*, const char*, Values> vecCase[] = {
+        {"", "", {300}},       {":01", "", {300}},    {":01", "no", {300, 900}}, {"", ":01", {300, 300}},
+        {":01", ":01", {300}}, {":02", ":00", {900}}, {"never", "", {}}};
+    for (const auto& [pszStart, pszStop, vecfExpect] : vecCase)
     {
-        const char *pszStart, *pszStop;
-        Values vecfExpect;
-    } vecCase[] = {
-        {"", "", {300}}, // no stop: the first accepted record is the last
-        {":01", "", {300}},    {":01", "no", {300, 900}}, {"", ":01", {300, 300}}, // the stop record is included
-        {":01", ":01", {300}}, {":02", ":00", {900}}, // a stop met before the start ends after the first record
-        {"never", "", {}},
-    };
-    for (const auto& oneCase : vecCase)
-    {
-        EXPECT_TRUE(Read(g_pszLines, {1}, {3}, oneCase.pszStart, oneCase.pszStop));
-        EXPECT_EQ(Samples(), oneCase.vecfExpect) << oneCase.pszStart << " " << oneCase.pszStop;
+        EXPECT_TRUE(Read(g_pszLines, {1}, {3}, pszStart, pszStop));
+        EXPECT_EQ(Samples(), vecfExpect) << pszStart << " " << pszStop;
     }
     EXPECT_FALSE(m_pReader->IncrDataCntr());
     EXPECT_TRUE(m_capture.Has("CReadFileMeas::IncrDataCntr():No data in buffer!"));
@@ -87,12 +82,7 @@ TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
 
 TEST_F(ReadFileMeas, RealFilesAreReadAsTheyAre)
 {
-    const struct
-    {
-        const char* pszName;
-        std::string strText;
-        Values vecfExpect;
-    } vecCase[] = {
+    const std::tuple<const char*, std::string, Values> vecCase[] = {
         {"carriage returns", "h\r\nt;100;0;1;0\r\nt;100;0;2;0\r\n", {300, 600}},
         {"byte-order mark, no end of line", "\xEF\xBB\xBFh\nt;100;0;1;0", {300}},
         {"blank lines are records of zeros", "h\n\nt;100;0;1;0\n   \n", {0, 300, 0}},
@@ -103,22 +93,17 @@ TEST_F(ReadFileMeas, RealFilesAreReadAsTheyAre)
         {"only a header that never ends", std::string(20000, 'h'), {}},
         {"an overlong line ends the reading", "h\nt;100;0;1;0\n" + std::string(16384, ' ') + "\nt;100;0;1;0\n", {300}},
     };
-    for (const auto& oneCase : vecCase)
+    for (const auto& [pszName, strText, vecfExpect] : vecCase)
     {
-        EXPECT_TRUE(Read(oneCase.strText)) << oneCase.pszName;
-        EXPECT_EQ(Samples(), oneCase.vecfExpect) << oneCase.pszName;
+        EXPECT_TRUE(Read(strText)) << pszName;
+        EXPECT_EQ(Samples(), vecfExpect) << pszName;
     }
 }
 
 TEST_F(ReadFileMeas, ColumnsFormPhasorsInTheOrderOfTheLine)
 {
     const std::string strLine = "h\nt;100;0;100;0;100;0;1;0;2;0;3;60\n";
-    const struct
-    {
-        const char* pszName;
-        Columns vecnVolt, vecnCurr;
-        Values vecfExpect;
-    } vecCase[] = {
+    const std::tuple<const char*, Columns, Columns, Values> vecCase[] = {
         {"three and three", {1, 3, 5}, {7, 9, 11}, {100 + 200 + 150}},
         {"falling order", {5, 3, 1}, {11, 9, 7}, {450}},
         {"currents first", {7, 9, 11}, {1, 3, 5}, {450}},
@@ -130,32 +115,29 @@ TEST_F(ReadFileMeas, ColumnsFormPhasorsInTheOrderOfTheLine)
         {"negative numbers begin at the first", {-1}, {7}, {300}},
         {"largest number", {1}, {2147483647}, {0}},
     };
-    for (const auto& oneCase : vecCase)
+    for (const auto& [pszName, vecnVolt, vecnCurr, vecfExpect] : vecCase)
     {
-        EXPECT_TRUE(Read(strLine, oneCase.vecnVolt, oneCase.vecnCurr)) << oneCase.pszName;
-        EXPECT_EQ(Samples(), oneCase.vecfExpect) << oneCase.pszName;
+        EXPECT_TRUE(Read(strLine, vecnVolt, vecnCurr)) << pszName;
+        EXPECT_EQ(Samples(), vecfExpect) << pszName;
     }
 }
 
-TEST_F(ReadFileMeas, WrongColumnsAreRefused)
+TEST_F(ReadFileMeas, WrongColumnsAndMissingFilesAreRefused)
 {
-    const struct
-    {
-        Columns vecnVolt, vecnCurr;
-        const char* pszText;
-    } vecCase[] = {
+    const std::tuple<Columns, Columns, const char*> vecCase[] = {
         {{0, 0, 0}, {1}, "CReadFileMeas::DoSort():Invalid no.of 1st PMU data: 0!"},
         {{1, 2, 3, 4}, {1}, "CReadFileMeas::DoSort():Invalid no.of 1st PMU data: 4!"},
         {{1}, {}, "CReadFileMeas::DoSort():Invalid no.of 2nd PMU data: 0!"},
         {{1, 3}, {5}, "CalcActivePower():Invalid current/voltage phase configuration: #phases V=2, #phases I=1!"},
         {{1, 3}, {5, 7}, "CalcActivePower():Invalid current/voltage phase configuration: #phases V=2, #phases I=2!"},
     };
-    for (const auto& oneCase : vecCase)
+    for (const auto& [vecnVolt, vecnCurr, pszText] : vecCase)
     {
-        EXPECT_FALSE(Read(g_pszLines, oneCase.vecnVolt, oneCase.vecnCurr));
-        EXPECT_TRUE(m_capture.Has(oneCase.pszText)) << oneCase.pszText;
-        EXPECT_EQ(m_pReader->GetNoOfData(), 0U);
+        EXPECT_FALSE(Read(g_pszLines, vecnVolt, vecnCurr));
+        EXPECT_TRUE(m_capture.Has(pszText) && m_pReader->GetNoOfData() == 0) << pszText;
     }
+    CReadFileMeas reader(L"/nowhere/at/all.csv", false, {1}, {3}, "", "", nullptr);
+    EXPECT_FALSE(reader.ReadData());
 }
 
 TEST_F(ReadFileMeas, VoltageAnglesAreReplayedAsPower)
@@ -164,12 +146,6 @@ TEST_F(ReadFileMeas, VoltageAnglesAreReplayedAsPower)
     EXPECT_EQ(Samples(), (Values{300, 300, 900}));
     EXPECT_FALSE(Read(g_pszLines, {1, 3}, {5}, "", "no", true));
     EXPECT_TRUE(m_capture.Has("CReadFileMeas::PhasorsToPosSequ():Invalid no.of phasors: 2!"));
-}
-
-TEST_F(ReadFileMeas, MissingFileIsNoData)
-{
-    CReadFileMeas reader(L"/nowhere/at/all.csv", false, {1}, {3}, "", "", nullptr);
-    EXPECT_FALSE(reader.ReadData());
 }
 
 TEST_F(ReadFileMeas, TwoJobsMayShareTheReader)

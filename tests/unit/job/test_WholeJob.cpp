@@ -76,18 +76,14 @@ struct STrack
     {
         return std::accumulate(p_vecf.begin(), p_vecf.end(), 0.0) / static_cast<double>(p_vecf.size());
     }
-    /// Slope of the straight line through the logarithms of the magnitudes, 1/s.
+    /// Growth of the magnitude from the first third of the track to the last, 1/s.
     double Growth() const
     {
-        const double fMeanTime = Mean(vecfTime_s);
-        double fNum = 0.0;
-        double fDen = 0.0;
-        for (std::size_t i = 0; i < vecfTime_s.size(); ++i)
-        {
-            fNum += (vecfTime_s[i] - fMeanTime) * vecfLogMagn[i];
-            fDen += (vecfTime_s[i] - fMeanTime) * (vecfTime_s[i] - fMeanTime);
-        }
-        return fNum / fDen;
+        const auto fnMean = [n = vecfTime_s.size() / 3](const std::vector<double>& p_vecf, bool p_bLast) {
+            return Mean({p_bLast ? p_vecf.end() - n : p_vecf.begin(), p_bLast ? p_vecf.end() : p_vecf.begin() + n});
+        };
+        return (fnMean(vecfLogMagn, true) - fnMean(vecfLogMagn, false)) /
+               (fnMean(vecfTime_s, true) - fnMean(vecfTime_s, false));
     }
     std::vector<double> vecfTime_s, vecfFreq_Hz, vecfLogMagn, vecfDamp;
 };
