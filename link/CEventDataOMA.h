@@ -25,7 +25,8 @@ class CEventDataOMA
     bool RetrieveEventTypeFromDOE(double p_fDOE, std::int32_t& r_eType) const;
     bool RetrveIncKeyFromEventTypePS(std::int32_t p_eType,
                                      Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey& r_eKey) const;
-    bool CreateTextFromIncKeyPS(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey, std::string& r_strText) const;
+    bool CreateTextFromIncKeyPS(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
+                                std::string& r_strText) const;
     /// "#FREQUENCY#|...#~" and the four numbers in their fixed forms.
     std::string CreateAddition(double p_fFreq_Hz, double p_fMagn, double p_fDamp, double p_fDOE) const;
 
@@ -35,15 +36,15 @@ class CEventDataOMA
     bool TraceMessage(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
                       Norvik::Energy::Kestrel::VDS::Runtime::ETransition p_eTrans, const std::string& p_strText) const;
 
-    std::int32_t m_eTrans = 0;      ///< the transition last posted
+    std::int32_t m_eTrans = 0; ///< the transition last posted
     std::int32_t m_eMinEvent;
-    bool m_bPowerSignal;            ///< chooses the form of the magnitude
+    bool m_bPowerSignal; ///< chooses the form of the magnitude
     std::uint32_t m_nElementId;
-    std::int32_t m_eLastEvent = 0;  ///< the type now standing
-    double m_fFreq = -1.0;          ///< values of the standing event, sent again in its DIS
+    std::int32_t m_eLastEvent = 0; ///< the type now standing
+    double m_fFreq = -1.0;         ///< values of the standing event, sent again in its DIS
     double m_fMagn = -1.0;
     double m_fDamp = -1.0;
     double m_fDOE = -1.0;
-    const CDOE* m_pDOE;             ///< the job's
+    const CDOE* m_pDOE; ///< the job's
     CTraceOMA* m_pTrace;
 };

@@ -52,7 +52,7 @@ class CVdsOut
     std::int32_t QualFromStatus(std::int64_t p_nState) const;
 
   protected:
-    /// Channel of the list; null with a trace by the caller. Under m_mtxChan.
+    /// Channel by its place, null beyond the list. Its contents: under m_mtxChan.
     Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog* Chan(unsigned p_nIndex) const;
     static double ReadValue(const Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan);
     static void FillValue(Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan, double p_fValue);

@@ -28,10 +28,10 @@ class CSpecDyn : public CSpec
 
   private:
     std::int32_t m_ePrioOutp = 0;
-    std::vector<double> m_vecfWork;                        ///< nobody uses it
-    std::unique_ptr<CTime> m_pLastTimePS;                  ///< PS cycle of the last peak; starts as the zero time
-    std::unique_ptr<CDataPS> m_pActDataPS;                 ///< record of that cycle
-    std::unique_ptr<std::deque<CDataPS>> m_pdeqDataPS;     ///< history, newest at the back
+    std::vector<double> m_vecfWork;                    ///< nobody uses it
+    std::unique_ptr<CTime> m_pLastTimePS;              ///< PS cycle of the last peak; starts as the zero time
+    std::unique_ptr<CDataPS> m_pActDataPS;             ///< record of that cycle
+    std::unique_ptr<std::deque<CDataPS>> m_pdeqDataPS; ///< history, newest at the back
     std::uint32_t m_nDeqMax;
-    std::uint32_t m_nCntValid = 0;                         ///< PS cycles in a row with VALID data
+    std::uint32_t m_nCntValid = 0; ///< PS cycles in a row with VALID data
 };

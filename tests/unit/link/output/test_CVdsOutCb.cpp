@@ -69,6 +69,7 @@ TEST_F(CVdsOutCbTest, SilentServerCostsFourHundredMilliseconds)
     ExpectState(true, true, false);
     m_cb.Status(10, g_nPmu, 0); // the answer after all
     EXPECT_TRUE(m_cb.IsStarted());
+    EXPECT_FALSE(m_cb.DoStart(nullptr)) << "an answer of before does not count";
 }
 
 TEST_F(CVdsOutCbTest, WaitEndsWithinOneStepOfTheAnswer)
