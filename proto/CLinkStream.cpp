@@ -1,8 +1,12 @@
 #include "CLinkStream.h"
-#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/message.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <boost/beast/websocket/stream.hpp>
 #include <chrono>
 #include <exception>
 
@@ -36,58 +40,71 @@ std::string PlainReason(const beast::error_code& p_ec)
 }
 } // namespace
 
-CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket) : m_ws(std::move(p_socket))
+struct CLinkStream::SWeb
 {
-    m_ws.binary(true);
-    m_ws.read_message_max(g_nMaxMessage);
+    explicit SWeb(asio::ip::tcp::socket p_socket) : ws(std::move(p_socket)) {}
+
+    websocket::stream<beast::tcp_stream> ws;
+    beast::flat_buffer bufIn;
+    http::request<http::string_body> request;
+};
+
+CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket) : m_pWeb(std::make_unique<SWeb>(std::move(p_socket)))
+{
+    m_pWeb->ws.binary(true);
+    m_pWeb->ws.auto_fragment(false);
+    m_pWeb->ws.write_buffer_bytes(g_nFrameBytes);
+    m_pWeb->ws.read_message_max(g_nMaxMessage);
     websocket::stream_base::timeout timeout{};
     timeout.handshake_timeout = g_tHandshake;
     timeout.idle_timeout = g_tIdle;
     timeout.keep_alive_pings = true;
-    m_ws.set_option(timeout);
+    m_pWeb->ws.set_option(timeout);
 }
+
+CLinkStream::~CLinkStream() = default;
 
 void CLinkStream::Accept(std::shared_ptr<ILinkUser> p_pUser)
 {
     m_pUser = std::move(p_pUser);
-    beast::get_lowest_layer(m_ws).expires_after(g_tHandshake);
-    http::async_read(m_ws.next_layer(), m_bufIn, m_request,
+    beast::get_lowest_layer(m_pWeb->ws).expires_after(g_tHandshake);
+    http::async_read(m_pWeb->ws.next_layer(), m_pWeb->bufIn, m_pWeb->request,
                      [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
                      {
-                         beast::get_lowest_layer(self->m_ws).expires_never();
-                         if (p_ec || !websocket::is_upgrade(self->m_request))
+                         beast::get_lowest_layer(self->m_pWeb->ws).expires_never();
+                         if (p_ec || !websocket::is_upgrade(self->m_pWeb->request))
                              return self->Closed("no WebSocket handshake");
-                         if (self->m_request.find(http::field::origin) != self->m_request.end())
+                         if (self->m_pWeb->request.find(http::field::origin) != self->m_pWeb->request.end())
                              return self->Closed("request of a web page refused");
-                         self->m_ws.async_accept(self->m_request,
-                                                 [self](const beast::error_code& p_ecAccept)
-                                                 {
-                                                     if (p_ecAccept)
-                                                         return self->Closed("no WebSocket handshake");
-                                                     self->Opened();
-                                                 });
+                         self->m_pWeb->ws.async_accept(self->m_pWeb->request,
+                                                       [self](const beast::error_code& p_ecAccept)
+                                                       {
+                                                           if (p_ecAccept)
+                                                               return self->Closed("no WebSocket handshake");
+                                                           self->Opened();
+                                                       });
                      });
 }
 
 void CLinkStream::Connect(const asio::ip::tcp::endpoint& p_endpoint, std::shared_ptr<ILinkUser> p_pUser)
 {
     m_pUser = std::move(p_pUser);
-    beast::get_lowest_layer(m_ws).expires_after(g_tHandshake);
-    beast::get_lowest_layer(m_ws).async_connect(p_endpoint,
-                                                [self = shared_from_this()](const beast::error_code& p_ec)
-                                                {
-                                                    if (p_ec)
-                                                        return self->Closed(p_ec.message());
-                                                    beast::get_lowest_layer(self->m_ws).expires_never();
-                                                    self->m_ws.async_handshake(
-                                                        "localhost", "/dli",
-                                                        [self](const beast::error_code& p_ecShake)
-                                                        {
-                                                            if (p_ecShake)
-                                                                return self->Closed(PlainReason(p_ecShake));
-                                                            self->Opened();
-                                                        });
-                                                });
+    beast::get_lowest_layer(m_pWeb->ws).expires_after(g_tHandshake);
+    beast::get_lowest_layer(m_pWeb->ws)
+        .async_connect(p_endpoint,
+                       [self = shared_from_this()](const beast::error_code& p_ec)
+                       {
+                           if (p_ec)
+                               return self->Closed(p_ec.message());
+                           beast::get_lowest_layer(self->m_pWeb->ws).expires_never();
+                           self->m_pWeb->ws.async_handshake("localhost", "/dli",
+                                                            [self](const beast::error_code& p_ecShake)
+                                                            {
+                                                                if (p_ecShake)
+                                                                    return self->Closed(PlainReason(p_ecShake));
+                                                                self->Opened();
+                                                            });
+                       });
 }
 
 void CLinkStream::Opened()
@@ -95,41 +112,42 @@ void CLinkStream::Opened()
     if (!m_pUser)
         return;
     beast::error_code ecIgnored;
-    beast::get_lowest_layer(m_ws).socket().set_option(asio::ip::tcp::no_delay(true), ecIgnored);
+    beast::get_lowest_layer(m_pWeb->ws).socket().set_option(asio::ip::tcp::no_delay(true), ecIgnored);
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bOpen = true;
     }
-    m_bufIn.consume(m_bufIn.size());
+    m_pWeb->bufIn.consume(m_pWeb->bufIn.size());
     m_pUser->OnLinkOpen();
     Read();
 }
 
 void CLinkStream::Read()
 {
-    m_ws.async_read(m_bufIn,
-                    [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
-                    {
-                        if (p_ec == websocket::error::message_too_big || p_ec == websocket::error::buffer_overflow)
-                            return self->Closed("message larger than " + std::to_string(g_nMaxMessage) + " bytes");
-                        if (p_ec)
-                            return self->Closed(PlainReason(p_ec));
-                        if (self->Dispatch())
-                            self->Read();
-                    });
+    m_pWeb->ws.async_read(
+        m_pWeb->bufIn,
+        [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+        {
+            if (p_ec == websocket::error::message_too_big || p_ec == websocket::error::buffer_overflow)
+                return self->Closed("message larger than " + std::to_string(g_nMaxMessage) + " bytes");
+            if (p_ec)
+                return self->Closed(PlainReason(p_ec));
+            if (self->Dispatch())
+                self->Read();
+        });
 }
 
 /// @return false if the stream has been closed.
 bool CLinkStream::Dispatch()
 {
-    const std::size_t nSize = m_bufIn.size();
+    const std::size_t nSize = m_pWeb->bufIn.size();
     m_frameIn.Clear();
-    if (!m_ws.got_binary() || !m_frameIn.ParseFromArray(m_bufIn.data().data(), static_cast<int>(nSize)))
+    if (!m_pWeb->ws.got_binary() || !m_frameIn.ParseFromArray(m_pWeb->bufIn.data().data(), static_cast<int>(nSize)))
     {
         Closed("malformed message of " + std::to_string(nSize) + " bytes");
         return false;
     }
-    m_bufIn.consume(nSize);
+    m_pWeb->bufIn.consume(nSize);
     for (const Message& message : m_frameIn.messages())
     {
         const std::shared_ptr<ILinkUser> pUser = m_pUser;
@@ -176,7 +194,7 @@ void CLinkStream::Queued(std::size_t p_nBytes)
     if (m_bWriting)
         return;
     m_bWriting = true;
-    asio::post(m_ws.get_executor(), [self = shared_from_this()] { self->WriteNext(); });
+    asio::post(m_pWeb->ws.get_executor(), [self = shared_from_this()] { self->WriteNext(); });
 }
 
 void CLinkStream::WriteNext()
@@ -197,13 +215,13 @@ void CLinkStream::WriteNext()
         if (m_vecSpare.size() < g_nSpare)
             m_vecSpare.push_back(std::move(pFrame));
     }
-    m_ws.async_write(asio::buffer(m_strOut),
-                     [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
-                     {
-                         if (p_ec)
-                             return self->Closed(PlainReason(p_ec));
-                         self->WriteNext();
-                     });
+    m_pWeb->ws.async_write(asio::buffer(m_strOut),
+                           [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+                           {
+                               if (p_ec)
+                                   return self->Closed(PlainReason(p_ec));
+                               self->WriteNext();
+                           });
 }
 
 std::size_t CLinkStream::Pending() const
@@ -214,7 +232,7 @@ std::size_t CLinkStream::Pending() const
 
 void CLinkStream::Close(const std::string& p_strReason)
 {
-    asio::post(m_ws.get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
+    asio::post(m_pWeb->ws.get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
 }
 
 void CLinkStream::Closed(const std::string& p_strReason)
@@ -229,7 +247,7 @@ void CLinkStream::Closed(const std::string& p_strReason)
         m_queFrame.clear();
         m_nPending = 0;
     }
-    beast::get_lowest_layer(m_ws).close();
+    beast::get_lowest_layer(m_pWeb->ws).close();
     pUser->OnLinkClosed(p_strReason);
 }
 } // namespace Norvik::Energy::Kestrel::Link

@@ -1,12 +1,6 @@
 #pragma once
 #include "link.pb.h"
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/message.hpp>
-#include <boost/beast/http/string_body.hpp>
-#include <boost/beast/websocket/stream.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -43,6 +37,7 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
 {
   public:
     explicit CLinkStream(boost::asio::ip::tcp::socket p_socket);
+    ~CLinkStream();
     CLinkStream(const CLinkStream&) = delete;
     CLinkStream& operator=(const CLinkStream&) = delete;
 
@@ -69,7 +64,7 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     void Close(const std::string& p_strReason);
 
   private:
-    using TWebSocket = boost::beast::websocket::stream<boost::beast::tcp_stream>;
+    struct SWeb; // the WebSocket, and all that comes with its headers
     struct SFrame
     {
         Frame frame;
@@ -85,10 +80,8 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     Frame& BackFrame();
     void Queued(std::size_t p_nBytes);
 
-    TWebSocket m_ws;
+    const std::unique_ptr<SWeb> m_pWeb;
     std::shared_ptr<ILinkUser> m_pUser; ///< null before the handshake and after the end
-    boost::beast::flat_buffer m_bufIn;
-    boost::beast::http::request<boost::beast::http::string_body> m_request;
     Frame m_frameIn;
     std::string m_strOut; ///< the frame on its way
 

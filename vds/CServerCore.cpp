@@ -268,10 +268,20 @@ void CServerCore::FetchNext()
 {
     m_cycle.vecEvent.clear();
     m_bEventsSent = false;
-    m_bHasCycle = m_pSource->Next(m_cycle);
+    try
+    {
+        m_bHasCycle = m_pSource->Next(m_cycle);
+        if (!m_bHasCycle)
+            m_strFault = m_pSource->Error();
+    }
+    catch (const std::exception& ex)
+    {
+        m_bHasCycle = false;
+        m_strFault = ex.what();
+    }
     if (!m_bHasCycle)
-        m_strFault = m_pSource->Error();
-    else if (m_nCycles == 0)
+        return;
+    if (m_nCycles == 0)
         m_nNow = m_cycle.nTicks;
 }
 

@@ -89,12 +89,12 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
         OnCycleAck(p_message.cycle_ack());
     else if (p_message.has_event_ack())
     {
-        ++m_nDeliveryAcks;
+        m_nDeliveryAcks += m_nDeliveryAcks < m_nDelivered ? 1U : 0U;
         m_core.Kick();
     }
     else if (p_message.has_flush_done())
     {
-        m_nFlushDone = p_message.flush_done().number();
+        m_nFlushDone = std::min(p_message.flush_done().number(), m_nFlush);
         m_core.Kick();
     }
     else

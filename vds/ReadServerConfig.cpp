@@ -47,7 +47,7 @@ SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& 
 {
     Runtime::CXMLConfiguration reader;
     if (reader.Read(p_strPath, "") != 0)
-        throw std::runtime_error(reader.Faults());
+        throw std::runtime_error(reader.Faults().substr(0, reader.Faults().find('\n')));
     const std::unique_ptr<Runtime::CConfiguration, void (*)(Runtime::CConfiguration*)> pConfig(
         Runtime::CConfiguration::CreateInstance(&reader),
         [](Runtime::CConfiguration*) { Runtime::CConfiguration::DeleteInstance(); });

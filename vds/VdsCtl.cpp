@@ -118,8 +118,8 @@ Link::ControlRequest ParseRequest(const std::vector<std::string>& p_vecstrArg)
 class CRequester : public Link::ILinkUser
 {
   public:
-    CRequester(std::shared_ptr<Link::CLinkStream> p_pStream, Link::ControlRequest p_request)
-        : m_pStream(std::move(p_pStream)), m_request(std::move(p_request))
+    CRequester(asio::io_context& p_io, std::shared_ptr<Link::CLinkStream> p_pStream, Link::ControlRequest p_request)
+        : m_io(p_io), m_pStream(std::move(p_pStream)), m_request(std::move(p_request))
     {
     }
 
@@ -151,12 +151,14 @@ class CRequester : public Link::ILinkUser
     {
         m_strReason = p_strReason;
         m_pStream.reset();
+        m_io.stop();
     }
 
     bool IsDone() const { return m_bDone; }
     const std::string& Reason() const { return m_strReason; }
 
   private:
+    asio::io_context& m_io;
     std::shared_ptr<Link::CLinkStream> m_pStream;
     const Link::ControlRequest m_request;
     bool m_bDone = false;
@@ -177,7 +179,7 @@ int RunVdsCtl(const std::vector<std::string>& p_vecstrArg)
         const asio::ip::tcp::endpoint endpoint = ParseAddress(p_vecstrArg[0]);
         const Link::ControlRequest request = ParseRequest(p_vecstrArg);
         const auto pStream = std::make_shared<Link::CLinkStream>(asio::ip::tcp::socket(io));
-        const auto pRequester = std::make_shared<CRequester>(pStream, request);
+        const auto pRequester = std::make_shared<CRequester>(io, pStream, request);
         pStream->Connect(endpoint, pRequester);
         io.run_for(g_tLimit);
         if (!pRequester->IsDone())

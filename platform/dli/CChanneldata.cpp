@@ -15,6 +15,9 @@ struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
     explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn) : pConn(std::move(p_pConn)), nSet(pConn->NewNumber()) {}
 
     void Start(std::int32_t p_nRate, std::int64_t p_nCycle_ms);
+    /// Under mtx. Nothing goes out until channels are declared: a callback that is registered on a standing connection
+    /// may start ahead of the Add of the thread that has registered it.
+    void SendStart();
     void ReportReady(unsigned p_nStart) override;
     void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq) override;
 
@@ -25,15 +28,24 @@ struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
     std::vector<unsigned long> vecnId;
     unsigned nStarts = 0;
     bool bStarted = false;
+    std::int32_t nRate = 0; ///< Hz, of the last start; 0: by cycle time
+    std::int64_t nCycle_ms = 0;
     std::shared_ptr<Dli::CDataReceiver> pReceiver;
 };
 
 void CChanneldata::SImpl::Start(std::int32_t p_nRate, std::int64_t p_nCycle_ms)
 {
     const std::lock_guard<std::mutex> lock(mtx);
-    if (vecnId.empty())
-        throw CDliError("no channels have been added");
     bStarted = true;
+    nRate = p_nRate;
+    nCycle_ms = p_nCycle_ms;
+    SendStart();
+}
+
+void CChanneldata::SImpl::SendStart()
+{
+    if (vecnId.empty())
+        return;
     ++nStarts;
     if (pReceiver)
         pReceiver->Begin(nStarts, vecnId);
@@ -43,8 +55,8 @@ void CChanneldata::SImpl::Start(std::int32_t p_nRate, std::int64_t p_nCycle_ms)
             Link::StartSet& start = *r_message.mutable_start_set();
             start.set_set(nSet);
             start.set_start(nStarts);
-            start.set_rate(p_nRate);
-            start.set_cycle_ms(p_nCycle_ms);
+            start.set_rate(nRate);
+            start.set_cycle_ms(nCycle_ms);
             start.mutable_ids()->Assign(vecnId.begin(), vecnId.end());
         });
 }
@@ -117,6 +129,8 @@ unsigned long CChanneldata::Add(std::vector<unsigned long>& p_ids, std::vector<i
     if (m_pImpl->vecnId.size() + p_ids.size() > g_nMaxChannels)
         throw CDliError("Add: more than " + std::to_string(g_nMaxChannels) + " channels");
     m_pImpl->vecnId.insert(m_pImpl->vecnId.end(), p_ids.begin(), p_ids.end());
+    if (m_pImpl->bStarted)
+        m_pImpl->SendStart();
     return static_cast<unsigned long>(m_pImpl->vecnId.size());
 }
 

@@ -110,11 +110,8 @@ bool CDataReceiver::ReceiveNext()
         m_queCycle.pop_front();
         Fill(*pCycle);
     }
-    if (m_gate.Enter())
-    {
-        m_pCallBack->Receive(m_vecpChannel);
-        m_gate.Leave();
-    }
+    if (!m_vecpChannel.empty())
+        Call([this] { m_pCallBack->Receive(m_vecpChannel); });
     const unsigned nStart = pCycle->nStart;
     const std::uint64_t nSeq = pCycle->nSeq;
     {

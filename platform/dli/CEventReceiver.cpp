@@ -35,11 +35,7 @@ bool CEventReceiver::ReceiveNext()
     std::vector<CEvent*> vecpEvent;
     for (const std::unique_ptr<CEvent>& pEvent : pBatch->vecpEvent)
         vecpEvent.push_back(pEvent.get());
-    if (m_gate.Enter())
-    {
-        m_pCallBack->Receive(vecpEvent, pBatch->lReqNum);
-        m_gate.Leave();
-    }
+    Call([&] { m_pCallBack->Receive(vecpEvent, pBatch->lReqNum); });
     // The end of a request is told when its reply has been taken.
     if (pBatch->lReqNum != 0)
         PushStatus(eReqFinished, pBatch->lReqNum);

@@ -1,5 +1,6 @@
 #include "platform/dli/CReceiver.h"
 #include "link/dli/EDli.h"
+#include <cstdio>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
@@ -85,11 +86,12 @@ void CReceiver::RunAnswers()
 
 void CReceiver::Deliver(const SStatus& p_status)
 {
-    if (m_gate.Enter())
-    {
-        CallStatus(p_status);
-        m_gate.Leave();
-    }
+    Call([&] { CallStatus(p_status); });
     StatusDone(p_status);
+}
+
+void CReceiver::ReportThrow(const char* p_pText)
+{
+    std::fprintf(stderr, "DLI: exception out of a callback: %s\n", p_pText);
 }
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

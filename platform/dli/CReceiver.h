@@ -2,6 +2,7 @@
 #include "platform/dli/CGate.h"
 #include "platform/dli/CThreadPool.h"
 #include <deque>
+#include <exception>
 #include <memory>
 #include <mutex>
 
@@ -44,6 +45,26 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     };
 
     void Push(const SStatus& p_status);
+    /// Makes a call into the object unless the gate is closed. What it throws ends here, with one line.
+    template <class TCall>
+    void Call(TCall&& p_fnCall)
+    {
+        if (!m_gate.Enter())
+            return;
+        try
+        {
+            p_fnCall();
+        }
+        catch (const std::exception& ex)
+        {
+            ReportThrow(ex.what());
+        }
+        catch (...)
+        {
+            ReportThrow("of unknown type");
+        }
+        m_gate.Leave();
+    }
     /// Calls the object, behind the gate.
     virtual void CallStatus(const SStatus& p_status) = 0;
     /// After the call, or in its place if the gate is closed.
@@ -51,7 +72,6 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     /// Takes the next delivery off its queue and makes the call. @return false if there is none (the lane has ended).
     virtual bool ReceiveNext() { return false; }
 
-    CGate m_gate;
     CThreadPool& m_pool;
     std::mutex m_mtx;
     bool m_bReceiveRuns = false; ///< under m_mtx
@@ -61,7 +81,9 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     void RunStatus();
     void RunAnswers();
     void Deliver(const SStatus& p_status);
+    static void ReportThrow(const char* p_pText);
 
+    CGate m_gate;
     // ---- under m_mtx ----
     std::deque<SStatus> m_queStatus;
     std::deque<SStatus> m_queAnswer;

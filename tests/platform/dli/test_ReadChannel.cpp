@@ -302,6 +302,30 @@ TEST_F(ReadChannel, ReplayGoesOnWhereItStandsWhenTheSetIsStartedAgain)
     EXPECT_LE(reader.m_log.Seen().front().nTicks, nLast + 100 * 200000);
 }
 
+TEST_F(ReadChannel, StartAheadOfTheDeclarationTakesEffectWithIt)
+{
+    StartServer(50, 10);
+    unsigned long hConn = ConnectEvent();
+    CDataLog log;
+    CChanneldata data(hConn);
+    data.SetCallBack(&log);
+    data.Start(1, 2, static_cast<ESampleRate>(50), 0);
+    std::vector<unsigned long> vecnId = {2};
+    std::vector<int> vecnType = {8};
+    data.Add(vecnId, vecnType, 0, 0, 0);
+    EXPECT_TRUE(Eventually([&] { return log.Seen().size() == 10; }));
+    data.SetCallBack(nullptr);
+}
+
+TEST_F(ReadChannel, ExceptionOutOfACallBackStopsNothing)
+{
+    StartServer(50, 10);
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    reader.m_log.OnReceive([] { throw std::runtime_error("from the application"); });
+    reader.m_data.SetCallBack(&reader.m_log);
+    EXPECT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 10; }));
+}
+
 TEST_F(ReadChannel, WrongDeclarationsAreThrownBack)
 {
     StartServer();
@@ -312,7 +336,8 @@ TEST_F(ReadChannel, WrongDeclarationsAreThrownBack)
     std::vector<int> vecnType = {8, 7};
     EXPECT_THROW(data.Add(vecnId, vecnShort, 0, 0, 0), CDliError);
     EXPECT_THROW(data.Add(vecnId, vecnType, 0, 0, 0), CDliError);
-    EXPECT_THROW(data.Start(1, 2, static_cast<ESampleRate>(50), 0), CDliError);
+    EXPECT_THROW(data.Start(1, 2, static_cast<ESampleRate>(0), 0), CDliError);
+    EXPECT_THROW(data.Start(1, 2, std::int64_t{-1}, 0), CDliError);
     unsigned long hNone = 999999;
     EXPECT_THROW(CChanneldata none(hNone), CDliError);
     EXPECT_THROW(CEventdata::GetInstance(hNone), CDliError);
