@@ -157,32 +157,6 @@ TEST_F(CConfigurationTest, OneEventLevelMayBeActiveAlone)
     EXPECT_FALSE(events.IsActive(static_cast<ePSEventType>(3)));
 }
 
-TEST_F(CConfigurationTest, WhatTheApplicationRefusesInItsOwnWordsPassesTheSchema)
-{
-    struct
-    {
-        std::string strOld, strNew;
-    } const vecCase[] = {{R"(Name="GRID")", R"(Name="")"},
-                         {R"(Name="NORTH_POWER")", R"(Name="")"},
-                         {R"(SamplesMultiplier="4")", R"(SamplesMultiplier="0")"},
-                         {R"(SamplesMultiplier="4")", R"(SamplesMultiplier="300")"},
-                         {R"(PSDampingRatioWarning="-0.05")", R"(PSDampingRatioWarning="0.1")"},
-                         {R"(MaxFrequency="0.8")", R"(MaxFrequency="0.1")"},
-                         {R"(UpperCutOffFrequency="0.8")", R"(UpperCutOffFrequency="0.7")"},
-                         {R"(<Input PhaseType="2" RefID="1013"/>)", ""},
-                         {R"(RefID="1011")", R"(RefID="5000")"},
-                         {R"(RefID="1011")", R"(RefID="4711")"},
-                         {R"(RefID="1011")", R"(RefID="2147483647")"},
-                         {R"("North voltage" ReportingRate="50")", R"("North voltage" ReportingRate="0")"}};
-    for (const auto& c : vecCase)
-        EXPECT_TRUE(Load(Changed(BaseText(), c.strOld, c.strNew))) << c.strNew;
-    EXPECT_TRUE(Load(Without(BaseText(), "<OMA ", "</OMA>")));
-    EXPECT_TRUE(Load(Without(BaseText(), "<Job ", "</Job>")));
-    EXPECT_TRUE(Load(Without(BaseText(), "<PSMode ", "</PSMode>")));
-    EXPECT_TRUE(Load(Without(BaseText(), "<NTMs>", "</NTMs>")));
-    EXPECT_TRUE(Load(Without(BaseText(), "<PSEvents>", "</PSEvents>")));
-}
-
 TEST_F(CConfigurationTest, TheInstanceIsTakenFromAReaderOnceAndDeleted)
 {
     EXPECT_EQ(CConfiguration::CreateInstance(nullptr), nullptr);
