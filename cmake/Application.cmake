@@ -2,16 +2,8 @@
 # stands above it here, so the link lines show which class may know which.
 function(oma_layer p_strName)
     cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
-    set(lstFound)
-    foreach(strSource ${ARG_SOURCES})
-        if(EXISTS ${PROJECT_SOURCE_DIR}/${strSource}.cpp)
-            list(APPEND lstFound ${PROJECT_SOURCE_DIR}/${strSource}.cpp)
-        endif()
-    endforeach()
-    if(NOT lstFound)
-        return()
-    endif()
-    oma_library(${p_strName} SOURCES ${lstFound} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+    list(TRANSFORM ARG_SOURCES REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/\\1.cpp")
+    oma_library(${p_strName} SOURCES ${ARG_SOURCES} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
     target_include_directories(${p_strName} PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()
 
