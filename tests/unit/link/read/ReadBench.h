@@ -102,13 +102,14 @@ class ReadBench : public ::testing::Test
     CaptureTrace m_capture;
 };
 
-/// A read callback over the fake link with PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23), both three-phase, and
+/// On the fake clock: a read callback over the fake link with PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23), both three-phase, and
 /// a job on their power. The job counts as one with a thread; nobody works on its handles.
 class CallbackBench : public ReadBench
 {
   protected:
     CallbackBench()
     {
+        JumpOverSleeps();
         m_vecpPmu.push_back(MakePmu(101, {11, 12, 13}));
         m_vecpPmu.push_back(MakePmu(102, {21, 22, 23}));
         AddJob("JOB");
@@ -133,6 +134,7 @@ class CallbackBench : public ReadBench
         m_pCb->SetUpcDone(true);
         m_pCb->Status(Dli::eConnected, 0, 0);
         m_pCb->Status(Dli::eReqCycle, 0, p_nCycle_ms);
+        JumpOverSleeps(); // anew: nobody has answered the start
         m_capture.Clear();
     }
     CJobOMA& Job(std::size_t p_nIndex = 0) { return *m_vecpJob[p_nIndex]; }

@@ -21,6 +21,7 @@ class SessionBench : public ReadBench
 
     static std::unique_ptr<CVdsOMA> MakeSession(const std::string& p_strName, std::uint32_t p_nId)
     {
+        FakeDli::SetBehaviour({.bWriteConnected = true});
         auto pOMA =
             std::make_unique<CVdsOMA>(1, 2, p_nId, true, 0, 5000, false, std::make_unique<CTraceOMA>(p_strName));
         pOMA->AddPmu(MakePmu(101, {11, 12, 13}));

@@ -11,13 +11,13 @@ class EventThreadBench : public SessionBench
     }
     ~EventThreadBench() override
     {
-        EventsUseFakeClock(false);
         if (m_thread.joinable())
         {
             m_pReader->Exit();
+            EventsAutoAdvance(1);
             m_thread.join();
         }
-        m_vecpOMA.resize(1); // before their thread group goes
+        EventsUseFakeClock(false);
     }
     void StartThread()
     {

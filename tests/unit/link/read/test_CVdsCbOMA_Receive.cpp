@@ -224,7 +224,6 @@ TEST_F(CVdsCbOMA_Receive, PhasorLineIsWrittenUnderItsSwitchOnly)
 
 TEST_F(CVdsCbOMA_Receive, WorkerIsWokenOnItsPsCycleWithEnoughMeasurements)
 {
-    JumpOverSleeps();
     Connect();
     // 15 measurements at the full second: one too few.
     ReceivePlaces(36, 50);
@@ -241,35 +240,28 @@ TEST_F(CVdsCbOMA_Receive, WorkerIsWokenOnItsPsCycleWithEnoughMeasurements)
 
 TEST_F(CVdsCbOMA_Receive, EveryJobIsWaitedForAndOnlyTheSlowOneIsTold)
 {
-    JumpOverSleeps();
     AddJob("SLOW");
     Connect();
     ReceivePlaces(30, 49);
+    EventsAutoAdvance(0);
     std::thread worker(
         [this]
         {
             WaitForSingleObject(JobHandle(eJobEventNewData), INFINITE);
             Job(0).m_bWorkerDone = true;
         });
-    ASSERT_TRUE(EventsAwaitParked(1, 30000));
-    EventsAutoAdvance(0);
-    std::thread jumper(
-        []
-        {
-            EventsAwaitParked(1, 30000);
-            EventsAutoAdvance(1);
-        });
-    ReceivePlaces(50, 50);
+    std::thread library([this] { ReceivePlaces(50, 50); });
     worker.join();
-    jumper.join();
+    EventsAutoAdvance(1);
+    library.join();
     EXPECT_FALSE(m_capture.Has("Input data loss for OMA job: JOB!"));
     EXPECT_TRUE(m_capture.Has("Input data loss for OMA job: SLOW!"));
 }
 
 TEST_F(CVdsCbOMA_Receive, StopEndsTheWaitForAWorkerAtOnce)
 {
-    EventsUseFakeClock(true);
     Connect();
+    EventsAutoAdvance(0);
     ReceivePlaces(30, 49);
     std::thread library([this] { ReceivePlaces(50, 50); });
     ASSERT_TRUE(EventsAwaitParked(1, 30000));
@@ -282,7 +274,6 @@ TEST_F(CVdsCbOMA_Receive, StopEndsTheWaitForAWorkerAtOnce)
 
 TEST_F(CVdsCbOMA_Receive, JobWithoutHandlesOrThreadIsNotWoken)
 {
-    JumpOverSleeps();
     AddJob("IDLE");
     Job(1).m_pThread.reset();
     Connect();

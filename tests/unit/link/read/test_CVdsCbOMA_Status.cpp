@@ -73,7 +73,6 @@ TEST_F(CVdsCbOMA_Status, FailedStartSuspendsAndTheNextConnectTriesAgain)
 
 TEST_F(CVdsCbOMA_Status, StartWaitsTenSecondsForTheUpcRequestAndGoesOn)
 {
-    JumpOverSleeps();
     EXPECT_TRUE(m_pCb->OnConnected());
     EXPECT_EQ(EventsNow_ms(), 10000);
     EXPECT_EQ(FakeDli::ReadStarts().size(), 1U);
