@@ -48,7 +48,7 @@ class CJob
     bool IsOk() const { return m_bOk; }
 
     std::atomic<bool> m_bWorkerDone{true}; ///< [R] clears before event 1, [W] sets after each pass
-    std::atomic<bool> m_bStartDone{true};            ///< [R] clears before event 0, [W] sets when the old data are gone
+    std::atomic<bool> m_bStartDone{true};  ///< [R] clears before event 0, [W] sets when the old data are gone
     std::string m_strName;
     bool m_bActive;      ///< from the configuration, cleared when the job cannot run; [M]
     std::uint32_t m_nId; ///< element id of the job

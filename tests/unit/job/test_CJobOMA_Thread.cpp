@@ -150,6 +150,15 @@ TEST_F(JobThread, StartWaitsForTheWriteConnection)
     Signal(eJobEventStop);
     EXPECT_FALSE(pCB->IsStarted());
     pCB->m_bDisconnected = true;
+    m_pJob->m_bStartDone = false;
+    Signal(eJobEventStart);
+    EXPECT_TRUE(m_pJob->m_bStartDone); // the queue is empty, samples may come
+    pCB->OnConnected();                // the writer starts by itself while the job waits
+    Advance(10);
+    EXPECT_EQ(FakeDli::WriteStarts().size(), 2U);
+    EXPECT_FALSE(m_capture.Has("although already started"));
+    Signal(eJobEventStop);
+    pCB->m_bDisconnected = true;
     Signal(eJobEventStart);
     Request(eJobEventTerminate);
     EventsAdvance(10); // one poll, not 60 s

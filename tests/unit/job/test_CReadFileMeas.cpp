@@ -68,8 +68,8 @@ TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
 {
     // Without a stop the first accepted record is the last; a stop met before the start has the same effect.
     const std::tuple<const char*, const char*, Values> vecCase[] = {
-        {"", "", {300}},       {":01", "", {300}},    {":01", "no", {300, 900}}, {"", ":01", {300, 300}},
-        {":01", ":01", {300}}, {":01", ":00", {300}}, {"never", "", {}}};
+        {"", "", {300}},       {":01", "", {300}},      {":01", "no", {300, 900}}, {"", ":01", {300, 300}},
+        {":01", ":01", {300}}, {":01", "00:00", {300}}, {"never", "", {}}};
     for (const auto& [pszStart, pszStop, vecfExpect] : vecCase)
     {
         EXPECT_TRUE(Read(g_pszLines, {1}, {3}, pszStart, pszStop));
