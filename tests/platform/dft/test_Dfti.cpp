@@ -73,7 +73,7 @@ TEST(Dfti, ForwardIsTheUnscaledSumWithNegativeExponent)
 
 TEST(Dfti, BackwardWithScaleOneByLengthGivesTheSamplesBack)
 {
-    for (std::size_t n = 2; n <= 65536; n *= 2)
+    for (std::size_t n = 2; n <= 4096; n *= 2)
     {
         const Buffer vecTime = Noise(n);
         Buffer vecData = Forward(vecTime);
@@ -84,89 +84,48 @@ TEST(Dfti, BackwardWithScaleOneByLengthGivesTheSamplesBack)
     }
 }
 
-TEST(Dfti, BackwardIsUnscaledUnlessTold)
+TEST(Dfti, ManyThreadsAtTheFirstUseOfALengthGetTheSameDigitsAtAnyAddress)
 {
-    Buffer vecData{0.0, 0.0, 1.0, 0.0, 0.0, 0.0}; // one half of a cosine of height 2
-    const CDesc desc(4);
-    EXPECT_EQ(DftiComputeBackward(desc.h, vecData.data()), DFTI_NO_ERROR);
-    for (std::size_t i = 0; i < 4; ++i)
-        EXPECT_NEAR(vecData[i], 2.0 * std::cos(std::numbers::pi / 2.0 * static_cast<double>(i)), 1e-15);
-}
-
-TEST(Dfti, SameDigitsAtAnyAddressAndOnAnyThread)
-{
-    std::vector<Buffer> vecWant;
-    for (std::size_t n = 2; n <= 8192; n *= 2)
-        vecWant.push_back(Forward(Noise(n)));
+    const std::vector<std::size_t> vecnLength{16, 1024, 8192, 131072, 262144};
+    std::vector<std::vector<Buffer>> vecvecResult(4, std::vector<Buffer>(vecnLength.size()));
     std::vector<std::thread> vecThread;
-    std::vector<unsigned> vecnDiffering(4, 0);
-    for (std::size_t t = 0; t < vecnDiffering.size(); ++t)
+    for (std::size_t t = 0; t < vecvecResult.size(); ++t)
         vecThread.emplace_back(
-            [&vecWant, &r_nDiffering = vecnDiffering[t], t]
+            [&, t]
             {
-                for (const Buffer& vecResult : vecWant)
+                for (std::size_t i = 0; i < vecnLength.size(); ++i)
                 {
                     // Threads 1 and 3 stand one double off the alignment of the allocator.
-                    const std::size_t nOffset = t % 2;
-                    Buffer vecData = Noise(vecResult.size() - 2);
+                    const std::ptrdiff_t nOffset = t % 2;
+                    Buffer vecData = Noise(vecnLength[i]);
                     vecData.insert(vecData.begin(), nOffset, 0.0);
-                    const CDesc desc(vecResult.size() - 2);
+                    const CDesc desc(vecnLength[i]);
                     DftiComputeForward(desc.h, vecData.data() + nOffset);
-                    if (!std::equal(vecResult.begin(), vecResult.end(), vecData.begin() + static_cast<long>(nOffset)))
-                        ++r_nDiffering;
+                    vecvecResult[t][i].assign(vecData.begin() + nOffset, vecData.end());
                 }
             });
     for (std::thread& thread : vecThread)
         thread.join();
-    EXPECT_EQ(vecnDiffering, std::vector<unsigned>(4, 0));
-}
-
-TEST(Dfti, FirstUseOfALengthByManyThreadsAtOnce)
-{
-    // Lengths that no other test of this program uses.
-    std::vector<std::thread> vecThread;
-    std::vector<double> vecfSum(6, 0.0);
-    for (double& r_fSum : vecfSum)
-        vecThread.emplace_back(
-            [&r_fSum]
-            {
-                for (const std::size_t n : {131072U, 262144U})
-                {
-                    Buffer vecData(n + 2, 1.0);
-                    const CDesc desc(n);
-                    DftiComputeForward(desc.h, vecData.data());
-                    r_fSum += vecData[0];
-                }
-            });
-    for (std::thread& thread : vecThread)
-        thread.join();
-    EXPECT_EQ(vecfSum, std::vector<double>(6, 131072.0 + 262144.0));
+    for (std::size_t i = 0; i < vecnLength.size(); ++i)
+        for (const auto& vecResult : vecvecResult)
+            EXPECT_EQ(vecResult[i], Forward(Noise(vecnLength[i]))) << vecnLength[i];
 }
 
 TEST(Dfti, RefusesWhatItCannotDo)
 {
-    struct SCase
-    {
-        int ePrecision;
-        int eDomain;
-        MKL_LONG nDimension;
-        MKL_LONG nLength;
-    };
-    for (const SCase& refused : {SCase{35, DFTI_REAL, 1, 8}, SCase{DFTI_DOUBLE, 32, 1, 8},
-                                 SCase{DFTI_DOUBLE, DFTI_REAL, 2, 8}, SCase{DFTI_DOUBLE, DFTI_REAL, 1, 0},
-                                 SCase{DFTI_DOUBLE, DFTI_REAL, 1, -8}, SCase{DFTI_DOUBLE, DFTI_REAL, 1, 1},
-                                 SCase{DFTI_DOUBLE, DFTI_REAL, 1, 6}, SCase{DFTI_DOUBLE, DFTI_REAL, 1, 1L << 31}})
+    const auto Refuses = [](int p_ePrecision, int p_eDomain, MKL_LONG p_nDimension, MKL_LONG p_nLength)
     {
         DFTI_DESCRIPTOR_HANDLE h = nullptr;
         const MKL_LONG nStatus =
-            DftiCreateDescriptor(&h, static_cast<DFTI_CONFIG_VALUE>(refused.ePrecision),
-                                 static_cast<DFTI_CONFIG_VALUE>(refused.eDomain), refused.nDimension, refused.nLength);
-        EXPECT_FALSE(DftiErrorClass(nStatus, DFTI_NO_ERROR)) << refused.nLength;
-        EXPECT_EQ(h, nullptr);
-    }
-    DFTI_DESCRIPTOR_HANDLE hNone = nullptr;
-    EXPECT_FALSE(DftiErrorClass(DftiCommitDescriptor(hNone), DFTI_NO_ERROR));
-    EXPECT_FALSE(DftiErrorClass(DftiFreeDescriptor(&hNone), DFTI_NO_ERROR));
+            DftiCreateDescriptor(&h, static_cast<DFTI_CONFIG_VALUE>(p_ePrecision),
+                                 static_cast<DFTI_CONFIG_VALUE>(p_eDomain), p_nDimension, p_nLength);
+        return !DftiErrorClass(nStatus, DFTI_NO_ERROR) && !h;
+    };
+    EXPECT_TRUE(Refuses(35, DFTI_REAL, 1, 8));
+    EXPECT_TRUE(Refuses(DFTI_DOUBLE, 32, 1, 8));
+    EXPECT_TRUE(Refuses(DFTI_DOUBLE, DFTI_REAL, 2, 8));
+    for (const MKL_LONG nLength : {0L, -8L, 1L, 6L, 1L << 31})
+        EXPECT_TRUE(Refuses(DFTI_DOUBLE, DFTI_REAL, 1, nLength)) << nLength;
 }
 
 TEST(Dfti, ComputesOnlyAfterCommit)
@@ -177,10 +136,8 @@ TEST(Dfti, ComputesOnlyAfterCommit)
     EXPECT_NE(DftiComputeForward(h, vecData.data()), DFTI_NO_ERROR);
     EXPECT_EQ(DftiCommitDescriptor(h), DFTI_NO_ERROR);
     EXPECT_EQ(DftiComputeForward(h, vecData.data()), DFTI_NO_ERROR);
-    EXPECT_NE(DftiComputeForward(h, nullptr), DFTI_NO_ERROR);
-    EXPECT_NE(DftiSetValue(h, DFTI_REAL, 1.0), DFTI_NO_ERROR);
     EXPECT_EQ(DftiSetValue(h, DFTI_BACKWARD_SCALE, 0.125), DFTI_NO_ERROR);
     EXPECT_NE(DftiComputeBackward(h, vecData.data()), DFTI_NO_ERROR) << "a changed setting asks for a new commit";
     EXPECT_EQ(DftiFreeDescriptor(&h), DFTI_NO_ERROR);
-    EXPECT_EQ(h, nullptr);
+    EXPECT_NE(DftiFreeDescriptor(&h), DFTI_NO_ERROR);
 }

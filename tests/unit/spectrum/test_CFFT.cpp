@@ -1,6 +1,7 @@
 #include "SpectrumBench.h"
 #include "fake/CaptureTrace.h"
 #include "unit/job/ResultDir.h"
+#include <tuple>
 
 namespace
 {
@@ -40,29 +41,23 @@ TEST_F(FftTest, SinusoidOnAChannelHasItsAmplitudeAndPhase)
 TEST_F(FftTest, BandBackInTimeHasTheAmplitudeOfItsSinusoid)
 {
     ASSERT_TRUE(fft.FFTbyMKL(TwoTones(), 0.02));
-    struct SBand
-    {
-        unsigned nLow;
-        unsigned nHigh;
-        double fMean;
-        double fFirst;
-        double fSecond;
-    };
-    // Limits inclusive; the one-sided DC channel counts as it is, a high channel of 0 stands for all.
-    for (const SBand& band : {SBand{5, 5, 0, 3, 0}, SBand{4, 6, 0, 3, 0}, SBand{6, 20, 0, 0, 2}, SBand{6, 19, 0, 0, 0},
-                              SBand{0, 31, 7, 3, 2}, SBand{9, 0, 7, 3, 2}, SBand{0, 1, 7, 0, 0}})
+    // Low, high; what is left of mean, first and second tone. Limits inclusive; the one-sided DC channel counts as it is, a
+    // high channel of 0 stands for all.
+    const std::tuple<unsigned, unsigned, double, double, double> vecBand[] = {
+        {5, 5, 0, 3, 0},  {4, 6, 0, 3, 0}, {6, 20, 0, 0, 2}, {6, 19, 0, 0, 0},
+        {0, 31, 7, 3, 2}, {9, 0, 7, 3, 2}, {0, 1, 7, 0, 0}};
+    for (const auto& [nLow, nHigh, fMean, fFirst, fSecond] : vecBand)
     {
         CFFT fftInverse(&m_trace);
-        ASSERT_TRUE(fftInverse.IFFTbyMKL(fft.GetData(), band.nLow, band.nHigh));
+        ASSERT_TRUE(fftInverse.IFFTbyMKL(fft.GetData(), nLow, nHigh));
         std::valarray<double> vecTime(64);
         ASSERT_TRUE(fftInverse.RetrveTime(vecTime));
         for (std::size_t i = 0; i < 64; ++i)
         {
             const double fAngle = g_fTwoPi * static_cast<double>(i) / 64.0;
-            EXPECT_NEAR(
-                vecTime[i],
-                band.fMean + band.fFirst * std::cos(5.0 * fAngle + 0.5) + band.fSecond * std::sin(20.0 * fAngle), 1e-13)
-                << band.nLow << " to " << band.nHigh;
+            EXPECT_NEAR(vecTime[i], fMean + fFirst * std::cos(5.0 * fAngle + 0.5) + fSecond * std::sin(20.0 * fAngle),
+                        1e-13)
+                << nLow << " to " << nHigh;
         }
     }
 }

@@ -7,6 +7,8 @@
 
 namespace
 {
+constexpr double g_fNaN = std::numeric_limits<double>::quiet_NaN();
+
 struct FitTest : testing::Test
 {
     CTraceOMA trace{"FIT"};
@@ -14,6 +16,9 @@ struct FitTest : testing::Test
     unsigned nLeft = 0;
     unsigned nRight = 0;
     std::vector<double> vecCoef;
+    double fFreq = 0.0;
+    double fFWHM = 0.0;
+    double fAmpl = 0.0;
 
     bool FitLSQ(const std::valarray<double>& p_vecLog, unsigned p_nLeft, unsigned p_nRight)
     {
@@ -51,22 +56,14 @@ std::valarray<double> ModelOf(double p_fHeight, double p_fCentre, double p_fWidt
 
 TEST_F(FitTest, GaussianGivesItsFrequencyWidthAndHeight)
 {
-    struct SRange
-    {
-        unsigned nLeft;
-        unsigned nRight;
-    };
     // Three channels: the exact parabola; more: the normal equations.
-    for (const SRange& range : {SRange{19, 21}, SRange{19, 22}, SRange{16, 25}})
+    for (const unsigned nLast : {21U, 22U, 25U})
     {
-        ASSERT_TRUE(FitLSQ(Gaussian(40, 20.3, 4.5), range.nLeft, range.nRight));
+        ASSERT_TRUE(FitLSQ(Gaussian(40, 20.3, 4.5), 19, nLast));
         const CFitLsqOMA fit({}, &trace);
-        double fFreq_Hz = 0.0;
-        double fFWHM_Hz = 0.0;
-        double fAmpl = 0.0;
-        ASSERT_TRUE(fit.CalcPeakData(vecCoef, nLeft, 0.1, &fFreq_Hz, &fFWHM_Hz, &fAmpl));
-        EXPECT_NEAR(fFreq_Hz, 2.03, 1e-9);
-        EXPECT_NEAR(fFWHM_Hz, 0.45, 1e-8);
+        ASSERT_TRUE(fit.CalcPeakData(vecCoef, nLeft, 0.1, &fFreq, &fFWHM, &fAmpl));
+        EXPECT_NEAR(fFreq, 2.03, 1e-9);
+        EXPECT_NEAR(fFWHM, 0.45, 1e-8);
         EXPECT_NEAR(fAmpl, 50.0, 1e-6);
         std::valarray<double> vecCurve(40);
         fit.CalcCurve(vecCoef, &vecCurve);
@@ -82,32 +79,15 @@ TEST_F(FitTest, TooFewChannelsAndDataThatAreNoNumbers)
     EXPECT_FALSE(FitLSQ(Gaussian(40, 20.0, 4.0), 38, 40)) << "beyond the data";
     EXPECT_EQ(capture.Count("CFitLsqOMA::FitPeak():Invalid No Of Data!"), 2U);
     std::valarray<double> vecLog = Gaussian(40, 20.0, 4.0);
-    vecLog[20] = std::numeric_limits<double>::quiet_NaN();
+    vecLog[20] = g_fNaN;
     EXPECT_FALSE(FitLSQ(vecLog, 19, 21));
     EXPECT_FALSE(FitLSQ(vecLog, 17, 23));
     EXPECT_EQ(capture.Count("Invalid PS peak fit coefficients"), 2U);
 }
 
-TEST_F(FitTest, UpwardParabolaHasNoWidth)
-{
-    ASSERT_TRUE(FitLSQ({3.0, 1.0, 0.2, 1.0, 3.0}, 1, 3));
-    const CFitLsqOMA fit({}, &trace);
-    double fFreq = 0.0;
-    double fFWHM = 0.0;
-    double fAmpl = 0.0;
-    EXPECT_FALSE(fit.CalcPeakData(vecCoef, 1, 1.0, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_NEAR(fFreq, 2.0, 1e-12);
-    EXPECT_NEAR(fAmpl, std::pow(10.0, 0.2), 1e-12);
-    EXPECT_DOUBLE_EQ(fFWHM, -1.0);
-    EXPECT_TRUE(capture.Has("Invalid peak FWHM"));
-}
-
 TEST_F(FitTest, CentreBelowChannelZeroIsRefusedWithAllItsLines)
 {
     const CFitLsqOMA fit({}, &trace);
-    double fFreq = 0.0;
-    double fFWHM = 0.0;
-    double fAmpl = 0.0;
     EXPECT_FALSE(fit.CalcPeakData({1.0, -2.0, -1.0}, 0, 0.5, &fFreq, &fFWHM, &fAmpl));
     EXPECT_DOUBLE_EQ(fAmpl, -1.0) << "a missing amplitude alone stops nothing";
     EXPECT_DOUBLE_EQ(fFreq, -0.5);
@@ -115,7 +95,10 @@ TEST_F(FitTest, CentreBelowChannelZeroIsRefusedWithAllItsLines)
                             "coef_2=-1.000000!"));
     EXPECT_TRUE(capture.Has("CalcPeakLogAmplMax():Invalid PS peak freq.channel!"));
     EXPECT_TRUE(capture.Has("CalcPeakData():Invalid peak freq.!"));
-    EXPECT_DOUBLE_EQ(fit.CalcPeakFWHM({1.0, -2.0, -1.0}, 0), -1.0);
+    EXPECT_FALSE(fit.CalcPeakData({1.0, -2.0, 1.0}, 0, 0.5, &fFreq, &fFWHM, &fAmpl));
+    EXPECT_DOUBLE_EQ(fFreq, 0.5) << "a parabola open upwards has a centre";
+    EXPECT_DOUBLE_EQ(fFWHM, -0.5) << "and no width";
+    EXPECT_TRUE(capture.Has("CalcPeakData():Invalid peak FWHM!"));
     EXPECT_DOUBLE_EQ(fit.CalcPeakFreq({1.0, 2.0}, 0), -1.0);
     EXPECT_TRUE(capture.Has("No.of fit coef.s [2] below expected no. [3]"));
 }
@@ -191,7 +174,7 @@ TEST_F(FitTest, LorentzianThatCannotGetBetterIsAFailedFit)
     nRight = 28;
     fit.PresetCoefs({1.0, 20.0, 6.0});
     EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
-    fit.PresetCoefs({std::numeric_limits<double>::quiet_NaN(), 20.0, 6.0});
+    fit.PresetCoefs({g_fNaN, 20.0, 6.0});
     EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
     fit.PresetCoefs({1.0, 20.0, 0.0});
     EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef)) << "no width";
@@ -211,18 +194,13 @@ TEST_F(FitTest, LorentzianCurveAndRecord)
     EXPECT_DOUBLE_EQ(vecCurve[5], 8.0);
     EXPECT_DOUBLE_EQ(vecCurve[3], 4.0);
     EXPECT_DOUBLE_EQ(vecCurve[7], 4.0);
-    double fFreq = 0.0;
-    double fFWHM = 0.0;
-    double fAmpl = 0.0;
     ASSERT_TRUE(fit.CalcPeakData({8.0, 5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
     EXPECT_DOUBLE_EQ(fFreq, 0.5);
     EXPECT_DOUBLE_EQ(fFWHM, 0.4);
     EXPECT_DOUBLE_EQ(fAmpl, 8.0);
-    const double fNaN = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_FALSE(fit.CalcPeakData({fNaN, 5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
+    EXPECT_FALSE(fit.CalcPeakData({g_fNaN, 5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
     EXPECT_FALSE(fit.CalcPeakData({8.0, -5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_FALSE(fit.CalcPeakData({8.0, 5.0, fNaN}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_TRUE(capture.Has("(): Invalid #fAmplMax# value!"));
-    EXPECT_TRUE(capture.Has("(): Invalid #fFreq_Hz# value!"));
-    EXPECT_TRUE(capture.Has("(): Invalid #fFWHM_Hz# value!"));
+    EXPECT_FALSE(fit.CalcPeakData({8.0, 5.0, g_fNaN}, 0.1, &fFreq, &fFWHM, &fAmpl));
+    for (const char* const pszName : {"fAmplMax", "fFreq_Hz", "fFWHM_Hz"})
+        EXPECT_TRUE(capture.Has(std::string("(): Invalid #") + pszName + "# value!"));
 }

@@ -1,6 +1,7 @@
 #include "SpectrumBench.h"
 #include "fake/CaptureTrace.h"
 #include "host/Epsilon.h"
+#include <tuple>
 
 namespace
 {
@@ -107,24 +108,6 @@ TEST_F(ProcTest, LimitsAreTheFirstChannelsBelowHalf)
     }
 }
 
-TEST_F(ProcTest, RegionsOfTheOlderSearch)
-{
-    EXPECT_TRUE(m_pProc->IsChanAllowed(3, {}, {}));
-    EXPECT_FALSE(m_pProc->IsChanAllowed(3, {1, 3}, {2, 5}));
-    EXPECT_FALSE(m_pProc->IsChanAllowed(5, {1, 3}, {2, 5}));
-    EXPECT_TRUE(m_pProc->IsChanAllowed(6, {1, 3}, {2, 5}));
-    Spectrum vecData{1, 2, 3, 4};
-    std::vector<unsigned> vecBeg;
-    std::vector<unsigned> vecEnd;
-    EXPECT_TRUE(m_pProc->InitData(vecData, 1, 2, vecBeg, vecEnd));
-    EXPECT_FALSE(m_pProc->InitData(vecData, 2, 1, vecBeg, vecEnd));
-    EXPECT_FALSE(m_pProc->InitData(vecData, 2, 4, vecBeg, vecEnd));
-    EXPECT_TRUE(capture.Has("Invalid data point index: #nData#=4 #p_ifLeft#=2 #p_ifRight#=4"));
-    EXPECT_EQ(std::vector<double>(std::begin(vecData), std::end(vecData)), (std::vector<double>{1, 0, 0, 4}));
-    EXPECT_EQ(vecBeg, std::vector<unsigned>{1});
-    EXPECT_EQ(vecEnd, std::vector<unsigned>{2});
-}
-
 TEST_F(ProcTest, FitIsTakenOffDownToEpsilon)
 {
     Spectrum vecSearch{5.0, 3.0, 1.0, g_fEps};
@@ -138,21 +121,16 @@ TEST_F(ProcTest, RangeOfAPeakIsOneWidthToBothSides)
     // A block of 64 samples at 10 Hz: 0.15625 Hz a channel.
     Feed(Samples(64, 0.1, [](double) { return 1.0; }));
     Run(1.0);
-    struct SCase
-    {
-        double fFreq_Hz;
-        double fFWHM_Hz;
-        unsigned nLo;
-        unsigned nHi;
-    };
-    for (const SCase& test : {SCase{1.5625, 0.3125, 8, 13}, SCase{1.6, 0.32, 8, 13}, SCase{0.3, 0.4, 0, 5},
-                              SCase{4.7, 0.3, 28, 31}, SCase{4.9, 10.0, 0, 31}, SCase{1e300, 1.0, 4294967295U, 31}})
+    const std::tuple<double, double, unsigned, unsigned> vecCase[] = {
+        {1.5625, 0.3125, 8, 13}, {1.6, 0.32, 8, 13}, {0.3, 0.4, 0, 5},
+        {4.7, 0.3, 28, 31},      {4.9, 10.0, 0, 31}, {1e300, 1.0, 4294967295U, 31}};
+    for (const auto& [fFreq_Hz, fFWHM_Hz, nLoWant, nHiWant] : vecCase)
     {
         unsigned nLo = 0;
         unsigned nHi = 0;
-        EXPECT_TRUE(m_pProc->CalcPeakRange(test.fFreq_Hz, test.fFWHM_Hz, 32, &nLo, &nHi));
-        EXPECT_EQ(nLo, test.nLo) << test.fFreq_Hz;
-        EXPECT_EQ(nHi, test.nHi) << test.fFreq_Hz;
+        EXPECT_TRUE(m_pProc->CalcPeakRange(fFreq_Hz, fFWHM_Hz, 32, &nLo, &nHi));
+        EXPECT_EQ(nLo, nLoWant) << fFreq_Hz;
+        EXPECT_EQ(nHi, nHiWant) << fFreq_Hz;
     }
 }
 

@@ -129,7 +129,7 @@ TEST_F(Damping, SeriesAveragesTheRatesOfTheNewestHalfCycles)
         {"-nmaxhs: more than there are", {}, 10, {L"-nmaxhs:40"}},
     };
     for (const SCase& test : vecCase)
-        for (const double fFactor : {0.9, 0.97, 1.05})
+        for (const double fFactor : {0.9, 1.0, 1.05})
         {
             if (!test.vecArg.empty())
                 Options(test.vecArg);
@@ -146,13 +146,6 @@ TEST_F(Damping, OneValueFromTheNewestIsAStepAheadOfTheWindow)
     // One old half cycle too many in the window changes the ratio: the count of the window is exact.
     ASSERT_TRUE(Evaluate(Falling({70.0}, 7, 0.9)));
     EXPECT_GT(std::abs(fDamp - RatioOf(0.9)), 0.01);
-}
-
-TEST_F(Damping, SwingOfConstantHeightHasARatioOfZero)
-{
-    ASSERT_TRUE(Evaluate(Falling({}, 7, 1.0)));
-    EXPECT_NEAR(fDamp, 0.0, 1e-12);
-    EXPECT_NEAR(fMagn, 10.0, 1e-12);
 }
 
 TEST_F(Damping, MeanIsTakenOffTheTimeSignal)

@@ -1,7 +1,10 @@
 #include "fake/CaptureTrace.h"
+#include "host/TextOMA.h"
 #include "modes/CDOE.h"
+#include <array>
 #include <gtest/gtest.h>
 #include <limits>
+#include <tuple>
 
 namespace
 {
@@ -23,51 +26,24 @@ struct DoeTest : testing::Test
 
 TEST_F(DoeTest, EachCellHasItsLevelAndTheFractionItsPlace)
 {
-    struct SCase
+    // Half way in both factors everywhere (above the alarm limit that is 400, without damping 0.05); then quarters, to
+    // tell the factors apart, and the limits of damping, which belong to the zone above.
+    const std::array<double, 3> vecCase[] = {
+        {50, -0.2, 0.25},     {50, -0.075, 2.25},  {50, -0.025, 4.25}, {50, 0.05, 6.25},      {150, -0.2, 1.25},
+        {150, -0.075, 5.25},  {150, -0.025, 8.25}, {150, 0.05, 9.25},  {400, -0.2, 3.25},     {400, -0.075, 7.25},
+        {400, -0.025, 10.25}, {400, 0.05, 11.25},  {25, -0.4, 0.0625}, {150, -0.0625, 5.375}, {125, -0.2, 1.125},
+        {800, 0.15, 11.5625}, {150, -0.1, 5.0},    {150, -0.05, 8.0},  {400, 0.0, 11.0},      {1e300, 1e-9, 11.0}};
+    for (const auto& [fMagn, fDamp, fWant] : vecCase)
     {
-        double fMagn;
-        double fDamp;
-        double fWant;
-    };
-    // Half way in both factors everywhere; above the alarm limit half way is 400 W, without damping 0.05.
-    const SCase vecCase[] = {{50, -0.2, 0.25},
-                             {50, -0.075, 2.25},
-                             {50, -0.025, 4.25},
-                             {50, 0.05, 6.25},
-                             {150, -0.2, 1.25},
-                             {150, -0.075, 5.25},
-                             {150, -0.025, 8.25},
-                             {150, 0.05, 9.25},
-                             {400, -0.2, 3.25},
-                             {400, -0.075, 7.25},
-                             {400, -0.025, 10.25},
-                             {400, 0.05, 11.25},
-                             // Quarters, to tell the factors apart, and the limits of damping, which belong above.
-                             {25, -0.4, 0.0625},
-                             {125, -0.2, 1.125},
-                             {150, -0.0625, 5.375},
-                             {800, 0.15, 11.5625},
-                             {150, -0.1, 5.0},
-                             {150, -0.05, 8.0},
-                             {400, 0.0, 11.0},
-                             {1e300, 1e-9, 11.0}};
-    for (const SCase& test : vecCase)
-    {
-        EXPECT_TRUE(doe.Calc(test.fMagn, test.fDamp, &trace, fDOE)) << test.fMagn << " " << test.fDamp;
-        EXPECT_NEAR(fDOE, test.fWant, 1e-7) << test.fMagn << " " << test.fDamp;
+        EXPECT_TRUE(doe.Calc(fMagn, fDamp, &trace, fDOE)) << fMagn << " " << fDamp;
+        EXPECT_NEAR(fDOE, fWant, 1e-7) << fMagn << " " << fDamp;
     }
     EXPECT_TRUE(capture.Lines().empty());
 }
 
 TEST_F(DoeTest, MagnitudeOnALimitHasNoDoe)
 {
-    struct SCase
-    {
-        double fMagn;
-        double fDamp;
-        const char* pszWant;
-    };
-    const SCase vecCase[] = {
+    const std::tuple<double, double, const char*> vecCase[] = {
         {100, -0.2,
          "DOE [1.000000] does not reflect damp.ratio [-0.200000] below warn.limit [-0.100000] and magn. below "
          "warn.limit!"},
@@ -78,10 +54,10 @@ TEST_F(DoeTest, MagnitudeOnALimitHasNoDoe)
         {200, -0.025, "DOE [10.000000] does not reflect damp.ratio [-0.025000] being below 0!"},
         {200, 0.05, "DOE [11.000000] does not reflect damp.ratio [0.050000] of signal below magn. alarm limit!"},
     };
-    for (const SCase& test : vecCase)
+    for (const auto& [fMagn, fDamp, pszWant] : vecCase)
     {
-        EXPECT_FALSE(doe.Calc(test.fMagn, test.fDamp, &trace, fDOE));
-        EXPECT_TRUE(capture.Has(std::string("CDOE::CheckDoeVsDamp():") + test.pszWant)) << test.pszWant;
+        EXPECT_FALSE(doe.Calc(fMagn, fDamp, &trace, fDOE));
+        EXPECT_TRUE(capture.Has(std::string("CDOE::CheckDoeVsDamp():") + pszWant)) << pszWant;
     }
 }
 
@@ -105,55 +81,34 @@ TEST_F(DoeTest, WhatIsOutOfRangeIsReportedNotMended)
 
 TEST_F(DoeTest, MagnitudeCheckNamesTheRow)
 {
-    struct SCase
-    {
-        double fMagn;
-        double fDamp;
-        double fDOE;
-        const char* pszWant; ///< null: fine
+    // Magnitude, ratio, a DOE that is fine, one that is not, and how its line ends.
+    const std::tuple<double, double, double, double, const char*> vecCase[] = {
+        {50, -0.2, 4.99, 5.0, "] being below warn.limit [100.000000]!"},
+        {50, 0.0, 6.0, 5.99, "] being below warn.limit [100.000000]!"},
+        {100, -0.2, 8.99, 9.0, "] being below alarm limit [200.000000]!"},
+        {150, 0.1, 9.99, 10.0, "] being below alarm limit [200.000000]!"},
+        {200, -0.2, 10.99, 11.0, "] of damped signal!"},
+        {200, 0.1, 11.0, 12.0, "] of damped signal!"},
     };
-    const SCase vecCase[] = {
-        {50, -0.2, 4.99, nullptr},   {50, -0.2, 5.0, "] being below warn.limit [100.000000]!"},
-        {50, 0.0, 6.0, nullptr},     {50, 0.0, 5.99, "] being below warn.limit [100.000000]!"},
-        {100, -0.2, 8.99, nullptr},  {100, -0.2, 9.0, "] being below alarm limit [200.000000]!"},
-        {150, 0.1, 9.99, nullptr},   {150, 0.1, 10.0, "] being below alarm limit [200.000000]!"},
-        {200, -0.2, 10.99, nullptr}, {200, -0.2, 11.0, "] of damped signal!"},
-        {200, 0.1, 11.0, nullptr},   {200, 0.1, 12.0, "] of damped signal!"},
-    };
-    for (const SCase& test : vecCase)
+    for (const auto& [fMagn, fDamp, fFine, fBad, pszWant] : vecCase)
     {
         capture.Clear();
-        EXPECT_EQ(doe.CheckDoeVsMagn(test.fMagn, test.fDamp, test.fDOE, &trace), !test.pszWant) << test.fDOE;
-        if (test.pszWant)
-        {
-            EXPECT_TRUE(capture.Has("] does not reflect magn. [")) << test.fDOE;
-            EXPECT_TRUE(capture.Has(test.pszWant)) << test.fDOE;
-        }
+        EXPECT_TRUE(doe.CheckDoeVsMagn(fMagn, fDamp, fFine, &trace)) << fFine;
+        EXPECT_FALSE(doe.CheckDoeVsMagn(fMagn, fDamp, fBad, &trace)) << fBad;
+        EXPECT_EQ(capture.Lines(), std::vector{"CDOE::CheckDoeVsMagn():DOE [" + DoubleAsText(fBad) +
+                                               "] does not reflect magn. [" + DoubleAsText(fMagn) + pszWant});
     }
-}
-
-TEST_F(DoeTest, DampingCheckOfTheTopRow)
-{
-    EXPECT_TRUE(doe.CheckDoeVsDamp(201.0, -0.2, 3.5, &trace));
-    EXPECT_FALSE(doe.CheckDoeVsDamp(201.0, -0.2, 4.0, &trace));
-    EXPECT_TRUE(capture.Has("] below warn.limit [-0.100000] and magn. above alarm limit!"));
-    EXPECT_FALSE(doe.CheckDoeVsDamp(201.0, 0.0, 12.0, &trace));
-    EXPECT_TRUE(capture.Has("] of signal below magn. alarm limit!")) << "stands so in this row, too";
 }
 
 TEST_F(DoeTest, LevelIsTheWholePart)
 {
-    struct SCase
-    {
-        double fDOE;
-        unsigned nWant;
-    };
-    for (const SCase& test : {SCase{0.0, 0}, SCase{0.99, 0}, SCase{5.0, 5}, SCase{11.999, 11}, SCase{12.0, 12},
-                              SCase{-1.0, 12}, SCase{1e300, 12}, SCase{g_fNaN, 12}})
+    const std::pair<double, unsigned> vecCase[] = {{0.0, 0},   {0.99, 0},  {5.0, 5},    {11.999, 11},
+                                                   {12.0, 12}, {-1.0, 12}, {1e300, 12}, {g_fNaN, 12}};
+    for (const auto& [fLevel, nWant] : vecCase)
     {
         unsigned nLevel = 99;
-        EXPECT_EQ(doe.RetrveViolLevel(test.fDOE, &trace, nLevel), test.nWant < 12) << test.fDOE;
-        EXPECT_EQ(nLevel, test.nWant) << test.fDOE;
+        EXPECT_EQ(doe.RetrveViolLevel(fLevel, &trace, nLevel), nWant < 12) << fLevel;
+        EXPECT_EQ(nLevel, nWant) << fLevel;
     }
     EXPECT_TRUE(capture.Has("CDOE::RetrveViolLevel():Invalid #p_fDOE# value: 12.000000!"));
 }
