@@ -38,7 +38,9 @@ int Serve(const SVdsCommand& p_command)
     server.Stop();
     std::printf("vds: %s\n", server.Summary().c_str());
     std::fflush(stdout);
-    return server.Fault().empty() ? 0 : 1;
+    if (!server.Fault().empty())
+        throw std::runtime_error(server.Fault());
+    return 0;
 }
 } // namespace
 

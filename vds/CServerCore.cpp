@@ -441,7 +441,8 @@ void CServerCore::AtSourceEnd()
     if (!m_bEndTold)
     {
         m_bEndTold = true;
-        Line(m_strFault.empty() ? "the source has ended" : m_strFault);
+        if (m_strFault.empty())
+            Line("the source has ended");
     }
     if (m_strFault.empty())
     {

@@ -1,5 +1,6 @@
 #include "platform/dli/CThreadPool.h"
 #include <chrono>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -23,7 +24,14 @@ void CThreadPool::Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane)
         return;
     }
     ++m_nThreads;
-    std::thread([this] { Work(); }).detach();
+    try
+    {
+        std::thread([this] { Work(); }).detach();
+    }
+    catch (const std::system_error&)
+    {
+        --m_nThreads; // the work waits for a thread that gets free
+    }
 }
 
 void CThreadPool::Work()
