@@ -140,26 +140,20 @@ TEST_F(FitTest, SingularMatrixFailsWithoutALine)
     EXPECT_TRUE(fit.FreeMatrix());
 }
 
-TEST_F(FitTest, LorentzianStepsConvergeWhereTheirDerivativesAreExact)
+TEST_F(FitTest, LorentzianTakesTenSteps)
 {
-    // The derivatives of the steps lack the height and a factor of 2: they are those of a peak of height 0.5.
-    CFitLmaOMA fit(ModelOf(0.5, 20.2, 6.0), &trace);
     nLeft = 12;
     nRight = 28;
-    ASSERT_TRUE(fit.PresetCoefs({0.4, 19.9, 6.5}));
-    ASSERT_TRUE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
+    // The derivatives of the steps lack the height and a factor of 2: they are those of a peak of height 0.5.
+    CFitLmaOMA fitExact(ModelOf(0.5, 20.2, 6.0), &trace);
+    fitExact.PresetCoefs({0.4, 19.9, 6.5});
+    ASSERT_TRUE(fitExact.FitPeak(&nLeft, &nRight, &vecCoef));
     EXPECT_NEAR(vecCoef[0], 0.5, 1e-12);
     EXPECT_NEAR(vecCoef[1], 20.2, 1e-12);
     EXPECT_NEAR(vecCoef[2], 6.0, 1e-12);
-}
-
-TEST_F(FitTest, LorentzianStepsOfAnotherHeightAreTakenTenTimes)
-{
-    // Too long a step is refused, lambda grows: ten steps calculated by hand of a second program (Cramer's rule).
+    // With another height steps are refused and lambda grows: the values of a second program (Cramer's rule).
     CFitLmaOMA fit(ModelOf(1.0, 20.2, 6.0), &trace);
-    nLeft = 12;
-    nRight = 28;
-    ASSERT_TRUE(fit.PresetCoefs({0.8, 19.5, 7.0}));
+    fit.PresetCoefs({0.8, 19.5, 7.0});
     ASSERT_TRUE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
     EXPECT_NEAR(vecCoef[0], 0.9429301549997439, 1e-9);
     EXPECT_NEAR(vecCoef[1], 19.61822976340533, 1e-9);
@@ -172,12 +166,11 @@ TEST_F(FitTest, LorentzianThatCannotGetBetterIsAFailedFit)
     CFitLmaOMA fit(ModelOf(1.0, 20.0, 6.0), &trace);
     nLeft = 12;
     nRight = 28;
-    fit.PresetCoefs({1.0, 20.0, 6.0});
-    EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
-    fit.PresetCoefs({g_fNaN, 20.0, 6.0});
-    EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
-    fit.PresetCoefs({1.0, 20.0, 0.0});
-    EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef)) << "no width";
+    for (const std::vector<double>& vecStart : {std::vector{1.0, 20.0, 6.0}, {g_fNaN, 20.0, 6.0}, {1.0, 20.0, 0.0}})
+    {
+        fit.PresetCoefs(vecStart);
+        EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
+    }
     EXPECT_EQ(capture.Count("CFitLmaOMA::FitPeak():Fit Parameters Could Not Be Improved!"), 3U);
     nRight = 13;
     EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));

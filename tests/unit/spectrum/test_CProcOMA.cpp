@@ -114,11 +114,6 @@ TEST_F(ProcOmaTest, TooFewSamplesGiveNoPeakAndNoLine)
     EXPECT_TRUE(Run(0.8).empty());
     EXPECT_TRUE(capture.Lines().empty());
     EXPECT_EQ(m_pProc->GetAmpl().size(), 0U);
-    g_vecbTraceData[7] = true;
-    Run(0.8);
-    EXPECT_TRUE(capture.Has("Begin 'Run'"));
-    EXPECT_FALSE(capture.Has("Apply FFT"));
-    EXPECT_TRUE(capture.Has("Peak Detection Done, #PEAKS=0"));
 }
 
 TEST_F(ProcOmaTest, PeakAboveTheMaximumCostsATurnOnly)
@@ -178,24 +173,17 @@ TEST_F(ProcOmaTest, WhatIsMissingEndsTheRunWithItsLine)
     m_pProc->SetDeltaT(g_fStep_s);
     EXPECT_TRUE(Run(900.0).empty());
     EXPECT_TRUE(capture.Has("Insufficient spec.ampl. buf.size: 1475!"));
-    for (const std::uint32_t nSamples : {0U, 1U})
-    {
-        MakeProc(nSamples, 0.8, g_fStep_s);
-        EXPECT_TRUE(Run(0.8).empty());
-    }
-    EXPECT_EQ(capture.Count("CProcOMA::Run():FFT error!"), 2U);
+    MakeProc(1, 0.8, g_fStep_s);
+    EXPECT_TRUE(Run(0.8).empty());
+    EXPECT_TRUE(capture.Has("CProcOMA::Run():FFT error!"));
     MakeProc(s_nSamples, 0.8, g_fStep_s);
     const CDOE doeNone(nullptr, nullptr);
+    CProcOMA proc(&m_deqMeas, m_pSpec.get(), &doeNone, &m_trace);
+    proc.SetDeltaT(g_fStep_s);
     CProcOMA::VecPeak vecpPeak;
-    for (const CDOE* const pDOE : {&doeNone, static_cast<const CDOE*>(nullptr)})
-    {
-        CProcOMA proc(&m_deqMeas, m_pSpec.get(), pDOE, &m_trace);
-        proc.SetDeltaT(g_fStep_s);
-        EXPECT_TRUE(proc.Run(0.8, L"", L"", 1, 0, &vecpPeak));
-    }
+    EXPECT_TRUE(proc.Run(0.8, L"", L"", 1, 0, &vecpPeak));
     EXPECT_TRUE(vecpPeak.empty());
     EXPECT_TRUE(capture.Has("CProcOMA::Run():Invalid Pointer: pvecLimitMagn!"));
-    EXPECT_TRUE(capture.Has("CProcOMA::Run():Invalid Pointer: m_pDOE!"));
 }
 
 TEST_F(ProcOmaTest, SamplesThatAreNoNumbersAreBorne)
@@ -215,19 +203,14 @@ TEST_F(ProcOmaTest, ExtendedDataFileOfARunWithoutPeaks)
     MakeProc(8, 1.0, 0.5);
     Feed({0, 8, 0, 0, 0, 0, 0, 0}); // height 2 in all channels, 45 degrees from one to the next
     EXPECT_TRUE(Run(1.0, 1, {}, L"c:\\OMA_J_PsmExt.dat").empty());
-    const std::string strZero = "      0.000";
-    EXPECT_EQ(dir.Text("OMA_J_PsmExt.dat"), "TimeStep   0.500\n"
-                                            "TimeData      8" +
-                                                strZero + "      8.000" + strZero + strZero + strZero + strZero +
-                                                strZero + strZero +
-                                                "\n"
-                                                "FreqStep       0.250\n"
-                                                "Magn          4      2.000      2.000      2.000      2.000\n"
-                                                "Degs          4" +
-                                                strZero +
-                                                "    -45.000    -90.000   -135.000\n"
-                                                "SearchBuf     4" +
-                                                strZero + "     -2.000     -2.000     -2.000\n");
+    EXPECT_EQ(
+        dir.Text("OMA_J_PsmExt.dat"),
+        "TimeStep   0.500\n"
+        "TimeData      8      0.000      8.000      0.000      0.000      0.000      0.000      0.000      0.000\n"
+        "FreqStep       0.250\n"
+        "Magn          4      2.000      2.000      2.000      2.000\n"
+        "Degs          4      0.000    -45.000    -90.000   -135.000\n"
+        "SearchBuf     4      0.000     -2.000     -2.000     -2.000\n");
 }
 
 TEST_F(ProcOmaTest, ExtendedDataFileOfARunWithOnePeak)
