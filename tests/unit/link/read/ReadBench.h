@@ -5,29 +5,25 @@
 #include "host/TraceFilter.h"
 #include "link/CEventReadOMA.h"
 #include "link/CEventWriteOMA.h"
-#include "link/CVdsOMA.h"
 #include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <thread>
 
 namespace Dli = Norvik::Energy::Kestrel::VDS::Runtime;
 
 inline constexpr std::int64_t g_nSec = 10000000;                 ///< ticks
+inline constexpr std::int64_t g_nPlace = g_nSec / 50;            ///< of the 50 Hz grid
 inline constexpr std::int64_t g_nStart = 63871200000LL * g_nSec; ///< a full second
-inline constexpr unsigned g_nMeasMin = 16;                       ///< samples of the shortest band
 
 /// Polls in real time; for threads of a test. The limit only ends a test that has failed.
 template <class TDone>
 bool Await(TDone p_fnDone)
 {
     const auto tLimit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!p_fnDone())
-    {
-        if (std::chrono::steady_clock::now() > tLimit)
-            return false;
+    while (!p_fnDone() && std::chrono::steady_clock::now() < tLimit)
         std::this_thread::yield();
-    }
-    return true;
+    return p_fnDone();
 }
 
 inline bool IsSignalled(HANDLE p_hEvent)
@@ -46,13 +42,12 @@ inline std::unique_ptr<CPmu> MakePmu(std::uint32_t p_nId, const std::vector<std:
     return pPmu;
 }
 
-/// An active power job with one band of 16 samples, one mode and one PS cycle a second.
-inline std::unique_ptr<CJobOMA> MakeJob(const std::string& p_strName = "JOB")
+/// A power job on two PMUs, with handles, one band of 16 samples, one mode and one PS cycle a second.
+inline std::unique_ptr<CJobOMA> MakeJob(const std::string& p_strName, const CVds::VecPmu& p_vecpPmu)
 {
     auto pvecpSpec = std::make_unique<VecSpec>();
-    pvecpSpec->push_back(std::make_unique<CSpec>(true, 0, g_nMeasMin, 0.8, 3.0, 500, nullptr));
-    pvecpSpec->push_back(std::make_unique<CSpec>(false, 1, 64, 0.2, 0.8, 500, nullptr));
-    pvecpSpec->push_back(std::make_unique<CSpec>(false, 2, 256, 0.05, 0.2, 500, nullptr));
+    for (const std::int32_t eReso : {0, 1, 2})
+        pvecpSpec->push_back(std::make_unique<CSpec>(eReso == 0, eReso, 16, 0.8, 3.0, 500, nullptr));
     auto pDOE = std::make_unique<CDOE>(std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{100.0, 200.0}),
                                        std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
     auto pJob = std::make_unique<CJobOMA>(p_strName, 500, true, 0, std::move(pvecpSpec), 31, 32, 10, 1, std::move(pDOE),
@@ -60,15 +55,28 @@ inline std::unique_ptr<CJobOMA> MakeJob(const std::string& p_strName = "JOB")
     pJob->m_pvecpPsmOut->push_back(std::make_unique<CPsmOut>(
         true, 2, 601, 801, std::vector<unsigned long>{9010, 9011, 9012, 9013}, 1, 0.8, 3.0, 1, pJob->m_pvecpSpec.get(),
         10, pJob->m_pDOE.get(), std::make_unique<CTraceOMA>(p_strName + "_1")));
+    pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>();
+    for (unsigned i = 0; i < eJobEventCount; ++i)
+        pJob->m_pvechOMA->push_back(CreateEventW(nullptr, 0, 0, nullptr));
+    pJob->m_pPmu1st = p_vecpPmu[0].get();
+    pJob->m_pPmu2nd = p_vecpPmu[1].get();
     return pJob;
 }
 
-inline void AddHandles(CJobOMA& r_job)
+/// Samples of PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23): magnitudes 1, 2, 3, ..., angles 0.
+struct SSamples
 {
-    r_job.m_pvechOMA = std::make_unique<std::vector<HANDLE>>();
-    for (unsigned i = 0; i < eJobEventCount; ++i)
-        r_job.m_pvechOMA->push_back(CreateEventW(nullptr, 0, 0, nullptr));
-}
+    explicit SSamples(std::int64_t p_nTicks)
+    {
+        for (const unsigned long nId : {11UL, 12UL, 13UL, 21UL, 22UL, 23UL})
+        {
+            vecpOwned.push_back(FakeDli::MakeSample(nId, p_nTicks, static_cast<float>(vecpOwned.size() + 1), 0.0F));
+            vecpSample.push_back(vecpOwned.back().get());
+        }
+    }
+    std::vector<std::unique_ptr<Dli::CChannelAnalog>> vecpOwned;
+    std::vector<Dli::CChannel*> vecpSample;
+};
 
 /// Everything global is as after process start when the bench is gone.
 class ReadBench : public ::testing::Test
@@ -87,7 +95,7 @@ class ReadBench : public ::testing::Test
         g_vecbTraceData.fill(false);
         EventsUseFakeClock(false);
     }
-    /// The clock jumps to the end of each sleep.
+    /// From here on the clock starts at 0 and jumps to the end of each sleep.
     static void JumpOverSleeps()
     {
         EventsUseFakeClock(true);
@@ -95,15 +103,17 @@ class ReadBench : public ::testing::Test
     }
     bool IsSuspendedWith(const std::string& p_strText)
     {
-        const bool bLine = m_capture.Has(p_strText + "! -> Suspend Application.");
-        return g_eAppState.exchange(eAppRun) == eAppSuspend && bLine;
+        return g_eAppState.exchange(eAppRun) == eAppSuspend && m_capture.Has(p_strText + "! -> Suspend Application.");
+    }
+    bool HasBadPointer(const std::string& p_strMethod, const std::string& p_strName)
+    {
+        return m_capture.Has(p_strMethod + "():Invalid Pointer: " + p_strName + "!");
     }
 
     CaptureTrace m_capture;
 };
 
-/// On the fake clock: a read callback over the fake link with PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23), both three-phase, and
-/// a job on their power. The job counts as one with a thread; nobody works on its handles.
+/// On the clock that jumps: a read callback with a job that counts as one with a thread; nobody works on its handles.
 class CallbackBench : public ReadBench
 {
   protected:
@@ -117,21 +127,17 @@ class CallbackBench : public ReadBench
     }
     void AddJob(const std::string& p_strName)
     {
-        m_vecpJob.push_back(MakeJob(p_strName));
-        CJobOMA& job = *m_vecpJob.back();
-        AddHandles(job);
-        job.m_pThread = std::make_unique<boost::thread>();
-        job.m_pPmu1st = m_vecpPmu[0].get();
-        job.m_pPmu2nd = m_vecpPmu[1].get();
+        m_vecpJob.push_back(MakeJob(p_strName, m_vecpPmu));
+        m_vecpJob.back()->m_pThread = std::make_unique<boost::thread>();
     }
     void MakeCb(std::int32_t p_eInputMode, std::uint32_t p_nRate)
     {
         m_pCb = std::make_unique<CVdsCbOMA>(2, m_hStatus, &m_chanData, &m_vecpPmu, p_eInputMode, p_nRate, &m_vecpJob,
                                             &m_trace);
+        m_pCb->SetUpcDone(true);
     }
     void Connect(unsigned long p_nCycle_ms = 20)
     {
-        m_pCb->SetUpcDone(true);
         m_pCb->Status(Dli::eConnected, 0, 0);
         m_pCb->Status(Dli::eReqCycle, 0, p_nCycle_ms);
         JumpOverSleeps(); // anew: nobody has answered the start
@@ -143,26 +149,17 @@ class CallbackBench : public ReadBench
     {
         return (*m_vecpPmu[p_nPmu]->GetPhasors())[p_nIndex];
     }
-
-    /// Samples of all phasors at a place on the 50 Hz grid; the values are 1, 2, 3, ... and angles 0.
-    void MakeSamples(std::int64_t p_nTicks)
+    void Receive(std::int64_t p_nTicks, const std::function<void(SSamples&)>& p_fnChange = {})
     {
-        m_vecpOwned.clear();
-        for (const unsigned long nId : {11UL, 12UL, 13UL, 21UL, 22UL, 23UL})
-            m_vecpOwned.push_back(FakeDli::MakeSample(nId, p_nTicks, static_cast<float>(m_vecpOwned.size() + 1), 0.0F));
-        m_vecpSample.clear();
-        for (const auto& pSample : m_vecpOwned)
-            m_vecpSample.push_back(pSample.get());
-    }
-    void ReceiveAt(std::int64_t p_nTicks)
-    {
-        MakeSamples(p_nTicks);
-        m_pCb->Receive(m_vecpSample);
+        SSamples samples(g_nStart + p_nTicks);
+        if (p_fnChange)
+            p_fnChange(samples);
+        m_pCb->Receive(samples.vecpSample);
     }
     void ReceivePlaces(int p_nFirst, int p_nLast)
     {
         for (int i = p_nFirst; i <= p_nLast; ++i)
-            ReceiveAt(g_nStart + i * (g_nSec / 50));
+            Receive(i * g_nPlace);
     }
 
     CTraceOMA m_trace{"VDS"};
@@ -172,6 +169,4 @@ class CallbackBench : public ReadBench
     CVds::VecPmu m_vecpPmu;
     CVdsCbOMA::VecJob m_vecpJob;
     std::unique_ptr<CVdsCbOMA> m_pCb;
-    std::vector<std::unique_ptr<Dli::CChannelAnalog>> m_vecpOwned;
-    std::vector<Dli::CChannel*> m_vecpSample;
 };

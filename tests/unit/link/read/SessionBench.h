@@ -10,13 +10,8 @@ class SessionBench : public ReadBench
     ~SessionBench() override
     {
         for (const auto& pOMA : m_vecpOMA)
-        {
-            if (!pOMA)
-                continue;
-            JoinSession(*pOMA);
-            if (pOMA->m_hEventDLI)
-                CloseHandle(pOMA->m_hEventDLI);
-        }
+            if (pOMA)
+                JoinSession(*pOMA);
     }
 
     static std::unique_ptr<CVdsOMA> MakeSession(const std::string& p_strName, std::uint32_t p_nId)
@@ -29,11 +24,7 @@ class SessionBench : public ReadBench
         EXPECT_TRUE(pOMA->CalcVdsReqCycleRate(0));
         EXPECT_TRUE(pOMA->CreateHandleReceiveEventDLI());
         pOMA->m_pvecpJob = std::make_unique<CVdsOMA::VecJob>();
-        pOMA->m_pvecpJob->push_back(MakeJob("JOB_" + p_strName));
-        CJobOMA& job = *pOMA->m_pvecpJob->back();
-        AddHandles(job);
-        job.m_pPmu1st = pOMA->m_vecpPmu[0].get();
-        job.m_pPmu2nd = pOMA->m_vecpPmu[1].get();
+        pOMA->m_pvecpJob->push_back(MakeJob("JOB_" + p_strName, pOMA->m_vecpPmu));
         return pOMA;
     }
     /// A worker that is there, but does nothing: its end is up to the test.
@@ -55,28 +46,21 @@ class SessionBench : public ReadBench
             r_oma.StopThread();
             r_oma.m_pThread->join();
         }
-        if (!r_oma.m_pvecpJob)
-            return;
-        for (const auto& pJob : *r_oma.m_pvecpJob)
-            if (pJob && pJob->m_pThread && pJob->m_pThread->joinable())
-                pJob->m_pThread->join();
+        if (Job(r_oma).m_pThread && Job(r_oma).m_pThread->joinable())
+            Job(r_oma).m_pThread->join();
     }
     static CJobOMA& Job(CVdsOMA& r_oma) { return *(*r_oma.m_pvecpJob)[0]; }
     CVdsOMA& OMA(std::size_t p_nIndex = 0) { return *m_vecpOMA[p_nIndex]; }
 
-    /// One second of samples through the library, from a place of the 50 Hz grid.
-    static void Deliver(unsigned p_nChannel, int p_nFirst, int p_nCount)
+    /// Connect, answered start and a number of cycles at 50 Hz, as from the library.
+    static void Deliver(unsigned p_nChannel, int p_nCycles)
     {
-        for (int i = p_nFirst; i < p_nFirst + p_nCount; ++i)
+        FakeDli::ReadStatus(p_nChannel, Dli::eConnected);
+        FakeDli::ReadStatus(p_nChannel, Dli::eReqCycle, 0, 20);
+        for (int i = 1; i <= p_nCycles; ++i)
         {
-            std::vector<std::unique_ptr<Dli::CChannelAnalog>> vecpOwned;
-            std::vector<Dli::CChannel*> vecpSample;
-            for (const unsigned long nId : {11UL, 12UL, 13UL, 21UL, 22UL, 23UL})
-            {
-                vecpOwned.push_back(FakeDli::MakeSample(nId, g_nStart + i * (g_nSec / 50), 100.0F, 0.0F));
-                vecpSample.push_back(vecpOwned.back().get());
-            }
-            FakeDli::ReadReceive(p_nChannel, vecpSample);
+            SSamples samples(g_nStart + i * g_nPlace);
+            FakeDli::ReadReceive(p_nChannel, samples.vecpSample);
         }
     }
 

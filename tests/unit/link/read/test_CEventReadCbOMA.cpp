@@ -20,10 +20,10 @@ class EventBench : public SessionBench
     }
     ~EventBench() override { Dli::CConfiguration::DeleteInstance(); }
 
-    bool Process(Dli::ETransition p_eTrans, int p_eElem, unsigned long p_nElemId, int p_eKey,
-                 const std::string& p_strText = "", unsigned long p_nReq = 0)
+    bool Process(int p_eTrans, int p_eElem, unsigned long p_nElemId, int p_eKey, const std::string& p_strText = "",
+                 unsigned long p_nReq = 0)
     {
-        Dli::CEvent event(p_eTrans, static_cast<EElementType>(p_eElem), p_nElemId,
+        Dli::CEvent event(static_cast<Dli::ETransition>(p_eTrans), static_cast<EElementType>(p_eElem), p_nElemId,
                           static_cast<Dli::EIncidenceKey>(p_eKey), p_strText);
         return m_pCb->ProcessEvent(&event, p_nReq);
     }
@@ -49,54 +49,51 @@ using CEventReadCbOMA_Zone = EventBench;
 
 TEST_F(CEventReadCbOMA_Event, EachEventHasItsEffect)
 {
-    enum EEffect
-    {
-        eNothing,
-        eRestarts,
-        eSuspends,
-        eClears
-    };
     struct SCase
     {
-        Dli::ETransition eTrans;
         int eElem;
         int eKey;
-        unsigned long nReq;
-        EEffect eEffect;
+        int eTrans;
+        bool bUpc;
+        int eCommand; ///< 99: none
         std::string strLine;
     };
+    const std::string strRestart = "CEventReadCb::OnRestart():Init. app. restart.";
+    const std::string strStop = "CEventReadCb::OnSuspend():Init. application service stop.";
+    const std::string strUnknown = "CEventReadCbOMA::OnUnknownData():Unknown ";
+    const std::string strClear = "clear";
     const SCase vecCase[] = {
-        {Dli::eAPP, 0, 7, 0, eRestarts, "CEventReadCb::OnRestart():Init. app. restart."},
-        {Dli::eAPP, 3, 7, 0, eRestarts, "CEventReadCb::OnRestart():Init. app. restart."},
-        {Dli::eDIS, 3, 7, 0, eNothing, ""},
-        {Dli::eAPP, 2, 7, 0, eNothing, ""},
-        {Dli::eAPP, 1, 7, 0, eNothing, ""},
-        {Dli::eAPP, 99, 4203, 7, eNothing, ""},
-        {Dli::eAPP, 3, 4201, 0, eSuspends, "CEventReadCb::OnSuspend():Init. application service stop."},
-        {Dli::eAPP, 0, 4201, 0, eNothing, ""},
-        {Dli::eDIS, 3, 4201, 0, eNothing, ""},
-        {Dli::eAPP, 3, 4202, 0, eNothing, "CEventReadCbOMA::ProcessEvent():Event received indicating OMA spec. error."},
-        {Dli::eDIS, 3, 4202, 0, eNothing, ""},
-        {Dli::eAPP, 3, 4203, 7, eClears, ""},
-        {Dli::eAPP, 3, 4206, 7, eClears, ""},
-        {Dli::eAPP, 3, 4203, 0, eNothing, ""},
-        {Dli::eAPP, 2, 4203, 7, eNothing, ""},
-        {Dli::eAPP, 2, 4007, 0, eNothing, ""},
-        {Dli::eDIS, 3, 4207, 0, eNothing, "CEventReadCbOMA::OnUnknownData():Unknown DIS event!"},
-        {Dli::eAPP, 0, 4207, 0, eNothing, "CEventReadCbOMA::OnUnknownData():Unknown APP event!"}};
+        {0, 7, 1, false, 0, strRestart},
+        {3, 7, 1, false, 0, strRestart},
+        {3, 7, 0, false, 99, ""},
+        {2, 7, 1, false, 99, ""},
+        {1, 7, 1, false, 99, ""},
+        {3, 4201, 1, false, 1, strStop},
+        {0, 4201, 1, false, 99, ""},
+        {3, 4201, 0, false, 99, ""},
+        {3, 4202, 1, false, 99, "CEventReadCbOMA::ProcessEvent():Event received indicating OMA spec. error."},
+        {3, 4202, 0, false, 99, ""},
+        {3, 4203, 1, true, 99, strClear},
+        {0, 4206, 1, true, 99, strClear},
+        {3, 4203, 1, false, 99, ""},
+        {2, 4203, 1, true, 99, ""},
+        {99, 4203, 1, true, 99, ""},
+        {2, 4007, 1, false, 99, ""},
+        {3, 4207, 0, false, 99, strUnknown + "DIS event!"},
+        {0, 4207, 1, false, 99, strUnknown + "APP event!"}};
     for (const SCase& c : vecCase)
     {
         SCOPED_TRACE(std::to_string(c.eElem) + " " + std::to_string(c.eKey) + " " + std::to_string(c.eTrans));
         FakeDli::Reset();
         m_capture.Clear();
         m_pCb->m_eCommand = 99;
-        EXPECT_TRUE(Process(c.eTrans, c.eElem, 500, c.eKey, "#text", c.nReq));
-        EXPECT_EQ(IsSignalled(m_pCb->m_hReceive), c.eEffect == eRestarts || c.eEffect == eSuspends);
-        EXPECT_EQ(m_pCb->m_eCommand, c.eEffect == eRestarts ? 0 : c.eEffect == eSuspends ? 1 : 99);
-        EXPECT_EQ(FakeDli::Posts().size(), c.eEffect == eClears ? 1U : 0U);
-        EXPECT_EQ(FakeDli::CountCalls("Event.Post " + std::to_string(c.eKey) + " DIS 3 500 #text"),
-                  c.eEffect == eClears ? 1U : 0U);
-        EXPECT_EQ(m_capture.Lines(), c.strLine.empty() ? std::vector<std::string>() : std::vector{c.strLine});
+        EXPECT_TRUE(Process(c.eTrans, c.eElem, 500, c.eKey, "#text", c.bUpc ? 7 : 0));
+        EXPECT_EQ(m_pCb->m_eCommand, c.eCommand);
+        EXPECT_EQ(IsSignalled(m_pCb->m_hReceive), c.eCommand != 99);
+        const bool bClear = c.strLine == strClear;
+        EXPECT_EQ(FakeDli::Posts().size(), bClear ? 1U : 0U);
+        EXPECT_EQ(FakeDli::CountCalls("Event.Post " + std::to_string(c.eKey) + " DIS 3 500 #text"), bClear ? 1U : 0U);
+        EXPECT_EQ(m_capture.Lines(), c.strLine.empty() || bClear ? std::vector<std::string>() : std::vector{c.strLine});
     }
 }
 
@@ -112,58 +109,49 @@ TEST_F(CEventReadCbOMA_Event, UnknownEventAtAnInstanceIsAcknowledged)
     EXPECT_EQ(FakeDli::Posts().size(), 1U);
 }
 
-TEST_F(CEventReadCbOMA_Event, TransitionThatIsNoneIsRefused)
+TEST_F(CEventReadCbOMA_Event, WhatCannotBeDoneIsTold)
 {
-    EXPECT_FALSE(Process(static_cast<Dli::ETransition>(2), 3, 902, 4999));
+    EXPECT_FALSE(Process(2, 3, 902, 4999));
     EXPECT_TRUE(IsSuspendedWith("CEventReadCbOMA::OnUnknownData(): Invalid event transition type"));
-    EXPECT_FALSE(Process(static_cast<Dli::ETransition>(2), 2, 0, 4003, "#ZONE_DATA#~ZONE=1 x ID=1011 END"));
+    EXPECT_FALSE(Process(2, 2, 0, 4003, "#ZONE_DATA#~ZONE=1 x ID=1011 END"));
     EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::NewIsland():Invalid #p_eTrans# value!"));
     EXPECT_FALSE(m_pCb->ProcessEvent(nullptr, 0));
-    EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::ProcessEvent():Invalid Pointer: p_pEvent!"));
-}
-
-TEST_F(CEventReadCbOMA_Event, CommandThatWakesNobodySaysSo)
-{
+    EXPECT_TRUE(HasBadPointer("CEventReadCbOMA::ProcessEvent", "p_pEvent"));
+    EXPECT_FALSE(m_pCb->SetPmuIslandData(&Pmu(101), 1, 4007));
+    EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::SetPmuIslandData():No 'case'!"));
+    EXPECT_FALSE(m_pCb->SetPmuIslandData(nullptr, 1, 4003));
+    EXPECT_TRUE(HasBadPointer("CEventReadCbOMA::SetPmuIslandData", "p_pPmu"));
     CloseHandle(m_pCb->m_hReceive);
-    EXPECT_FALSE(Process(Dli::eAPP, 3, 0, 7));
-    EXPECT_FALSE(Process(Dli::eAPP, 3, 0, 4201));
-    EXPECT_TRUE(m_capture.Has("CEventReadCb::OnRestart():SetEvent() failed!"));
-    EXPECT_TRUE(m_capture.Has("CEventReadCb::OnSuspend():SetEvent() failed!"));
     CloseHandle(m_pCb->m_hStatus);
+    EXPECT_FALSE(Process(Dli::eAPP, 3, 0, 7) || Process(Dli::eAPP, 3, 0, 4201));
     m_pCb->Status(Dli::eStatus2, 0, 0);
-    EXPECT_TRUE(m_capture.Has("CEventReadCb::Status():Event cannot be set!"));
+    for (const char* pszText :
+         {"OnRestart():SetEvent() failed!", "OnSuspend():SetEvent() failed!", "Status():Event cannot be set!"})
+        EXPECT_TRUE(m_capture.Has("CEventReadCb::" + std::string(pszText)));
 }
 
 TEST_F(CEventReadCbOMA_Event, EachStatusHasItsEffect)
 {
     for (unsigned long eStatus = 0; eStatus <= 12; ++eStatus)
-    {
         for (const bool bBefore : {false, true})
         {
-            m_capture.Clear();
             g_bConnected = bBefore;
             m_pCb->m_bUpcFinished = false;
-            m_pCb->Status(eStatus, 7, 5);
+            m_pCb->Status(eStatus, bBefore ? 7 : 8, 5);
             EXPECT_EQ(g_bConnected, eStatus == 1 || (bBefore && eStatus != 3));
-            EXPECT_EQ(m_pCb->m_bUpcFinished, eStatus == 5);
+            EXPECT_EQ(m_pCb->m_bUpcFinished, eStatus == 5 && bBefore);
             EXPECT_EQ(m_pCb->m_eStatus, eStatus);
             EXPECT_TRUE(IsSignalled(m_pCb->m_hStatus));
-            const std::string strStatus = std::to_string(eStatus) + "  lReqNum=7  lAddInfo=5.";
+            const std::string strStatus =
+                std::to_string(eStatus) + "  lReqNum=" + (bBefore ? "7" : "8") + "  lAddInfo=5.";
             EXPECT_TRUE(m_capture.Has("CEventReadCb::Status():Unknown Status Message: eStatus=" + strStatus));
             EXPECT_EQ(m_capture.Has("OnUnknownStatus():(): Unknown Status Message: eStatus = " + strStatus),
                       eStatus == 6 || eStatus > 9);
         }
-    }
-    m_pCb->m_bUpcFinished = false;
-    m_pCb->Status(Dli::eReqFinished, 8, 0);
-    EXPECT_FALSE(m_pCb->m_bUpcFinished);
 }
-
-// ---- UPC reply ----
 
 TEST_F(CEventReadCbOMA_Event, UpcReplyReleasesTheReadChannelsAlsoWhenItIsEmpty)
 {
-    OMA(1).m_bActive = false; // has no thread: passed over
     StartWorker(OMA());
     StartSession(OMA());
     std::vector<Dli::CEvent*> vecpEvent;
@@ -173,12 +161,10 @@ TEST_F(CEventReadCbOMA_Event, UpcReplyReleasesTheReadChannelsAlsoWhenItIsEmpty)
     EXPECT_TRUE(m_pCb->m_bUpcFinished);
     for (const char* pszText : {"Empty event data buffer.", "Start processing event data from UPC request.",
                                 "start post-processing event data from UPC request."})
-        EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::Receive():" + std::string(pszText))) << pszText;
-    // Released: the start comes without a wait.
-    EventsUseFakeClock(true);
+        EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::Receive():" + std::string(pszText)));
     FakeDli::ReadStatus(0, Dli::eConnected);
     EXPECT_EQ(FakeDli::ReadStarts().size(), 1U);
-    EventsUseFakeClock(false);
+    EXPECT_FALSE(m_capture.Has("Missing 'request finished'"));
 }
 
 TEST_F(CEventReadCbOMA_Event, SessionThatDoesNotComeUpInTimeSuspends)
@@ -190,116 +176,83 @@ TEST_F(CEventReadCbOMA_Event, SessionThatDoesNotComeUpInTimeSuspends)
     m_pCb->Receive(vecpEvent, 7);
     EXPECT_TRUE(IsSuspendedWith("CEventReadCbOMA::Receive(): Timeout exceeded for creating OMA CB object"));
     EXPECT_EQ(EventsNow_ms(), 1500);
-    EXPECT_FALSE(m_pCb->m_bUpcFinished);
     OMA(1).m_bActive = false;
     m_pCb->Receive(vecpEvent, 7);
     EXPECT_TRUE(IsSuspendedWith("OMA inst. declared as inactive despite thread being assigned"));
     m_vecpOMA[0].reset();
     m_pCb->Receive(vecpEvent, 7);
-    EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::Receive():Invalid Pointer: pOMA!"));
+    EXPECT_TRUE(HasBadPointer("CEventReadCbOMA::Receive", "pOMA"));
+    EXPECT_FALSE(m_pCb->m_bUpcFinished);
 }
 
 // ---- zones ----
 
-TEST_F(CEventReadCbOMA_Zone, ZoneTextReachesThePmusOfAllInstances)
+TEST_F(CEventReadCbOMA_Zone, TextReachesThePmusOfAllInstances)
 {
     struct SCase
     {
-        std::string strText;
-        bool bOk;
-        unsigned vecnIsland[3]; ///< of PMUs 101, 102, 103; 77: untouched
-        std::string strError;
+        std::string strText;   ///< behind the marker
+        std::string strFields; ///< island or zone of PMUs 101, 102, 103; "-": untouched
+        std::string strError;  ///< empty: none
     };
-    const std::string strHead = "CEventReadCbOMA::";
-    const SCase vecCase[] = {
-        {"#ZONE_DATA#~ZONE=1 x ID=1011 ZONE=2 x ID=1021 END", true, {0, 1, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1 x ID=1011 ID=1031 ZONE=2 x ID=1021 ZONE=3 x ID=1031 END", true, {0, 1, 2}, ""},
-        {" \t#ZONE_DATA#~ZONE=1\nx\r\nID=1012\tEND ZONE=2 x ID=1021", true, {0, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=2 x ID=1011 END",
-         false,
-         {77, 77, 77},
-         "ProcessZoneData():Invalid zone index: 2[target: 1]!"},
-        {"#ZONE_DATA#~ZONE=1 x ID=1011 ZONE=3 x ID=1021 END",
-         false,
-         {0, 77, 77},
-         "ProcessZoneData():Invalid zone index: 3[target: 2]!"},
-        {"#ZONE_DATA#~ZONE=abc x", false, {77, 77, 77}, "ProcessZoneData():Invalid zone index: 0[target: 1]!"},
-        {"#ZONE_DATA#~ZONE=99999999999999999999 x",
-         false,
-         {77, 77, 77},
-         "ProcessZoneData():Invalid zone index: 2147483647[target: 1]!"},
-        {"#ZONE_DATA#~ZONE=-99999999999 x",
-         false,
-         {77, 77, 77},
-         "ProcessZoneData():Invalid zone index: -2147483648[target: 1]!"},
-        // The skipped token may be anything.
-        {"#ZONE_DATA#~ZONE=1 ID=1011 ID=1021 END", true, {77, 0, 77}, ""},
-        // Ends anywhere.
-        {"#ZONE_DATA#~ZONE=1 x ID=1011", true, {0, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1 x", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~ ZONE=1 x ID=1011 END", true, {77, 77, 77}, ""},
-        // Unknown data points are told; the rest of the text counts.
-        {"#ZONE_DATA#~ZONE=1 x ID=5000 ID=99999999999999999999 ID=-1 ID= ID=1011abc END",
-         true,
-         {0, 77, 77},
-         "UpdatePmuIslandData():Invalid or undefined PMU in KESTREL config.file!"},
-        {"#ZONE_DATA#ZONE=1 x ID=1011 END", false, {77, 77, 77}, ""},
-        {"x #ZONE_DATA#~ZONE=1 x ID=1011 END", false, {77, 77, 77}, ""},
-        {"", false, {77, 77, 77}, ""},
-        {"   ", false, {77, 77, 77}, ""}};
-    for (const SCase& c : vecCase)
+    const SCase vecZone[] = {{"ZONE=1 x ID=1011 ZONE=2 x ID=1021 END", "0 1 -", ""},
+                             {"ZONE=1 x ID=1011 ID=1031 ZONE=2 x ID=1021 ZONE=3 x ID=1031 END", "0 1 2", ""},
+                             {"ZONE=1\nx\r\nID=1012\tEND ZONE=2 x ID=1021", "0 - -", ""},
+                             {"ZONE=2 x ID=1011 END", "- - -", "Invalid zone index: 2[target: 1]!"},
+                             {"ZONE=1 x ID=1011 ZONE=3 x ID=1021 END", "0 - -", "Invalid zone index: 3[target: 2]!"},
+                             {"ZONE=abc x", "- - -", "Invalid zone index: 0[target: 1]!"},
+                             {"ZONE=99999999999999999999 x", "- - -", "Invalid zone index: 2147483647[target: 1]!"},
+                             {"ZONE=-99999999999 x", "- - -", "Invalid zone index: -2147483648[target: 1]!"},
+                             // The skipped token may be anything.
+                             {"ZONE=1 ID=1011 ID=1021 END", "- 0 -", ""},
+                             // Ends anywhere.
+                             {"ZONE=1 x ID=1011", "0 - -", ""},
+                             {"ZONE=1 x", "- - -", ""},
+                             {"ZONE=1", "- - -", ""},
+                             {"", "- - -", ""},
+                             {" ZONE=1 x ID=1011 END", "- - -", ""},
+                             // Unknown data points are told; the rest of the text counts.
+                             {"ZONE=1 x ID=5000 ID=99999999999999999999 ID=-1 ID= ID=1011abc END", "0 - -",
+                              "Invalid or undefined PMU in KESTREL config.file!"}};
+    const SCase vecSubzone[] = {
+        {"ZONE=3 SUBZONE=1 x ID=1011 SUBZONE=2 x ID=1021 ZONE=1 SUBZONE=1 x SUBZONE=2 x ID=1031 END", "0 1 1", ""},
+        {"ZONE=3 ZONE=4 SUBZONE=1 x ID=1011", "0 - -", ""},
+        {"ZONE=0 SUBZONE=1 x ID=1011", "- - -", "Invalid zone index: 0!"},
+        {"ZONE=1 SUBZONE=2 x ID=1011", "- - -", "Invalid subz. index: 2[target: 1]!"},
+        {"ZONE=1 SUBZONE=1 x ID=1011 SUBZONE=1 x ID=1021", "0 - -", "Invalid subz. index: 1[target: 2]!"},
+        {"ZONE=1 x SUBZONE=1 x ID=1011", "- - -", ""},
+        {"ZONE=1 SUBZONE=1 x END ZONE=2 SUBZONE=1 x ID=1011", "- - -", ""},
+        {"ZONE=1 SUBZONE=1", "- - -", ""},
+        {"ZONE=1", "- - -", ""},
+        {"SUBZONE=1 x ID=1011", "- - -", ""}};
+    const auto fnCheck = [this](const SCase& p_case, int p_eKey, TShared<std::uint32_t> CPmu::*p_pField)
     {
-        SCOPED_TRACE(c.strText);
+        SCOPED_TRACE(p_case.strText);
         ResetPmus();
         m_capture.Clear();
-        EXPECT_EQ(Process(Dli::eAPP, 2, 0, Dli::eIkZoneValid, c.strText), c.bOk);
-        for (unsigned nPmu = 0; nPmu < 3; ++nPmu)
-            for (const std::size_t nOMA : {0U, 1U})
-                EXPECT_EQ(Pmu(101 + nPmu, nOMA).m_nIsland, c.vecnIsland[nPmu]);
-        EXPECT_EQ(m_capture.Lines().empty(), c.strError.empty());
-        EXPECT_TRUE(c.strError.empty() || m_capture.Has(strHead + c.strError));
-    }
-}
-
-TEST_F(CEventReadCbOMA_Zone, SubzonesCountAnewInEachZone)
-{
-    struct SCase
-    {
-        std::string strText;
-        bool bOk;
-        unsigned vecnZone[3];
-        std::string strError;
+        const bool bOk = Process(Dli::eAPP, 2, 0, p_eKey, " \n#ZONE_DATA#~" + p_case.strText);
+        EXPECT_EQ(bOk, p_case.strError.find("index") == std::string::npos);
+        for (const std::size_t nOMA : {0U, 1U})
+        {
+            std::string strFields;
+            for (const std::uint32_t nPmu : {101U, 102U, 103U})
+            {
+                const std::uint32_t nField = Pmu(nPmu, nOMA).*p_pField;
+                strFields += (strFields.empty() ? "" : " ") + (nField == 77U ? "-" : std::to_string(nField));
+            }
+            EXPECT_EQ(strFields, p_case.strFields);
+        }
+        EXPECT_EQ(m_capture.Lines().empty(), p_case.strError.empty());
+        EXPECT_TRUE(p_case.strError.empty() || m_capture.Has("():" + p_case.strError));
     };
-    const SCase vecCase[] = {
-        {"#ZONE_DATA#~ZONE=3 SUBZONE=1 x ID=1011 SUBZONE=2 x ID=1021 ZONE=1 SUBZONE=1 x SUBZONE=2 x ID=1031 END",
-         true,
-         {0, 1, 1},
-         ""},
-        {"#ZONE_DATA#~ZONE=3 ZONE=4 SUBZONE=1 x ID=1011", true, {0, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=0 SUBZONE=1 x ID=1011", false, {77, 77, 77}, "Invalid zone index: 0!"},
-        {"#ZONE_DATA#~ZONE=1 SUBZONE=2 x ID=1011", false, {77, 77, 77}, "Invalid subz. index: 2[target: 1]!"},
-        {"#ZONE_DATA#~ZONE=1 SUBZONE=1 x ID=1011 SUBZONE=1 x ID=1021",
-         false,
-         {0, 77, 77},
-         "Invalid subz. index: 1[target: 2]!"},
-        {"#ZONE_DATA#~ZONE=1 x SUBZONE=1 x ID=1011", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1 SUBZONE=1 x END ZONE=2 SUBZONE=1 x ID=1011", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1 SUBZONE=1", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~ZONE=1", true, {77, 77, 77}, ""},
-        {"#ZONE_DATA#~SUBZONE=1 x ID=1011", true, {77, 77, 77}, ""},
-        {"ZONE=1", false, {77, 77, 77}, ""}};
-    for (const SCase& c : vecCase)
+    for (const SCase& c : vecZone)
+        fnCheck(c, Dli::eIkZoneValid, &CPmu::m_nIsland);
+    for (const SCase& c : vecSubzone)
+        fnCheck(c, Dli::eIkSubzone, &CPmu::m_nZone);
+    for (const char* pszText : {"", "  ", "#ZONE_DATA#ZONE=1 x ID=1011 END", "x #ZONE_DATA#~ZONE=1 x ID=1011 END"})
     {
-        SCOPED_TRACE(c.strText);
-        ResetPmus();
-        m_capture.Clear();
-        EXPECT_EQ(Process(Dli::eAPP, 2, 0, Dli::eIkSubzone, c.strText), c.bOk);
-        for (unsigned nPmu = 0; nPmu < 3; ++nPmu)
-            EXPECT_EQ(Pmu(101 + nPmu).m_nZone, c.vecnZone[nPmu]);
-        EXPECT_EQ(m_capture.Lines().empty(), c.strError.empty());
-        EXPECT_TRUE(c.strError.empty() || m_capture.Has("CEventReadCbOMA::ProcessSubzData():" + c.strError));
+        EXPECT_FALSE(Process(Dli::eAPP, 2, 0, Dli::eIkZoneValid, pszText));
+        EXPECT_FALSE(Process(Dli::eAPP, 2, 0, Dli::eIkSubzone, pszText));
     }
 }
 
@@ -333,10 +286,6 @@ TEST_F(CEventReadCbOMA_Zone, KeyChoosesTheFieldsAndDisTheCommonIsland)
         EXPECT_EQ(Pmu(101).*c.pIsland, 0U);
         EXPECT_EQ(Pmu(101).*c.pQual, c.eQual);
     }
-    EXPECT_FALSE(m_pCb->SetPmuIslandData(&Pmu(101), 1, 4007));
-    EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::SetPmuIslandData():No 'case'!"));
-    EXPECT_FALSE(m_pCb->SetPmuIslandData(nullptr, 1, 4003));
-    EXPECT_TRUE(m_capture.Has("CEventReadCbOMA::SetPmuIslandData():Invalid Pointer: p_pPmu!"));
 }
 
 TEST_F(CEventReadCbOMA_Zone, GarbageNeverHangs)
