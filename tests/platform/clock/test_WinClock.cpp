@@ -2,7 +2,8 @@
 #include "WinEvents.h"
 #include <chrono>
 #include <gtest/gtest.h>
-#include <string>
+#include <sstream>
+#include <utility>
 
 namespace
 {
@@ -56,33 +57,23 @@ TEST(WinClock, FollowsTheFakeClock)
 
 TEST(WinClock, FileTimeBecomesADate)
 {
-    struct SCase
-    {
-        std::uint64_t nTicks;
-        SYSTEMTIME time; ///< year, month, day of week, day, hour, minute, second, ms
+    const std::pair<std::uint64_t, const char*> cases[] = {
+        {0, "1601-1-1 (1) 0:0:0.0"},
+        {g_nTicks1601To1970, "1970-1-1 (4) 0:0:0.0"},
+        {g_nTicks1601To1970 + 951782399 * 10000000ULL + 9999999, "2000-2-28 (1) 23:59:59.999"},
+        {g_nTicks1601To1970 + 951782400 * 10000000ULL, "2000-2-29 (2) 0:0:0.0"},
+        {g_nTicks1601To1970 + 1709222709 * 10000000ULL + 400000, "2024-2-29 (4) 16:5:9.40"},
+        {0x7FFFFFFFFFFFFFFF, "30828-9-14 (4) 2:48:5.477"},
     };
-    const SCase cases[] = {
-        {0, {1601, 1, 1, 1, 0, 0, 0, 0}},
-        {g_nTicks1601To1970, {1970, 1, 4, 1, 0, 0, 0, 0}},
-        {g_nTicks1601To1970 + 951782399 * 10000000ULL + 9999999, {2000, 2, 1, 28, 23, 59, 59, 999}},
-        {g_nTicks1601To1970 + 951782400 * 10000000ULL, {2000, 2, 2, 29, 0, 0, 0, 0}},
-        {g_nTicks1601To1970 + 1709222709 * 10000000ULL + 400000, {2024, 2, 4, 29, 16, 5, 9, 40}},
-        {0x7FFFFFFFFFFFFFFF, {30828, 9, 4, 14, 2, 48, 5, 477}},
-    };
-    for (const SCase& c : cases)
+    for (const auto& [nTicks, pText] : cases)
     {
-        SCOPED_TRACE(c.nTicks);
-        const FILETIME fileTime = FileTime(c.nTicks);
-        SYSTEMTIME time;
-        ASSERT_NE(FileTimeToSystemTime(&fileTime, &time), 0);
-        EXPECT_EQ(time.wYear, c.time.wYear);
-        EXPECT_EQ(time.wMonth, c.time.wMonth);
-        EXPECT_EQ(time.wDayOfWeek, c.time.wDayOfWeek);
-        EXPECT_EQ(time.wDay, c.time.wDay);
-        EXPECT_EQ(time.wHour, c.time.wHour);
-        EXPECT_EQ(time.wMinute, c.time.wMinute);
-        EXPECT_EQ(time.wSecond, c.time.wSecond);
-        EXPECT_EQ(time.wMilliseconds, c.time.wMilliseconds);
+        const FILETIME fileTime = FileTime(nTicks);
+        SYSTEMTIME t;
+        ASSERT_NE(FileTimeToSystemTime(&fileTime, &t), 0);
+        std::ostringstream text;
+        text << t.wYear << "-" << t.wMonth << "-" << t.wDay << " (" << t.wDayOfWeek << ") " << t.wHour << ":"
+             << t.wMinute << ":" << t.wSecond << "." << t.wMilliseconds;
+        EXPECT_EQ(text.str(), pText);
     }
     const FILETIME none = FileTime(0x8000000000000000);
     SYSTEMTIME time;

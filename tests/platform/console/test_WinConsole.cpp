@@ -46,33 +46,6 @@ struct STerminal
 };
 } // namespace
 
-TEST(WinConsole, WithoutATerminalEveryCallFailsWithInvalidHandle)
-{
-    int files[2];
-    ASSERT_EQ(pipe(files), 0);
-    BOOL bBuffer = 1;
-    BOOL bInfo = 1;
-    BOOL bWindow = 1;
-    DWORD nError = 0;
-    {
-        const COutputAs output(files[1]);
-        const HANDLE hConsole = GetStdHandle(STD_OUTPUT_HANDLE);
-        CONSOLE_SCREEN_BUFFER_INFO info;
-        const SMALL_RECT window{0, 0, 9, 9};
-        bBuffer = SetConsoleScreenBufferSize(hConsole, {80, 300});
-        bInfo = GetConsoleScreenBufferInfo(hConsole, &info);
-        bWindow = SetConsoleWindowInfo(hConsole, 1, &window);
-        nError = GetLastError();
-    }
-    EXPECT_FALSE(bBuffer);
-    EXPECT_FALSE(bInfo);
-    EXPECT_FALSE(bWindow);
-    EXPECT_EQ(nError, ERROR_INVALID_HANDLE);
-    EXPECT_EQ(GetStdHandle(0), nullptr);
-    close(files[0]);
-    close(files[1]);
-}
-
 TEST(WinConsole, WindowMustLieWithinTheBuffer)
 {
     const STerminal terminal(100, 40);

@@ -122,9 +122,3 @@ TEST(WinService, DispatcherReturnsWhenTheServiceEndsByItself)
     EXPECT_TRUE(StartServiceCtrlDispatcherW(table));
     EXPECT_TRUE(manager.Messages().empty());
 }
-
-TEST(WinService, ErrorModeAnswersTheOneBefore)
-{
-    const unsigned nBefore = SetErrorMode(7);
-    EXPECT_EQ(SetErrorMode(nBefore), 7U);
-}

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
-using testing::ElementsAre;
 using testing::MatchesRegex;
 
 namespace
@@ -88,17 +87,6 @@ TEST(CTrace, LineIsCollectedAndSentAtItsEndOnlyIfActive)
     EXPECT_EQ(vecLine[1].strText, "next");
 }
 
-TEST(CTrace, HelperOfAnAreaIsMadeOnce)
-{
-    EXPECT_EQ(CTrace::GetInstancePtr("never made"), nullptr);
-    CTrace::CreateTraceHelper("Made");
-    CTraceHelper* const pHelper = CTrace::GetInstancePtr("Made");
-    ASSERT_NE(pHelper, nullptr);
-    CTrace::CreateTraceHelper("Made");
-    EXPECT_EQ(CTrace::GetInstancePtr("Made"), pHelper);
-    EXPECT_EQ(pHelper->Name(), "Made");
-}
-
 TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
 {
     const auto path = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".log");
@@ -123,24 +111,6 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
                              "warning Written text with \\{\\} marks\n"));
     EXPECT_EQ(strFile, strStderr);
     std::filesystem::remove(path);
-}
-
-TEST(CTrace, FileIsRotated)
-{
-    const auto dir = std::filesystem::temp_directory_path() / ("oma_rotate_" + std::to_string(getpid()));
-    std::filesystem::create_directories(dir);
-    testing::internal::CaptureStderr();
-    CTrace::Init();
-    CheckArgs({L"-TFILE:" + (dir / "t.log").wstring()});
-    CTraceHelper helper("Area");
-    const std::string strLong(1024 * 1024, 'x');
-    for (int n = 0; n < 11; ++n)
-        helper.Error() << strLong << TEnd;
-    CTrace::Exit();
-    testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(std::filesystem::exists(dir / "t.1.log"));
-    EXPECT_LE(std::filesystem::file_size(dir / "t.log"), 10U * 1024 * 1024);
-    std::filesystem::remove_all(dir);
 }
 
 TEST(CTrace, FileThatCannotBeOpenedIsToldOnStderr)

@@ -26,21 +26,6 @@ struct Peak : testing::Test
 };
 } // namespace
 
-TEST_F(Peak, StartsWithoutValues)
-{
-    const CPeakOMA fresh(nullptr);
-    EXPECT_EQ(fresh.GetFreq(), -1.0);
-    EXPECT_EQ(fresh.GetFWHM(), -1.0);
-    EXPECT_EQ(fresh.GetAmpl(), -1.0);
-    EXPECT_EQ(fresh.GetNegDamp(), 0.0);
-    EXPECT_EQ(fresh.GetDampCorr(), 1.0);
-    EXPECT_EQ(fresh.GetGridQual(), 2);
-    EXPECT_EQ(fresh.GetOffset(), -1.0);
-    EXPECT_EQ(fresh.m_eReso, 3);
-    EXPECT_FALSE(fresh.m_bAboveMagnLimit);
-    EXPECT_FALSE(fresh.m_bAssigned);
-}
-
 // A line of half width w around f has the ratio w / sqrt(4 f^2 + w^2).
 TEST_F(Peak, DampingFollowsFromWidthSignAndCorrection)
 {
@@ -82,16 +67,6 @@ TEST_F(Peak, WidthAndDampingAreInverse)
     for (const double fDamp : {1.0, -1.0, 2.0, std::nan("")})
         EXPECT_EQ(peak.CalcFWHM(fDamp), -1.0);
     EXPECT_EQ(peak.GetFWHM(), 0.2) << "kept";
-}
-
-TEST_F(Peak, LimitsLieOneWidthAsideAndNotBelowZero)
-{
-    peak.SetFWHM(0.3);
-    EXPECT_DOUBLE_EQ(peak.GetFreqBeg(), 0.2);
-    EXPECT_DOUBLE_EQ(peak.GetFreqEnd(), 0.8);
-    peak.SetFreq(0.1);
-    EXPECT_DOUBLE_EQ(peak.GetFreqBeg(), 0.0);
-    EXPECT_DOUBLE_EQ(peak.GetFreqEnd(), 0.4);
 }
 
 TEST_F(Peak, MagnitudeSumsTheChannelsOfTheBand)

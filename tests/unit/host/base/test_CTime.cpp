@@ -94,15 +94,6 @@ TEST(CTime, NowCountsFromTheYearOne)
     ClockSet(-1);
 }
 
-TEST(CTime, CycleTimeFollowsFromTheRate)
-{
-    EXPECT_DOUBLE_EQ(CTime::CycleTimeFromRate(50), 0.02);
-    EXPECT_DOUBLE_EQ(CTime::CycleTimeFromRate(1), 1.0);
-    EXPECT_DOUBLE_EQ(CTime::CycleTimeFromRate(-20), 20.0);
-    EXPECT_DOUBLE_EQ(CTime::CycleTimeFromRate(0), -1.0);
-    EXPECT_DOUBLE_EQ(CTime::CycleTimeFromRate(std::numeric_limits<std::int32_t>::min()), 2147483648.0);
-}
-
 TEST(CTime, OneTickShortOfASecondBelongsToTheNext)
 {
     EXPECT_EQ(CTime::TicksToSec(g_nBegin), g_nBegin_s);

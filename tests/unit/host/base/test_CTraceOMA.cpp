@@ -95,16 +95,3 @@ TEST(CMethodTrace, JoinsPiecesAndAnswersFalse)
                 ElementsAre("CClass::Method():a=1 b=2.500000 c=xy!", "CClass::Method():Invalid Pointer: m_pName!",
                             "CClass::Method():w-3!", "CClass::Method():i.", "d", "CClass::Method():n"));
 }
-
-TEST(CMethodTrace, NullTraceDropsTheLine)
-{
-    const CaptureTrace capture;
-    const CMethodTrace trace(nullptr, "CClass", "Method");
-    EXPECT_FALSE(trace.Error("x"));
-    EXPECT_FALSE(trace.BadPointer("x"));
-    trace.Warning("x");
-    trace.Info("x");
-    trace.Data(true, "x");
-    trace.DataNamed(true, "x");
-    EXPECT_TRUE(capture.Lines().empty());
-}

@@ -129,9 +129,3 @@ TEST_F(ServiceControl, ServiceThatCannotRegisterEndsSilently)
     EXPECT_THAT(capture.Lines(), testing::IsEmpty());
     EXPECT_EQ(g_svcStatus.dwCurrentState, 1U);
 }
-
-TEST_F(ServiceControl, AnySignalStops)
-{
-    SignalHandler(8);
-    EXPECT_EQ(GetAppState(), eAppStop);
-}
