@@ -38,7 +38,7 @@ class LinkLoss(SwingTest):
     def test_each_connection_cut_alone(self):
         _, oma = self.begin()
         self.wait_swing()
-        for which in ("event", "data", "all"):
+        for which in ("event", "data", "all") * 3:
             seen = len(self.swing_events())
             lost = oma.count("Connection to VDS server lost")
             self.vdsctl("drop", which)
