@@ -281,6 +281,7 @@ void CSession::OnStartWrite(const Link::StartWrite& p_start)
             response.set_writer(p_start.writer());
             response.set_pmu(p_start.pmu());
             response.set_error(eError);
+            response.set_start(p_start.start());
         });
 }
 

@@ -8,25 +8,6 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 namespace
 {
 constexpr std::size_t g_nMaxChannels = 10000;
-
-/// Registration of a write callback: only its status.
-class CWriteReceiver : public Dli::CReceiver
-{
-  public:
-    CWriteReceiver(Dli::CThreadPool& p_pool, CChannelDataWriteCallBack* p_pCallBack)
-        : CReceiver(p_pool), m_pCallBack(p_pCallBack)
-    {
-    }
-
-  protected:
-    void CallStatus(const SStatus& p_status) override
-    {
-        m_pCallBack->Status(p_status.eStatus, p_status.lReqNum, p_status.lAddInfo);
-    }
-
-  private:
-    CChannelDataWriteCallBack* const m_pCallBack; ///< the application's
-};
 } // namespace
 
 struct CChanneldataWrite::SImpl
@@ -38,7 +19,13 @@ struct CChanneldataWrite::SImpl
     const std::shared_ptr<Dli::CConnection> pConn;
     const unsigned nWriter;
     std::mutex mtx;
-    std::shared_ptr<CWriteReceiver> pReceiver; ///< under mtx
+    std::shared_ptr<Dli::CWriteReceiver> pReceiver; ///< under mtx
+
+    std::shared_ptr<Dli::CWriteReceiver> Receiver()
+    {
+        const std::lock_guard<std::mutex> lock(mtx);
+        return pReceiver;
+    }
 };
 
 CChanneldataWrite::CChanneldataWrite(unsigned long& p_hConn)
@@ -58,7 +45,7 @@ CChanneldataWrite::~CChanneldataWrite()
 
 void CChanneldataWrite::SetCallBack(CChannelDataWriteCallBack* p_pCallBack)
 {
-    std::shared_ptr<CWriteReceiver> pOld;
+    std::shared_ptr<Dli::CWriteReceiver> pOld;
     {
         const std::lock_guard<std::mutex> lock(m_pImpl->mtx);
         pOld = std::move(m_pImpl->pReceiver);
@@ -70,7 +57,7 @@ void CChanneldataWrite::SetCallBack(CChannelDataWriteCallBack* p_pCallBack)
     if (!p_pCallBack)
         return;
     const std::lock_guard<std::mutex> lock(m_pImpl->mtx);
-    m_pImpl->pReceiver = std::make_shared<CWriteReceiver>(m_pImpl->pConn->Pool(), p_pCallBack);
+    m_pImpl->pReceiver = std::make_shared<Dli::CWriteReceiver>(m_pImpl->pConn->Pool(), p_pCallBack);
     m_pImpl->pConn->AddWriter(m_pImpl->pReceiver, m_pImpl->nWriter);
 }
 
@@ -78,19 +65,25 @@ void CChanneldataWrite::Start(unsigned long p_nId, std::vector<unsigned long>& p
 {
     if (p_ids.size() > g_nMaxChannels)
         throw CDliError("Start: more than " + std::to_string(g_nMaxChannels) + " channels");
-    m_pImpl->pConn->Send(
-        [&](Link::Message& r_message)
-        {
-            Link::StartWrite& start = *r_message.mutable_start_write();
-            start.set_writer(m_pImpl->nWriter);
-            start.set_pmu(p_nId);
-            start.set_rate(p_nRate);
-            start.mutable_ids()->Assign(p_ids.begin(), p_ids.end());
-        });
+    Link::StartWrite start;
+    start.set_writer(m_pImpl->nWriter);
+    start.set_pmu(p_nId);
+    start.set_rate(p_nRate);
+    start.mutable_ids()->Assign(p_ids.begin(), p_ids.end());
+    const std::shared_ptr<Dli::CWriteReceiver> pReceiver = m_pImpl->Receiver();
+    if (pReceiver)
+        pReceiver->Begin(start);
+    const bool bSent =
+        m_pImpl->pConn->Send([&](Link::Message& r_message) { *r_message.mutable_start_write() = start; });
+    // Without a connection it goes nowhere, now and later.
+    if (pReceiver && !bSent)
+        pReceiver->End();
 }
 
 void CChanneldataWrite::Stop(unsigned long p_nId)
 {
+    if (const std::shared_ptr<Dli::CWriteReceiver> pReceiver = m_pImpl->Receiver())
+        pReceiver->End();
     m_pImpl->pConn->Send(
         [&](Link::Message& r_message)
         {

@@ -10,6 +10,7 @@ namespace
 {
 constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
+constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 
 /// Ticks of 100 ns from 0001-01-01 UTC.
 std::int64_t NowTicks()
@@ -30,7 +31,7 @@ std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
                          std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient)
     : m_io(p_io), m_pool(p_pool), m_eElem(p_eElem), m_strName(std::move(p_strName)), m_endpoint(std::move(p_endpoint)),
-      m_nClient(p_nClient), m_timer(p_io), m_tDelay(g_tFirstDelay),
+      m_nClient(p_nClient), m_timer(p_io), m_tDelay(g_tFirstDelay), m_timerWriters(p_io),
       m_inbox(p_io, [this](const std::shared_ptr<SEventBatch>& p_pBatch) { DeliverEvents(p_pBatch); })
 {
 }
@@ -109,6 +110,28 @@ void CConnection::OnWelcome()
         SendRead(request.lReqNum, request.nTicks);
     if (bSubscribed)
         Send([nFrom](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(nFrom); });
+    StartWritersAgain();
+}
+
+/// Offers the starts again that the server has refused or not answered.
+void CConnection::StartWritersAgain()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        if (!m_bUp)
+            return;
+        for (const auto& [nWriter, pReceiver] : m_mapWriter)
+            pReceiver->OfferAgain(
+                std::chrono::steady_clock::now(), [this](const Link::StartWrite& p_start)
+                { m_pStream->Send([&](Link::Message& r_message) { *r_message.mutable_start_write() = p_start; }); });
+    }
+    m_timerWriters.expires_after(g_tLookAtWriters);
+    m_timerWriters.async_wait(
+        [self = shared_from_this()](const boost::system::error_code& p_ec)
+        {
+            if (!p_ec)
+                self->StartWritersAgain();
+        });
 }
 
 void CConnection::OnLinkClosed(const std::string&)
@@ -162,7 +185,7 @@ void CConnection::OnLinkMessage(const Link::Message& p_message)
         const std::lock_guard<std::mutex> lock(m_mtx);
         const auto it = m_mapWriter.find(response.writer());
         if (it != m_mapWriter.end())
-            it->second->PushStatus(eWriteResponse, static_cast<unsigned long>(response.pmu()), response.error());
+            it->second->Answered(response);
     }
     else if (p_message.has_event_delivery())
         OnEventDelivery(p_message.event_delivery());
@@ -205,7 +228,7 @@ void CConnection::AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, u
         p_pReceiver->PushStatus(eConnected);
 }
 
-void CConnection::AddWriter(const std::shared_ptr<CReceiver>& p_pReceiver, unsigned p_nWriter)
+void CConnection::AddWriter(const std::shared_ptr<CWriteReceiver>& p_pReceiver, unsigned p_nWriter)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_mapWriter[p_nWriter] = p_pReceiver;

@@ -6,6 +6,7 @@
 #include "platform/dli/CEventInbox.h"
 #include "platform/dli/CEventReceiver.h"
 #include "platform/dli/CThreadPool.h"
+#include "platform/dli/CWriteReceiver.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -54,7 +55,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     // ---- receivers: told of the connection's state from now on, at once if it stands ----
     void AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, unsigned p_nSet);
-    void AddWriter(const std::shared_ptr<CReceiver>& p_pReceiver, unsigned p_nWriter);
+    void AddWriter(const std::shared_ptr<CWriteReceiver>& p_pReceiver, unsigned p_nWriter);
     void RemoveReader(unsigned p_nSet);
     void RemoveWriter(unsigned p_nWriter);
     /// Number of a new read set or writer.
@@ -84,6 +85,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::shared_ptr<Link::CLinkStream> Stream() const;
     void TryConnect();
     void OnWelcome();
+    void StartWritersAgain();
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
@@ -100,6 +102,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     // ---- link thread ----
     boost::asio::steady_timer m_timer;
     std::chrono::milliseconds m_tDelay;
+    boost::asio::steady_timer m_timerWriters; ///< runs while the link stands
     CEventInbox m_inbox;
 
     mutable std::mutex m_mtx;
@@ -110,7 +113,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::shared_ptr<Link::CLinkStream> m_pStream; ///< being opened, or open
     unsigned m_nLastNumber = 0;
     std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;
-    std::map<unsigned, std::shared_ptr<CReceiver>> m_mapWriter;
+    std::map<unsigned, std::shared_ptr<CWriteReceiver>> m_mapWriter;
     std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
     bool m_bSubscribed = false;
     std::int64_t m_nSubscribed = 0; ///< ticks from which events are wanted on the next connection

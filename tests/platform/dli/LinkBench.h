@@ -51,7 +51,10 @@ class CTestSource : public ISource
     bool Next(SSourceCycle& r_cycle) override
     {
         if (m_nNext == m_nCycles)
+        {
+            m_strError = m_strFault;
             return false;
+        }
         const auto nIdx = static_cast<std::int64_t>(m_nNext % static_cast<std::uint64_t>(m_nRate));
         const auto nSec = static_cast<std::int64_t>(m_nNext / static_cast<std::uint64_t>(m_nRate));
         r_cycle.nTicks = g_nT0 + nSec * g_nTicksPerSec + GridTicks(nIdx, m_nRate);
@@ -71,7 +74,9 @@ class CTestSource : public ISource
         m_nNext = 0;
         return true;
     }
+    const std::string& Error() const override { return m_strError; }
 
+    std::string m_strFault;                                             ///< why the source ends; empty: a regular end
     std::function<std::int64_t(std::uint64_t, std::int64_t)> m_fnStamp; ///< puts another stamp on a cycle
     std::uint64_t m_nEventCycle = ~0ULL;
 
@@ -80,6 +85,7 @@ class CTestSource : public ISource
     const std::int32_t m_nRate;
     const std::uint64_t m_nCycles;
     std::uint64_t m_nNext = 0;
+    std::string m_strError;
 };
 
 using TStatus = std::tuple<unsigned long, unsigned long, unsigned long>;

@@ -256,6 +256,29 @@ TEST_F(Connection, PortInUseAndUnusableFilesAreToldAtTheStart)
     EXPECT_TRUE(Fails("address 'everywhere': expected", m_options, config));
 }
 
+TEST_F(Connection, StuckCallBackDoesNotKeepTheProcessFromEnding)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto GetStuckAndExit = [this]
+    {
+        StartServer();
+        unsigned long hConn = ConnectEvent();
+        static auto* const pLog = new CEventLog;
+        pLog->OnStatus(
+            [](unsigned long)
+            {
+                for (;;)
+                    std::this_thread::sleep_for(std::chrono::hours(1));
+            });
+        CEventdata::GetInstance(hConn).AddCallBack(pLog, eElemOMA);
+        const bool bStuck = Eventually([] { return pLog->Count(eConnected) == 1; });
+        m_pServer.reset();
+        std::filesystem::remove_all(m_strDir);
+        std::exit(bStuck ? 0 : 1);
+    };
+    EXPECT_EXIT(GetStuckAndExit(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Connection, ObjectsThatTheApplicationNeverDeletesAreNoLeak)
 {
     StartServer();

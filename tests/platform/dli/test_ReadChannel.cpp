@@ -301,6 +301,18 @@ TEST_F(ReadChannel, ReplayGoesOnWhereItStandsWhenTheSetIsStartedAgain)
     EXPECT_GT(reader.m_log.Seen().front().nTicks, nLast);
 }
 
+TEST_F(ReadChannel, SourceThatFailsEndsTheServerWithItsReason)
+{
+    auto pSource = std::make_unique<CTestSource>(50, 10);
+    pSource->m_strFault = "file 'r.csv', line 12: expected a number";
+    StartServer(std::move(pSource));
+    CReader reader(ConnectEvent(), {1}, 50);
+    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
+    m_pServer->Stop();
+    EXPECT_EQ(m_pServer->Fault(), "file 'r.csv', line 12: expected a number");
+    EXPECT_EQ(m_pServer->Summary().rfind("10 cycles; delivery of ", 0), 0U);
+}
+
 TEST_F(ReadChannel, StartAheadOfTheDeclarationTakesEffectWithIt)
 {
     StartServer(50, 10);

@@ -109,9 +109,10 @@ TEST_F(WriteChannel, VirtualPmuOfAnotherConnectionIsRefusedUntilThatHasGone)
     ASSERT_TRUE(owner.StartAndWait()) << "a start may be repeated";
     EXPECT_EQ(std::get<2>(owner.m_log.StatusCalls().back()), 0U);
     owner.m_data.Stop(801);
-    ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 3; }));
-    ASSERT_TRUE(other.StartAndWait());
-    EXPECT_EQ(std::get<2>(other.m_log.StatusCalls().back()), 0U);
+    ASSERT_TRUE(Eventually([&] { return std::get<2>(other.m_log.StatusCalls().back()) == 0U; }))
+        << "what was refused is offered again";
+    EXPECT_EQ(other.m_log.Count(eWriteResponse), 2U) << "of all refusals the first is told";
+    EXPECT_EQ(std::get<2>(empty.m_log.StatusCalls().back()), 2U);
 }
 
 TEST_F(WriteChannel, LossOfTheConnectionStopsTheOutputAndDropsWritesUntilANewStart)

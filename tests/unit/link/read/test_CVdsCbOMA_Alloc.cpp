@@ -10,18 +10,19 @@ std::atomic<bool> g_bCount{false};
 std::atomic<std::size_t> g_nAllocs{0};
 } // namespace
 
-void* operator new(std::size_t p_nSize)
+[[gnu::noinline]] void* operator new(std::size_t p_nSize)
 {
     g_nAllocs += g_bCount ? 1 : 0;
     if (void* const pMem = std::malloc(p_nSize ? p_nSize : 1))
         return pMem;
     throw std::bad_alloc();
 }
-void operator delete(void* p_pMem) noexcept
+// Not inlined: the compiler would take the pair for a mismatch.
+[[gnu::noinline]] void operator delete(void* p_pMem) noexcept
 {
     std::free(p_pMem);
 }
-void operator delete(void* p_pMem, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* p_pMem, std::size_t) noexcept
 {
     std::free(p_pMem);
 }
