@@ -9,7 +9,7 @@ endfunction()
 
 # Trace, time, state, and the event post that a suspension needs.
 oma_layer(oma_base
-    SOURCES host/CTraceOMA host/TextOMA host/CTime host/AppState host/TraceFilter host/ApplicationControl
+    SOURCES host/CTraceOMA host/TextOMA host/CTime host/AppState host/CHeartbeat host/TraceFilter host/ApplicationControl
             link/CEventWrite link/CEventWriteOMA
     PUBLIC platform_sync platform_clock platform_trace dli_records)
 

@@ -1,6 +1,7 @@
 #include "host/ServiceControl.h"
 #include "WinEvents.h"
 #include "WinSignal.h"
+#include "host/CHeartbeat.h"
 #include "host/RunApplication.h"
 #include <algorithm>
 #include <iterator>
@@ -58,6 +59,7 @@ int wmain(int p_nArgc, wchar_t* p_ppArgv[])
 {
     wchar_t wstrName[std::size(g_wstrServiceName)];
     std::copy(std::begin(g_wstrServiceName), std::end(g_wstrServiceName), wstrName);
+    SetServiceHealthCheck(CHeartbeat::AreAllAlive);
     const SERVICE_TABLE_ENTRYW table[] = {{wstrName, ServiceMain}, {nullptr, nullptr}};
     if (StartServiceCtrlDispatcherW(table))
         return 0;

@@ -1,4 +1,5 @@
 #include "FileName.h"
+#include "host/CHeartbeat.h"
 #include "host/CMethodTrace.h"
 #include "host/CShellOMA.h"
 #include "job/CJobOMA.h"
@@ -15,6 +16,7 @@ constexpr std::string_view g_strClass = "CJobOMA";
 constexpr DWORD g_nWaitData_ms = 20000;    ///< wait for any event
 constexpr unsigned g_nPollsConnect = 6000; ///< polls for the write connection, 60 s in all
 constexpr DWORD g_nPollConnect_ms = 10;
+constexpr std::uint32_t g_nSilent_ms = 180000; ///< far above wait, pass and wait for the write connection together
 constexpr const char* g_pszNoData = "No phasor data available from VDS server";
 
 std::int32_t CsvCycles()
@@ -39,8 +41,12 @@ int CJobOMA::ThreadCB()
     SThread thread;
     if (CsvCycles() > 0)
         CreateFileCSV(thread, trace);
+    CHeartbeat heartbeat(g_nSilent_ms);
     while (!m_bTerminate)
+    {
+        heartbeat.Beat();
         HandleEvent(WaitForMultipleObjects(eJobEventCount, m_pvechOMA->data(), 0, g_nWaitData_ms), thread, trace);
+    }
     if (thread.pFileCSV)
     {
         trace.Info("Close PMU sim.file. due to job terminating.");

@@ -1,6 +1,8 @@
 #include "WinService.h"
+#include <algorithm>
 #include <condition_variable>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 #include <string>
@@ -30,6 +32,42 @@ const char* StateText(DWORD p_nState)
     }
 }
 
+/// Tells the manager's watchdog that the service lives, three times within its limit, from a thread of its own.
+class CWatchdog
+{
+  public:
+    explicit CWatchdog(LPHEALTH_FUNCTION p_fnHealth)
+    {
+        std::uint64_t nLimit_us = 0;
+        if (sd_watchdog_enabled(0, &nLimit_us) <= 0)
+            return;
+        const auto nPeriod_ms = static_cast<DWORD>(std::clamp<std::uint64_t>(nLimit_us / 3000, 1, s_nLongestPeriod_ms));
+        m_hEnd = CreateEventW(nullptr, 0, 0, nullptr);
+        m_thread = std::thread(
+            [this, p_fnHealth, nPeriod_ms]
+            {
+                while (WaitForSingleObject(m_hEnd, nPeriod_ms) == WAIT_TIMEOUT)
+                    if (!p_fnHealth || p_fnHealth(nPeriod_ms))
+                        sd_notify(0, "WATCHDOG=1");
+            });
+    }
+    ~CWatchdog()
+    {
+        if (!m_thread.joinable())
+            return;
+        SetEvent(m_hEnd);
+        m_thread.join();
+        CloseHandle(m_hEnd);
+    }
+    CWatchdog(const CWatchdog&) = delete;
+    CWatchdog& operator=(const CWatchdog&) = delete;
+
+  private:
+    static constexpr std::uint64_t s_nLongestPeriod_ms = 3600000;
+    HANDLE m_hEnd = nullptr;
+    std::thread m_thread;
+};
+
 /// The one service of the process.
 class CServiceHost
 {
@@ -45,6 +83,7 @@ class CServiceHost
             m_nState = SERVICE_STOPPED;
             m_bEnded = false;
         }
+        CWatchdog watchdog(m_fnHealth);
         const pthread_t dispatcher = pthread_self();
         std::thread service(
             [this, &p_entry, dispatcher]
@@ -63,6 +102,8 @@ class CServiceHost
         return true;
     }
 
+    void SetHealthCheck(LPHEALTH_FUNCTION p_fnCheck) { m_fnHealth = p_fnCheck; }
+
     SERVICE_STATUS_HANDLE Register(const std::wstring& p_wstrName, LPHANDLER_FUNCTION p_fnHandler)
     {
         const std::lock_guard lock(m_mtx);
@@ -78,6 +119,9 @@ class CServiceHost
             return false;
         // Under the lock, so that the manager hears the states in their order.
         const std::lock_guard lock(m_mtx);
+        // A control that is still on its way when the service ends has nothing more to report.
+        if (m_nState == SERVICE_STOPPED && p_nState == SERVICE_STOP_PENDING)
+            return false;
         m_nState = p_nState;
         m_cvState.notify_all();
         const char* const pText = StateText(p_nState);
@@ -122,6 +166,7 @@ class CServiceHost
     std::condition_variable m_cvState;
     std::wstring m_wstrName;
     LPHANDLER_FUNCTION m_fnHandler = nullptr;
+    LPHEALTH_FUNCTION m_fnHealth = nullptr; ///< set before the service runs
     DWORD m_nState = SERVICE_STOPPED;
     bool m_bEnded = true;
 };
@@ -152,6 +197,11 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const wchar_t* p_pName, LPHAND
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE p_hStatus, SERVICE_STATUS* p_pStatus)
 {
     return p_pStatus && Host().Report(p_hStatus, p_pStatus->dwCurrentState) ? 1 : 0;
+}
+
+void SetServiceHealthCheck(LPHEALTH_FUNCTION p_fnCheck)
+{
+    Host().SetHealthCheck(p_fnCheck);
 }
 
 unsigned SetErrorMode(unsigned p_nMode)

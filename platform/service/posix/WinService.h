@@ -41,6 +41,11 @@ BOOL StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* p_pTable);
 SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const wchar_t* p_pName, LPHANDLER_FUNCTION p_fnHandler);
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE p_hStatus, SERVICE_STATUS* p_pStatus);
 
+/// Not of the platform: asked, with the milliseconds since the last time, before the manager's watchdog is told that the
+/// service lives. Null, as at the start: it always does. Call before the dispatcher.
+using LPHEALTH_FUNCTION = bool (*)(DWORD p_nPassed_ms);
+void SetServiceHealthCheck(LPHEALTH_FUNCTION p_fnCheck);
+
 /// There are no dialogs here: keeps the value only. @return the one before.
 unsigned SetErrorMode(unsigned p_nMode);
 

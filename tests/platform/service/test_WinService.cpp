@@ -1,4 +1,5 @@
 #include "WinService.h"
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -90,6 +91,15 @@ void Service(DWORD p_nArgc, wchar_t** p_ppArgv)
 }
 
 void ServiceThatFails(DWORD, wchar_t**) {}
+
+std::atomic<bool> g_bHealthy{true};
+std::atomic<int> g_nAsked{0};
+HANDLE g_hEnd = nullptr;
+
+void ServiceUntilTold(DWORD, wchar_t**)
+{
+    EXPECT_EQ(WaitForSingleObject(g_hEnd, INFINITE), WAIT_OBJECT_0);
+}
 } // namespace
 
 TEST(WinService, WithoutAManagerTheProcessIsNoService)
@@ -121,4 +131,50 @@ TEST(WinService, DispatcherReturnsWhenTheServiceEndsByItself)
     const SERVICE_TABLE_ENTRYW table[] = {{g_wstrName, ServiceThatFails}, {nullptr, nullptr}};
     EXPECT_TRUE(StartServiceCtrlDispatcherW(table));
     EXPECT_TRUE(manager.Messages().empty());
+}
+
+TEST(WinService, WatchdogHearsOfAHealthyServiceOnly)
+{
+    const CManager manager;
+    setenv("WATCHDOG_USEC", "30000000", 1);
+    EventsUseFakeClock(true);
+    g_hEnd = CreateEventW(nullptr, 0, 0, nullptr);
+    SetServiceHealthCheck(
+        [](DWORD p_nPassed_ms)
+        {
+            EXPECT_EQ(p_nPassed_ms, 10000U);
+            ++g_nAsked;
+            return g_bHealthy.load();
+        });
+    std::thread helper(
+        [&manager]
+        {
+            const auto Pings = [&manager](int p_nPeriods)
+            {
+                const int nBegin = g_nAsked;
+                for (int n = 1; n <= p_nPeriods; ++n)
+                {
+                    EXPECT_TRUE(EventsAwaitParked(2, 20000));
+                    EventsAdvance(10000);
+                    EXPECT_TRUE(EventsAwaitParked(2, 20000));
+                    EXPECT_EQ(g_nAsked, nBegin + n);
+                }
+                const std::vector<std::string> vecText = manager.Messages();
+                return std::count(vecText.begin(), vecText.end(), "WATCHDOG=1");
+            };
+            EXPECT_EQ(Pings(4), 4);
+            g_bHealthy = false;
+            EXPECT_EQ(Pings(3), 0);
+            g_bHealthy = true;
+            EXPECT_EQ(Pings(1), 1);
+            SetEvent(g_hEnd);
+        });
+    const SERVICE_TABLE_ENTRYW table[] = {{g_wstrName, ServiceUntilTold}, {nullptr, nullptr}};
+    EXPECT_TRUE(StartServiceCtrlDispatcherW(table));
+    helper.join();
+    EXPECT_TRUE(manager.Messages().empty()) << "nothing from a service that has ended";
+    SetServiceHealthCheck(nullptr);
+    CloseHandle(g_hEnd);
+    EventsUseFakeClock(false);
+    unsetenv("WATCHDOG_USEC");
 }
