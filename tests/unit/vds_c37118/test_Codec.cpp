@@ -200,7 +200,7 @@ TEST(Codec, RefusalsNameTheCause)
     }
     SDataFrame data;
     EXPECT_FALSE(DecodeData(g_data, Config(g_cfg3), data, g_strError));
-    EXPECT_EQ(g_strError, "data frame of 52 bytes, the configuration says 38");
+    EXPECT_EQ(g_strError, "data frame of 52 bytes, the configuration says 40");
 }
 
 TEST(Codec, TooMuchForAFrameIsNoFrame)
