@@ -35,7 +35,7 @@ std::string PlainReason(const beast::error_code& p_ec)
         p_ec == asio::error::broken_pipe)
         return "closed by the other side";
     if (p_ec == beast::error::timeout)
-        return "no sign of life from the other side";
+        return g_strSilentPeer;
     return p_ec.message();
 }
 } // namespace

@@ -15,6 +15,9 @@ inline constexpr std::uint32_t g_nLinkVersion = 1;
 inline constexpr std::size_t g_nMaxMessage = 4U << 20U;    ///< bytes of a message that a peer accepts
 inline constexpr std::size_t g_nMaxEventText = 64U << 10U; ///< bytes of an event's text
 
+/// Why a stream has closed, if its peer gave no sign of life.
+inline const std::string g_strSilentPeer = "no sign of life from the other side";
+
 /// Who a stream reports to, on the thread of its io_context.
 class ILinkUser
 {

@@ -10,6 +10,9 @@ namespace
 {
 constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
+/// Readers know of a loss so much earlier than writers.
+constexpr auto g_tReadersFirst = std::chrono::milliseconds(500);
+constexpr auto g_tRecent = std::chrono::seconds(1);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 
 /// Ticks of 100 ns from 0001-01-01 UTC.
@@ -134,23 +137,62 @@ void CConnection::StartWritersAgain()
         });
 }
 
-void CConnection::OnLinkClosed(const std::string&)
+void CConnection::OnLinkClosed(const std::string& p_strReason)
 {
     m_inbox.Lost();
-    const std::lock_guard<std::mutex> lock(m_mtx);
-    m_pStream.reset();
-    if (m_bUp)
+    std::vector<std::shared_ptr<CWriteReceiver>> vecpWriter;
     {
-        m_bUp = false;
-        m_nSubscribed = NowTicks();
-        for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_pStream.reset();
+        if (m_bUp)
         {
-            pReceiver->OnLost();
-            pReceiver->PushStatus(eNotConnected);
+            m_bUp = false;
+            m_nSubscribed = NowTicks();
+            for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
+                pReceiver->OnLost();
+            for (const std::shared_ptr<CEventReceiver>& pReceiver : m_vecEventReceiver)
+                pReceiver->PushStatus(eNotConnected);
+            for (const auto& [nSet, pReceiver] : m_mapReader)
+                pReceiver->PushStatus(eNotConnected);
+            for (const auto& [nWriter, pReceiver] : m_mapWriter)
+                vecpWriter.push_back(pReceiver);
         }
+        if (m_bShutdown)
+            return;
     }
-    if (m_bShutdown)
-        return;
+    if (p_strReason == Link::g_strSilentPeer && m_fnSilent)
+        m_fnSilent();
+    if (vecpWriter.empty())
+        ConnectLater();
+    else
+        TellWriters(std::move(vecpWriter));
+}
+
+void CConnection::CloseIfSilent()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (m_bUp && std::chrono::steady_clock::now() - m_tHeard > g_tRecent)
+        m_pStream->Close(Link::g_strSilentPeer);
+}
+
+/// When the whole server is gone, the application ends its swings and their events in order on the word of its readers;
+/// a writer that has stopped ahead of that leaves an event behind, which is then not reported anew.
+void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter)
+{
+    m_timerWriters.expires_after(g_tReadersFirst);
+    m_timerWriters.async_wait(
+        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter)](const boost::system::error_code& p_ec)
+        {
+            if (p_ec)
+                return;
+            for (const std::shared_ptr<CWriteReceiver>& pWriter : vecpWriter)
+                pWriter->PushStatus(eNotConnected);
+            self->ConnectLater();
+        });
+}
+
+void CConnection::ConnectLater()
+{
     m_timer.expires_after(m_tDelay);
     m_timer.async_wait(
         [self = shared_from_this()](const boost::system::error_code& p_ec)
@@ -163,6 +205,7 @@ void CConnection::OnLinkClosed(const std::string&)
 
 void CConnection::OnLinkMessage(const Link::Message& p_message)
 {
+    m_tHeard = std::chrono::steady_clock::now();
     if (p_message.has_cycle() || p_message.has_set_started())
     {
         const bool bCycle = p_message.has_cycle();

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -31,6 +32,12 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
   public:
     CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem, std::string p_strName,
                 boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient);
+
+    /// Called on the link's thread when the server has been silent for too long. Set ahead of Open.
+    std::function<void()> m_fnSilent;
+    /// Gives the link up, unless the server has been heard of just now. On the link's thread.
+    void CloseIfSilent();
+    const boost::asio::ip::tcp::endpoint& Endpoint() const { return m_endpoint; }
 
     void Open();
     bool WaitConnected(std::chrono::milliseconds p_tLimit);
@@ -86,6 +93,8 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void TryConnect();
     void OnWelcome();
     void StartWritersAgain();
+    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter);
+    void ConnectLater();
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
@@ -102,7 +111,8 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     // ---- link thread ----
     boost::asio::steady_timer m_timer;
     std::chrono::milliseconds m_tDelay;
-    boost::asio::steady_timer m_timerWriters; ///< runs while the link stands
+    std::chrono::steady_clock::time_point m_tHeard; ///< of the last message
+    boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
     CEventInbox m_inbox;
 
     mutable std::mutex m_mtx;

@@ -69,6 +69,7 @@ unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName,
 {
     const auto pConnection =
         std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, Resolve(p_strIPAddr, p_nPort), m_nClient);
+    pConnection->m_fnSilent = [this, address = pConnection->Endpoint().address()] { CloseSilent(address); };
     pConnection->Open();
     if (!pConnection->WaitConnected(g_tInit))
     {
@@ -86,6 +87,15 @@ std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
     if (p_hConn == 0 || p_hConn > m_vecConnection.size())
         throw CDliError("connection handle " + std::to_string(p_hConn) + " is none");
     return m_vecConnection[p_hConn - 1];
+}
+
+/// A server that hangs does so on all connections. The one that notices first speaks for all.
+void CLibrary::CloseSilent(const asio::ip::address& p_address)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    for (const std::shared_ptr<CConnection>& pConnection : m_vecConnection)
+        if (pConnection->Endpoint().address() == p_address)
+            pConnection->CloseIfSilent();
 }
 
 void CLibrary::Adopt(const void* p_pObject)

@@ -36,6 +36,7 @@ class CLibrary
 
   private:
     CLibrary();
+    void CloseSilent(const boost::asio::ip::address& p_address);
     boost::asio::ip::tcp::endpoint Resolve(const std::string& p_strIPAddr, unsigned p_nPort);
 
     boost::asio::io_context m_io;
