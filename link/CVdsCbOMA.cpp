@@ -271,7 +271,12 @@ void CVdsCbOMA::NotifyAllJobs(unsigned p_nIndex)
         if (!hOMA)
             continue;
         if (p_nIndex == eJobEventStart)
+        {
+            // A stop that a busy worker has not taken yet must not be taken behind this start, which does its work too.
+            if (const HANDLE hStop = HandleOf(*pJob, eJobEventStop))
+                WaitForSingleObject(hStop, 0);
             pJob->m_bStartDone = false;
+        }
         SetEvent(hOMA);
     }
 }

@@ -100,7 +100,8 @@ struct SState
 
 SState& State()
 {
-    static SState s_state;
+    // Never destroyed: what the application gives up stays reachable to the end of the process.
+    static SState& s_state = *new SState;
     return s_state;
 }
 
