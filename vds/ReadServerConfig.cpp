@@ -41,6 +41,55 @@ void TakeApplication(const Runtime::OMA::COMAs& p_omas, SServerConfig& r_config)
     }
     r_config.nReadSets = std::max(nSets, 1U);
 }
+SStreamConfig TakeStream(const Runtime::CStream& p_stream)
+{
+    SStreamConfig stream;
+    stream.strName = p_stream.Name();
+    stream.strHost = p_stream.Host();
+    stream.nPort = static_cast<std::uint16_t>(p_stream.Port());
+    stream.nUdpPort = static_cast<std::uint16_t>(p_stream.UdpPort());
+    stream.eTransport = static_cast<ETransport>(p_stream.Transport());
+    stream.nStreamId = static_cast<std::uint16_t>(p_stream.StreamId());
+    stream.bRoundToGrid = p_stream.RoundToGrid();
+    for (const Runtime::CStreamPhasor& phasor : p_stream)
+        stream.vecPhasor.push_back({static_cast<std::uint16_t>(phasor.Pmu()), phasor.Name(), phasor.Datapoint()});
+    return stream;
+}
+
+/// The largest rate of the data points that streams are mapped to.
+std::int32_t RateOfStreams(const Runtime::CSynchrophasors& p_synchrophasors, const Runtime::CDatapoints& p_datapoints)
+{
+    const auto fnRate_Hz = [](int p_nRate) { return p_nRate < 0 ? -1.0 / p_nRate : p_nRate; };
+    int nRate = 0;
+    for (const Runtime::CStream& stream : p_synchrophasors.GetStreams())
+    {
+        for (const Runtime::CStreamPhasor& phasor : stream)
+            nRate = std::max(nRate, p_datapoints.GetReportingRate(phasor.Datapoint()),
+                             [&](int p_nFirst, int p_nSecond) { return fnRate_Hz(p_nFirst) < fnRate_Hz(p_nSecond); });
+    }
+    return nRate;
+}
+
+SSynchrophasorConfig TakeSynchrophasors(const std::string& p_strPath, const Runtime::CConfiguration& p_config)
+{
+    const Runtime::CSynchrophasors& tree = p_config.VDS().Synchrophasors();
+    SSynchrophasorConfig config;
+    config.nRate = tree.Rate() != 0 ? tree.Rate() : RateOfStreams(tree, p_config.GetDatapoints());
+    config.nMaxWait_ms = tree.MaxWaitInMs();
+    config.nClockQualityLimit = static_cast<std::uint8_t>(tree.ClockQualityLimit());
+    config.nUnlockedLimit_s = tree.UnlockedLimitInS();
+    for (const Runtime::CStream& stream : tree.GetStreams())
+        config.vecStream.push_back(TakeStream(stream));
+    for (const Runtime::COutputStream& output : tree.GetOutputs())
+        config.vecOutput.push_back({output.Name(), output.Listen(), static_cast<std::uint16_t>(output.Port()),
+                                    static_cast<std::uint16_t>(output.UdpPort()),
+                                    static_cast<std::uint16_t>(output.StreamId()), output.Nominal(), output.Rate()});
+    if (!config.vecStream.empty() && (config.nRate == 0 || config.nRate > 3600 || config.nRate < -3600))
+        throw std::runtime_error("file '" + p_strPath +
+                                 "': Synchrophasors Rate: expected it, or a ReportingRate up to 3600 of the data "
+                                 "points that the streams are mapped to");
+    return config;
+}
 } // namespace
 
 SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& p_strListen)
@@ -62,5 +111,6 @@ SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& 
                                  "': VDS Port and PortApplicationData: expected two ports, got " +
                                  std::to_string(config.nPortEvent) + " twice");
     TakeApplication(pConfig->GetOMAs(), config);
+    config.synchrophasors = TakeSynchrophasors(p_strPath, *pConfig);
     return config;
 }

@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/c37118/SynchrophasorConfig.h"
 #include <cstdint>
 #include <functional>
 #include <set>
@@ -12,6 +13,7 @@ struct SServerConfig
     unsigned nPortData = 0;                 ///< output channels; 0: chosen by the system
     unsigned nReadSets = 1;                 ///< read sets that a replay waits for before it begins
     std::set<unsigned long> setMeasurement; ///< ids of the measurement channels among the output channels
+    SSynchrophasorConfig synchrophasors;    ///< streams of IEEE C37.118, in and out
 };
 
 /// How the server runs.

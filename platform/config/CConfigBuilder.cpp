@@ -10,6 +10,9 @@ constexpr Name g_vecJobMode[] = {{"active-power", 0}, {"vpad", 1}};
 constexpr Name g_vecInputMode[] = {{"maximum", 0}, {"minimum", 1}, {"divisor", 2}};
 constexpr Name g_vecSignalType[] = {{"voltage", 0}, {"current", 1}, {"invalid", 2}};
 constexpr Name g_vecPSEventType[] = {{"critical", 0}, {"distinct", 1}, {"notified", 2}};
+constexpr Name g_vecTransport[] = {{"tcp", 0}, {"udp", 1}, {"tcp-udp", 2}, {"spontaneous", 3}};
+constexpr Name g_vecUnlocked[] = {{"any", -1}};
+constexpr unsigned g_nUdpPort = 4713; ///< registered for commands over UDP
 constexpr Name g_vecPhysType[] = {{"frequency", 0}, {"magnitude", 1}, {"damping-ratio", 2}, {"degree-of-exposure", 3}};
 
 /// Calls p_fnDo for each element below p_pNode, in file order.
@@ -62,6 +65,13 @@ T CConfigBuilder::Number(const xmlNode* p_pNode, const char* p_pName)
     return value;
 }
 
+template <class T>
+void CConfigBuilder::Optional(const xmlNode* p_pNode, const char* p_pName, T& r_value)
+{
+    if (xmlHasProp(p_pNode, XmlText(p_pName)))
+        r_value = Number<T>(p_pNode, p_pName);
+}
+
 bool CConfigBuilder::Flag(const xmlNode* p_pNode, const char* p_pName) const
 {
     const std::string strValue = AttributeOf(p_pNode, p_pName);
@@ -110,6 +120,7 @@ std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
             else
                 ForEachElement(p_pNode, [&](const xmlNode* p_pNTM) { BuildNTM(p_pNTM, pTree->m_ntms.emplace_back()); });
         });
+    CheckStreamPhasors(pTree->m_datapoints);
     return pTree;
 }
 
@@ -118,6 +129,84 @@ void CConfigBuilder::BuildVDS(const xmlNode* p_pNode, CVDS& r_vds)
     r_vds.m_strIPAddr = Trimmed(AttributeOf(p_pNode, "IPAddr"));
     r_vds.m_nPort = Number<unsigned>(p_pNode, "Port");
     r_vds.m_nPortApplicationData = Number<unsigned>(p_pNode, "PortApplicationData");
+    ForEachElement(p_pNode, [&](const xmlNode* p_pChild) { BuildSynchrophasors(p_pChild, r_vds.m_synchrophasors); });
+}
+
+void CConfigBuilder::BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors)
+{
+    Optional(p_pNode, "Rate", r_synchrophasors.m_nRate);
+    Optional(p_pNode, "MaxWaitInMs", r_synchrophasors.m_nMaxWait_ms);
+    Optional(p_pNode, "ClockQualityLimit", r_synchrophasors.m_nClockQualityLimit);
+    if (xmlHasProp(p_pNode, XmlText("UnlockedLimitInS")))
+        r_synchrophasors.m_nUnlockedLimit_s = Named(p_pNode, "UnlockedLimitInS", g_vecUnlocked);
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pChild)
+                   {
+                       if (IsElement(p_pChild, "Stream"))
+                           BuildStream(p_pChild, r_synchrophasors.m_vecStream.emplace_back());
+                       else
+                           BuildOutputStream(p_pChild, r_synchrophasors.m_vecOutput.emplace_back());
+                   });
+}
+
+void CConfigBuilder::BuildStream(const xmlNode* p_pNode, CStream& r_stream)
+{
+    r_stream.m_strName = AttributeOf(p_pNode, "Name");
+    IsFirst(p_pNode, "Name", r_stream.m_strName, m_mapLineStream);
+    r_stream.m_strHost = Trimmed(AttributeOf(p_pNode, "Host"));
+    if (xmlHasProp(p_pNode, XmlText("Transport")))
+        r_stream.m_eTransport = static_cast<eTransport>(Named(p_pNode, "Transport", g_vecTransport));
+    Optional(p_pNode, "Port", r_stream.m_nPort);
+    r_stream.m_nUdpPort = r_stream.m_eTransport == eTransportUdp ? g_nUdpPort : 0;
+    Optional(p_pNode, "UdpPort", r_stream.m_nUdpPort);
+    r_stream.m_nStreamId = Number<unsigned>(p_pNode, "StreamId");
+    r_stream.m_bRoundToGrid = Flag(p_pNode, "RoundToGrid");
+    ForEachElement(p_pNode, [&](const xmlNode* p_pPhasor) { BuildStreamPhasor(p_pPhasor, r_stream.emplace_back()); });
+    CheckStream(p_pNode, r_stream);
+}
+
+/// Each transport needs attributes of its own.
+void CConfigBuilder::CheckStream(const xmlNode* p_pNode, const CStream& p_stream)
+{
+    const bool bOwnPort = p_stream.m_eTransport == eTransportTcpUdp || p_stream.m_eTransport == eTransportSpontaneous;
+    if (p_stream.m_strHost.empty() && p_stream.m_eTransport != eTransportSpontaneous)
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "Host", "missing, expected the address of the device");
+    if (p_stream.m_nUdpPort == 0 && bOwnPort)
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "UdpPort",
+                     "missing, expected the own port that the data comes to");
+}
+
+void CConfigBuilder::BuildStreamPhasor(const xmlNode* p_pNode, CStreamPhasor& r_phasor)
+{
+    Optional(p_pNode, "Pmu", r_phasor.m_nPmu);
+    r_phasor.m_strName = Trimmed(AttributeOf(p_pNode, "Name"));
+    r_phasor.m_nDatapoint = Number<std::uint32_t>(p_pNode, "Datapoint");
+    IsFirst(p_pNode, "Datapoint", r_phasor.m_nDatapoint, m_mapLineMapped);
+}
+
+void CConfigBuilder::BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_output)
+{
+    r_output.m_strName = AttributeOf(p_pNode, "Name");
+    IsFirst(p_pNode, "Name", r_output.m_strName, m_mapLineStream);
+    Optional(p_pNode, "Port", r_output.m_nPort);
+    Optional(p_pNode, "UdpPort", r_output.m_nUdpPort);
+    Optional(p_pNode, "StreamId", r_output.m_nStreamId);
+    Optional(p_pNode, "Nominal", r_output.m_nNominal_Hz);
+    Optional(p_pNode, "Rate", r_output.m_nRate);
+    if (xmlHasProp(p_pNode, XmlText("Listen")))
+        r_output.m_strListen = Trimmed(AttributeOf(p_pNode, "Listen"));
+    if (r_output.m_nPort == 0 && r_output.m_nUdpPort == 0)
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "Port", "missing, expected it or UdpPort or both");
+}
+
+void CConfigBuilder::CheckStreamPhasors(const CDatapoints& p_datapoints)
+{
+    for (const auto& [nId, nLine] : m_mapLineMapped)
+    {
+        if (p_datapoints.Datapoint(nId).MeasurementUnit() == nullptr)
+            m_faults.Add(nLine, "Phasor", "Datapoint",
+                         CFaults::Quoted(std::to_string(nId)) + " is no data point of a MeasurementUnit");
+    }
 }
 
 void CConfigBuilder::BuildDatapoints(const xmlNode* p_pNode, CDatapoints& r_datapoints)

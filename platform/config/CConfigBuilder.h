@@ -23,6 +23,13 @@ class CConfigBuilder
     using Names = std::span<const std::pair<std::string_view, int>>;
 
     void BuildVDS(const xmlNode* p_pNode, CVDS& r_vds);
+    void BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors);
+    void BuildStream(const xmlNode* p_pNode, CStream& r_stream);
+    void CheckStream(const xmlNode* p_pNode, const CStream& p_stream);
+    void BuildStreamPhasor(const xmlNode* p_pNode, CStreamPhasor& r_phasor);
+    void BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_output);
+    /// What the streams refer to stands behind them in the file, so that is looked at in the end.
+    void CheckStreamPhasors(const CDatapoints& p_datapoints);
     void BuildDatapoints(const xmlNode* p_pNode, CDatapoints& r_datapoints);
     void BuildUnit(const xmlNode* p_pNode, CDatapoints& r_datapoints);
     void BuildDatapoint(const xmlNode* p_pNode, const CMeasurementUnit* p_pUnit, int p_nRateUnit,
@@ -39,6 +46,9 @@ class CConfigBuilder
     // ---- values of attributes ----
     template <class T>
     T Number(const xmlNode* p_pNode, const char* p_pName);
+    /// r_value stays as it is if there is no such attribute.
+    template <class T>
+    void Optional(const xmlNode* p_pNode, const char* p_pName, T& r_value);
     bool Flag(const xmlNode* p_pNode, const char* p_pName) const;
     int Named(const xmlNode* p_pNode, const char* p_pName, Names p_names);
     /// Adds a fault if p_nValue of this attribute was met before, on the line noted in r_mapLine.
@@ -48,5 +58,7 @@ class CConfigBuilder
     CFaults& m_faults;
     std::map<unsigned long, long> m_mapLineUnit;
     std::map<unsigned long, long> m_mapLineDatapoint;
+    std::map<std::string, long> m_mapLineStream;
+    std::map<unsigned long, long> m_mapLineMapped; ///< data point -> line of the phasor that goes to it
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -14,9 +14,9 @@ class CConfigBuilder;
 
 enum eDLIInputMode : std::int32_t
 {
-    eInputMaximum = 0,   ///< required rate is the maximum of the PMU rates
-    eInputMinimum = 1,   ///< the minimum
-    eInputDivisor = 2    ///< the greatest common divisor; the read session starts by cycle time
+    eInputMaximum = 0, ///< required rate is the maximum of the PMU rates
+    eInputMinimum = 1, ///< the minimum
+    eInputDivisor = 2  ///< the greatest common divisor; the read session starts by cycle time
 };
 enum eOMAJobMode : std::int32_t
 {
@@ -35,6 +35,14 @@ enum ePhaseType : std::int32_t
 enum ePSEventType : std::int32_t
 {
 };
+/// Way of a stream of synchrophasors.
+enum eTransport : std::int32_t
+{
+    eTransportTcp = 0,
+    eTransportUdp = 1,        ///< commands and data over UDP
+    eTransportTcpUdp = 2,     ///< commands over TCP, data over UDP
+    eTransportSpontaneous = 3 ///< data over UDP, no commands
+};
 enum eOMAPhysType : std::int32_t
 {
 };
@@ -42,9 +50,91 @@ enum eOMAPhysType : std::int32_t
 /// RefID of a phase that carries no phasor.
 inline constexpr unsigned long g_nNoRefId = 2147483647UL;
 
+/// A phasor of a stream and the data point that it goes to.
+class CStreamPhasor
+{
+  public:
+    unsigned Pmu() const { return m_nPmu; } ///< IDCODE of the PMU, 0: any
+    const std::string& Name() const { return m_strName; }
+    unsigned long Datapoint() const { return m_nDatapoint; }
+
+  private:
+    friend class CConfigBuilder;
+    unsigned m_nPmu = 0;
+    std::string m_strName;
+    unsigned long m_nDatapoint = 0;
+};
+
+/// A stream of synchrophasors that the server reads.
+class CStream : public std::vector<CStreamPhasor>
+{
+  public:
+    const std::string& Name() const { return m_strName; }
+    const std::string& Host() const { return m_strHost; } ///< may be empty for eTransportSpontaneous only
+    unsigned Port() const { return m_nPort; }
+    unsigned UdpPort() const { return m_nUdpPort; } ///< 0 for eTransportTcp only
+    eTransport Transport() const { return m_eTransport; }
+    unsigned StreamId() const { return m_nStreamId; }
+    bool RoundToGrid() const { return m_bRoundToGrid; }
+
+  private:
+    friend class CConfigBuilder;
+    std::string m_strName;
+    std::string m_strHost;
+    unsigned m_nPort = 4712;
+    unsigned m_nUdpPort = 0;
+    eTransport m_eTransport = eTransportTcp;
+    unsigned m_nStreamId = 0;
+    bool m_bRoundToGrid = false;
+};
+
+/// A stream of results that the server offers.
+class COutputStream
+{
+  public:
+    const std::string& Name() const { return m_strName; }
+    unsigned Port() const { return m_nPort; }       ///< 0: no TCP
+    unsigned UdpPort() const { return m_nUdpPort; } ///< 0: no UDP
+    unsigned StreamId() const { return m_nStreamId; }
+    const std::string& Listen() const { return m_strListen; }
+    unsigned Nominal() const { return m_nNominal_Hz; }
+    int Rate() const { return m_nRate; }
+
+  private:
+    friend class CConfigBuilder;
+    std::string m_strName;
+    unsigned m_nPort = 0;
+    unsigned m_nUdpPort = 0;
+    unsigned m_nStreamId = 1;
+    std::string m_strListen = "127.0.0.1";
+    unsigned m_nNominal_Hz = 50;
+    int m_nRate = 1;
+};
+
+class CSynchrophasors
+{
+  public:
+    int Rate() const { return m_nRate; } ///< 0: not given
+    unsigned MaxWaitInMs() const { return m_nMaxWait_ms; }
+    unsigned ClockQualityLimit() const { return m_nClockQualityLimit; }
+    int UnlockedLimitInS() const { return m_nUnlockedLimit_s; } ///< 0, 10, 100, 1000; -1: any
+    const std::vector<CStream>& GetStreams() const { return m_vecStream; }
+    const std::vector<COutputStream>& GetOutputs() const { return m_vecOutput; }
+
+  private:
+    friend class CConfigBuilder;
+    int m_nRate = 0;
+    unsigned m_nMaxWait_ms = 200;
+    unsigned m_nClockQualityLimit = 8;
+    int m_nUnlockedLimit_s = 10;
+    std::vector<CStream> m_vecStream;
+    std::vector<COutputStream> m_vecOutput;
+};
+
 class CVDS
 {
   public:
+    const CSynchrophasors& Synchrophasors() const { return m_synchrophasors; }
     const std::string& IPAddr() const { return m_strIPAddr; }
     unsigned Port() const { return m_nPort; }
     unsigned PortApplicationData() const { return m_nPortApplicationData; }
@@ -54,6 +144,7 @@ class CVDS
     std::string m_strIPAddr;
     unsigned m_nPort = 0;
     unsigned m_nPortApplicationData = 0;
+    CSynchrophasors m_synchrophasors;
 };
 
 /// The PMU of a data point.
@@ -115,7 +206,7 @@ namespace OMA
 class CPSMagnitude
 {
   public:
-    float Nominal() const { return m_fNominal; }  ///< scale of both limits, W or degrees
+    float Nominal() const { return m_fNominal; } ///< scale of both limits, W or degrees
     const CLimit& PSMagnitudeWarning() const { return m_warning; }
     const CLimit& PSMagnitudeAlarm() const { return m_alarm; }
 
@@ -164,7 +255,7 @@ class CSpectralDataSet
 class CSpectralDataSets : public std::vector<CSpectralDataSet>
 {
   public:
-    unsigned NoOfSamples() const { return m_nSamples; }  ///< base FFT length
+    unsigned NoOfSamples() const { return m_nSamples; } ///< base FFT length
 
   private:
     friend class Runtime::CConfigBuilder;
@@ -204,8 +295,8 @@ class CPSMode
 class CPSModes : public std::vector<CPSMode>
 {
   public:
-    unsigned NoOfSamples() const { return m_nSamples; }  ///< depth of the data deques of a mode
-    int ReportingRate() const { return m_nReportingRate; }  ///< PS repetition rate
+    unsigned NoOfSamples() const { return m_nSamples; }    ///< depth of the data deques of a mode
+    int ReportingRate() const { return m_nReportingRate; } ///< PS repetition rate
 
   private:
     friend class Runtime::CConfigBuilder;
@@ -294,14 +385,14 @@ class COMAs : public std::vector<COMA>
 {
   public:
     const std::string& Name() const { return m_strName; }
-    unsigned long Id() const { return m_nId; }  ///< element id of the whole application
+    unsigned long Id() const { return m_nId; } ///< element id of the whole application
 
   private:
     friend class Runtime::CConfigBuilder;
     std::string m_strName;
     unsigned long m_nId = 0;
 };
-}  // namespace OMA
+} // namespace OMA
 
 namespace NTM
 {
@@ -344,7 +435,7 @@ class CNTM
 class CNTMs : public std::vector<CNTM>
 {
 };
-}  // namespace NTM
+} // namespace NTM
 
 /// Root of the tree; one instance a process.
 class CConfiguration
@@ -371,4 +462,4 @@ class CConfiguration
     OMA::COMAs m_omas;
     NTM::CNTMs m_ntms;
 };
-}  // namespace Norvik::Energy::Kestrel::VDS::Runtime
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

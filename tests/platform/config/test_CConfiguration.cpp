@@ -91,9 +91,8 @@ TEST_F(CConfigurationTest, GivesTheValuesOfTheFile)
 
 TEST_F(CConfigurationTest, ADataPointTakesRateAndUnitFromItsPmu)
 {
-    const CConfiguration* pConfig =
-        Load(Changed(Changed(BaseText(), R"(Id="1012")", R"(Id="1012" ReportingRate="-2")"), R"(Id="5000")",
-                     R"(Id="5000" ReportingRate="7")"));
+    const CConfiguration* pConfig = Load(Changed(Changed(BaseText(), R"(Id="1012")", R"(Id="1012" ReportingRate="-2")"),
+                                                 R"(Id="5000")", R"(Id="5000" ReportingRate="7")"));
     ASSERT_TRUE(pConfig);
     const CDatapoints& datapoints = pConfig->GetDatapoints();
     struct
@@ -178,4 +177,23 @@ TEST_F(CConfigurationTest, EveryExampleLoads)
         EXPECT_EQ(m_reader.Read(entry.path().string(), ""), 0) << m_reader.Faults();
     }
     EXPECT_GE(nExamples, 1U);
+}
+
+TEST_F(CConfigurationTest, GivesTheStreamsWithTheirDefaults)
+{
+    const CConfiguration* pConfig = Load(Changed(
+        BaseText(), R"("4713"/>)",
+        R"("4713"><Synchrophasors UnlockedLimitInS="any"><Stream Name="a" Host="::1" StreamId="60" Transport="udp">
+        <Phasor Pmu="61" Name=" VA 1 " Datapoint="1012"/></Stream><Output Name="o" Port="4722"/></Synchrophasors></VDS>)"));
+    ASSERT_TRUE(pConfig);
+    const CSynchrophasors& synchrophasors = pConfig->VDS().Synchrophasors();
+    EXPECT_EQ(synchrophasors.MaxWaitInMs(), 200U);
+    EXPECT_EQ(synchrophasors.UnlockedLimitInS(), -1);
+    const CStream& stream = synchrophasors.GetStreams().at(0);
+    EXPECT_EQ(stream.Transport(), eTransportUdp);
+    EXPECT_EQ(stream.UdpPort(), 4713U);
+    EXPECT_EQ(stream.at(0).Pmu(), 61U);
+    EXPECT_EQ(stream.at(0).Name(), "VA 1");
+    EXPECT_EQ(stream.at(0).Datapoint(), 1012U);
+    EXPECT_EQ(synchrophasors.GetOutputs().at(0).Listen(), "127.0.0.1");
 }

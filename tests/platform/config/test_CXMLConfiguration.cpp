@@ -80,6 +80,39 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
     }
 }
 
+TEST(CXMLConfiguration, RefusesStreamsThatDoNotHold)
+{
+    const std::string strPhasor = R"(><Phasor Name="VA" Datapoint="1011"/></Stream>)";
+    struct
+    {
+        std::string strStreams, strExpected;
+    } const vecCase[] = {
+        {R"(<Stream Name="north" StreamId="60")" + strPhasor,
+         "element Stream, attribute Host: missing, expected the address"},
+        {R"(<Stream Name="north" Host="h" StreamId="0")" + strPhasor,
+         R"(element Stream, attribute StreamId: "0" is not an IDCODE from 1 to 65534)"},
+        {R"(<Stream Name="north" Host="h" StreamId="60" Transport="serial")" + strPhasor,
+         R"(attribute Transport: "serial" is not one of tcp, udp, tcp-udp, spontaneous)"},
+        {R"(<Stream Name="north" StreamId="60" Transport="spontaneous")" + strPhasor,
+         "element Stream, attribute UdpPort: missing, expected the own port"},
+        {R"(<Stream Name="north" Host="h" StreamId="60"/>)", "element Stream: Missing child element(s)"},
+        {R"(<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="5000"/></Stream>)",
+         R"(element Phasor, attribute Datapoint: "5000" is no data point of a MeasurementUnit)"},
+        {R"(<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="1011"/><Phasor Name="VB"
+         Datapoint="1011"/></Stream>)",
+         R"(element Phasor, attribute Datapoint: "1011" stands on line 4 already)"},
+        {R"(<Output Name="results"/>)", "element Output, attribute Port: missing, expected it or UdpPort or both"},
+        {R"(<Output Name="results" Port="1" Nominal="55"/>)", R"(attribute Nominal: "55" is not one of 50, 60)"}};
+    for (const auto& c : vecCase)
+    {
+        const std::string strFaults = FaultsOf(Changed(
+            BaseText(), R"("4713"/>)", R"("4713"><Synchrophasors>)" + c.strStreams + "</Synchrophasors></VDS>"));
+        EXPECT_THAT(strFaults, HasSubstr("grid.xml:"));
+        EXPECT_THAT(strFaults, HasSubstr(c.strExpected));
+        EXPECT_EQ(std::count(strFaults.begin(), strFaults.end(), '\n'), 1) << strFaults;
+    }
+}
+
 TEST(CXMLConfiguration, RefusesTooFewBandsAndInputGroups)
 {
     const std::string strBand = Without(BaseText(), "<SpectralDataSet ", "/>");
