@@ -1,9 +1,13 @@
+#include "ServiceNotify.h"
+#include "Version.h"
 #include "vds/CServer.h"
 #include "vds/CommandLine.h"
 #include "vds/OpenSource.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -23,6 +27,20 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command)
     return pSource;
 }
 
+/// The manager's watchdog hears of the server as long as its thread gets round to say so.
+void PingWatchdog(CServer& p_server, boost::asio::steady_timer& p_timer, unsigned p_nPeriod_ms)
+{
+    p_timer.expires_after(std::chrono::milliseconds(p_nPeriod_ms));
+    p_timer.async_wait(
+        [&p_server, &p_timer, p_nPeriod_ms](const boost::system::error_code& p_ec)
+        {
+            if (p_ec)
+                return;
+            p_server.Post([] { NotifyServiceManager("WATCHDOG=1"); });
+            PingWatchdog(p_server, p_timer, p_nPeriod_ms);
+        });
+}
+
 /// Until a signal comes or the source has ended. @return the exit status.
 int Serve(const SVdsCommand& p_command)
 {
@@ -34,7 +52,12 @@ int Serve(const SVdsCommand& p_command)
     CServer server(config, OpenSource(p_command), p_command.options);
     server.OnEnd([&io] { boost::asio::post(io, [&io] { io.stop(); }); });
     server.Start();
+    NotifyServiceManager("READY=1");
+    boost::asio::steady_timer timer(io);
+    if (const unsigned nPeriod_ms = WatchdogPeriod_ms())
+        PingWatchdog(server, timer, nPeriod_ms);
     io.run();
+    NotifyServiceManager("STOPPING=1");
     server.Stop();
     std::printf("vds: %s\n", server.Summary().c_str());
     std::fflush(stdout);
@@ -47,6 +70,11 @@ int Serve(const SVdsCommand& p_command)
 int main(int p_nArgc, char* p_ppArgv[])
 {
     std::signal(SIGPIPE, SIG_IGN);
+    const std::string strFirst = p_nArgc > 1 ? p_ppArgv[1] : "";
+    if (strFirst == "--help")
+        return std::printf("%s", g_pVdsUsage) < 0 ? 1 : 0;
+    if (strFirst == "--version")
+        return std::printf("vds %s\n", g_pVersion) < 0 ? 1 : 0;
     if (p_nArgc < 2)
     {
         std::fprintf(stderr, "%s", g_pVdsUsage);

@@ -50,3 +50,8 @@ oma_layer(oma_link
 oma_layer(oma_host
     SOURCES host/ObjectGraph host/ObjectGraphJob host/Threads host/RunApplication host/ServiceControl
     PUBLIC oma_link PRIVATE platform_service)
+
+# The same steps for a file that nobody runs.
+oma_layer(oma_check
+    SOURCES host/CConfigCheck host/CConfigCheck_Warnings
+    PUBLIC oma_host)

@@ -17,6 +17,8 @@ target_compile_options(oma_build INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wn
                                            -Werror -ffp-contract=off
                                            -Wno-restrict) # g++ 12 sees overlaps in operator+ of strings that are none
 target_compile_definitions(oma_build INTERFACE BOOST_THREAD_VERSION=4)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/Version.h.in ${PROJECT_BINARY_DIR}/include/Version.h @ONLY)
+target_include_directories(oma_build INTERFACE ${PROJECT_BINARY_DIR}/include)
 target_link_libraries(oma_build INTERFACE Threads::Threads)
 if(OMA_SANITIZE)
     target_compile_options(oma_build INTERFACE -fsanitize=${OMA_SANITIZE} -fno-omit-frame-pointer)

@@ -1,5 +1,6 @@
 #include "host/ObjectGraph.h"
 #include "host/ApplicationControl.h"
+#include "host/ObjectGraphSteps.h"
 #include "link/CEventWriteOMA.h"
 #include "link/dli/EDli.h"
 #include <exception>
@@ -149,35 +150,42 @@ std::unique_ptr<CVdsOMA> CreateInstanceOMA(CReadFileMeas* p_pReadFile, const CCo
                                            const OMA::COMA& p_oma, unsigned long p_hSockEvent,
                                            unsigned long p_hSockData, CTraceOMA* p_pTrace)
 {
-    if (p_oma.Name().empty())
-    {
-        Refuse(g_strData, "Zero length trace name for OMA inst. specified in KESTREL config.file");
+    if (!CheckInstanceName(p_oma))
         return nullptr;
-    }
     auto pOMA =
         std::make_unique<CVdsOMA>(p_hSockEvent, p_hSockData, static_cast<std::uint32_t>(p_oma.Id()), p_oma.IsActive(),
                                   p_oma.InputMode(), static_cast<std::uint32_t>(p_oma.TimeoutInMs()),
                                   p_oma.IsEnabledNTM(), std::make_unique<CTraceOMA>(p_oma.Name()));
-    if (p_oma.GetJobs().empty())
-    {
-        pOMA.reset();
-        Refuse(g_strData, "No job for given OMA app. defined in KESTREL config.file");
+    if (!CheckInstanceJobs(p_oma))
         return nullptr;
-    }
     std::unique_ptr<CVdsOMA::VecJob> pvecpJob;
     if (!CreateDataJob(p_pReadFile, p_pConfig, p_oma.GetJobs(), p_hSockData, pOMA.get(), p_pTrace, &pvecpJob))
         return nullptr;
-    if (!pOMA->CalcVdsReqCycleRate(p_oma.InputMode()))
+    if (!CheckInstanceRate(p_oma, pOMA.get()))
     {
         pvecpJob.reset();
-        pOMA.reset();
-        Refuse(g_strData, "No valid PMU cycle rates");
         return nullptr;
     }
     pOMA->m_pvecpJob = std::move(pvecpJob);
     return pOMA;
 }
 } // namespace
+
+bool CheckInstanceName(const OMA::COMA& p_oma)
+{
+    return !p_oma.Name().empty() ||
+           Refuse(g_strData, "Zero length trace name for OMA inst. specified in KESTREL config.file");
+}
+
+bool CheckInstanceJobs(const OMA::COMA& p_oma)
+{
+    return !p_oma.GetJobs().empty() || Refuse(g_strData, "No job for given OMA app. defined in KESTREL config.file");
+}
+
+bool CheckInstanceRate(const OMA::COMA& p_oma, CVdsOMA* p_pVds)
+{
+    return p_pVds->CalcVdsReqCycleRate(p_oma.InputMode()) || Refuse(g_strData, "No valid PMU cycle rates");
+}
 
 bool CreateBaseOMA(const std::string& p_strConfigFile, CTraceOMA* p_pTrace, std::unique_ptr<CXMLConfiguration>* p_ppXml,
                    CConfiguration** p_ppConfig, unsigned long* p_phSockEvent, unsigned long* p_phSockData)

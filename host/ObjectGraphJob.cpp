@@ -1,6 +1,7 @@
 #include "host/ApplicationControl.h"
 #include "host/CShellOMA.h"
 #include "host/ObjectGraph.h"
+#include "host/ObjectGraphSteps.h"
 #include "host/TextOMA.h"
 #include <algorithm>
 #include <cmath>
@@ -61,6 +62,84 @@ struct SJob
     }
 };
 
+bool CreateModes(const CConfiguration* p_pConfig, const OMA::CJob& p_job, unsigned long p_hSockData,
+                 CTraceOMA* p_pTrace, SJob& r_job)
+{
+    if (!CheckModes(p_job))
+        return false;
+    CJobOMA& job = *r_job.pJob;
+    r_job.pvecpPsmOut = std::make_unique<CJob::VecPsmOut>();
+    if (!AddPsmsToJob(p_hSockData, p_pConfig, p_job.PSModes(), job.m_strName, job.m_eJobMode, job.NoOfCyclesInactive(),
+                      job.m_nRepRate, job.m_nSamplesPS, job.m_pvecpSpec.get(), job.m_pDOE.get(),
+                      RetrveEventMin(p_job.PSEvents()), p_pTrace, r_job.pvecpPsmOut.get()))
+    {
+        DelVecPSM(&r_job.pvecpPsmOut, p_pTrace);
+        return false;
+    }
+    job.m_pvecpPsmOut = std::move(r_job.pvecpPsmOut);
+    return true;
+}
+
+/// One job with all below it; null after SuspendApp.
+std::unique_ptr<CJobOMA> CreateJob(CReadFileMeas* p_pReadFile, const CConfiguration* p_pConfig, const OMA::CJob& p_job,
+                                   unsigned long p_hSockData, CVdsOMA* p_pVds, CTraceOMA* p_pTrace)
+{
+    if (!CheckJobName(p_job))
+        return nullptr;
+    SJob made;
+    made.pTrace = std::make_unique<CTraceOMA>(p_job.Name());
+    if (!CheckJobMode(p_job))
+        return nullptr;
+    const std::int32_t eJobMode = p_job.JobMode();
+    made.pDOE = CreateLimits(p_job);
+    if (!made.pDOE)
+        return nullptr;
+    made.pvecpSpec = CreateSpecs(p_job, made.pTrace.get(), p_pTrace);
+    if (!made.pvecpSpec)
+        return nullptr;
+    const bool bAnySpec = std::any_of(made.pvecpSpec->begin(), made.pvecpSpec->end(),
+                                      [](const auto& p_pSpec) { return p_pSpec->IsUsed(); });
+    const CMeasurementUnit* const pUnit = CheckOutput(p_pConfig, p_job);
+    if (!pUnit)
+        return nullptr;
+
+    made.pJob = std::make_unique<CJobOMA>(
+        p_job.Name(), static_cast<std::uint32_t>(p_job.Id()), p_job.IsActive() && bAnySpec, eJobMode,
+        std::move(made.pvecpSpec), static_cast<std::uint32_t>(pUnit->Id()),
+        static_cast<std::uint32_t>(p_job.OutputRefId()), p_job.PSModes().NoOfSamples(), p_job.PSModes().ReportingRate(),
+        std::move(made.pDOE), std::move(made.pTrace), p_pReadFile);
+    made.pJob->m_bUsingNTM = eJobMode == eJobVPAD && p_job.IsUsingNTM();
+    if (!AssignPmus(p_pConfig, p_job, p_pVds, p_pTrace, &made.pJob->m_pPmu1st, &made.pJob->m_pPmu2nd) ||
+        !CreateModes(p_pConfig, p_job, p_hSockData, p_pTrace, made))
+        return nullptr;
+    return std::move(made.pJob);
+}
+
+/// Two bands that should stand side by side, p_above the higher one.
+bool CheckEdge(const CSpec& p_above, const CSpec& p_below, CTraceOMA* p_pTrace)
+{
+    const double fBeg_Hz = p_above.GetFreqBeg();
+    const double fEnd_Hz = p_below.GetFreqEnd();
+    if (std::abs(fBeg_Hz - fEnd_Hz) <= std::numeric_limits<double>::epsilon())
+        return true;
+    if (p_pTrace)
+        p_pTrace->TraceError(g_strCheckSpec, "Invalid limits for spectral data sets: Begin [" + DoubleAsText(fBeg_Hz) +
+                                                 "] does not match end [" + DoubleAsText(fEnd_Hz) + "]");
+    return false;
+}
+} // namespace
+
+bool CheckJobName(const OMA::CJob& p_job)
+{
+    return !p_job.Name().empty() || Refuse(g_strJob, "Zero length trace name");
+}
+
+bool CheckJobMode(const OMA::CJob& p_job)
+{
+    return p_job.JobMode() == eJobActivePower || p_job.JobMode() == eJobVPAD ||
+           Refuse(g_strJob, "Invalid mode for given OMA job in KESTREL config.file");
+}
+
 std::unique_ptr<CDOE> CreateLimits(const OMA::CJob& p_job)
 {
     const float fNominal = p_job.PSMagnitude().Nominal();
@@ -87,8 +166,6 @@ std::unique_ptr<CDOE> CreateLimits(const OMA::CJob& p_job)
     return std::make_unique<CDOE>(std::move(pvecMagn), std::move(pvecDamp));
 }
 
-/// Least severe event type that is posted. The types: 0 none, 1 notified, 2 distinct, 3 critical, 4 undamped critical;
-/// the last one is always wanted.
 std::int32_t RetrveEventMin(const OMA::CPSEvents& p_events)
 {
     const bool vecbFlag[5] = {true, p_events.IsActive(static_cast<ePSEventType>(2)),
@@ -101,7 +178,6 @@ std::int32_t RetrveEventMin(const OMA::CPSEvents& p_events)
     return eEventMin;
 }
 
-/// The three bands in file order, checked and sorted. The flags of -spec go by file order, ahead of the sort.
 std::unique_ptr<VecSpec> CreateSpecs(const OMA::CJob& p_job, CTraceOMA* p_pTraceJob, CTraceOMA* p_pTrace)
 {
     const std::vector<bool> vecbSpec = g_pShell ? g_pShell->GetSpecFlags() : std::vector<bool>(g_nSpecs, true);
@@ -130,18 +206,22 @@ std::unique_ptr<VecSpec> CreateSpecs(const OMA::CJob& p_job, CTraceOMA* p_pTrace
     return pvecpSpec;
 }
 
-/// One of the two PMUs of a job. p_strWhich is "1st" or "2nd"; null after SuspendApp.
-CPmu* CreatePmu(const CConfiguration* p_pConfig, const OMA::CInputGroup& p_group, const CJobOMA& p_job,
+const CMeasurementUnit* CheckOutput(const CConfiguration* p_pConfig, const OMA::CJob& p_job)
+{
+    return RetrveUnit(p_pConfig, p_job.OutputRefId(), g_strJob);
+}
+
+CPmu* CreatePmu(const CConfiguration* p_pConfig, const OMA::CJob& p_job, const OMA::CInputGroup& p_group,
                 std::string_view p_strWhich, CVdsOMA* p_pVds, CTraceOMA* p_pTrace)
 {
     const std::string strWhich(p_strWhich);
-    const std::string strId = std::to_string(p_job.m_nId);
+    const std::string strId = std::to_string(static_cast<std::uint32_t>(p_job.Id()));
     if (p_group.SignalType() == eSignalInvalid)
     {
         Refuse(g_strJob, "Invalid " + strWhich + " PMU signal type within job with elem ID " + strId);
         return nullptr;
     }
-    if (p_job.m_eJobMode == eJobVPAD && p_group.SignalType() != eSignalVoltage)
+    if (p_job.JobMode() == eJobVPAD && p_group.SignalType() != eSignalVoltage)
     {
         Refuse(g_strJob, "Invalid " + strWhich + " PMU signal type (current) within dPhi job with elem ID " + strId);
         return nullptr;
@@ -152,104 +232,51 @@ CPmu* CreatePmu(const CConfiguration* p_pConfig, const OMA::CInputGroup& p_group
     return pPmu;
 }
 
-/// Active power: one voltage and one current, in either order. Angle difference: the two voltages in file order.
-bool AssignPmus(const CConfiguration* p_pConfig, const OMA::CInputGroups& p_groups, CJobOMA& r_job, CVdsOMA* p_pVds,
-                CTraceOMA* p_pTrace)
+bool AssignPmus(const CConfiguration* p_pConfig, const OMA::CJob& p_job, CVdsOMA* p_pVds, CTraceOMA* p_pTrace,
+                CPmu** p_ppPmu1st, CPmu** p_ppPmu2nd)
 {
-    CPmu* pPmu = CreatePmu(p_pConfig, p_groups.at(0), r_job, "1st", p_pVds, p_pTrace);
+    const OMA::CInputGroups& groups = p_job.InputGroups();
+    CPmu* pPmu = CreatePmu(p_pConfig, p_job, groups.at(0), "1st", p_pVds, p_pTrace);
     if (!pPmu)
         return false;
-    if (p_groups.at(0).SignalType() == eSignalVoltage)
-        r_job.m_pPmu1st = pPmu;
-    else if (p_groups.at(0).SignalType() == eSignalCurrent)
-        r_job.m_pPmu2nd = pPmu;
+    if (groups.at(0).SignalType() == eSignalVoltage)
+        *p_ppPmu1st = pPmu;
+    else if (groups.at(0).SignalType() == eSignalCurrent)
+        *p_ppPmu2nd = pPmu;
 
-    pPmu = CreatePmu(p_pConfig, p_groups.at(1), r_job, "2nd", p_pVds, p_pTrace);
+    pPmu = CreatePmu(p_pConfig, p_job, groups.at(1), "2nd", p_pVds, p_pTrace);
     if (!pPmu)
         return false;
-    if (p_groups.at(1).SignalType() == eSignalCurrent || r_job.m_eJobMode == eJobVPAD)
-        r_job.m_pPmu2nd = pPmu;
+    if (groups.at(1).SignalType() == eSignalCurrent || p_job.JobMode() == eJobVPAD)
+        *p_ppPmu2nd = pPmu;
     else
-        r_job.m_pPmu1st = pPmu;
+        *p_ppPmu1st = pPmu;
 
-    if (!r_job.m_pPmu1st || !r_job.m_pPmu2nd)
-        return Refuse(g_strJob,
-                      "None or only 1 PMU have been assigned to job with elem ID " + std::to_string(r_job.m_nId));
+    if (!*p_ppPmu1st || !*p_ppPmu2nd)
+        return Refuse(g_strJob, "None or only 1 PMU have been assigned to job with elem ID " +
+                                    std::to_string(static_cast<std::uint32_t>(p_job.Id())));
     return true;
 }
 
-bool CreateModes(const CConfiguration* p_pConfig, const OMA::CJob& p_job, unsigned long p_hSockData,
-                 CTraceOMA* p_pTrace, SJob& r_job)
+bool CheckModes(const OMA::CJob& p_job)
 {
-    if (p_job.PSModes().empty())
-        return Refuse(g_strJob, "No PSM for given OMA job defined in KESTREL config.file");
-    CJobOMA& job = *r_job.pJob;
-    r_job.pvecpPsmOut = std::make_unique<CJob::VecPsmOut>();
-    if (!AddPsmsToJob(p_hSockData, p_pConfig, p_job.PSModes(), job.m_strName, job.m_eJobMode, job.NoOfCyclesInactive(),
-                      job.m_nRepRate, job.m_nSamplesPS, job.m_pvecpSpec.get(), job.m_pDOE.get(),
-                      RetrveEventMin(p_job.PSEvents()), p_pTrace, r_job.pvecpPsmOut.get()))
-    {
-        DelVecPSM(&r_job.pvecpPsmOut, p_pTrace);
-        return false;
-    }
-    job.m_pvecpPsmOut = std::move(r_job.pvecpPsmOut);
-    return true;
+    return !p_job.PSModes().empty() || Refuse(g_strJob, "No PSM for given OMA job defined in KESTREL config.file");
 }
 
-/// One job with all below it; null after SuspendApp.
-std::unique_ptr<CJobOMA> CreateJob(CReadFileMeas* p_pReadFile, const CConfiguration* p_pConfig, const OMA::CJob& p_job,
-                                   unsigned long p_hSockData, CVdsOMA* p_pVds, CTraceOMA* p_pTrace)
+const CMeasurementUnit* CheckMode(const CConfiguration* p_pConfig, const OMA::CPSMode& p_mode)
 {
-    if (p_job.Name().empty())
+    const CMeasurementUnit* const pUnit =
+        RetrveUnit(p_pConfig, p_mode.Outputs().RefID(static_cast<eOMAPhysType>(0)), g_strPsms);
+    const double fFreqMin_Hz = p_mode.MinFrequency();
+    const double fFreqMax_Hz = p_mode.MaxFrequency();
+    if (pUnit && fFreqMax_Hz < fFreqMin_Hz)
     {
-        Refuse(g_strJob, "Zero length trace name");
+        Refuse(g_strPsms, "Invalid PSM freq. boundaries: Min.[Hz]=" + DoubleAsText(fFreqMin_Hz) +
+                              "  Max.[Hz]=" + DoubleAsText(fFreqMax_Hz));
         return nullptr;
     }
-    SJob made;
-    made.pTrace = std::make_unique<CTraceOMA>(p_job.Name());
-    const std::int32_t eJobMode = p_job.JobMode();
-    if (eJobMode != eJobActivePower && eJobMode != eJobVPAD)
-    {
-        Refuse(g_strJob, "Invalid mode for given OMA job in KESTREL config.file");
-        return nullptr;
-    }
-    made.pDOE = CreateLimits(p_job);
-    if (!made.pDOE)
-        return nullptr;
-    made.pvecpSpec = CreateSpecs(p_job, made.pTrace.get(), p_pTrace);
-    if (!made.pvecpSpec)
-        return nullptr;
-    const bool bAnySpec = std::any_of(made.pvecpSpec->begin(), made.pvecpSpec->end(),
-                                      [](const auto& p_pSpec) { return p_pSpec->IsUsed(); });
-    const CMeasurementUnit* const pUnit = RetrveUnit(p_pConfig, p_job.OutputRefId(), g_strJob);
-    if (!pUnit)
-        return nullptr;
-
-    made.pJob = std::make_unique<CJobOMA>(
-        p_job.Name(), static_cast<std::uint32_t>(p_job.Id()), p_job.IsActive() && bAnySpec, eJobMode,
-        std::move(made.pvecpSpec), static_cast<std::uint32_t>(pUnit->Id()),
-        static_cast<std::uint32_t>(p_job.OutputRefId()), p_job.PSModes().NoOfSamples(), p_job.PSModes().ReportingRate(),
-        std::move(made.pDOE), std::move(made.pTrace), p_pReadFile);
-    made.pJob->m_bUsingNTM = eJobMode == eJobVPAD && p_job.IsUsingNTM();
-    if (!AssignPmus(p_pConfig, p_job.InputGroups(), *made.pJob, p_pVds, p_pTrace) ||
-        !CreateModes(p_pConfig, p_job, p_hSockData, p_pTrace, made))
-        return nullptr;
-    return std::move(made.pJob);
+    return pUnit;
 }
-
-/// Two bands that should stand side by side, p_above the higher one.
-bool CheckEdge(const CSpec& p_above, const CSpec& p_below, CTraceOMA* p_pTrace)
-{
-    const double fBeg_Hz = p_above.GetFreqBeg();
-    const double fEnd_Hz = p_below.GetFreqEnd();
-    if (std::abs(fBeg_Hz - fEnd_Hz) <= std::numeric_limits<double>::epsilon())
-        return true;
-    if (p_pTrace)
-        p_pTrace->TraceError(g_strCheckSpec, "Invalid limits for spectral data sets: Begin [" + DoubleAsText(fBeg_Hz) +
-                                                 "] does not match end [" + DoubleAsText(fEnd_Hz) + "]");
-    return false;
-}
-} // namespace
 
 bool CreateDataJob(CReadFileMeas* p_pReadFile, const CConfiguration* p_pConfig, const OMA::CJobs& p_jobs,
                    unsigned long p_hSockData, CVdsOMA* p_pVds, CTraceOMA* p_pTrace,
@@ -354,19 +381,14 @@ bool AddPsmsToJob(unsigned long p_hSockData, const CConfiguration* p_pConfig, co
         std::vector<unsigned long> vecnOutRefId;
         for (int eType = 0; eType < 4; ++eType)
             vecnOutRefId.push_back(mode.Outputs().RefID(static_cast<eOMAPhysType>(eType)));
-        const CMeasurementUnit* const pUnit = RetrveUnit(p_pConfig, vecnOutRefId.front(), g_strPsms);
+        const CMeasurementUnit* const pUnit = CheckMode(p_pConfig, mode);
         if (!pUnit)
             return false;
-        const double fFreqMin_Hz = mode.MinFrequency();
-        const double fFreqMax_Hz = mode.MaxFrequency();
-        if (fFreqMax_Hz < fFreqMin_Hz)
-            return Refuse(g_strPsms, "Invalid PSM freq. boundaries: Min.[Hz]=" + DoubleAsText(fFreqMin_Hz) +
-                                         "  Max.[Hz]=" + DoubleAsText(fFreqMax_Hz));
         auto pTraceMode = std::make_unique<CTraceOMA>(p_strJobName + "_" + std::to_string(p_pvecpPsmOut->size() + 1));
-        auto pPsmOut =
-            std::make_unique<CPsmOut>(p_eJobMode == eJobActivePower, p_hSockData, static_cast<std::uint32_t>(mode.Id()),
-                                      static_cast<std::uint32_t>(pUnit->Id()), vecnOutRefId, p_nRepRate, fFreqMin_Hz,
-                                      fFreqMax_Hz, p_eEventMin, p_pvecpSpec, p_nSamples, p_pDOE, std::move(pTraceMode));
+        auto pPsmOut = std::make_unique<CPsmOut>(
+            p_eJobMode == eJobActivePower, p_hSockData, static_cast<std::uint32_t>(mode.Id()),
+            static_cast<std::uint32_t>(pUnit->Id()), vecnOutRefId, p_nRepRate, mode.MinFrequency(), mode.MaxFrequency(),
+            p_eEventMin, p_pvecpSpec, p_nSamples, p_pDOE, std::move(pTraceMode));
         if (!pPsmOut->IsOk())
             return false;
         pPsmOut->SetCounters(p_nCyclesInactive);

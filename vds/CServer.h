@@ -23,6 +23,8 @@ class CServer
     /// Cuts all connections and ends the thread. Idempotent.
     void Stop();
 
+    /// Calls the function on the server's thread, between two pieces of its work.
+    void Post(std::function<void()> p_fnCall);
     unsigned PortEvent() const;
     unsigned PortData() const;
     /// Called once on the server's thread when the source has ended and all has been taken (option once), or when the

@@ -131,6 +131,11 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
         });
 }
 
+void CServerCore::Post(std::function<void()> p_fnCall)
+{
+    asio::post(m_io, std::move(p_fnCall));
+}
+
 void CServerCore::Stop()
 {
     {
@@ -483,6 +488,11 @@ void CServer::Stop()
 {
     m_pCore->Stop();
 }
+void CServer::Post(std::function<void()> p_fnCall)
+{
+    m_pCore->Post(std::move(p_fnCall));
+}
+
 unsigned CServer::PortEvent() const
 {
     return m_pCore->PortEvent();

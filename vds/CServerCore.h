@@ -36,6 +36,7 @@ class CServerCore
     // ---- any thread ----
     void Start();
     void Stop();
+    void Post(std::function<void()> p_fnCall);
     unsigned PortEvent() const { return m_nPortEvent; }
     unsigned PortData() const { return m_nPortData; }
     std::string Fault() const { return m_strFault; }

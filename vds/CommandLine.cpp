@@ -8,7 +8,8 @@
 
 const char* const g_pVdsUsage =
     "usage: vds -xml:FILE (--simulate SCENARIO | --replay FILE.csv) [--speed N|max] [--once]\n"
-    "           [--log-dir DIR] [--log-measurements] [--listen ADDR] [--start ISO] [--state FILE]\n";
+    "           [--log-dir DIR] [--log-measurements] [--listen ADDR] [--start ISO] [--state FILE]\n"
+    "       vds --help | --version\n";
 
 namespace
 {

@@ -1,4 +1,5 @@
 #include "CLinkStream.h"
+#include "Version.h"
 #include "vds/CommandLine.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
@@ -18,7 +19,8 @@ constexpr unsigned g_nDefaultPort = 4712;
 constexpr auto g_tLimit = std::chrono::seconds(5);
 constexpr const char* g_pUsage =
     "usage: vdsctl ADDR[:PORT] post KEY APP|DIS ELEMTYPE ELEMID [TEXT]\n"
-    "       vdsctl ADDR[:PORT] standing | channels | drop [event|data|all] | stall SECONDS\n";
+    "       vdsctl ADDR[:PORT] standing | channels | drop [event|data|all] | stall SECONDS\n"
+    "       vdsctl --help | --version\n";
 
 template <class TNumber>
 TNumber ParseNumber(const char* p_pName, const std::string& p_strText, TNumber p_nMin, TNumber p_nMax)
@@ -168,6 +170,10 @@ class CRequester : public Link::ILinkUser
 
 int RunVdsCtl(const std::vector<std::string>& p_vecstrArg)
 {
+    if (!p_vecstrArg.empty() && p_vecstrArg[0] == "--help")
+        return std::printf("%s", g_pUsage) < 0 ? 1 : 0;
+    if (!p_vecstrArg.empty() && p_vecstrArg[0] == "--version")
+        return std::printf("vdsctl %s\n", g_pVersion) < 0 ? 1 : 0;
     if (p_vecstrArg.size() < 2)
     {
         std::fprintf(stderr, "%s", g_pUsage);

@@ -100,6 +100,11 @@ bool CConfigBuilder::IsFirst(const xmlNode* p_pNode, const char* p_pName, T p_nV
     return bNew;
 }
 
+void CConfigBuilder::SetPlace(const xmlNode* p_pNode, CFilePlace& r_place)
+{
+    r_place.m_nLine = LineOf(p_pNode);
+}
+
 std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
 {
     auto pTree = std::make_unique<CConfiguration>();
@@ -113,6 +118,7 @@ std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
                 BuildDatapoints(p_pNode, pTree->m_datapoints);
             else if (IsElement(p_pNode, "OMAs"))
             {
+                SetPlace(p_pNode, pTree->m_omas);
                 pTree->m_omas.m_strName = AttributeOf(p_pNode, "Name");
                 pTree->m_omas.m_nId = Number<std::uint32_t>(p_pNode, "Id");
                 ForEachElement(p_pNode, [&](const xmlNode* p_pOMA) { BuildOMA(p_pOMA, pTree->m_omas.emplace_back()); });
@@ -251,6 +257,7 @@ void CConfigBuilder::BuildDatapoint(const xmlNode* p_pNode, const CMeasurementUn
 
 void CConfigBuilder::BuildOMA(const xmlNode* p_pNode, OMA::COMA& r_oma)
 {
+    SetPlace(p_pNode, r_oma);
     r_oma.m_strName = AttributeOf(p_pNode, "Name");
     r_oma.m_nId = Number<std::uint32_t>(p_pNode, "Id");
     r_oma.m_bActive = Flag(p_pNode, "IsActive");
@@ -264,6 +271,7 @@ void CConfigBuilder::BuildOMA(const xmlNode* p_pNode, OMA::COMA& r_oma)
 
 void CConfigBuilder::BuildJob(const xmlNode* p_pNode, OMA::CJob& r_job)
 {
+    SetPlace(p_pNode, r_job);
     r_job.m_strName = AttributeOf(p_pNode, "Name");
     r_job.m_nId = Number<std::uint32_t>(p_pNode, "Id");
     r_job.m_bActive = Flag(p_pNode, "IsActive");
@@ -279,6 +287,7 @@ void CConfigBuilder::BuildJob(const xmlNode* p_pNode, OMA::CJob& r_job)
                            BuildSpectral(p_pChild, r_job.m_spectral);
                        else if (IsElement(p_pChild, "PSModes"))
                        {
+                           SetPlace(p_pChild, r_job.m_modes);
                            r_job.m_modes.m_nSamples = Number<unsigned>(p_pChild, "NoOfSamples");
                            r_job.m_modes.m_nReportingRate = Number<int>(p_pChild, "ReportingRate");
                            ForEachElement(p_pChild, [&](const xmlNode* p_pMode)
@@ -296,12 +305,14 @@ void CConfigBuilder::BuildLimits(const xmlNode* p_pNode, OMA::CJob& r_job)
 {
     if (IsElement(p_pNode, "PSMagnitude"))
     {
+        SetPlace(p_pNode, r_job.m_magnitude);
         r_job.m_magnitude.m_fNominal = Number<float>(p_pNode, "Nominal");
         r_job.m_magnitude.m_warning = CLimit(Number<float>(p_pNode, "PSMagnitudeWarning"));
         r_job.m_magnitude.m_alarm = CLimit(Number<float>(p_pNode, "PSMagnitudeAlarm"));
     }
     else
     {
+        SetPlace(p_pNode, r_job.m_damping);
         r_job.m_damping.m_warning = CLimit(Number<float>(p_pNode, "PSDampingRatioWarning"));
         r_job.m_damping.m_alarm = CLimit(Number<float>(p_pNode, "PSDampingRatioAlarm"));
     }
@@ -309,6 +320,7 @@ void CConfigBuilder::BuildLimits(const xmlNode* p_pNode, OMA::CJob& r_job)
 
 void CConfigBuilder::BuildEvents(const xmlNode* p_pNode, OMA::CPSEvents& r_events)
 {
+    SetPlace(p_pNode, r_events);
     std::map<int, long> mapLine;
     ForEachElement(p_pNode,
                    [&](const xmlNode* p_pEvent)
@@ -321,11 +333,13 @@ void CConfigBuilder::BuildEvents(const xmlNode* p_pNode, OMA::CPSEvents& r_event
 
 void CConfigBuilder::BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSets& r_sets)
 {
+    SetPlace(p_pNode, r_sets);
     r_sets.m_nSamples = Number<unsigned>(p_pNode, "NoOfSamples");
     ForEachElement(p_pNode,
                    [&](const xmlNode* p_pSet)
                    {
                        OMA::CSpectralDataSet& set = r_sets.emplace_back();
+                       SetPlace(p_pSet, set);
                        set.m_nMultiplier = Number<int>(p_pSet, "SamplesMultiplier");
                        set.m_fLower_Hz = Number<float>(p_pSet, "LowerCutOffFrequency");
                        set.m_fUpper_Hz = Number<float>(p_pSet, "UpperCutOffFrequency");
@@ -334,6 +348,7 @@ void CConfigBuilder::BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSet
 
 void CConfigBuilder::BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode)
 {
+    SetPlace(p_pNode, r_mode);
     r_mode.m_nId = Number<std::uint32_t>(p_pNode, "Id");
     r_mode.m_fMin_Hz = Number<float>(p_pNode, "MinFrequency");
     r_mode.m_fMax_Hz = Number<float>(p_pNode, "MaxFrequency");
@@ -349,6 +364,7 @@ void CConfigBuilder::BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode)
 
 void CConfigBuilder::BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group)
 {
+    SetPlace(p_pNode, r_group);
     r_group.m_eSignal = static_cast<esignalType>(Named(p_pNode, "SignalType", g_vecSignalType));
     std::map<int, long> mapLine;
     ForEachElement(p_pNode,

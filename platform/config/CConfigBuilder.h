@@ -43,6 +43,7 @@ class CConfigBuilder
     void BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group);
     void BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm);
 
+    static void SetPlace(const xmlNode* p_pNode, CFilePlace& r_place);
     // ---- values of attributes ----
     template <class T>
     T Number(const xmlNode* p_pNode, const char* p_pName);

@@ -50,6 +50,17 @@ enum eOMAPhysType : std::int32_t
 /// RefID of a phase that carries no phasor.
 inline constexpr unsigned long g_nNoRefId = 2147483647UL;
 
+/// Where in its file an element stands: line of the end of its start tag; 0 for one that is not in the file. For messages.
+class CFilePlace
+{
+  public:
+    long Line() const { return m_nLine; }
+
+  private:
+    friend class CConfigBuilder;
+    long m_nLine = 0;
+};
+
 /// A phasor of a stream and the data point that it goes to.
 class CStreamPhasor
 {
@@ -203,7 +214,7 @@ class CLimit
 
 namespace OMA
 {
-class CPSMagnitude
+class CPSMagnitude : public CFilePlace
 {
   public:
     float Nominal() const { return m_fNominal; } ///< scale of both limits, W or degrees
@@ -216,7 +227,7 @@ class CPSMagnitude
     CLimit m_warning, m_alarm;
 };
 
-class CPSDampingRatio
+class CPSDampingRatio : public CFilePlace
 {
   public:
     const CLimit& PSDampingRatioWarning() const { return m_warning; }
@@ -227,7 +238,7 @@ class CPSDampingRatio
     CLimit m_warning, m_alarm;
 };
 
-class CPSEvents
+class CPSEvents : public CFilePlace
 {
   public:
     /// 0 the most severe configurable level (critical), 1 distinct, 2 notified.
@@ -238,7 +249,7 @@ class CPSEvents
     bool m_vecbActive[3] = {false, false, false};
 };
 
-class CSpectralDataSet
+class CSpectralDataSet : public CFilePlace
 {
   public:
     int SamplesMultiplier() const { return m_nMultiplier; }
@@ -252,7 +263,7 @@ class CSpectralDataSet
     float m_fUpper_Hz = 0.0F;
 };
 
-class CSpectralDataSets : public std::vector<CSpectralDataSet>
+class CSpectralDataSets : public std::vector<CSpectralDataSet>, public CFilePlace
 {
   public:
     unsigned NoOfSamples() const { return m_nSamples; } ///< base FFT length
@@ -276,7 +287,7 @@ class COutputs
     unsigned long m_vecnRefId[4] = {g_nNoRefId, g_nNoRefId, g_nNoRefId, g_nNoRefId};
 };
 
-class CPSMode
+class CPSMode : public CFilePlace
 {
   public:
     unsigned long Id() const { return m_nId; }
@@ -292,7 +303,7 @@ class CPSMode
     COutputs m_outputs;
 };
 
-class CPSModes : public std::vector<CPSMode>
+class CPSModes : public std::vector<CPSMode>, public CFilePlace
 {
   public:
     unsigned NoOfSamples() const { return m_nSamples; }    ///< depth of the data deques of a mode
@@ -304,7 +315,7 @@ class CPSModes : public std::vector<CPSMode>
     int m_nReportingRate = 0;
 };
 
-class CInputGroup
+class CInputGroup : public CFilePlace
 {
   public:
     esignalType SignalType() const { return m_eSignal; }
@@ -323,7 +334,7 @@ class CInputGroups : public std::vector<CInputGroup>
 {
 };
 
-class CJob
+class CJob : public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }
@@ -359,7 +370,7 @@ class CJobs : public std::vector<CJob>
 {
 };
 
-class COMA
+class COMA : public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }
@@ -381,7 +392,7 @@ class COMA
     CJobs m_jobs;
 };
 
-class COMAs : public std::vector<COMA>
+class COMAs : public std::vector<COMA>, public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }

@@ -24,7 +24,7 @@ class CXMLConfiguration
 
   private:
     friend class CConfiguration;
-    std::unique_ptr<CConfiguration> m_pTree;  ///< until CreateInstance takes it
+    std::unique_ptr<CConfiguration> m_pTree; ///< until CreateInstance takes it
     std::string m_strFaults;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

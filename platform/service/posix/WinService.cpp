@@ -1,8 +1,7 @@
 #include "WinService.h"
-#include <algorithm>
+#include "ServiceNotify.h"
 #include <condition_variable>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 #include <string>
@@ -38,10 +37,9 @@ class CWatchdog
   public:
     explicit CWatchdog(LPHEALTH_FUNCTION p_fnHealth)
     {
-        std::uint64_t nLimit_us = 0;
-        if (sd_watchdog_enabled(0, &nLimit_us) <= 0)
+        const DWORD nPeriod_ms = WatchdogPeriod_ms();
+        if (nPeriod_ms == 0)
             return;
-        const auto nPeriod_ms = static_cast<DWORD>(std::clamp<std::uint64_t>(nLimit_us / 3000, 1, s_nLongestPeriod_ms));
         m_hEnd = CreateEventW(nullptr, 0, 0, nullptr);
         m_thread = std::thread(
             [this, p_fnHealth, nPeriod_ms]
@@ -63,7 +61,6 @@ class CWatchdog
     CWatchdog& operator=(const CWatchdog&) = delete;
 
   private:
-    static constexpr std::uint64_t s_nLongestPeriod_ms = 3600000;
     HANDLE m_hEnd = nullptr;
     std::thread m_thread;
 };

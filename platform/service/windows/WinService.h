@@ -10,6 +10,4 @@
 
 /// The manager here has no watchdog.
 using LPHEALTH_FUNCTION = bool (*)(std::uint32_t p_nPassed_ms);
-inline void SetServiceHealthCheck(LPHEALTH_FUNCTION)
-{
-}
+inline void SetServiceHealthCheck(LPHEALTH_FUNCTION) {}

@@ -1,4 +1,5 @@
 #include "GraphTest.h"
+#include "host/CConfigCheck.h"
 #include <filesystem>
 
 // Instances, jobs, bands, PMUs and modes from the configuration: every refusal in its own words, and what is accepted.
@@ -166,6 +167,20 @@ TEST_F(ObjectGraph, EveryRefusalHasItsWordsAndLeavesNothing)
         EXPECT_EQ(CPSM::GetNoOfPSM(), 0);
         EXPECT_EQ(FakeDli::LiveWriteChannels(), 0);
         Clean();
+    }
+}
+
+TEST_F(ObjectGraph, TheCheckRefusesWhatAPassRefuses)
+{
+    for (const SRefusal& c : Refusals())
+    {
+        SCOPED_TRACE(c.strName);
+        const TempFile file(c.strText);
+        CConfigCheck check(file.Path());
+        EXPECT_FALSE(check.Run());
+        for (const std::string& strExpected : c.vecExpected)
+            EXPECT_THAT(check.Findings(), testing::HasSubstr(strExpected.substr(strExpected.find("(): ") + 4)));
+        EXPECT_THAT(check.Findings(), testing::ContainsRegex("grid.xml:[1-9][0-9]*: element .*, expected "));
     }
 }
 

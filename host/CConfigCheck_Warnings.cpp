@@ -1,0 +1,132 @@
+#include "host/CConfigCheck.h"
+#include "host/ObjectGraphSteps.h"
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+// What a configuration is allowed to say, but hardly means to.
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+
+namespace
+{
+constexpr double g_fPeriodsMin = 3.0;  ///< of its lowest frequency that a window should hold
+constexpr double g_fEpsilon_Hz = 1e-6; ///< two limits that are the same
+
+std::string Number(double p_fValue)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.6g", p_fValue);
+    return text.data();
+}
+
+bool IsSame(double p_fA_Hz, double p_fB_Hz)
+{
+    return std::abs(p_fA_Hz - p_fB_Hz) < g_fEpsilon_Hz;
+}
+} // namespace
+
+void CConfigCheck::WarnOfInstance(const COMA& p_oma)
+{
+    const auto& jobs = p_oma.GetJobs();
+    const auto fnActive = [](const CJobConf& p_job) { return p_job.IsActive(); };
+    if (p_oma.IsActive() && !jobs.empty() && std::none_of(jobs.begin(), jobs.end(), fnActive))
+        Warn(p_oma.Line(), "OMA \"" + p_oma.Name() + '"', "active, but none of its jobs is: nothing will run");
+    for (const CJobConf& job : jobs)
+        if (job.IsUsingNTM() && (job.JobMode() != eJobVPAD || !p_oma.IsEnabledNTM()))
+            Warn(job.Line(), "Job \"" + job.Name() + '"',
+                 std::string("IsUsingNTM has no effect: ") +
+                     (job.JobMode() != eJobVPAD ? "only vpad heeds network splits" : "IsEnabledNTM of its OMA is off"));
+}
+
+void CConfigCheck::WarnOfLimits(const CJobConf& p_job, const std::string& p_strJob)
+{
+    const OMA::CPSMagnitude& magnitude = p_job.PSMagnitude();
+    const double fWarning = magnitude.PSMagnitudeWarning().Value() * magnitude.Nominal();
+    const double fAlarm = magnitude.PSMagnitudeAlarm().Value() * magnitude.Nominal();
+    if (!(fWarning > 0.0))
+        Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
+             "the warning limit is " + Number(fWarning) + ": every noise is a swing");
+    if (!(fAlarm > fWarning))
+        Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
+             "the alarm limit " + Number(fAlarm) + " does not lie above the warning limit " + Number(fWarning));
+    const OMA::CPSDampingRatio& damping = p_job.PSDampingRatio();
+    if (damping.PSDampingRatioWarning().Value() == damping.PSDampingRatioAlarm().Value())
+        Warn(damping.Line(), "PSDampingRatio of " + p_strJob,
+             "both limits are the same: there is nothing between sound and alarming");
+}
+
+/// The least severe active level counts, so that those above it cannot be switched off.
+void CConfigCheck::WarnOfEvents(const CJobConf& p_job, const std::string& p_strJob)
+{
+    constexpr std::array<const char*, 3> vecpName = {"critical", "distinct", "notified"};
+    const std::int32_t eEventMin = RetrveEventMin(p_job.PSEvents());
+    for (int eType = 0; eType < 3; ++eType)
+    {
+        const int eEvent = 3 - eType;
+        if (eEvent > eEventMin && !p_job.PSEvents().IsActive(static_cast<ePSEventType>(eType)))
+            Warn(p_job.PSEvents().Line() > 0 ? p_job.PSEvents().Line() : p_job.Line(), "PSEvents of " + p_strJob,
+                 std::string(vecpName[eType]) + " is off, without effect: " + vecpName[3 - eEventMin] +
+                     " is on, and so is all above it");
+    }
+}
+
+void CConfigCheck::WarnOfBands(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec,
+                               double p_fCycle_s)
+{
+    for (const auto& pSpec : p_vecpSpec)
+    {
+        const std::string strBand = "band from " + Number(pSpec->GetFreqBeg()) + " Hz: ";
+        const double fPeriods = pSpec->GetNoOfSamples() * p_fCycle_s * pSpec->GetFreqBeg();
+        if (fPeriods < g_fPeriodsMin)
+            Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
+                 strBand + "its window holds " + Number(fPeriods) + " periods of that, fewer than 3");
+        if (pSpec->GetFreqEnd() > 0.5 / p_fCycle_s)
+            Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
+                 strBand + "it ends above half the sample rate, " + Number(0.5 / p_fCycle_s) + " Hz");
+    }
+}
+
+void CConfigCheck::WarnOfModes(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec)
+{
+    const double fBegin_Hz = p_vecpSpec[2]->GetFreqBeg();
+    const double fEnd_Hz = p_vecpSpec[0]->GetFreqEnd();
+    for (const OMA::CPSMode& mode : p_job.PSModes())
+    {
+        // A limit of 0 is none.
+        const double fMin_Hz = mode.MinFrequency();
+        const double fMax_Hz = mode.MaxFrequency() > g_fEpsilon_Hz ? static_cast<double>(mode.MaxFrequency())
+                                                                   : std::numeric_limits<double>::max();
+        const std::string strMode = "PSMode " + std::to_string(mode.Id()) + " of " + p_strJob;
+        if (fMax_Hz < fBegin_Hz || fMin_Hz >= fEnd_Hz)
+            Warn(mode.Line(), strMode,
+                 "lies outside of all bands, " + Number(fBegin_Hz) + " to " + Number(fEnd_Hz) +
+                     " Hz: no peak will reach it");
+        else if (IsSame(fMin_Hz, fMax_Hz))
+            Warn(mode.Line(), strMode, "both limits are " + Number(fMin_Hz) + " Hz: hardly a peak will reach it");
+        for (const std::size_t nBand : {0U, 1U})
+        {
+            const double fEdge_Hz = p_vecpSpec[nBand]->GetFreqBeg();
+            if (IsSame(fMin_Hz, fEdge_Hz) || IsSame(fMax_Hz, fEdge_Hz))
+                Warn(mode.Line(), strMode,
+                     "its limit " + Number(fEdge_Hz) +
+                         " Hz lies on the edge of two bands: a swing there changes mode and window at once");
+        }
+    }
+}
+
+void CConfigCheck::WarnOfRate(const CJobConf& p_job, const std::string& p_strJob, int p_nRate)
+{
+    const int nPasses = p_job.PSModes().ReportingRate();
+    const std::string strModes = "PSModes of " + p_strJob;
+    if (nPasses > 1)
+        Warn(p_job.PSModes().Line(), strModes,
+             std::to_string(nPasses) +
+                 " passes a second: every second one finds a gap and resets; expected 1 or below");
+    // Passes per sample and samples per pass that are no whole numbers have no common grid.
+    const double fSamples = CTime::CycleTimeFromRate(nPasses) / CTime::CycleTimeFromRate(p_nRate);
+    if (std::abs(fSamples - std::round(fSamples)) > 1e-6 || fSamples < 1.0)
+        Warn(p_job.PSModes().Line(), strModes,
+             "a pass every " + Number(fSamples) + " samples: expected a whole number, 1 at least");
+}

@@ -1,0 +1,137 @@
+#include "fake/ConfigText.h"
+#include "host/AppState.h"
+#include "host/CConfigCheck.h"
+#include <filesystem>
+#include <gmock/gmock.h>
+
+using testing::HasSubstr;
+
+namespace
+{
+struct SResult
+{
+    bool bOk;
+    std::string strFindings;
+    std::string strFigures;
+};
+
+SResult Check(const std::string& p_strText)
+{
+    const TempFile file(p_strText);
+    CConfigCheck check(file.Path());
+    const bool bOk = check.Run();
+    g_eAppState = eAppRun;
+    return {bOk, check.Findings(), check.Figures()};
+}
+
+std::string InBase(const std::string& p_strOld, const std::string& p_strNew)
+{
+    return Changed(BaseText(), p_strOld, p_strNew);
+}
+
+/// The base without the warning that it has.
+std::string Clean()
+{
+    return InBase(R"(MinFrequency="0.2" MaxFrequency="0.8")", R"(MinFrequency="0.25" MaxFrequency="0.9")");
+}
+} // namespace
+
+TEST(CConfigCheck, EveryFaultStandsWithItsLineNotOnlyTheFirst)
+{
+    std::string strText = Changed(BaseText(), R"(PSDampingRatioAlarm="-0.03")", R"(PSDampingRatioAlarm="0.01")");
+    strText = Changed(strText, R"(SamplesMultiplier="4")", R"(SamplesMultiplier="0")");
+    strText = Changed(strText, R"(MaxFrequency="0.8")", R"(MaxFrequency="0.1")");
+    strText = Changed(strText, R"(RefID="1012")", R"(RefID="4711")");
+    const SResult result = Check(strText);
+    EXPECT_FALSE(result.bOk);
+    const std::tuple<std::string, std::string> faults[] = {
+        {"<PSDampingRatio", "element PSDampingRatio of Job \"NORTH_POWER\": Invalid damp.ratio alarm limit for OMA job "
+                            "\"NORTH_POWER\" in KESTREL config.file, expected ratios of 0 or below"},
+        {"<SpectralDataSets", "Invalid freq.spec. multiplier for given OMA job in KESTREL config.file, expected"},
+        {"<PSMode ", "element PSMode 601 of Job \"NORTH_POWER\": Invalid PSM freq. boundaries: Min.[Hz]=0.200000  "
+                     "Max.[Hz]=0.100000, expected"},
+        {R"(<InputGroup SignalType="voltage")",
+         "Invalid or undefined PMU in KESTREL config.file [ID=4711]; Cannot retrieve PMU param.s; "
+         "Cannot add 1st (internal) PMU object to OMA app., expected one phase or all three"}};
+    for (const auto& [strPlace, strFault] : faults)
+        EXPECT_THAT(result.strFindings,
+                    testing::ContainsRegex("grid.xml:" + std::to_string(LineOf(strText, strPlace)) + ": "))
+            << strPlace;
+    for (const auto& [strPlace, strFault] : faults)
+        EXPECT_THAT(result.strFindings, HasSubstr(strFault));
+    EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 4);
+}
+
+TEST(CConfigCheck, FaultsOfFormAndOfTheFileItself)
+{
+    EXPECT_THAT(Check(InBase(R"(IsActive="true")", R"(IsActive="perhaps")")).strFindings,
+                HasSubstr("attribute IsActive: \"perhaps\" is not"));
+    EXPECT_FALSE(Check("<Configuration>").bOk);
+    CConfigCheck check("/nonexistent/grid.xml");
+    EXPECT_FALSE(check.Run());
+    EXPECT_THAT(check.Findings(), HasSubstr("/nonexistent/grid.xml"));
+}
+
+TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
+{
+    EXPECT_EQ(Check(Clean()).strFindings, "");
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
+        {R"("10" ReportingRate="1">)", R"("10" ReportingRate="2">)", "<PSModes", "2 passes a second"},
+        {R"("10" ReportingRate="1">)", R"("10" ReportingRate="3">)", "<PSModes", "a pass every 16.6667 samples"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0.25" MaxFrequency="0.8")", "<PSMode ", "0.8 Hz lies on the edge"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0.2" MaxFrequency="0.9")", "<PSMode ", "0.2 Hz lies on the edge"},
+        {R"("0.25" MaxFrequency="0.9")", R"("3" MaxFrequency="4")", "<PSMode ", "outside of all bands, 0.05 to 3 Hz"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0.04")", "<PSMode ", "outside of all bands"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0.5" MaxFrequency="0.5")", "<PSMode ", "both limits are 0.5 Hz"},
+        {R"(Type="critical" IsActive="true")", R"(Type="critical" IsActive="false")", "<PSEvents>",
+         "critical is off, without effect: notified is on"},
+        {R"(PSMagnitudeAlarm="0.5")", R"(PSMagnitudeAlarm="0.2")", "<PSMagnitude ", "does not lie above"},
+        {R"(Nominal="40000000")", R"(Nominal="0")", "<PSMagnitude ", "the warning limit is 0"},
+        {R"(PSDampingRatioAlarm="-0.03")", R"(PSDampingRatioAlarm="-0.05")", "<PSDampingRatio ",
+         "both limits are the same"},
+        {R"(NoOfSamples="512")", R"(NoOfSamples="128")", "<SpectralDataSets", "holds 2.048 periods"},
+        {R"(UpperCutOffFrequency="3.0")", R"(UpperCutOffFrequency="26")", "<SpectralDataSets",
+         "half the sample rate, 25 Hz"},
+        {R"(IsUsingNTM="false")", R"(IsUsingNTM="true")", "<Job ", "only vpad heeds"},
+        {R"(Id="500" IsActive="true")", R"(Id="500" IsActive="false")", "<OMA ", "none of its jobs is"},
+    };
+    for (const auto& [strOld, strNew, strPlace, strWarning] : cases)
+    {
+        const std::string strText = Changed(Clean(), strOld, strNew);
+        const SResult result = Check(strText);
+        EXPECT_TRUE(result.bOk) << strNew;
+        EXPECT_THAT(result.strFindings,
+                    HasSubstr("grid.xml:" + std::to_string(LineOf(strText, strPlace)) + ": warning: "))
+            << strNew;
+        EXPECT_THAT(result.strFindings, HasSubstr(strWarning)) << strNew;
+    }
+    // A mode without limits is none outside, and a switched-off level below the least one wanted has its effect.
+    EXPECT_EQ(Check(Changed(Clean(), R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0")")).strFindings, "");
+    EXPECT_EQ(Check(Changed(Clean(), R"(Type="notified" IsActive="true")", R"(Type="notified" IsActive="false")"))
+                  .strFindings,
+              "");
+}
+
+TEST(CConfigCheck, FiguresFollowFromRateAndSamples)
+{
+    const std::string strFigures = Check(Clean()).strFigures;
+    EXPECT_THAT(strFigures, HasSubstr("reads a sample every 0.02 s (rate 50)"));
+    // 512, 2048, 8192 samples of 0.02 s; 80 bytes at work and 16 in the queue for each.
+    for (const char* const pRow :
+         {"0.8       to 3             512             10.24             0.097656                    40",
+          "0.2       to 0.8          2048             40.96             0.024414                   160",
+          "0.05      to 0.2          8192            163.84             0.006104                   640",
+          "queue of samples: 128 KiB"})
+        EXPECT_THAT(strFigures, HasSubstr(pRow));
+}
+
+TEST(CConfigCheck, ExamplesPass)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(OMA_EXAMPLE_DIR))
+        if (entry.path().extension() == ".xml")
+        {
+            const SResult result = Check(FileText(entry.path().string()));
+            EXPECT_TRUE(result.bOk) << entry.path() << result.strFindings;
+            EXPECT_THAT(result.strFigures, HasSubstr("first result"));
+        }
+}
