@@ -3,6 +3,7 @@
 #include "vds/CServer.h"
 #include "vds/CommandLine.h"
 #include "vds/OpenSource.h"
+#include "vds/c37118/CSourceLive.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -17,8 +18,15 @@
 
 namespace
 {
-std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command)
+std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerConfig& p_config)
 {
+    if (p_command.strSource.empty())
+    {
+        if (p_config.synchrophasors.vecStream.empty())
+            throw std::runtime_error("option '--simulate SCENARIO' or '--replay FILE' is missing: '" +
+                                     p_command.strConfig + "' has no Stream in Synchrophasors to take data from");
+        return std::make_unique<CSourceLive>(p_config.synchrophasors);
+    }
     std::string strError;
     std::unique_ptr<ISource> pSource = p_command.bReplay ? OpenReplay(p_command.strSource, p_command.nStart, &strError)
                                                          : OpenSimulator(p_command.strSource, &strError);
@@ -49,7 +57,7 @@ int Serve(const SVdsCommand& p_command)
     signals.async_wait([&io](const boost::system::error_code&, int) { io.stop(); });
 
     const SServerConfig config = ReadServerConfig(p_command.strConfig, p_command.strListen);
-    CServer server(config, OpenSource(p_command), p_command.options);
+    CServer server(config, OpenSource(p_command, config), p_command.options);
     server.OnEnd([&io] { boost::asio::post(io, [&io] { io.stop(); }); });
     server.Start();
     NotifyServiceManager("READY=1");
@@ -59,6 +67,8 @@ int Serve(const SVdsCommand& p_command)
     io.run();
     NotifyServiceManager("STOPPING=1");
     server.Stop();
+    for (const std::string& strLine : server.SourceSummary())
+        std::printf("vds: %s\n", strLine.c_str());
     std::printf("vds: %s\n", server.Summary().c_str());
     std::fflush(stdout);
     if (!server.Fault().empty())

@@ -87,6 +87,16 @@ CReadSet::CReadSet(const ISource& p_source, const Link::StartSet& p_start, std::
         const auto it = mapIndex.find(nId);
         m_veciSample.push_back(it == mapIndex.end() ? p_source.Ids().size() : it->second);
     }
+    if (p_source.IsFiltered() && m_nRate > 0 && m_nRate < m_nSourceRate)
+        m_pDecimator = std::make_unique<CDecimator>(m_nSourceRate, m_nRate, m_veciSample);
+}
+
+void CReadSet::Offer(const SSourceCycle& p_cycle, const std::function<void(const SSourceCycle&)>& p_fnSend)
+{
+    if (m_pDecimator)
+        m_pDecimator->Put(p_cycle, p_fnSend);
+    else if (Takes(p_cycle.nTicks))
+        p_fnSend(p_cycle);
 }
 
 bool CReadSet::Takes(std::int64_t p_nTicks) const

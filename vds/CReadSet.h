@@ -1,9 +1,12 @@
 #pragma once
 #include "link.pb.h"
+#include "vds/CDecimator.h"
 #include "vds/ISource.h"
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <vector>
 
 /// How long clients take for a cycle, from the moment it is handed to the link until it has been taken.
@@ -38,6 +41,9 @@ class CReadSet
 
     unsigned StartNumber() const { return m_nStart; }
     std::int64_t Cycle_ms() const { return CycleTime_ms(m_nRate); }
+    /// Calls p_fnSend for each cycle of the set that follows from a cycle of the source: for this one itself, or, where
+    /// the source is filtered down to the set's rate, for one of a moment ago.
+    void Offer(const SSourceCycle& p_cycle, const std::function<void(const SSourceCycle&)>& p_fnSend);
     /// Whether a cycle of the source is one of the set. Cycles of the source's grid that lie beside the set's are
     /// skipped; a stamp that is on neither is a fault of the data and is passed on.
     bool Takes(std::int64_t p_nTicks) const;
@@ -58,7 +64,8 @@ class CReadSet
     const std::int32_t m_nSourceRate;
     const std::int32_t m_nRate;
     const std::size_t m_nWindow;
-    std::vector<std::size_t> m_veciSample; ///< place of each channel in the source's samples; beyond: unknown id
+    std::unique_ptr<CDecimator> m_pDecimator; ///< null: no filter
+    std::vector<std::size_t> m_veciSample;    ///< place of each channel in the source's samples; beyond: unknown id
     std::uint64_t m_nSent = 0;
     std::uint64_t m_nTaken = 0;
     std::deque<TTime> m_quetSent; ///< of the cycles not yet taken, the newest ones

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 class CServerCore;
 
@@ -34,6 +35,8 @@ class CServer
     std::string Fault() const;
     /// After Stop: cycles, and the worst and the 99 % time of a delivery.
     std::string Summary() const;
+    /// Lines on the streams of the source; empty for sources without.
+    std::vector<std::string> SourceSummary() const;
 
   private:
     std::unique_ptr<CServerCore> m_pCore;

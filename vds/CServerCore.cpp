@@ -26,13 +26,6 @@ constexpr auto g_tRecheck = std::chrono::milliseconds(20);
 constexpr std::int64_t g_nNow = 60 * g_nTicksPerSec;
 } // namespace
 
-std::int64_t WallTicks()
-{
-    constexpr std::int64_t nEpoch = 621355968000000000;
-    using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-    return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
       m_acceptorEvent(m_io), m_acceptorData(m_io), m_outputs(m_config, m_options.bLogMeasurements),
@@ -71,6 +64,8 @@ void CServerCore::Start()
          " for events and read channels, port " + std::to_string(m_nPortData) + " for output channels");
     Accept(m_acceptorEvent, false);
     Accept(m_acceptorData, true);
+    m_pSource->Start(
+        m_io, [this] { Kick(); }, [this](const std::string& p_strText) { Line(p_strText); });
     Kick();
     m_thread = std::thread([this] { m_io.run(); });
 }
@@ -165,6 +160,7 @@ void CServerCore::End()
     m_bEnding = true;
     for (const auto& [nId, pSession] : m_mapSession)
         Guarded([&] { m_outputs.StopAll(nId); });
+    m_pSource->Stop();
     boost::system::error_code ecIgnored;
     m_acceptorEvent.close(ecIgnored);
     m_acceptorData.close(ecIgnored);
@@ -325,6 +321,12 @@ void CServerCore::Pump()
         return;
     for (int i = 0; i < g_nBatch; ++i)
     {
+        if (!m_bHasCycle && m_pSource->IsLive())
+        {
+            FetchNext();
+            if (!m_bHasCycle && m_strFault.empty())
+                return;
+        }
         if (!m_bHasCycle)
             return AtSourceEnd();
         if (!PumpOne())
@@ -350,10 +352,7 @@ bool CServerCore::PumpOne()
     for (const auto& [nId, pSession] : m_mapSession)
     {
         for (auto& [nSet, set] : pSession->Sets())
-        {
-            if (set.Takes(m_cycle.nTicks))
-                pSession->SendCycle(set, m_cycle);
-        }
+            set.Offer(m_cycle, [&](const SSourceCycle& p_cycle) { pSession->SendCycle(set, p_cycle); });
     }
     ++m_nCycles;
     m_nNow = m_cycle.nTicks;
@@ -512,4 +511,8 @@ std::string CServer::Fault() const
 std::string CServer::Summary() const
 {
     return m_pCore->Summary();
+}
+std::vector<std::string> CServer::SourceSummary() const
+{
+    return m_pCore->SourceSummary();
 }

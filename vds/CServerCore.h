@@ -41,6 +41,7 @@ class CServerCore
     unsigned PortData() const { return m_nPortData; }
     std::string Fault() const { return m_strFault; }
     std::string Summary() const;
+    std::vector<std::string> SourceSummary() const { return m_pSource->Summary(); }
     std::function<void()> m_fnEnd;
 
     // ---- for the sessions ----
@@ -101,8 +102,8 @@ class CServerCore
 
     const SServerConfig m_config;
     const SServerOptions m_options;
+    boost::asio::io_context m_io; ///< ahead of the source, which has sockets of its own on it
     const std::unique_ptr<ISource> m_pSource;
-    boost::asio::io_context m_io;
     TAcceptor m_acceptorEvent;
     TAcceptor m_acceptorData;
     unsigned m_nPortEvent = 0;

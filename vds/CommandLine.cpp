@@ -7,8 +7,9 @@
 #include <stdexcept>
 
 const char* const g_pVdsUsage =
-    "usage: vds -xml:FILE (--simulate SCENARIO | --replay FILE.csv) [--speed N|max] [--once]\n"
+    "usage: vds -xml:FILE [--simulate SCENARIO | --replay FILE.csv|FILE.pcap] [--speed N|max] [--once]\n"
     "           [--log-dir DIR] [--log-measurements] [--listen ADDR] [--start ISO] [--state FILE]\n"
+    "       without a scenario or recording: the streams of the configuration, live\n"
     "       vds --help | --version\n";
 
 namespace
@@ -47,7 +48,10 @@ void TakeValue(SVdsCommand& r_command, const std::string& p_strOption, const std
     if (p_strOption == "--simulate" || p_strOption == "--replay")
         SetSource(r_command, p_strValue, p_strOption == "--replay");
     else if (p_strOption == "--speed")
+    {
         r_command.options.fSpeed = ParseSpeed(p_strValue);
+        r_command.bPaced = true;
+    }
     else if (p_strOption == "--log-dir")
         r_command.options.strLogDir = p_strValue;
     else if (p_strOption == "--listen")
@@ -82,13 +86,16 @@ SVdsCommand ParseVdsCommand(const std::vector<std::string>& p_vecstrArg)
     }
     if (command.strConfig.empty())
         throw std::runtime_error("option '-xml:FILE' is missing");
-    if (command.strSource.empty())
-        throw std::runtime_error("option '--simulate SCENARIO' or '--replay FILE.csv' is missing");
+    if (command.strSource.empty() && (command.bPaced || command.options.bOnce))
+        throw std::runtime_error("options '--speed' and '--once': expected with '--simulate' or '--replay' only; live "
+                                 "streams have a pace of their own and no end");
     if (command.nStart != 0 && !command.bReplay)
         throw std::runtime_error("option '--start': expected with '--replay' only; a scenario names its own start");
     if (!command.options.strLogDir.empty() && !std::filesystem::is_directory(command.options.strLogDir))
         throw std::runtime_error("option '--log-dir': '" + command.options.strLogDir +
                                  "' is no directory: expected one that exists");
-    command.options.bLive = !command.bReplay && command.options.fSpeed == 1.0;
+    if (command.strSource.empty())
+        command.options.fSpeed = 0.0; // each cycle is due when it comes
+    command.options.bLive = command.strSource.empty() || (!command.bReplay && command.options.fSpeed == 1.0);
     return command;
 }

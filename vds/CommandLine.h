@@ -8,8 +8,9 @@
 struct SVdsCommand
 {
     std::string strConfig;
-    std::string strSource; ///< scenario or recording
+    std::string strSource; ///< scenario or recording; empty: the streams of the configuration
     bool bReplay = false;
+    bool bPaced = false;     ///< a speed is given
     std::string strListen;   ///< empty: not given
     std::int64_t nStart = 0; ///< ticks; 0: not given
     SServerOptions options;

@@ -1,7 +1,13 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
+
+namespace boost::asio
+{
+class io_context;
+}
 
 /// One datapoint in one cycle. Magnitude in V or A, angle in degrees, as the sample record of the link carries them.
 struct SSourceSample
@@ -49,4 +55,20 @@ class ISource
         static const std::string strNone;
         return strNone;
     }
+    /// Whether read sets of a lower rate are filtered against aliasing; otherwise they get the cycles on their grid as
+    /// they are.
+    virtual bool IsFiltered() const { return false; }
+
+    // ---- live sources: their cycles come when they come, and Next answers false while there is none ----
+    virtual bool IsLive() const { return false; }
+    /// What a source does between its cycles, all on the server's thread. @param p_fnReady is to be called when Next
+    /// may have a cycle, p_fnLine with a line for the operator.
+    virtual void Start(boost::asio::io_context&, std::function<void()> /*p_fnReady*/,
+                       std::function<void(const std::string&)> /*p_fnLine*/)
+    {
+    }
+    /// No call of p_fnReady or p_fnLine from now on.
+    virtual void Stop() {}
+    /// Lines for the operator at the end.
+    virtual std::vector<std::string> Summary() const { return {}; }
 };

@@ -20,3 +20,6 @@ std::string IsoFromTicks(std::int64_t p_nTicks);
 
 /// Ticks of sample p_nIdx within its second at p_nRate samples a second: the grid that all time stamps lie on.
 std::int64_t GridTicks(std::int64_t p_nIdx, std::int32_t p_nRate);
+
+/// The present time by the wall clock.
+std::int64_t WallTicks();

@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/IsoTime.h"
 #include "vds/c37118/SynchrophasorConfig.h"
 #include <cstdint>
 #include <functional>
@@ -28,6 +29,3 @@ struct SServerOptions
     unsigned nQuiet_ms = 500; ///< a client that has started a set is given data after this time without a message
     std::function<void(const std::string&)> fnLine = {}; ///< one line for the operator; empty: stdout
 };
-
-/// Ticks of 100 ns from 0001-01-01 UTC, by the wall clock.
-std::int64_t WallTicks();

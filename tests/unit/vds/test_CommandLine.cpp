@@ -39,6 +39,8 @@ TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
 {
     EXPECT_TRUE(ParseVdsCommand({"-xml:a", "--simulate", "s"}).options.bLive);
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--simulate", "s", "--speed", "max"}).options.bLive);
+    EXPECT_TRUE(ParseVdsCommand({"-xml:a"}).options.bLive) << "streams of the configuration";
+    EXPECT_EQ(ParseVdsCommand({"-xml:a"}).options.fSpeed, 0.0) << "each cycle as it comes";
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--replay", "s"}).options.bLive);
 }
 
@@ -46,7 +48,9 @@ TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
 {
     const std::vector<std::pair<std::vector<std::string>, std::string>> vecCase = {
         {{"--replay", "r"}, "option '-xml:FILE' is missing"},
-        {{"-xml:a"}, "option '--simulate SCENARIO' or '--replay FILE.csv' is missing"},
+        {{"-xml:a", "--once"},
+         "options '--speed' and '--once': expected with '--simulate' or '--replay' only; live streams have a pace of "
+         "their own and no end"},
         {{"-xml:a", "--replay", "r", "--simulate", "s"},
          "options '--simulate' and '--replay': expected one of them, once"},
         {{"-xml:a", "--replay"}, "option '--replay': expected a value behind it"},

@@ -1,0 +1,124 @@
+"""A device that speaks IEEE C37.118, for tests: written against the standard, not against the code of the server."""
+import socket
+import struct
+import threading
+import time
+
+
+def crc(data):
+    value = 0xFFFF
+    for byte in data:
+        value ^= byte << 8
+        for _ in range(8):
+            value = (value << 1 ^ 0x1021) & 0xFFFF if value & 0x8000 else value << 1 & 0xFFFF
+    return value
+
+
+def frame(kind, stream, seconds, body, base=1_000_000, quality=0):
+    """seconds: UTC as a number of ticks of the base since 1970."""
+    head = struct.pack(">BBHHII", 0xAA, kind << 4 | 1, 16 + len(body), stream, seconds // base,
+                       quality << 24 | seconds % base)
+    return head + body + struct.pack(">H", crc(head + body))
+
+
+class Device:
+    """One PMU. Phasors: name -> (is current, counts per V or A as integer, function of the time giving a complex)."""
+
+    def __init__(self, stream, pmu, phasors, floats=False, rate=50, base=1_000_000):
+        self.stream, self.pmu, self.phasors, self.floats, self.rate, self.base = stream, pmu, phasors, floats, rate, base
+        self.stat = 0
+        self.count = 1
+
+    def config(self, now):
+        body = struct.pack(">IH16sHHHHH", self.base, 1, b"STATION".ljust(16), self.pmu, 0xF if self.floats else 0,
+                           len(self.phasors), 0, 0)
+        body += b"".join(name.encode().ljust(16) for name in self.phasors)
+        body += b"".join(struct.pack(">I", current << 24 | unit) for current, unit, _ in self.phasors.values())
+        return frame(3, self.stream, int(now) * self.base, body + struct.pack(">HHh", 1, self.count, self.rate),
+                     self.base)
+
+    def data(self, index):
+        """Frame number index since 1970."""
+        t = index / self.rate
+        body = struct.pack(">H", self.stat)
+        for _, unit, value in self.phasors.values():
+            v = value(t)
+            if self.floats:
+                body += struct.pack(">ff", abs(v), __import__("cmath").phase(v))
+            else:
+                body += struct.pack(">hh", round(v.real / unit * 1e5), round(v.imag / unit * 1e5))
+        body += struct.pack(">ff", 50.0, 0.0) if self.floats else struct.pack(">hh", 0, 0)
+        return frame(0, self.stream, index * self.base // self.rate, body, self.base)
+
+
+class Server(threading.Thread):
+    """Serves one device over TCP, one client at a time, in real time."""
+
+    def __init__(self, device, late_s=0.0):
+        super().__init__(daemon=True)
+        self.device, self.late = device, late_s
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.commands = []
+        self.inject = []  # bytes that go out between two frames
+        self.cut = threading.Event()
+        self.ending = threading.Event()
+        self.start()
+
+    def stop(self):
+        self.ending.set()
+        self.join(10)
+        self.listener.close()
+
+    def run(self):
+        self.listener.settimeout(0.1)
+        while not self.ending.is_set():
+            try:
+                client, _ = self.listener.accept()
+            except TimeoutError:
+                continue
+            with client:
+                try:
+                    self.serve(client)
+                except OSError:
+                    pass
+
+    def serve(self, client):
+        client.settimeout(0.002)
+        on, index, pending = False, 0, b""
+        self.cut.clear()
+        while not self.ending.is_set() and not self.cut.is_set():
+            try:
+                chunk = client.recv(1000)
+                if not chunk:
+                    return
+                pending += chunk
+            except TimeoutError:
+                pass
+            while len(pending) >= 18:
+                code = struct.unpack(">H", pending[14:16])[0]
+                pending = pending[18:]
+                self.commands.append(code)
+                if code == 5:
+                    client.sendall(self.device.config(time.time()))
+                elif code in (1, 2):
+                    on, index = code == 2, int(time.time() * self.device.rate)
+            while on and (index + 1) / self.device.rate <= time.time() - self.late:
+                index += 1
+                data = self.device.data(index)
+                half = len(data) // 2  # two writes, so that frames are cut under way
+                client.sendall(data[:half])
+                client.sendall(data[half:] + b"".join(self.inject))
+                self.inject.clear()
+
+
+def pcap(path, packets, magic=0xA1B2C3D4, order="<"):
+    """packets: (time in s, source port, TCP sequence number, bytes) from 127.0.0.1, over Ethernet with a VLAN tag."""
+    with open(path, "wb") as f:
+        f.write(struct.pack(order + "IHHiIII", magic, 2, 4, 0, 0, 65535, 1))
+        for t, port, seq, data in packets:
+            tcp = struct.pack(">HHIIBBHHH", port, 40000, seq & 0xFFFFFFFF, 0, 0x50, 0x18, 1000, 0, 0) + data
+            ip = struct.pack(">BBHHHBBH4s4s", 0x45, 0, 20 + len(tcp), 0, 0, 64, 6, 0, b"\x7f\0\0\1", b"\x7f\0\0\1")
+            packet = bytes(12) + b"\x81\0\0\5\x08\0" + ip + tcp
+            scale = 1_000_000_000 if magic == 0xA1B23C4D else 1_000_000
+            f.write(struct.pack(order + "IIII", int(t), int(t % 1 * scale), len(packet), len(packet)) + packet)

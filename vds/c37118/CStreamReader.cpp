@@ -1,0 +1,256 @@
+#include "vds/c37118/CStreamReader.h"
+#include "vds/c37118/DecodeFrame.h"
+#include "vds/c37118/StateOfStat.h"
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace
+{
+constexpr double g_fDegree = 180.0 / std::numbers::pi;
+/// A gap longer than this is a jump of the clock: what is missing in it is not counted as lost.
+constexpr std::int64_t g_nGapMax = 60 * g_nTicksPerSec;
+
+std::string RateText(std::int32_t p_nRate)
+{
+    return p_nRate > 0 ? std::to_string(p_nRate) + " frames a second"
+                       : "one frame every " + std::to_string(-p_nRate) + " s";
+}
+
+SSourceSample MakeSample(const std::complex<double>& p_value, std::uint64_t p_nState)
+{
+    const bool bPresent = std::isfinite(p_value.real()) && std::isfinite(p_value.imag());
+    if (!bPresent)
+        return {};
+    return {static_cast<float>(std::abs(p_value)), static_cast<float>(std::arg(p_value) * g_fDegree), p_nState, true};
+}
+} // namespace
+
+CStreamReader::CStreamReader(const SStreamConfig& p_stream, const SSynchrophasorConfig& p_config,
+                             CConcentrator* p_pConcentrator, std::size_t p_nStream, std::size_t p_nFirstSample,
+                             TLine p_fnLine)
+    : m_stream(p_stream), m_limits(p_config), m_pConcentrator(p_pConcentrator), m_nStream(p_nStream),
+      m_nFirstSample(p_nFirstSample), m_fnLine(std::move(p_fnLine))
+{
+}
+
+void CStreamReader::Line(const std::string& p_strText) const
+{
+    if (m_fnLine)
+        m_fnLine("stream " + m_stream.strName + ": " + p_strText);
+}
+
+void CStreamReader::LineOnce(bool& r_bTold, const std::string& p_strText) const
+{
+    if (!r_bTold)
+        Line(p_strText);
+    r_bTold = true;
+}
+
+void CStreamReader::Forget()
+{
+    m_bConfig = false;
+    m_bWish = false;
+    m_vecnConfig.clear();
+    m_nLast = -1;
+    m_bActive = false;
+    m_bToldId = m_bToldConfig = m_bToldGrid = m_bToldClock = false;
+    if (m_pConcentrator)
+        m_pConcentrator->SetActive(m_nStream, false);
+}
+
+bool CStreamReader::TakeConfigWish()
+{
+    return std::exchange(m_bWish, false);
+}
+
+double CStreamReader::Period_s() const
+{
+    return static_cast<double>(m_grid.Period_ticks()) / g_nTicksPerSec;
+}
+
+void CStreamReader::OnFrame(std::span<const std::uint8_t> p_frame, std::int64_t p_nArrival)
+{
+    SFrameHead head;
+    if (!DecodeHead(p_frame, head, m_strError))
+        return;
+    if (head.nIdCode != m_stream.nStreamId)
+        LineOnce(m_bToldId, "frames of stream " + std::to_string(head.nIdCode) + " come, expected those of stream " +
+                                std::to_string(m_stream.nStreamId));
+    else if (head.eType == eFrameCfg2 || head.eType == eFrameCfg3)
+        OnConfig(p_frame);
+    else if (head.eType == eFrameData && m_bConfig)
+        OnData(p_frame, p_nArrival);
+}
+
+// ---- configuration ----
+
+void CStreamReader::OnConfig(std::span<const std::uint8_t> p_frame)
+{
+    const std::span<const std::uint8_t> body = p_frame.subspan(14, p_frame.size() - 16);
+    if (m_bConfig && std::ranges::equal(body, m_vecnConfig))
+        return;
+    SConfigFrame config;
+    if (!DecodeConfig(p_frame, config, m_strError))
+        return LineOnce(m_bToldConfig, "configuration refused: " + m_strError);
+    if (m_bConfig)
+    {
+        ++m_counters.nConfigChanges;
+        Line("new configuration");
+    }
+    m_config = std::move(config);
+    m_vecnConfig.assign(body.begin(), body.end());
+    m_grid = CGrid(m_config.nDataRate);
+    m_nLast = -1;
+    m_vecbChange.clear();
+    m_bConfig = true;
+    m_bWish = false;
+    m_bToldGrid = false;
+    MapPhasors();
+    Line(std::to_string(m_config.vecPmu.size()) + (m_config.vecPmu.size() == 1 ? " PMU, " : " PMUs, ") +
+         RateText(m_config.nDataRate) + ", " + std::to_string(m_vecPlace.size()) + " of " +
+         std::to_string(m_stream.vecPhasor.size()) + " phasors found");
+    if (m_pConcentrator)
+    {
+        m_pConcentrator->SetActive(m_nStream, m_bActive, m_config.nDataRate);
+        const CGrid& grid = m_pConcentrator->Grid();
+        if (m_grid.Period_ticks() < grid.Period_ticks() ||
+            (grid.Rate() > 0 && m_grid.Rate() > 0 && grid.Rate() % m_grid.Rate() != 0))
+            Line("only frames on the grid of the cycles are taken: expected a Rate of which " +
+                 std::to_string(m_grid.Rate()) + " is a part, it is " + std::to_string(grid.Rate()));
+    }
+}
+
+bool CStreamReader::FindPhasor(const SStreamPhasor& p_phasor, SPlace& r_place) const
+{
+    for (r_place.nPmu = 0; r_place.nPmu < m_config.vecPmu.size(); ++r_place.nPmu)
+    {
+        const SPmuConfig& pmu = m_config.vecPmu[r_place.nPmu];
+        if (p_phasor.nPmu != 0 && p_phasor.nPmu != pmu.nIdCode)
+            continue;
+        const auto it = std::ranges::find(pmu.vecPhasor, p_phasor.strName, &SPhasorConfig::strName);
+        r_place.nPhasor = static_cast<std::size_t>(it - pmu.vecPhasor.begin());
+        if (it != pmu.vecPhasor.end())
+            return true;
+    }
+    return false;
+}
+
+void CStreamReader::MapPhasors()
+{
+    m_vecPlace.clear();
+    for (std::size_t i = 0; i < m_stream.vecPhasor.size(); ++i)
+    {
+        const SStreamPhasor& phasor = m_stream.vecPhasor[i];
+        SPlace place;
+        place.nSample = m_nFirstSample + i;
+        if (!FindPhasor(phasor, place))
+        {
+            Line("phasor '" + phasor.strName + "'" +
+                 (phasor.nPmu != 0 ? " of PMU " + std::to_string(phasor.nPmu) : "") + " is not in its configuration");
+            continue;
+        }
+        m_vecPlace.push_back(place);
+        const float fOffset = m_config.vecPmu[place.nPmu].vecPhasor[place.nPhasor].fAngleOffset_rad;
+        if (fOffset != 0.0F)
+            Line("phasor '" + phasor.strName + "': its configuration adds " + std::to_string(fOffset * g_fDegree) +
+                 " degrees to the angle");
+    }
+}
+
+// ---- data ----
+
+void CStreamReader::OnData(std::span<const std::uint8_t> p_frame, std::int64_t p_nArrival)
+{
+    if (!DecodeData(p_frame, m_config, m_data, m_strError))
+    {
+        ++m_counters.nLengthMismatches;
+        m_bWish = true;
+        return;
+    }
+    ++m_nData;
+    WatchConfigChange();
+    if (!m_bActive && m_pConcentrator)
+        m_pConcentrator->SetActive(m_nStream, true, m_config.nDataRate);
+    m_bActive = true;
+    std::int64_t nTicks = FrameTicks(m_data.head, m_config.nTimeBase);
+    std::int64_t nIndex = 0;
+    if (OnGrid(nTicks, nIndex) && FollowTime(nIndex) && m_pConcentrator)
+        PutSamples(nTicks, p_nArrival);
+}
+
+/// Both edges of bit 10 ask for the configuration: the editions differ in which one tells of the change.
+void CStreamReader::WatchConfigChange()
+{
+    const bool bFirst = m_vecbChange.size() != m_data.vecPmu.size();
+    m_vecbChange.resize(m_data.vecPmu.size());
+    for (std::size_t i = 0; i < m_data.vecPmu.size(); ++i)
+    {
+        const bool bChange = (m_data.vecPmu[i].nStat & g_nStatConfigChange) != 0;
+        m_bWish = m_bWish || (!bFirst && bChange != m_vecbChange[i]);
+        m_vecbChange[i] = bChange;
+    }
+}
+
+/// Sets a stamp to its grid. @return false if it lies beside it and is not to be rounded.
+bool CStreamReader::OnGrid(std::int64_t& r_nTicks, std::int64_t& r_nIndex)
+{
+    r_nIndex = m_grid.Index(r_nTicks);
+    const std::int64_t nGrid = m_grid.Ticks(r_nIndex);
+    const std::int64_t nTolerance =
+        std::max(15 * g_nTicksPerSec / 10 / m_config.nTimeBase + 1, m_grid.Period_ticks() / 50);
+    const bool bOnGrid = std::abs(r_nTicks - nGrid) <= nTolerance;
+    r_nTicks = nGrid;
+    if (bOnGrid)
+        return true;
+    ++m_counters.nOffGrid;
+    if (!m_stream.bRoundToGrid && m_pConcentrator)
+        LineOnce(m_bToldGrid, "time stamps lie beside the grid of " + RateText(m_config.nDataRate) +
+                                  ": their frames are dropped unless RoundToGrid is set");
+    return m_stream.bRoundToGrid || !m_pConcentrator;
+}
+
+/// @return false for a frame that has come before.
+bool CStreamReader::FollowTime(std::int64_t p_nIndex)
+{
+    const std::int64_t nStep = m_nLast < 0 ? 1 : p_nIndex - m_nLast;
+    const std::int64_t nFar = std::max<std::int64_t>(g_nGapMax / m_grid.Period_ticks(), 10);
+    if (nStep == 0)
+    {
+        ++m_counters.nDuplicates;
+        return false;
+    }
+    if (nStep < 0)
+        ++m_counters.nTimeBack;
+    if (nStep > 1)
+    {
+        ++m_counters.nGaps;
+        m_counters.nLost += nStep <= nFar ? static_cast<std::uint64_t>(nStep - 1) : 0U;
+    }
+    // A frame that was overtaken on its way does not set the clock back.
+    if (nStep > 0 || nStep < -nFar)
+        m_nLast = p_nIndex;
+    return true;
+}
+
+void CStreamReader::PutSamples(std::int64_t p_nTicks, std::int64_t p_nArrival)
+{
+    const CGrid& grid = m_pConcentrator->Grid();
+    const std::int64_t nIndex = grid.Index(p_nTicks);
+    if (std::abs(grid.Ticks(nIndex) - p_nTicks) > grid.Period_ticks() / 50)
+        return;
+    m_vecSample.clear();
+    for (const SPlace& place : m_vecPlace)
+    {
+        const SPmuData& pmu = m_data.vecPmu[place.nPmu];
+        m_vecSample.emplace_back(
+            place.nSample,
+            MakeSample(pmu.vecPhasor[place.nPhasor], StateOfStat(pmu.nStat, m_data.head.ClockQuality(), m_limits)));
+    }
+    const CConcentrator::EPut ePut = m_pConcentrator->Put(m_nStream, nIndex, m_vecSample, p_nArrival);
+    if (ePut == CConcentrator::eBadClock)
+        LineOnce(m_bToldClock, "its clock shows " + IsoFromTicks(p_nTicks) + ", far from the other time stamps");
+    m_counters.nBadClock += ePut == CConcentrator::eBadClock ? 1U : 0U;
+    m_counters.nLate += ePut == CConcentrator::eLate ? 1U : 0U;
+    m_counters.nDuplicates += ePut == CConcentrator::eDuplicate ? 1U : 0U;
+}
