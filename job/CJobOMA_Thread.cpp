@@ -208,9 +208,12 @@ bool CJobOMA::ReStartWrite()
     }
     const bool bConnected = nPolls < g_nPollsConnect;
     // The writer may have started by itself when its connection came, while this waited for it.
+    const unsigned nStarts = pCB->NoOfStarts();
     if (bConnected && !pCB->IsStarted() && !pCB->DoStart(m_pActTime.get()))
     {
-        pCB->DoStop(m_pActTime.get());
+        // Not a start that has come up with the connection meanwhile.
+        if (pCB->NoOfStarts() == nStarts + 1)
+            pCB->DoStop(m_pActTime.get());
         return false;
     }
     trace.Warning("OK: Wait Time [ms] = ", nPolls * 10.0);

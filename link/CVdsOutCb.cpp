@@ -59,6 +59,7 @@ bool CVdsOutCb::DoStart(const CTime* p_pTime)
     if (IsTraceFilterFor(FirstId()))
         trace.Error("START         for ID=", FirstId(), p_pTime ? " at TS=" + ActTimeAsText(*p_pTime) : "");
 
+    ++m_nStarts;
     m_bStartInit = true;
     m_bStarted = false;
     try

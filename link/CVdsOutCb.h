@@ -39,13 +39,16 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
 
     bool IsStarted() const { return m_bStarted; }
     bool IsDisconnected() const { return m_bDisconnected; }
+    /// Counts the calls of DoStart: job and connection may both start.
+    unsigned NoOfStarts() const { return m_nStarts; }
 
     std::atomic<std::uint32_t> m_nWaited_ms{0}; ///< time spent in the last wait for the start answer
     /// For the gap check: number of the PS cycle behind the last value written; a start sets it as if the cycle before
     /// had been written. 0: nothing to check against.
     std::atomic<std::int64_t> m_tsLast{0};
     std::atomic<bool> m_bDisconnected{true};
-    std::atomic<bool> m_bStartInit{false};   ///< Start has been sent
+    std::atomic<bool> m_bStartInit{false}; ///< Start has been sent
+    std::atomic<unsigned> m_nStarts{0};
     std::atomic<bool> m_bStarted{false};     ///< Start has been answered
     std::atomic<unsigned long> m_eStatus{3}; ///< last status
     std::int32_t m_nCycleRate;               ///< Hz; for a swing writer the PS repetition rate

@@ -12,6 +12,7 @@ constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
 /// Readers know of a loss so much earlier than writers.
 constexpr auto g_tReadersFirst = std::chrono::milliseconds(500);
+constexpr auto g_tReadersLast = std::chrono::seconds(6); ///< by then a silent connection has been given up
 constexpr auto g_tRecent = std::chrono::seconds(1);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 
@@ -32,9 +33,11 @@ std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 } // namespace
 
 CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
-                         std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient)
+                         std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient,
+                         std::shared_ptr<int> p_pnTelling)
     : m_io(p_io), m_pool(p_pool), m_eElem(p_eElem), m_strName(std::move(p_strName)), m_endpoint(std::move(p_endpoint)),
-      m_nClient(p_nClient), m_timer(p_io), m_tDelay(g_tFirstDelay), m_timerWriters(p_io),
+      m_nClient(p_nClient), m_timer(p_io), m_pnTelling(std::move(p_pnTelling)), m_tDelay(g_tFirstDelay),
+      m_timerWriters(p_io),
       m_inbox(p_io, [this](const std::shared_ptr<SEventBatch>& p_pBatch) { DeliverEvents(p_pBatch); })
 {
 }
@@ -160,12 +163,12 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
         if (m_bShutdown)
             return;
     }
-    if (p_strReason == Link::g_strSilentPeer && m_fnSilent)
+    if (p_strReason == Link::g_strSilentPeer)
         m_fnSilent();
     if (vecpWriter.empty())
-        ConnectLater();
-    else
-        TellWriters(std::move(vecpWriter));
+        return ConnectLater();
+    ++*m_pnTelling;
+    TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now());
 }
 
 void CConnection::CloseIfSilent()
@@ -175,14 +178,26 @@ void CConnection::CloseIfSilent()
         m_pStream->Close(Link::g_strSilentPeer);
 }
 
+bool CConnection::IsSettled(TTime p_tSince) const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return !m_bUp || m_tHeard > p_tSince;
+}
+
 /// When the whole server is gone, the application ends its swings and their events in order on the word of its readers;
-/// a writer that has stopped ahead of that leaves an event behind, which is then not reported anew.
-void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter)
+/// a writer that has stopped ahead of that leaves an event behind, which is then not reported anew. So writers are told
+/// when the other connections are known to stand or to be lost as well.
+void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLoss)
 {
     m_timerWriters.expires_after(g_tReadersFirst);
     m_timerWriters.async_wait(
-        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter)](const boost::system::error_code& p_ec)
+        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter),
+         p_tLoss](const boost::system::error_code& p_ec) mutable
         {
+            const bool bPatient = std::chrono::steady_clock::now() - p_tLoss < g_tReadersLast;
+            if (!p_ec && bPatient && !self->m_fnOthersSettled(p_tLoss))
+                return self->TellWriters(std::move(vecpWriter), p_tLoss);
+            --*self->m_pnTelling;
             if (p_ec)
                 return;
             for (const std::shared_ptr<CWriteReceiver>& pWriter : vecpWriter)
@@ -197,7 +212,12 @@ void CConnection::ConnectLater()
     m_timer.async_wait(
         [self = shared_from_this()](const boost::system::error_code& p_ec)
         {
-            if (!p_ec)
+            if (p_ec)
+                return;
+            // A reader that is back ahead of that would find its writers as they were.
+            if (*self->m_pnTelling > 0)
+                self->ConnectLater();
+            else
                 self->TryConnect();
         });
     m_tDelay = std::min<std::chrono::milliseconds>(m_tDelay * 2, g_tLastDelay);

@@ -31,12 +31,16 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 {
   public:
     CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem, std::string p_strName,
-                boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient);
+                boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient, std::shared_ptr<int> p_pnTelling);
 
-    /// Called on the link's thread when the server has been silent for too long. Set ahead of Open.
-    std::function<void()> m_fnSilent;
-    /// Gives the link up, unless the server has been heard of just now. On the link's thread.
+    using TTime = std::chrono::steady_clock::time_point;
+
+    // ---- the connections of the process to one server; on the link's thread. The two are set ahead of Open ----
+    std::function<void()> m_fnSilent;             ///< called when the server has been silent for too long
+    std::function<bool(TTime)> m_fnOthersSettled; ///< whether the others have been heard of since, or are lost
+    /// Gives the link up, unless the server has been heard of just now.
     void CloseIfSilent();
+    bool IsSettled(TTime p_tSince) const;
     const boost::asio::ip::tcp::endpoint& Endpoint() const { return m_endpoint; }
 
     void Open();
@@ -93,7 +97,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void TryConnect();
     void OnWelcome();
     void StartWritersAgain();
-    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter);
+    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLoss);
     void ConnectLater();
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
@@ -110,8 +114,9 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     // ---- link thread ----
     boost::asio::steady_timer m_timer;
+    const std::shared_ptr<int> m_pnTelling; ///< connections of the process whose writers do not know of a loss yet
     std::chrono::milliseconds m_tDelay;
-    std::chrono::steady_clock::time_point m_tHeard; ///< of the last message
+    TTime m_tHeard;                           ///< of the last message
     boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
     CEventInbox m_inbox;
 

@@ -67,9 +67,21 @@ asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsign
 unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                              unsigned p_nPort)
 {
-    const auto pConnection =
-        std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, Resolve(p_strIPAddr, p_nPort), m_nClient);
-    pConnection->m_fnSilent = [this, address = pConnection->Endpoint().address()] { CloseSilent(address); };
+    const auto pConnection = std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName,
+                                                           Resolve(p_strIPAddr, p_nPort), m_nClient, m_pnTelling);
+    const asio::ip::address address = pConnection->Endpoint().address();
+    pConnection->m_fnSilent = [this, address]
+    {
+        for (const std::shared_ptr<CConnection>& pOther : ConnectionsTo(address))
+            pOther->CloseIfSilent();
+    };
+    pConnection->m_fnOthersSettled = [this, address](CConnection::TTime p_tSince)
+    {
+        const std::vector<std::shared_ptr<CConnection>> vecpOther = ConnectionsTo(address);
+        return std::all_of(vecpOther.begin(), vecpOther.end(),
+                           [p_tSince](const std::shared_ptr<CConnection>& p_pOther)
+                           { return p_pOther->IsSettled(p_tSince); });
+    };
     pConnection->Open();
     if (!pConnection->WaitConnected(g_tInit))
     {
@@ -89,13 +101,15 @@ std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
     return m_vecConnection[p_hConn - 1];
 }
 
-/// A server that hangs does so on all connections. The one that notices first speaks for all.
-void CLibrary::CloseSilent(const asio::ip::address& p_address)
+/// A server that hangs does so on all connections: the one that notices first speaks for all.
+std::vector<std::shared_ptr<CConnection>> CLibrary::ConnectionsTo(const asio::ip::address& p_address)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
+    std::vector<std::shared_ptr<CConnection>> vecpConnection;
     for (const std::shared_ptr<CConnection>& pConnection : m_vecConnection)
         if (pConnection->Endpoint().address() == p_address)
-            pConnection->CloseIfSilent();
+            vecpConnection.push_back(pConnection);
+    return vecpConnection;
 }
 
 void CLibrary::Adopt(const void* p_pObject)

@@ -36,13 +36,14 @@ class CLibrary
 
   private:
     CLibrary();
-    void CloseSilent(const boost::asio::ip::address& p_address);
+    std::vector<std::shared_ptr<CConnection>> ConnectionsTo(const boost::asio::ip::address& p_address);
     boost::asio::ip::tcp::endpoint Resolve(const std::string& p_strIPAddr, unsigned p_nPort);
 
     boost::asio::io_context m_io;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> m_work;
     CThreadPool m_pool;
     const std::uint64_t m_nClient;
+    const std::shared_ptr<int> m_pnTelling = std::make_shared<int>(0); ///< of the link thread, see CConnection
     std::mutex m_mtx;
     std::vector<std::shared_ptr<CConnection>> m_vecConnection; ///< handle - 1 is the index
     std::set<const void*> m_setObject;

@@ -162,6 +162,7 @@ def link_stalled(run):
 @fault
 def server_stalled(run):
     run.test.vdsctl("stall", round(0.1 * 60 ** run.rng.random(), 2))
+    time.sleep(0.2)  # it stands still a moment after the answer
 
 
 @fault
