@@ -1,5 +1,6 @@
 #include "platform/dli/CLibrary.h"
 #include <boost/asio/ip/address.hpp>
+#include <algorithm>
 #include <random>
 
 namespace asio = boost::asio;
