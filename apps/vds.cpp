@@ -3,6 +3,7 @@
 #include "vds/CServer.h"
 #include "vds/CommandLine.h"
 #include "vds/OpenSource.h"
+#include "vds/c37118/CSourceCapture.h"
 #include "vds/c37118/CSourceLive.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
@@ -28,6 +29,18 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
         return std::make_unique<CSourceLive>(p_config.synchrophasors);
     }
     std::string strError;
+    if (p_command.bReplay && CCaptureFile::IsCapture(p_command.strSource))
+    {
+        if (p_config.synchrophasors.vecStream.empty())
+            throw std::runtime_error("'" + p_command.strSource +
+                                     "' is a capture of streams: expected a Stream in "
+                                     "Synchrophasors of '" +
+                                     p_command.strConfig + "' to take out of it");
+        std::unique_ptr<ISource> pCapture = OpenCapture(p_command.strSource, p_config.synchrophasors, &strError);
+        if (!pCapture)
+            throw std::runtime_error(strError);
+        return pCapture;
+    }
     std::unique_ptr<ISource> pSource = p_command.bReplay ? OpenReplay(p_command.strSource, p_command.nStart, &strError)
                                                          : OpenSimulator(p_command.strSource, &strError);
     if (!pSource)

@@ -59,13 +59,13 @@ void CServerCore::Start()
         m_eventLog.Open(m_options.strLogDir + "/events.jsonl");
         m_outputs.OpenLog(m_options.strLogDir + "/channels.jsonl");
     }
+    m_pSource->Start(
+        m_io, [this] { Kick(); }, [this](const std::string& p_strText) { Line(p_strText); });
     FetchNext();
     Line("listening on " + m_config.strAddr + ": port " + std::to_string(m_nPortEvent) +
          " for events and read channels, port " + std::to_string(m_nPortData) + " for output channels");
     Accept(m_acceptorEvent, false);
     Accept(m_acceptorData, true);
-    m_pSource->Start(
-        m_io, [this] { Kick(); }, [this](const std::string& p_strText) { Line(p_strText); });
     Kick();
     m_thread = std::thread([this] { m_io.run(); });
 }

@@ -72,6 +72,41 @@ class Synchrophasors(SystemTest):
                                      r"1 new configurations\n")
         self.assertRegex(vds.text(), r"stream south: \d+ data frames, .*2 connections\n")
 
+    def play(self, packets, **kwargs):
+        sp.pcap(self.dir / "streams.pcap", packets, **kwargs)
+        for name in ("events.jsonl", "channels.jsonl"):
+            (self.dir / name).unlink(missing_ok=True)
+        vds = self.vds("--replay", self.dir / "streams.pcap", "--speed", "max", "--once", wait=False)
+        wait_for(self.listening, "vds")
+        oma = self.oma()
+        self.assertEqual(vds.wait(), 0, vds.text())
+        self.assertEqual(oma.stop(), 0)
+        return vds
+
+    def test_capture(self):
+        """The same from a capture: two captures of different form, one with the segments out of order, agree."""
+        self.write_streams((1, 2), wait_ms=300)
+        random.seed(7)
+        packets, seqs = [], {1: 1000, 2: 0xFFFFFF00}
+        for i in range(40 * 50):
+            for port, device, late in ((1, north(), 0.0), (2, south(), 0.1)):
+                data = (device.config(BEGIN) if i == 0 else b"") + device.data(BEGIN * 50 + i)
+                packets.append((BEGIN + i / 50 + late, port, seqs[port], data))
+                seqs[port] += len(data)
+        packets.sort(key=lambda p: p[0])
+        vds = self.play(packets)
+        self.assertRegex(vds.text(), r"stream north: 2000 data frames, \d+ bytes\n")
+        swings = [e for e in self.swing_events()]
+        self.assertTrue([e for e in swings if e["elementId"] == 603 and e["transition"] == "APP"])
+        written = [c["values"] for c in self.channels() if c["op"] == "write" and c["pmu"] == 803]
+        self.assertAlmostEqual(written[-1][0], 1.1, delta=0.02)
+        self.assertAlmostEqual(written[-1][1], 30e6, delta=3e6)
+
+        packets[60:64] = packets[61], packets[60], packets[61], *packets[62:64]
+        self.play(packets, magic=0xA1B23C4D, order=">")
+        strip = lambda events: [{k: v for k, v in e.items() if k != "from"} for e in events]
+        self.assertEqual(strip(self.swing_events()), strip(swings))
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -30,6 +30,8 @@ class CByteReader
         m_nPos += p_nBytes;
         return m_bytes.subspan(m_nPos - p_nBytes, p_nBytes);
     }
+    /// A number of up to four bytes.
+    std::uint32_t Unsigned(std::size_t p_nBytes) { return Number(p_nBytes); }
     std::string Text(std::size_t p_nBytes)
     {
         const std::span<const std::uint8_t> bytes = Take(p_nBytes);
