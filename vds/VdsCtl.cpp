@@ -20,6 +20,7 @@ constexpr auto g_tLimit = std::chrono::seconds(5);
 constexpr const char* g_pUsage =
     "usage: vdsctl ADDR[:PORT] post KEY APP|DIS ELEMTYPE ELEMID [TEXT]\n"
     "       vdsctl ADDR[:PORT] standing | channels | drop [event|data|all] | stall SECONDS\n"
+    "       vdsctl probe HOST:PORT[/ID] [--udp] [--seconds N] [--xml FILE]\n"
     "       vdsctl --help | --version\n";
 
 template <class TNumber>

@@ -72,6 +72,26 @@ class Synchrophasors(SystemTest):
                                      r"1 new configurations\n")
         self.assertRegex(vds.text(), r"stream south: \d+ data frames, .*2 connections\n")
 
+    def test_from_a_probe_to_a_running_analysis(self):
+        device = north()
+        device.phasors["IA <1>"] = (1, 45776, current)
+        server = self.serve(device)
+        r = subprocess.run([BIN / "vdsctl", "probe", f"127.0.0.1:{server.port}/60", "--seconds", "1", "--xml",
+                            self.config], text=True, capture_output=True, timeout=LIMIT_S)
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertIn("PMU 61 'STATION': nominal frequency 50 Hz, 2 phasors (integer, rectangular)", r.stdout)
+        self.assertIn('<Phasor Pmu="61" Name="IA &lt;1&gt;" Datapoint="'.replace("&gt;", ">"), r.stdout)
+        self.assertIn(" 0 lost, 0 in error\nclock quality at worst 0 (locked)", r.stdout)
+        for port, mine in zip(self.ports, ("47120", "47121")):
+            self.config.write_text(self.config.read_text().replace(mine, str(port)))
+        vds = self.vds()
+        self.oma()
+        vds.wait_text("2 of 2 phasors found")
+        self.wait_swing("APP")
+        r = subprocess.run([BIN / "vdsctl", "probe", f"127.0.0.1:{self.ports[0]}x"], text=True, capture_output=True)
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("port: expected a number from 1 to 65535", r.stderr)
+
     def play(self, packets, **kwargs):
         sp.pcap(self.dir / "streams.pcap", packets, **kwargs)
         for name in ("events.jsonl", "channels.jsonl"):

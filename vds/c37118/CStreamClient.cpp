@@ -1,6 +1,7 @@
 #include "vds/c37118/CStreamClient.h"
 #include "vds/c37118/CStreamSet.h"
 #include "vds/c37118/EncodeFrame.h"
+#include "vds/c37118/PreferV4.h"
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/multicast.hpp>
@@ -66,7 +67,7 @@ void CStreamClient::Resolve()
                                      return;
                                  if (p_ec || p_results.empty())
                                      return Lost("address '" + m_config.strHost + "': " + p_ec.message());
-                                 OnAddress(p_results.begin()->endpoint().address());
+                                 OnAddress(PreferV4(p_results).address());
                              });
 }
 

@@ -128,7 +128,9 @@ bool CStreamReader::FindPhasor(const SStreamPhasor& p_phasor, SPlace& r_place) c
         const SPmuConfig& pmu = m_config.vecPmu[r_place.nPmu];
         if (p_phasor.nPmu != 0 && p_phasor.nPmu != pmu.nIdCode)
             continue;
-        const auto it = std::ranges::find(pmu.vecPhasor, p_phasor.strName, &SPhasorConfig::strName);
+        // In the configuration file the name stands as the probe shows it.
+        const auto it = std::ranges::find(pmu.vecPhasor, p_phasor.strName,
+                                          [](const SPhasorConfig& p_config) { return Printable(p_config.strName); });
         r_place.nPhasor = static_cast<std::size_t>(it - pmu.vecPhasor.begin());
         if (it != pmu.vecPhasor.end())
             return true;
