@@ -175,6 +175,7 @@ class CJobOMA : public CJob
     void OnNewData(SThread& r_thread, const CMethodTrace& p_trace);
     void OnStop();
     void StopModes();
+    void StartWriteAgain();
 
     // ---- steps of RunWorker, in their order; p_trace names RunWorker ----
     bool TakeActTime(const CMethodTrace& p_trace);
@@ -209,6 +210,7 @@ class CJobOMA : public CJob
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
     mutable std::mutex m_mtxAct; ///< m_ActValue: bears an overlap of [R] and [W]
     SMeas m_ActValue;
+    unsigned m_nPassesToStart = 0; ///< [W] until a failed start of the measurement channel is tried again; 0: none is
     mutable std::mutex m_mtxWrite; ///< the measurement writer: the same
 
     // Statistics of the angle difference: made and freed with the job, nothing else touches them (kept as it stands).

@@ -15,6 +15,7 @@ namespace
 constexpr std::string_view g_strClass = "CJobOMA";
 constexpr DWORD g_nWaitData_ms = 20000;    ///< wait for any event
 constexpr unsigned g_nPollsConnect = 6000; ///< polls for the write connection, 60 s in all
+constexpr unsigned g_nPassesToStart = 10;  ///< PS cycles from a failed start of the measurement channel to the next
 constexpr DWORD g_nPollConnect_ms = 10;
 constexpr std::uint32_t g_nSilent_ms = 180000; ///< far above wait, pass and wait for the write connection together
 constexpr const char* g_pszNoData = "No phasor data available from VDS server";
@@ -143,6 +144,7 @@ void CJobOMA::OnNewData(SThread& r_thread, const CMethodTrace& p_trace)
         p_trace.Error("ERROR RESOLVED - New phasor data available now from VDS server");
         r_thread.bNoDataReported = false;
     }
+    StartWriteAgain();
     {
         const std::lock_guard lock(m_mtxModes);
         RunWorker(r_thread.pFileCSV.get(), &r_thread.nCsvRows);
@@ -188,6 +190,16 @@ bool CJobOMA::StopWrite()
     return pCB ? pCB->DoStop(m_pActTime.get()) : trace.BadPointer("pCB");
 }
 
+/// A server that was too slow to answer would leave the channel stopped until the next loss of the link.
+void CJobOMA::StartWriteAgain()
+{
+    if (m_nPassesToStart == 0 || --m_nPassesToStart > 0)
+        return;
+    CVdsOutMeas* const pWriter = MeasWriter();
+    if (pWriter && pWriter->GetCB() && !pWriter->GetCB()->IsDisconnected())
+        ReStartWrite();
+}
+
 bool CJobOMA::ReStartWrite()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "ReStartWrite");
@@ -214,6 +226,7 @@ bool CJobOMA::ReStartWrite()
         // Not a start that has come up with the connection meanwhile.
         if (pCB->NoOfStarts() == nStarts + 1)
             pCB->DoStop(m_pActTime.get());
+        m_nPassesToStart = g_nPassesToStart;
         return false;
     }
     trace.Warning("OK: Wait Time [ms] = ", nPolls * 10.0);

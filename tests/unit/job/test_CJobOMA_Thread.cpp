@@ -184,6 +184,29 @@ TEST_F(JobThread, FailedStartOfTheMeasurementChannel)
     EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():DLI write connection timeout -> Cannot start channel write!"));
 }
 
+TEST_F(JobThread, FailedStartOfTheMeasurementChannelIsTriedAgain)
+{
+    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
+    FakeDli::SBehaviour behaviour;
+    behaviour.eWriteAnswer = FakeDli::EAnswer::eNone;
+    FakeDli::SetBehaviour(behaviour);
+    CVdsOutCbMeas& cb = *m_pJob->m_pVdsOutMeas->GetCB();
+    cb.m_bDisconnected = false;
+    Start();
+    Signal(eJobEventStart);
+    for (int nTime_ms = 0; nTime_ms <= 400; nTime_ms += 10)
+        Advance(10);
+    EXPECT_EQ(FakeDli::WriteStops(), std::vector<unsigned long>{g_nIdMeasUnit});
+    FakeDli::SetBehaviour({});
+    for (int i = 0; i < 9; ++i)
+        NewData(g_nSec + i);
+    EXPECT_FALSE(cb.IsStarted());
+    NewData(g_nSec + 9);
+    EXPECT_TRUE(cb.IsStarted());
+    NewData(g_nSec + 10);
+    EXPECT_EQ(cb.NoOfStarts(), 2U);
+}
+
 TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
 {
     StartMeas();
