@@ -5,6 +5,7 @@
 #include "vds/OpenSource.h"
 #include "vds/c37118/CSourceCapture.h"
 #include "vds/c37118/CSourceLive.h"
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -48,19 +49,38 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
     return pSource;
 }
 
-/// The manager's watchdog hears of the server as long as its thread gets round to say so.
-void PingWatchdog(CServer& p_server, boost::asio::steady_timer& p_timer, unsigned p_nPeriod_ms)
+/// The manager's watchdog hears of the server as long as its thread gets round to say so. The word goes out from here: a
+/// manager that does not listen must not hold the server up.
+class CPing
 {
-    p_timer.expires_after(std::chrono::milliseconds(p_nPeriod_ms));
-    p_timer.async_wait(
-        [&p_server, &p_timer, p_nPeriod_ms](const boost::system::error_code& p_ec)
-        {
-            if (p_ec)
-                return;
-            p_server.Post([] { NotifyServiceManager("WATCHDOG=1"); });
-            PingWatchdog(p_server, p_timer, p_nPeriod_ms);
-        });
-}
+  public:
+    CPing(boost::asio::io_context& p_io, CServer& p_server) : m_server(p_server), m_timer(p_io)
+    {
+        if (m_tPeriod.count() > 0)
+            Wait();
+    }
+
+  private:
+    void Wait()
+    {
+        m_timer.expires_after(m_tPeriod);
+        m_timer.async_wait(
+            [this](const boost::system::error_code& p_ec)
+            {
+                if (p_ec)
+                    return;
+                if (m_pbAlive->exchange(false))
+                    NotifyServiceManager("WATCHDOG=1");
+                m_server.Post([pbAlive = m_pbAlive] { *pbAlive = true; });
+                Wait();
+            });
+    }
+
+    CServer& m_server;
+    boost::asio::steady_timer m_timer;
+    const std::chrono::milliseconds m_tPeriod{WatchdogPeriod_ms()};
+    const std::shared_ptr<std::atomic<bool>> m_pbAlive = std::make_shared<std::atomic<bool>>(true);
+};
 
 /// Until a signal comes or the source has ended. @return the exit status.
 int Serve(const SVdsCommand& p_command)
@@ -74,9 +94,7 @@ int Serve(const SVdsCommand& p_command)
     server.OnEnd([&io] { boost::asio::post(io, [&io] { io.stop(); }); });
     server.Start();
     NotifyServiceManager("READY=1");
-    boost::asio::steady_timer timer(io);
-    if (const unsigned nPeriod_ms = WatchdogPeriod_ms())
-        PingWatchdog(server, timer, nPeriod_ms);
+    const CPing ping(io, server);
     io.run();
     NotifyServiceManager("STOPPING=1");
     server.Stop();
