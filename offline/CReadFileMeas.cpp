@@ -130,7 +130,10 @@ bool CReadFileMeas::DoSort(const std::vector<std::int32_t>& p_vecnVolt, const st
     std::stable_sort(r_vecColumn.begin(), r_vecColumn.end(),
                      [](const SColumn& p_left, const SColumn& p_right) { return p_left.nColumn < p_right.nColumn; });
     if (r_vecColumn.size() == 1)
+    {
         trace.Warning("Only SINGLE PMU with VALID/SUSPECT. filt.d freq.data");
+        return false;
+    }
     return true;
 }
 

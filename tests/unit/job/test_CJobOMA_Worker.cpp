@@ -1,5 +1,7 @@
 #include "JobBench.h"
+#include "ResultDir.h"
 #include "offline/CReadFileMeas.h"
+#include "offline/CStudyOMA.h"
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -330,6 +332,63 @@ TEST_F(JobWorker, StudyReplacesTheWindow)
     EXPECT_EQ(vecfData[0], 0.0);
     EXPECT_GT(*std::max_element(vecfData.begin(), vecfData.end()), 50.0);
     EXPECT_EQ(FakeDli::Writes(g_nIdMeasUnit).size(), 1U); // the value of the PMUs goes out all the same
+}
+
+TEST_F(JobWorker, NoOptionBreaksAStudyPass)
+{
+    const CResultDir dir;
+    const std::wstring vecwstrValue[] = {L"",
+                                         L"x",
+                                         L"-",
+                                         L"0",
+                                         L"-1",
+                                         L"1e308",
+                                         L"-1e308",
+                                         L"1e-308",
+                                         L"NaN",
+                                         L"inf",
+                                         L"1,2",
+                                         L",,,,,,,",
+                                         L"2x",
+                                         L"0x1p9",
+                                         L"99999999999",
+                                         L"0.5,1e308,0.9,-1e308",
+                                         L"1e308,1,-0.5,0",
+                                         L"-1,-1,-1,-1",
+                                         L"1,1,1e-300,0"};
+    for (const std::wstring wstrPeak : {L"-PEAK:0.5,100,-0.02,0", L"-peak:"})
+        for (const std::wstring& wstrValue : vecwstrValue)
+        {
+            std::vector<std::wstring> vecwstrOption{L"-STUDY", L"-File:FFT", L"-fILE:pSM", L"-lma", wstrPeak};
+            for (const wchar_t* const pszName :
+                 {L"-nMaxHS:", L"-spec", L"-csv:", L"-dampCORR:", L"-noise:", L"-range:", L"-shift:", L"-peak:",
+                  L"-voltage:", L"-volt2:", L"-start:", L"-id:", L"-tdata:", L"-minfreq:", L"-rawmagn"})
+                for (int nTwice = 0; nTwice < 2; ++nTwice)
+                    vecwstrOption.push_back(pszName + wstrValue);
+            UseOptions(vecwstrOption);
+            Ready();
+            g_eDataSource = eSrcStudy;
+            for (int nPass = 0; nPass < 3; ++nPass)
+                Pass(g_nSec + nPass);
+            EXPECT_EQ(g_eAppState, eAppRun) << std::string(wstrValue.begin(), wstrValue.end());
+            EXPECT_LE(m_pJob->m_pdeqMeas->Size(), 256U);
+        }
+    CStudyOMA::s_nCount = 0;
+}
+
+TEST_F(JobWorker, NoRecordingBreaksAPass)
+{
+    const CResultDir dir;
+    std::ofstream(dir.Path("in.csv")) << "h\nt;nan;0;1;0\nt;inf;inf;-inf;0\nt;1e308;0;1e308;0\nt;1e999;nan;1;0\n";
+    CReadFileMeas reader(L"c:\\in.csv", true, {1}, {3}, "", "no", nullptr);
+    ASSERT_TRUE(reader.ReadData());
+    m_settings.pReadFile = &reader;
+    UseOptions({L"-file:fft", L"-file:psm"});
+    Ready();
+    g_eDataSource = eSrcMeasFile;
+    for (int nPass = 0; nPass < 8; ++nPass)
+        EXPECT_TRUE(Pass(g_nSec + nPass)) << nPass;
+    EXPECT_TRUE(FakeDli::Writes().empty() && g_eAppState == eAppRun);
 }
 
 TEST(JobConstruction, NullBandsAreTold)
