@@ -389,6 +389,7 @@ TEST_F(JobWorker, NoRecordingBreaksAPass)
     for (int nPass = 0; nPass < 8; ++nPass)
         EXPECT_TRUE(Pass(g_nSec + nPass)) << nPass;
     EXPECT_TRUE(FakeDli::Writes().empty() && g_eAppState == eAppRun);
+    m_pJob.reset(); // it lets go of the reader
 }
 
 TEST(JobConstruction, NullBandsAreTold)
