@@ -8,7 +8,7 @@
 /// phasors, a windowed sinc (Hamming) of 16 periods of the lower rate, centred on the cycle that goes out. So nothing
 /// is shifted in time; a cycle goes out 8 periods of the lower rate after its time.
 ///
-/// Frequencies     flat to 0.35 of the lower rate, half at 0.45, below 0.3 % from 0.55 on.
+/// Frequencies     flat within 0.6 % to 0.35 of the lower rate, half at 0.45, below 0.4 % from 0.55 on.
 /// Missing samples a sample that is absent or invalid is left out, and the others get its weight, while these have
 ///                 three quarters of all; else the sample that goes out is the middle one as it came, if that is
 ///                 invalid, or absent. Cycles in which all are absent do not go out.

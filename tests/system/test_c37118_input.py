@@ -72,6 +72,29 @@ class Synchrophasors(SystemTest):
                                      r"1 new configurations\n")
         self.assertRegex(vds.text(), r"stream south: \d+ data frames, .*2 connections\n")
 
+    def test_spontaneous_udp(self):
+        """One datagram a frame without any command; the configuration comes late, as it does each minute."""
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        self.write_streams((1, 2))
+        text = self.config.read_text()
+        begin, end = text.index("<Stream"), text.index("</Synchrophasors>")
+        self.config.write_text(text[:begin] + f'<Stream Name="n" UdpPort="{port}" Transport="spontaneous" StreamId="60">'
+                               '<Phasor Name="VA" Datapoint="1011"/></Stream>' + text[end:])
+        vds = self.vds()
+        device, index = north(), int(time.time()) * 50
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+            for i in range(30):
+                for datagram in ([device.config(time.time())] if i == 10 else []) + [device.data(index + i)]:
+                    sender.sendto(datagram, ("127.0.0.1", port))
+            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+            device.count += 1
+            sender.sendto(device.config(time.time()), ("127.0.0.1", port))
+            vds.wait_text("stream n: new configuration")
+        self.assertEqual(vds.stop(), 0)
+        self.assertRegex(vds.text(), r"stream n: 30 data frames, \d+ bytes, 1 new configurations\nvds: 20 cycles;")
+
     def test_from_a_probe_to_a_running_analysis(self):
         device = north()
         device.phasors["IA <1>"] = (1, 45776, current)

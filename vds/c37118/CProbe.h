@@ -31,6 +31,8 @@ class CProbe
     const CStreamReader& Reader() const { return m_reader; }
     const std::vector<SPmuWatch>& Pmus() const { return m_vecPmu; }
     unsigned WorstClock() const { return m_nWorstClock; }
+    /// Why the connection ended early; empty if it did not.
+    std::string Loss() const { return m_ecLost ? m_ecLost.message() : ""; }
     double Watched_s() const { return m_fWatched_s; }
 
   private:

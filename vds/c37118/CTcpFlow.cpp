@@ -31,7 +31,9 @@ bool CTcpFlow::Put(std::uint32_t p_nSeq, bool p_bSyn, TBytes p_payload, const st
     }
     if (static_cast<std::int32_t>(p_nSeq - m_nNext) > 0)
     {
-        m_mapWait.try_emplace(p_nSeq - m_nBase, p_payload.begin(), p_payload.end());
+        std::vector<std::uint8_t>& vecnWait = m_mapWait[p_nSeq - m_nBase];
+        if (vecnWait.size() < p_payload.size()) // a repetition may be longer
+            vecnWait.assign(p_payload.begin(), p_payload.end());
         if (m_mapWait.size() < g_nWaitMax)
             return true;
         m_nNext = m_nBase + m_mapWait.begin()->first;

@@ -338,9 +338,9 @@ std::string ProbeText(const CProbe& p_probe)
     const SConfigFrame& config = p_probe.Reader().Config();
     const SStreamCounters& counters = p_probe.Reader().m_counters;
     std::string strText =
-        Format("stream %u: %zu PMUs, %s, time base 1/%u s, version %u\n", unsigned{p_probe.Stream().nStreamId},
-               config.vecPmu.size(), RateText(config.nDataRate).c_str(), unsigned{config.nTimeBase},
-               unsigned{config.head.nVersion});
+        Format("stream %u: %zu %s, %s, time base 1/%u s, version %u\n", unsigned{p_probe.Stream().nStreamId},
+               config.vecPmu.size(), config.vecPmu.size() == 1 ? "PMU" : "PMUs", RateText(config.nDataRate).c_str(),
+               unsigned{config.nTimeBase}, unsigned{config.head.nVersion});
     for (std::size_t i = 0; i < config.vecPmu.size(); ++i)
         strText += PmuText(config.vecPmu[i], i < p_probe.Pmus().size() ? &p_probe.Pmus()[i] : nullptr,
                            p_probe.Reader().DataFrames());
@@ -349,6 +349,8 @@ std::string ProbeText(const CProbe& p_probe)
                std::to_string(counters.nCrcErrors + counters.nLengthMismatches) + " in error\n";
     if (p_probe.Reader().DataFrames() > 0)
         strText += "clock quality at worst " + ClockText(p_probe.WorstClock()) + "\n";
+    if (!p_probe.Loss().empty())
+        strText += "the connection was lost: " + p_probe.Loss() + "\n";
     if (counters.nOffGrid > 0)
         strText += "time stamps lie beside the grid: RoundToGrid is needed\n";
     return strText;
