@@ -166,19 +166,6 @@ TEST_F(CConfigurationTest, TheInstanceIsTakenFromAReaderOnceAndDeleted)
     CConfiguration::DeleteInstance();
 }
 
-TEST_F(CConfigurationTest, EveryExampleLoads)
-{
-    unsigned nExamples = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(OMA_EXAMPLE_DIR))
-    {
-        if (entry.path().extension() != ".xml")
-            continue;
-        ++nExamples;
-        EXPECT_EQ(m_reader.Read(entry.path().string(), ""), 0) << m_reader.Faults();
-    }
-    EXPECT_GE(nExamples, 1U);
-}
-
 TEST_F(CConfigurationTest, GivesTheStreamsWithTheirDefaults)
 {
     const CConfiguration* pConfig = Load(Changed(

@@ -10,16 +10,6 @@ class CSpecDynTest : public ModeTest
 };
 } // namespace
 
-TEST_F(CSpecDynTest, IsItsBandForAnotherOwner)
-{
-    EXPECT_EQ(m_spec.GetReso(), MR);
-    EXPECT_EQ(m_spec.GetFreqBeg(), 0.2);
-    EXPECT_EQ(m_spec.GetNoOfSamples(), 256U);
-    EXPECT_EQ(m_spec.GetOwnerId(), 42U);
-    EXPECT_TRUE(m_spec.GetLastTimePS()->IsZero());
-    EXPECT_EQ(m_spec.GetActDataPS()->GetQual(), 2);
-}
-
 TEST_F(CSpecDynTest, ContinuityCountsMoreThanPlace)
 {
     const std::int32_t vecPrio[5][3] = {{3, 2, 1}, {6, 5, 4}, {11, 9, 7}, {12, 10, 8}, {12, 10, 8}};
