@@ -3,6 +3,7 @@
 #include "vds/c37118/StateOfStat.h"
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace
@@ -19,8 +20,8 @@ std::string RateText(std::int32_t p_nRate)
 
 SSourceSample MakeSample(const std::complex<double>& p_value, std::uint64_t p_nState)
 {
-    const bool bPresent = std::isfinite(p_value.real()) && std::isfinite(p_value.imag());
-    if (!bPresent)
+    // Written so that NaN is absent as well.
+    if (!(std::abs(p_value) <= std::numeric_limits<float>::max()))
         return {};
     return {static_cast<float>(std::abs(p_value)), static_cast<float>(std::arg(p_value) * g_fDegree), p_nState, true};
 }

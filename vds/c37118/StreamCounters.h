@@ -9,7 +9,7 @@ struct SStreamCounters
     std::uint64_t nCrcErrors = 0;                          ///< frames dropped for their check word
     std::uint64_t nResyncs = 0;                            ///< places where bytes had to be skipped
     std::uint64_t nSkipped = 0;                            ///< bytes skipped
-    std::uint64_t nLengthMismatches = 0; ///< data frames that did not fit the configuration, or came ahead of it
+    std::uint64_t nLengthMismatches = 0; ///< data frames that did not fit the configuration
     std::uint64_t nTimeBack = 0;         ///< stamps ahead of the one before
     std::uint64_t nDuplicates = 0;       ///< stamps equal to the one before
     std::uint64_t nGaps = 0;             ///< places where stamps are missing
