@@ -3,6 +3,7 @@
 #include "host/ObjectGraphSteps.h"
 #include "link/CEventWriteOMA.h"
 #include "link/dli/EDli.h"
+#include "link/dli/Security.h"
 #include <exception>
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
@@ -93,6 +94,9 @@ bool ConnectEvent(const SBase& p_base, unsigned long* p_phSockEvent)
     if (!pConfig)
         return p_base.Fail("Invalid #pConfig# pointer");
     const CVDS& vds = pConfig->VDS();
+    const CSecurity& security = vds.Security();
+    SetSecurity({security.IsOn(), security.CAFile(), security.ClientCertificateFile(), security.ClientKeyFile(),
+                 security.TokenFile()});
     if (vds.IPAddr() == g_strVdsIp && vds.Port() == g_nVdsPort)
         return true;
     g_strVdsIp = vds.IPAddr();

@@ -1,14 +1,22 @@
 #include "CLinkStream.h"
+#include <algorithm>
+#include <array>
 #include <boost/asio/post.hpp>
+#include <boost/asio/ssl/error.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <chrono>
 #include <exception>
+#include <openssl/x509v3.h>
+#include <utility>
+#include <variant>
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
@@ -29,82 +37,210 @@ constexpr std::size_t g_nMaxPending = 64U << 20U;
 /// Frames kept for use again.
 constexpr std::size_t g_nSpare = 4;
 
-std::string PlainReason(const beast::error_code& p_ec)
+using TPlain = websocket::stream<beast::tcp_stream>;
+using TTls = websocket::stream<beast::ssl_stream<beast::tcp_stream>>;
+using TWeb = std::variant<TPlain, TTls>;
+
+TWeb MakeWeb(asio::ip::tcp::socket p_socket, const TTlsPtr& p_pTls)
 {
-    if (p_ec == websocket::error::closed || p_ec == asio::error::eof || p_ec == asio::error::connection_reset ||
-        p_ec == asio::error::broken_pipe)
-        return "closed by the other side";
-    if (p_ec == beast::error::timeout)
-        return g_strSilentPeer;
-    return p_ec.message();
+    if (p_pTls)
+        return TWeb(std::in_place_type<TTls>, std::move(p_socket), *p_pTls);
+    return TWeb(std::in_place_type<TPlain>, std::move(p_socket));
+}
+
+/// An entry of a certificate's subject, without what could disturb a line of text.
+std::string SubjectEntry(const X509* p_pCertificate, int p_nId)
+{
+    std::array<char, 65> buf{};
+    if (X509_NAME_get_text_by_NID(X509_get_subject_name(p_pCertificate), p_nId, buf.data(), buf.size()) <= 0)
+        return "";
+    std::string strEntry = buf.data();
+    std::replace_if(
+        strEntry.begin(), strEntry.end(), [](unsigned char p_n) { return p_n < 0x20 || p_n > 0x7E; }, '?');
+    return strEntry;
 }
 } // namespace
 
 struct CLinkStream::SWeb
 {
-    explicit SWeb(asio::ip::tcp::socket p_socket) : ws(std::move(p_socket)) {}
+    SWeb(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls)
+        : pTls(std::move(p_pTls)), web(MakeWeb(std::move(p_socket), pTls))
+    {
+    }
 
-    websocket::stream<beast::tcp_stream> ws;
+    template <class TDo>
+    decltype(auto) Do(TDo&& p_fnDo)
+    {
+        return std::visit(std::forward<TDo>(p_fnDo), web);
+    }
+    beast::tcp_stream& Tcp()
+    {
+        return Do([](auto& r_ws) -> beast::tcp_stream& { return beast::get_lowest_layer(r_ws); });
+    }
+    /// Why an operation has failed, in plain words.
+    std::string Reason(const beast::error_code& p_ec)
+    {
+        if (!strFault.empty())
+            return g_strTls + "certificate of the other side: " + strFault;
+        if (p_ec == websocket::error::closed)
+        {
+            const websocket::close_reason reason = Do([](auto& r_ws) { return r_ws.reason(); });
+            if (reason.code == websocket::close_code::policy_error)
+                return g_strRefused + std::string(reason.reason.data(), reason.reason.size());
+        }
+        if (p_ec == websocket::error::closed || p_ec == asio::error::eof || p_ec == asio::error::connection_reset ||
+            p_ec == asio::error::broken_pipe || p_ec == asio::ssl::error::stream_truncated)
+            return "closed by the other side";
+        if (p_ec == beast::error::timeout)
+            return g_strSilentPeer;
+        if (p_ec.category() == asio::error::get_ssl_category())
+            return g_strTls + p_ec.message();
+        return p_ec.message();
+    }
+
+    const TTlsPtr pTls;
+    TWeb web;
+    std::string strFault; ///< of the peer's certificate
     beast::flat_buffer bufIn;
     http::request<http::string_body> request;
 };
 
-CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket) : m_pWeb(std::make_unique<SWeb>(std::move(p_socket)))
+CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls, const std::string& p_strHost)
+    : m_pWeb(std::make_unique<SWeb>(std::move(p_socket), std::move(p_pTls)))
 {
-    m_pWeb->ws.binary(true);
-    m_pWeb->ws.auto_fragment(false);
-    m_pWeb->ws.write_buffer_bytes(g_nFrameBytes);
-    m_pWeb->ws.read_message_max(g_nMaxMessage);
-    websocket::stream_base::timeout timeout{};
-    timeout.handshake_timeout = g_tHandshake;
-    timeout.idle_timeout = g_tIdle;
-    timeout.keep_alive_pings = true;
-    m_pWeb->ws.set_option(timeout);
+    m_pWeb->Do(
+        [](auto& r_ws)
+        {
+            r_ws.binary(true);
+            r_ws.auto_fragment(false);
+            r_ws.write_buffer_bytes(g_nFrameBytes);
+            r_ws.read_message_max(g_nMaxMessage);
+            websocket::stream_base::timeout timeout{};
+            timeout.handshake_timeout = g_tHandshake;
+            timeout.idle_timeout = g_tIdle;
+            timeout.keep_alive_pings = true;
+            r_ws.set_option(timeout);
+        });
+    TTls* const pWs = std::get_if<TTls>(&m_pWeb->web);
+    if (!pWs)
+        return;
+    m_peer.bTls = true;
+    pWs->next_layer().set_verify_callback(
+        [pWeb = m_pWeb.get()](bool p_bOk, asio::ssl::verify_context& r_context)
+        {
+            if (!p_bOk)
+                pWeb->strFault = X509_verify_cert_error_string(X509_STORE_CTX_get_error(r_context.native_handle()));
+            return p_bOk;
+        });
+    if (p_strHost.empty())
+        return;
+    SSL* const pSsl = pWs->next_layer().native_handle();
+    if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(pSsl), p_strHost.c_str()) != 1)
+    {
+        SSL_set1_host(pSsl, p_strHost.c_str());
+        SSL_set_tlsext_host_name(pSsl, p_strHost.c_str());
+    }
 }
 
 CLinkStream::~CLinkStream() = default;
 
+/// The handshake of TLS, if there is one, and then p_fnNext.
+template <class TNext>
+void CLinkStream::Secure(bool p_bServer, TNext p_fnNext)
+{
+    TTls* const pWs = std::get_if<TTls>(&m_pWeb->web);
+    if (!pWs)
+        return p_fnNext();
+    pWs->next_layer().async_handshake(
+        p_bServer ? asio::ssl::stream_base::server : asio::ssl::stream_base::client,
+        [self = shared_from_this(), p_fnNext, pWs](const beast::error_code& p_ec)
+        {
+            if (p_ec)
+            {
+                const std::string strReason = self->m_pWeb->Reason(p_ec);
+                return self->Closed(IsRefusal(strReason) ? strReason : g_strTls + "no handshake: " + strReason);
+            }
+            const std::unique_ptr<X509, decltype(&X509_free)> pCertificate(
+                SSL_get1_peer_certificate(pWs->next_layer().native_handle()), X509_free);
+            if (pCertificate && SSL_get_verify_result(pWs->next_layer().native_handle()) == X509_V_OK)
+            {
+                self->m_peer.bCertificate = true;
+                self->m_peer.strName = SubjectEntry(pCertificate.get(), NID_commonName);
+                self->m_peer.bOperator = SubjectEntry(pCertificate.get(), NID_organizationalUnitName) == "operator";
+            }
+            p_fnNext();
+        });
+}
+
 void CLinkStream::Accept(std::shared_ptr<ILinkUser> p_pUser)
 {
     m_pUser = std::move(p_pUser);
-    beast::get_lowest_layer(m_pWeb->ws).expires_after(g_tHandshake);
-    http::async_read(m_pWeb->ws.next_layer(), m_pWeb->bufIn, m_pWeb->request,
-                     [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
-                     {
-                         beast::get_lowest_layer(self->m_pWeb->ws).expires_never();
-                         if (p_ec || !websocket::is_upgrade(self->m_pWeb->request))
-                             return self->Closed("no WebSocket handshake");
-                         if (self->m_pWeb->request.find(http::field::origin) != self->m_pWeb->request.end())
-                             return self->Closed("request of a web page refused");
-                         self->m_pWeb->ws.async_accept(self->m_pWeb->request,
-                                                       [self](const beast::error_code& p_ecAccept)
-                                                       {
-                                                           if (p_ecAccept)
-                                                               return self->Closed("no WebSocket handshake");
-                                                           self->Opened();
-                                                       });
-                     });
+    m_pWeb->Tcp().expires_after(g_tHandshake);
+    Secure(true, [self = shared_from_this()] { self->AcceptWeb(); });
+}
+
+void CLinkStream::AcceptWeb()
+{
+    m_pWeb->Do(
+        [this](auto& r_ws)
+        {
+            http::async_read(r_ws.next_layer(), m_pWeb->bufIn, m_pWeb->request,
+                             [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+                             {
+                                 self->m_pWeb->Tcp().expires_never();
+                                 if (p_ec && p_ec.category() == asio::error::get_ssl_category())
+                                     return self->Closed(self->m_pWeb->Reason(p_ec));
+                                 if (p_ec || !websocket::is_upgrade(self->m_pWeb->request))
+                                     return self->Closed("no WebSocket handshake");
+                                 if (self->m_pWeb->request.find(http::field::origin) != self->m_pWeb->request.end())
+                                     return self->Closed("request of a web page refused");
+                                 self->AcceptUpgrade();
+                             });
+        });
+}
+
+void CLinkStream::AcceptUpgrade()
+{
+    m_pWeb->Do(
+        [this](auto& r_ws)
+        {
+            r_ws.async_accept(m_pWeb->request,
+                              [self = shared_from_this()](const beast::error_code& p_ec)
+                              {
+                                  if (p_ec)
+                                      return self->Closed("no WebSocket handshake");
+                                  self->Opened();
+                              });
+        });
 }
 
 void CLinkStream::Connect(const asio::ip::tcp::endpoint& p_endpoint, std::shared_ptr<ILinkUser> p_pUser)
 {
     m_pUser = std::move(p_pUser);
-    beast::get_lowest_layer(m_pWeb->ws).expires_after(g_tHandshake);
-    beast::get_lowest_layer(m_pWeb->ws)
-        .async_connect(p_endpoint,
-                       [self = shared_from_this()](const beast::error_code& p_ec)
-                       {
-                           if (p_ec)
-                               return self->Closed(p_ec.message());
-                           beast::get_lowest_layer(self->m_pWeb->ws).expires_never();
-                           self->m_pWeb->ws.async_handshake("localhost", "/dli",
-                                                            [self](const beast::error_code& p_ecShake)
-                                                            {
-                                                                if (p_ecShake)
-                                                                    return self->Closed(PlainReason(p_ecShake));
-                                                                self->Opened();
-                                                            });
-                       });
+    m_pWeb->Tcp().expires_after(g_tHandshake);
+    m_pWeb->Tcp().async_connect(
+        p_endpoint,
+        [self = shared_from_this()](const beast::error_code& p_ec)
+        {
+            if (p_ec)
+                return self->Closed(p_ec.message());
+            self->Secure(false,
+                         [self]
+                         {
+                             self->m_pWeb->Tcp().expires_never();
+                             self->m_pWeb->Do(
+                                 [&self](auto& r_ws)
+                                 {
+                                     r_ws.async_handshake("localhost", "/dli",
+                                                          [self](const beast::error_code& p_ecShake)
+                                                          {
+                                                              if (p_ecShake)
+                                                                  return self->Closed(self->m_pWeb->Reason(p_ecShake));
+                                                              self->Opened();
+                                                          });
+                                 });
+                         });
+        });
 }
 
 void CLinkStream::Opened()
@@ -112,7 +248,7 @@ void CLinkStream::Opened()
     if (!m_pUser)
         return;
     beast::error_code ecIgnored;
-    beast::get_lowest_layer(m_pWeb->ws).socket().set_option(asio::ip::tcp::no_delay(true), ecIgnored);
+    m_pWeb->Tcp().socket().set_option(asio::ip::tcp::no_delay(true), ecIgnored);
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bOpen = true;
@@ -124,16 +260,20 @@ void CLinkStream::Opened()
 
 void CLinkStream::Read()
 {
-    m_pWeb->ws.async_read(
-        m_pWeb->bufIn,
-        [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+    m_pWeb->Do(
+        [this](auto& r_ws)
         {
-            if (p_ec == websocket::error::message_too_big || p_ec == websocket::error::buffer_overflow)
-                return self->Closed("message larger than " + std::to_string(g_nMaxMessage) + " bytes");
-            if (p_ec)
-                return self->Closed(PlainReason(p_ec));
-            if (self->Dispatch())
-                self->Read();
+            r_ws.async_read(
+                m_pWeb->bufIn,
+                [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+                {
+                    if (p_ec == websocket::error::message_too_big || p_ec == websocket::error::buffer_overflow)
+                        return self->Closed("message larger than " + std::to_string(g_nMaxMessage) + " bytes");
+                    if (p_ec)
+                        return self->Closed(self->m_pWeb->Reason(p_ec));
+                    if (self->Dispatch())
+                        self->Read();
+                });
         });
 }
 
@@ -142,7 +282,8 @@ bool CLinkStream::Dispatch()
 {
     const std::size_t nSize = m_pWeb->bufIn.size();
     m_frameIn.Clear();
-    if (!m_pWeb->ws.got_binary() || !m_frameIn.ParseFromArray(m_pWeb->bufIn.data().data(), static_cast<int>(nSize)))
+    const bool bBinary = m_pWeb->Do([](auto& r_ws) { return r_ws.got_binary(); });
+    if (!bBinary || !m_frameIn.ParseFromArray(m_pWeb->bufIn.data().data(), static_cast<int>(nSize)))
     {
         Closed("malformed message of " + std::to_string(nSize) + " bytes");
         return false;
@@ -156,6 +297,11 @@ bool CLinkStream::Dispatch()
         try
         {
             pUser->OnLinkMessage(message);
+        }
+        catch (const CLinkRefusal& refusal)
+        {
+            Refuse(refusal.what());
+            return false;
         }
         catch (const std::exception& ex)
         {
@@ -194,7 +340,7 @@ void CLinkStream::Queued(std::size_t p_nBytes)
     if (m_bWriting)
         return;
     m_bWriting = true;
-    asio::post(m_pWeb->ws.get_executor(), [self = shared_from_this()] { self->WriteNext(); });
+    asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this()] { self->WriteNext(); });
 }
 
 void CLinkStream::WriteNext()
@@ -215,13 +361,17 @@ void CLinkStream::WriteNext()
         if (m_vecSpare.size() < g_nSpare)
             m_vecSpare.push_back(std::move(pFrame));
     }
-    m_pWeb->ws.async_write(asio::buffer(m_strOut),
-                           [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
-                           {
-                               if (p_ec)
-                                   return self->Closed(PlainReason(p_ec));
-                               self->WriteNext();
-                           });
+    m_pWeb->Do(
+        [this](auto& r_ws)
+        {
+            r_ws.async_write(asio::buffer(m_strOut),
+                             [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
+                             {
+                                 if (p_ec)
+                                     return self->Closed(self->m_pWeb->Reason(p_ec));
+                                 self->WriteNext();
+                             });
+        });
 }
 
 std::size_t CLinkStream::Pending() const
@@ -232,7 +382,24 @@ std::size_t CLinkStream::Pending() const
 
 void CLinkStream::Close(const std::string& p_strReason)
 {
-    asio::post(m_pWeb->ws.get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
+    asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
+}
+
+/// Tells the peer why, and closes.
+void CLinkStream::Refuse(const std::string& p_strReason)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mtxOut);
+        m_bOpen = false;
+    }
+    websocket::close_reason reason(websocket::close_code::policy_error);
+    reason.reason.assign(p_strReason.data(), std::min(p_strReason.size(), reason.reason.max_size()));
+    m_pWeb->Do(
+        [&](auto& r_ws)
+        {
+            r_ws.async_close(reason, [self = shared_from_this(), p_strReason](const beast::error_code&)
+                             { self->Closed(g_strRefused + p_strReason); });
+        });
 }
 
 void CLinkStream::Closed(const std::string& p_strReason)
@@ -247,7 +414,7 @@ void CLinkStream::Closed(const std::string& p_strReason)
         m_queFrame.clear();
         m_nPending = 0;
     }
-    beast::get_lowest_layer(m_pWeb->ws).close();
+    m_pWeb->Tcp().close();
     pUser->OnLinkClosed(p_strReason);
 }
 } // namespace Norvik::Energy::Kestrel::Link

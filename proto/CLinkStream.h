@@ -1,4 +1,5 @@
 #pragma once
+#include "LinkSecurity.h"
 #include "link.pb.h"
 #include <boost/asio/ip/tcp.hpp>
 #include <cstddef>
@@ -6,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,13 @@ inline constexpr std::size_t g_nMaxEventText = 64U << 10U; ///< bytes of an even
 
 /// Why a stream has closed, if its peer gave no sign of life.
 inline const std::string g_strSilentPeer = "no sign of life from the other side";
+
+/// Thrown by a user of a stream that does not accept its peer: the peer is told the text.
+class CLinkRefusal : public std::runtime_error
+{
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 /// Who a stream reports to, on the thread of its io_context.
 class ILinkUser
@@ -39,7 +48,9 @@ class ILinkUser
 class CLinkStream : public std::enable_shared_from_this<CLinkStream>
 {
   public:
-    explicit CLinkStream(boost::asio::ip::tcp::socket p_socket);
+    /// @param p_pTls null: plain text. @param p_strHost name or address that the server's certificate has to be for.
+    explicit CLinkStream(boost::asio::ip::tcp::socket p_socket, TTlsPtr p_pTls = nullptr,
+                         const std::string& p_strHost = "");
     ~CLinkStream();
     CLinkStream(const CLinkStream&) = delete;
     CLinkStream& operator=(const CLinkStream&) = delete;
@@ -64,6 +75,8 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     }
     /// Bytes that wait to be sent.
     std::size_t Pending() const;
+    /// From OnLinkOpen on.
+    const SLinkPeer& Peer() const { return m_peer; }
     void Close(const std::string& p_strReason);
 
   private:
@@ -74,16 +87,22 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
         std::size_t nBytes = 0;
     };
 
+    template <class TNext>
+    void Secure(bool p_bServer, TNext p_fnNext);
+    void AcceptWeb();
+    void AcceptUpgrade();
     void Opened();
     void Read();
     bool Dispatch();
     void WriteNext();
+    void Refuse(const std::string& p_strReason);
     void Closed(const std::string& p_strReason);
     // ---- under m_mtxOut ----
     Frame& BackFrame();
     void Queued(std::size_t p_nBytes);
 
     const std::unique_ptr<SWeb> m_pWeb;
+    SLinkPeer m_peer;
     std::shared_ptr<ILinkUser> m_pUser; ///< null before the handshake and after the end
     Frame m_frameIn;
     std::string m_strOut; ///< the frame on its way

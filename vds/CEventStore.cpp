@@ -2,12 +2,7 @@
 #include "vds/IsoTime.h"
 #include <algorithm>
 #include <boost/json.hpp>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace json = boost::json;
 
@@ -16,6 +11,8 @@ namespace
 constexpr std::int32_t g_eKeyRestart = 7;
 constexpr std::int32_t g_eAPP = 1;
 constexpr std::size_t g_nMaxHistory = 100000;
+constexpr std::size_t g_nMaxStanding = 10000;
+constexpr std::size_t g_nMaxTextBytes = 32U << 20U; ///< of a history's texts
 
 std::string StateLine(const SEvent& p_event)
 {
@@ -51,54 +48,80 @@ std::string EventLine(const SEvent& p_event)
 
 void CEventStore::Open(const std::string& p_strPath)
 {
-    std::string strAll;
-    {
-        std::ifstream file(p_strPath, std::ios::binary);
-        if (file)
-        {
-            std::ostringstream text;
-            text << file.rdbuf();
-            strAll = text.str();
-        }
-    }
-    const std::size_t nWhole = strAll.rfind('\n') + 1; // 0 if there is no line at all
-    std::istringstream lines(strAll.substr(0, nWhole));
-    std::string strLine;
-    for (unsigned nLine = 1; std::getline(lines, strLine); ++nLine)
-    {
-        try
-        {
-            Take(ParseStateLine(strLine));
-        }
-        catch (const std::exception& ex)
-        {
-            throw std::runtime_error("file '" + p_strPath + "', line " + std::to_string(nLine) +
-                                     ": expected an event of the server: " + ex.what());
-        }
-    }
-    if (nWhole != strAll.size() && ::truncate(p_strPath.c_str(), static_cast<off_t>(nWhole)) != 0)
-        throw std::runtime_error("file '" + p_strPath + "': cannot be written: " + std::strerror(errno));
-    m_file.Open(p_strPath);
+    m_file.Open(p_strPath,
+                [&](const std::string& p_strLine, unsigned p_nLine)
+                {
+                    try
+                    {
+                        Take(ParseStateLine(p_strLine));
+                    }
+                    catch (const std::exception& ex)
+                    {
+                        throw std::runtime_error("file '" + p_strPath + "', line " + std::to_string(p_nLine) +
+                                                 ": expected an event of the server: " + ex.what());
+                    }
+                });
+    CompactIfLarge();
 }
 
 void CEventStore::Add(const SEvent& p_event)
 {
-    Take(p_event);
+    const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
+    if (p_event.eTrans == g_eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
+        throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " stand already");
     if (p_event.eKey != g_eKeyRestart && m_file.IsOpen())
-        m_file.WriteSync(StateLine(p_event));
+        m_file.Append(StateLine(p_event));
+    Take(p_event);
+    CompactIfLarge();
+}
+
+/// What is kept in memory is kept in the file.
+void CEventStore::CompactIfLarge()
+{
+    if (!m_file.IsOpen() || m_file.Size() < m_nCompactSize)
+        return;
+    const std::uint64_t nFirst = m_nOrder - m_queAll.size() + 1;
+    std::map<std::uint64_t, const SEvent*> mapOld; ///< standing, and older than the history
+    for (const auto& [key, span] : m_mapStanding)
+    {
+        if (span.nOrder < nFirst)
+            mapOld[span.nOrder] = &span.app;
+    }
+    std::string strText;
+    for (const auto& [nOrder, pEvent] : mapOld)
+        strText += StateLine(*pEvent) + '\n';
+    for (const SEvent& event : m_queAll)
+    {
+        if (event.eKey != g_eKeyRestart)
+            strText += StateLine(event) + '\n';
+    }
+    try
+    {
+        m_file.Replace(strText);
+    }
+    catch (const std::exception&)
+    {
+        // The old file stands and goes on to grow: no event is worse off.
+    }
+    m_nCompactSize = std::max(m_nCompactSize, 2 * m_file.Size());
 }
 
 void CEventStore::Take(const SEvent& p_event)
 {
+    ++m_nOrder;
     m_queAll.push_back(p_event);
-    if (m_queAll.size() > g_nMaxHistory)
+    m_nTextBytes += p_event.strText.size();
+    while (m_queAll.size() > g_nMaxHistory || m_nTextBytes > g_nMaxTextBytes)
+    {
+        m_nTextBytes -= m_queAll.front().strText.size();
         m_queAll.pop_front();
+    }
     if (p_event.eKey == g_eKeyRestart)
         return;
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     Close(key, p_event.nTicks);
     if (p_event.eTrans == g_eAPP)
-        m_mapStanding[key] = {p_event, ++m_nOrder};
+        m_mapStanding[key] = {p_event, m_nOrder};
 }
 
 /// The order of arrival decides: an end that is stamped ahead of its beginning leaves a span without extent.
@@ -108,10 +131,14 @@ void CEventStore::Close(const TKey& p_key, std::int64_t p_nTicks)
     if (it == m_mapStanding.end())
         return;
     it->second.nEnd = std::max(p_nTicks, it->second.app.nTicks);
+    m_nEndedBytes += it->second.app.strText.size();
     m_queEnded.push_back(std::move(it->second));
     m_mapStanding.erase(it);
-    if (m_queEnded.size() > g_nMaxHistory)
+    while (m_queEnded.size() > g_nMaxHistory || m_nEndedBytes > g_nMaxTextBytes)
+    {
+        m_nEndedBytes -= m_queEnded.front().app.strText.size();
         m_queEnded.pop_front();
+    }
 }
 
 std::vector<SEvent> CEventStore::StandingAt(std::int64_t p_nTicks) const

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace
 {
@@ -51,15 +50,6 @@ void CJsonLog::Write(const std::string& p_strLine)
     const std::string strLine = p_strLine + '\n';
     if (std::fwrite(strLine.data(), 1, strLine.size(), m_pFile.get()) != strLine.size() ||
         std::fflush(m_pFile.get()) != 0)
-        throw std::runtime_error("file '" + m_strPath + "': cannot be written: " + std::strerror(errno));
-}
-
-void CJsonLog::WriteSync(const std::string& p_strLine)
-{
-    if (!m_pFile)
-        return;
-    Write(p_strLine);
-    if (::fsync(::fileno(m_pFile.get())) != 0)
         throw std::runtime_error("file '" + m_strPath + "': cannot be written: " + std::strerror(errno));
 }
 

@@ -13,8 +13,6 @@ class CJsonLog
     void Open(const std::string& p_strPath);
     /// @throws std::runtime_error if the line cannot be written.
     void Write(const std::string& p_strLine);
-    /// Write, and wait until the line is on the disk.
-    void WriteSync(const std::string& p_strLine);
     bool IsOpen() const { return m_pFile != nullptr; }
 
   private:

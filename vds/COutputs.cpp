@@ -7,6 +7,7 @@ constexpr std::uint64_t g_nStateSuspect = 0x0080000000000000;
 constexpr std::size_t g_nMaxWriters = 10000;
 /// Channels of which the newest value is kept after their stop.
 constexpr std::size_t g_nMaxStopped = 10000;
+constexpr std::size_t g_nMaxChannels = 100000;
 } // namespace
 
 int QualityOfState(std::uint64_t p_nState)
@@ -28,7 +29,7 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
         if (writer.nPmu == p_nPmu && key.first != p_nSession)
             return eOtherConnection;
     }
-    if (m_mapWriter.size() >= g_nMaxWriters)
+    if (m_mapWriter.size() >= g_nMaxWriters || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels)
         return eTooMany;
     SWriter& writer = m_mapWriter[{p_nSession, p_nWriter}];
     for (const std::uint64_t nId : writer.vecnId)

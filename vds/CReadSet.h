@@ -46,6 +46,7 @@ class CReadSet
     void Offer(const SSourceCycle& p_cycle, const std::function<void(const SSourceCycle&)>& p_fnSend);
     /// Whether a cycle of the source is one of the set. Cycles of the source's grid that lie beside the set's are
     /// skipped; a stamp that is on neither is a fault of the data and is passed on.
+    std::size_t Channels() const { return m_veciSample.size(); }
     bool Takes(std::int64_t p_nTicks) const;
     void Fill(const SSourceCycle& p_cycle, TTime p_tNow, Norvik::Energy::Kestrel::Link::Cycle& r_cycle);
 

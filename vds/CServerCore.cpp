@@ -16,6 +16,8 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 namespace
 {
 constexpr std::size_t g_nMaxSessions = 200;
+constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 100;
+constexpr auto g_tTurnedAwayLine = std::chrono::seconds(1);
 /// Cycles in a row before other things get their turn.
 constexpr int g_nBatch = 16;
 /// A replay waits so long for further sets after the first, and for a client that does not come to rest.
@@ -48,6 +50,7 @@ void CServerCore::Line(const std::string& p_strText)
 
 void CServerCore::Start()
 {
+    m_access.Open(m_config.security);
     Listen(m_acceptorEvent, m_config.nPortEvent);
     Listen(m_acceptorData, m_config.nPortData);
     m_nPortEvent = m_acceptorEvent.local_endpoint().port();
@@ -79,6 +82,9 @@ void CServerCore::Listen(TAcceptor& r_acceptor, unsigned p_nPort)
         asio::ip::make_address(m_config.strAddr == "localhost" ? "127.0.0.1" : m_config.strAddr, ec);
     if (ec)
         throw std::runtime_error("address '" + m_config.strAddr + "': expected the number of a network address");
+    if (!address.is_loopback() && !m_access.Tls())
+        throw std::runtime_error("address '" + m_config.strAddr +
+                                 "' is reached by other machines: expected element Security in the configuration");
     if (p_nPort > 65535)
         throw std::runtime_error("port " + strWhere + ": expected 1 to 65535");
     const asio::ip::tcp::endpoint endpoint(address, static_cast<std::uint16_t>(p_nPort));
@@ -104,19 +110,8 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
                 return;
             if (p_ec)
                 Line("a connection could not be accepted: " + p_ec.message());
-            else if (m_mapSession.size() >= g_nMaxSessions)
-                Line("connection refused: there are " + std::to_string(g_nMaxSessions) + " already");
             else
-            {
-                boost::system::error_code ecPeer;
-                const asio::ip::tcp::endpoint peer = p_socket.remote_endpoint(ecPeer);
-                auto pStream = std::make_shared<Link::CLinkStream>(std::move(p_socket));
-                auto pSession =
-                    std::make_shared<CSession>(*this, ++m_nLastSession, p_bDataPort, pStream,
-                                               peer.address().to_string() + ":" + std::to_string(peer.port()));
-                m_mapSession[m_nLastSession] = pSession;
-                pStream->Accept(pSession);
-            }
+                Welcome(std::move(p_socket), p_bDataPort);
             if (!p_ec)
                 return Accept(r_acceptor, p_bDataPort);
             // Out of file handles, as a rule: not at once again.
@@ -129,6 +124,41 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
 void CServerCore::Post(std::function<void()> p_fnCall)
 {
     asio::post(m_io, std::move(p_fnCall));
+}
+
+void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
+{
+    boost::system::error_code ec;
+    const asio::ip::tcp::endpoint peer = p_socket.remote_endpoint(ec);
+    const std::string strAddr = peer.address().to_string();
+    if (const std::string strWhy = WhyNot(strAddr); !strWhy.empty())
+    {
+        // Whoever knocks without end shall not fill the operator's screen.
+        const TTime tNow = std::chrono::steady_clock::now();
+        if (tNow - m_tTurnedAway >= g_tTurnedAwayLine)
+            Line("connection from " + strAddr + " refused: " + strWhy);
+        m_tTurnedAway = tNow;
+        return;
+    }
+    auto pStream = std::make_shared<Link::CLinkStream>(std::move(p_socket), m_access.Tls());
+    auto pSession = std::make_shared<CSession>(*this, ++m_nLastSession, p_bDataPort, pStream, strAddr, peer.port());
+    m_mapSession[m_nLastSession] = pSession;
+    pSession->AwaitHello();
+    pStream->Accept(pSession);
+}
+
+/// Empty: a connection from there is taken.
+std::string CServerCore::WhyNot(const std::string& p_strAddr) const
+{
+    if (m_mapSession.size() >= g_nMaxSessions)
+        return "there are " + std::to_string(g_nMaxSessions) + " already";
+    if (std::count_if(m_mapSession.begin(), m_mapSession.end(),
+                      [&](const auto& p_entry)
+                      { return p_entry.second->Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
+        return "there are " + std::to_string(g_nMaxSessionsOfPeer) + " from there already";
+    if (m_access.IsBarred(p_strAddr, std::chrono::steady_clock::now()))
+        return "too many refusals in a short time";
+    return "";
 }
 
 void CServerCore::Stop()
@@ -237,18 +267,27 @@ bool CServerCore::IsWallTime(std::int64_t p_nTicks) const
     return std::abs(DataNow() - nWall) > g_nNow && p_nTicks > nWall - g_nNow;
 }
 
-void CServerCore::Publish(SEvent p_event)
+bool CServerCore::Publish(SEvent p_event)
 {
     p_event.nArrival = WallTicks();
     if (p_event.nTicks == 0)
         p_event.nTicks = DataNow();
-    Guarded([&] { m_events.Add(p_event); });
+    bool bKept = false;
+    Guarded(
+        [&]
+        {
+            m_events.Add(p_event);
+            bKept = true;
+        });
+    if (!bKept)
+        return false;
     Guarded([&] { m_eventLog.Write(EventLine(p_event)); });
     for (const auto& [nId, pSession] : m_mapSession)
     {
         if (pSession->IsSubscribed())
             pSession->SendEvent(p_event);
     }
+    return true;
 }
 
 std::vector<SEvent> CServerCore::StandingAt(std::int64_t p_nTicks) const

@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/CAccess.h"
 #include "vds/CEventStore.h"
 #include "vds/COutputs.h"
 #include "vds/CPace.h"
@@ -51,6 +52,8 @@ class CServerCore
     CEventStore& Events() { return m_events; }
     COutputs& Outputs() { return m_outputs; }
     CDeliveryTimes& Times() { return m_times; }
+    CAccess& Access() { return m_access; }
+    boost::asio::io_context& Io() { return m_io; }
     void Line(const std::string& p_strText);
     /// Runs what writes to a file: a failure there is one line to the operator and nobody else's trouble.
     template <class TWrite>
@@ -69,7 +72,8 @@ class CServerCore
     void Kick();
     /// A client has done something else than to take data.
     void Touch(std::uint64_t p_nClient);
-    void Publish(SEvent p_event);
+    /// @return false if the event could not be kept, and so nobody has been told of it.
+    bool Publish(SEvent p_event);
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
     std::vector<SEvent> EventsSince(std::int64_t p_nTicks) const;
     void ValuesRefused() { ++m_nRefused; }
@@ -83,6 +87,8 @@ class CServerCore
 
     void Listen(TAcceptor& r_acceptor, unsigned p_nPort);
     void Accept(TAcceptor& r_acceptor, bool p_bDataPort);
+    void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
+    std::string WhyNot(const std::string& p_strAddr) const;
     void End();
 
     // ---- the source ----
@@ -110,6 +116,8 @@ class CServerCore
     unsigned m_nPortData = 0;
     std::thread m_thread;
 
+    CAccess m_access;
+    TTime m_tTurnedAway{}; ///< last line about it
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;

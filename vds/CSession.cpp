@@ -10,6 +10,11 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 namespace
 {
 constexpr std::size_t g_nMaxSets = 1000;
+constexpr std::size_t g_nMaxIds = 100000; ///< channels of all sets of a connection
+constexpr unsigned g_nMaxPostsRefused = 20;
+constexpr std::size_t g_nMaxName = 100;
+constexpr std::uint32_t g_nMaxStall_ms = 3600000;
+constexpr auto g_tHello = std::chrono::seconds(5);
 constexpr std::int64_t g_nWindow_ms = 10000; ///< what a client keeps for a set
 constexpr std::int64_t g_nMaxWindow = 64;
 /// Events in one part of a reply, by the bytes of their texts.
@@ -66,14 +71,29 @@ std::string ChannelText(const COutputs::SChannel& p_channel)
 } // namespace
 
 CSession::CSession(CServerCore& p_core, std::uint64_t p_nId, bool p_bDataPort,
-                   std::shared_ptr<Link::CLinkStream> p_pStream, std::string p_strPeer)
+                   std::shared_ptr<Link::CLinkStream> p_pStream, std::string p_strAddr, unsigned p_nPort)
     : m_core(p_core), m_nId(p_nId), m_bDataPort(p_bDataPort), m_pStream(std::move(p_pStream)),
-      m_strPeer(std::move(p_strPeer))
+      m_strAddr(std::move(p_strAddr)), m_strPeer(m_strAddr + ":" + std::to_string(p_nPort)), m_timerHello(p_core.Io())
 {
+}
+
+void CSession::AwaitHello()
+{
+    m_timerHello.expires_after(g_tHello);
+    m_timerHello.async_wait(
+        [pwSelf = weak_from_this()](const boost::system::error_code& p_ec)
+        {
+            const std::shared_ptr<CSession> pSelf = pwSelf.lock();
+            if (!p_ec && pSelf)
+                pSelf->Close("no greeting in time");
+        });
 }
 
 void CSession::OnLinkClosed(const std::string& p_strReason)
 {
+    m_timerHello.cancel();
+    if (Link::IsRefusal(p_strReason))
+        m_core.Access().NoteRefusal(m_strAddr, std::chrono::steady_clock::now());
     m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
 }
 
@@ -107,15 +127,31 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
     }
 }
 
-void CSession::OnHello(const Link::Hello& p_hello)
+/// @throws anything that tells why the client is not wanted.
+void CSession::CheckHello(const Link::Hello& p_hello) const
 {
     if (p_hello.version() != Link::g_nLinkVersion)
-        throw std::runtime_error("version " + std::to_string(p_hello.version()) + " of the link: expected " +
+        throw Link::CLinkRefusal("version " + std::to_string(p_hello.version()) + " of the link: expected " +
                                  std::to_string(Link::g_nLinkVersion));
-    if (m_bHello || p_hello.name().size() > 100)
+    // The name stands in lines of text; "source" is that of the server's own events.
+    const std::string& strName = p_hello.name();
+    const bool bPlain =
+        std::all_of(strName.begin(), strName.end(), [](unsigned char p_n) { return p_n >= 0x20 && p_n != 0x7F; });
+    if (m_bHello || strName.size() > g_nMaxName || !bPlain || strName == "source")
         throw std::runtime_error("wrong greeting");
-    m_bHello = true;
+}
+
+void CSession::OnHello(const Link::Hello& p_hello)
+{
+    CheckHello(p_hello);
+    const Link::SLinkPeer& peer = m_pStream->Peer();
     m_strName = p_hello.name();
+    m_eRole = m_core.Access().RoleOf(peer, p_hello.token());
+    m_bHello = true;
+    m_timerHello.cancel();
+    if (peer.bCertificate)
+        m_strName += "@" + peer.strName;
+    m_eElemType = p_hello.element_type();
     m_nClient = p_hello.client();
     m_pStream->Send([](Link::Message& r_message) { r_message.mutable_welcome()->set_version(Link::g_nLinkVersion); });
 }
@@ -147,6 +183,11 @@ void CSession::OnStartSet(const Link::StartSet& p_start)
 {
     if (p_start.ids().empty() || (p_start.rate() <= 0 && p_start.cycle_ms() <= 0))
         throw std::runtime_error("start of a read set without channels or without a rate");
+    std::size_t nIds = static_cast<std::size_t>(p_start.ids().size());
+    for (const auto& [nSet, set] : m_mapSet)
+        nIds += nSet == p_start.set() ? 0 : set.Channels();
+    if (nIds > g_nMaxIds)
+        throw std::runtime_error("more than " + std::to_string(g_nMaxIds) + " channels");
     if (m_mapSet.size() >= g_nMaxSets && m_mapSet.count(p_start.set()) == 0)
         throw std::runtime_error("more than " + std::to_string(g_nMaxSets) + " read sets");
     const std::int64_t nCycle_ms = CycleTime_ms(ActualRate(m_core.Source().Rate(), p_start.rate(), p_start.cycle_ms()));
@@ -201,10 +242,24 @@ bool CSession::OnEventMessage(const Link::Message& p_message)
 
 void CSession::OnPostEvent(const Link::Event& p_event)
 {
+    Post(p_event, false);
+    if (m_nPostsRefused > g_nMaxPostsRefused)
+        throw std::runtime_error("more than " + std::to_string(g_nMaxPostsRefused) + " events that it may not post");
+}
+
+/// @return why the event is refused; empty: it is taken.
+std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
+{
     CheckEvent(p_event);
     SEvent event = FromLink(p_event);
     event.strFrom = m_strName;
-    m_core.Publish(event);
+    if (p_bControl || MayPost(m_eElemType, event))
+        return m_core.Publish(event) ? "" : "the event could not be kept";
+    ++m_nPostsRefused;
+    m_core.Line("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
+                std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
+                "' from " + m_strPeer + " refused: not one of its own");
+    return "not one of its own";
 }
 
 void CSession::OnReadEvents(const Link::ReadEvents& p_read)
@@ -303,19 +358,55 @@ void CSession::OnControl(const Link::ControlRequest& p_request)
 {
     m_bControl = true;
     std::vector<std::string> vecstrLine;
+    const std::string strError = Control(p_request, vecstrLine);
+    std::size_t i = 0;
+    do
+    {
+        m_pStream->Send(
+            [&](Link::Message& r_message)
+            {
+                Link::ControlReply& reply = *r_message.mutable_control_reply();
+                reply.set_error(strError);
+                for (std::size_t nBytes = 0; i < vecstrLine.size() && nBytes < g_nPartBytes; ++i)
+                {
+                    reply.add_lines(vecstrLine[i]);
+                    nBytes += vecstrLine[i].size();
+                }
+                reply.set_more(i < vecstrLine.size());
+            });
+    } while (i < vecstrLine.size());
+}
+
+/// @return why the request is refused; empty: it is done.
+std::string CSession::Control(const Link::ControlRequest& p_request, std::vector<std::string>& r_vecstrLine)
+{
+    switch (p_request.kind())
+    {
+    case Link::ControlRequest::STANDING:
+        for (const SEvent& event : m_core.Events().Standing())
+            r_vecstrLine.push_back(EventText(event));
+        return "";
+    case Link::ControlRequest::CHANNELS:
+        for (const COutputs::SChannel& channel : m_core.Outputs().Channels())
+            r_vecstrLine.push_back(ChannelText(channel));
+        return "";
+    default:
+        break;
+    }
+    if (m_eRole != ERole::eOperator)
+    {
+        m_core.Line("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's");
+        return "expected the token or certificate of an operator";
+    }
+    return Steer(p_request);
+}
+
+std::string CSession::Steer(const Link::ControlRequest& p_request)
+{
     switch (p_request.kind())
     {
     case Link::ControlRequest::POST:
-        OnPostEvent(p_request.event());
-        break;
-    case Link::ControlRequest::STANDING:
-        for (const SEvent& event : m_core.Events().Standing())
-            vecstrLine.push_back(EventText(event));
-        break;
-    case Link::ControlRequest::CHANNELS:
-        for (const COutputs::SChannel& channel : m_core.Outputs().Channels())
-            vecstrLine.push_back(ChannelText(channel));
-        break;
+        return Post(p_request.event(), true);
     case Link::ControlRequest::DROP_EVENT:
         m_core.Drop(*this, true, false);
         break;
@@ -326,24 +417,10 @@ void CSession::OnControl(const Link::ControlRequest& p_request)
         m_core.Drop(*this, true, true);
         break;
     case Link::ControlRequest::STALL:
-        m_core.Stall(std::chrono::milliseconds(p_request.stall_ms()));
+        m_core.Stall(std::chrono::milliseconds(std::min(p_request.stall_ms(), g_nMaxStall_ms)));
         break;
     default:
         throw std::runtime_error("unexpected request");
     }
-    std::size_t i = 0;
-    do
-    {
-        m_pStream->Send(
-            [&](Link::Message& r_message)
-            {
-                Link::ControlReply& reply = *r_message.mutable_control_reply();
-                for (std::size_t nBytes = 0; i < vecstrLine.size() && nBytes < g_nPartBytes; ++i)
-                {
-                    reply.add_lines(vecstrLine[i]);
-                    nBytes += vecstrLine[i].size();
-                }
-                reply.set_more(i < vecstrLine.size());
-            });
-    } while (i < vecstrLine.size());
+    return "";
 }

@@ -1,11 +1,14 @@
 #pragma once
 #include "CLinkStream.h"
+#include "vds/CAccess.h"
 #include "vds/CReadSet.h"
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 class CServerCore;
 struct SEvent;
@@ -14,13 +17,17 @@ struct SEvent;
 ///
 /// Owner    CServerCore, until the connection has closed.
 /// Threads  the server's only one.
-class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser
+class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::enable_shared_from_this<CSession>
 {
   public:
     CSession(CServerCore& p_core, std::uint64_t p_nId, bool p_bDataPort,
-             std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> p_pStream, std::string p_strPeer);
+             std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> p_pStream, std::string p_strAddr,
+             unsigned p_nPort);
+    /// Closes the connection if its client does not greet in time.
+    void AwaitHello();
 
     std::uint64_t Id() const { return m_nId; }
+    const std::string& Address() const { return m_strAddr; }
     bool IsDataPort() const { return m_bDataPort; }
     std::uint64_t Client() const { return m_nClient; }
     const std::string& Name() const { return m_strName; }
@@ -44,6 +51,11 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser
     void OnHello(const Norvik::Energy::Kestrel::Link::Hello& p_hello);
     void OnStartSet(const Norvik::Energy::Kestrel::Link::StartSet& p_start);
     void OnCycleAck(const Norvik::Energy::Kestrel::Link::CycleAck& p_ack);
+    void CheckHello(const Norvik::Energy::Kestrel::Link::Hello& p_hello) const;
+    std::string Post(const Norvik::Energy::Kestrel::Link::Event& p_event, bool p_bControl);
+    std::string Control(const Norvik::Energy::Kestrel::Link::ControlRequest& p_request,
+                        std::vector<std::string>& r_vecstrLine);
+    std::string Steer(const Norvik::Energy::Kestrel::Link::ControlRequest& p_request);
     void OnPostEvent(const Norvik::Energy::Kestrel::Link::Event& p_event);
     void OnReadEvents(const Norvik::Energy::Kestrel::Link::ReadEvents& p_read);
     void OnSubscribe(std::int64_t p_nTicks);
@@ -58,8 +70,13 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser
     const std::uint64_t m_nId;
     const bool m_bDataPort;
     const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> m_pStream;
-    const std::string m_strPeer;
+    const std::string m_strAddr;
+    const std::string m_strPeer; ///< address and port
+    boost::asio::steady_timer m_timerHello;
     bool m_bHello = false;
+    ERole m_eRole = ERole::eApplication;
+    std::int32_t m_eElemType = 0; ///< of the greeting
+    unsigned m_nPostsRefused = 0;
     bool m_bControl = false; ///< has sent a request of vdsctl
     std::string m_strName;
     std::uint64_t m_nClient = 0;

@@ -24,5 +24,8 @@ SVdsCommand ParseVdsCommand(const std::vector<std::string>& p_vecstrArg);
 /// Reads what concerns the server. @throws std::runtime_error that names the file and what was expected.
 SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& p_strListen);
 
+/// What a tool of the operator takes from the same file. @throws as above.
+Norvik::Energy::Kestrel::Link::SLinkSecurity ReadClientSecurity(const std::string& p_strPath);
+
 /// The program vdsctl. @return its exit status; failures are one line on stderr.
 int RunVdsCtl(const std::vector<std::string>& p_vecstrArg);

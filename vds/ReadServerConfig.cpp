@@ -18,14 +18,18 @@ unsigned CheckPort(const std::string& p_strPath, const char* p_pName, unsigned p
     return p_nPort;
 }
 
-/// The address of the configuration is the one that clients use. It is listened on only if it is this machine's own.
+/// The address of the configuration is the one that clients use, and that is listened on unless told otherwise.
 std::string ListenAddress(const std::string& p_strListen, const std::string& p_strIPAddr)
 {
-    if (!p_strListen.empty())
-        return p_strListen;
-    boost::system::error_code ec;
-    const boost::asio::ip::address address = boost::asio::ip::make_address(p_strIPAddr, ec);
-    return !ec && address.is_loopback() ? p_strIPAddr : "127.0.0.1";
+    const std::string& strAddr = p_strListen.empty() ? p_strIPAddr : p_strListen;
+    return strAddr == "localhost" ? "127.0.0.1" : strAddr;
+}
+
+SServerSecurity TakeSecurity(const Runtime::CSecurity& p_security)
+{
+    return {{p_security.IsOn(), p_security.CAFile(), p_security.CertificateFile(), p_security.KeyFile(),
+             p_security.TokenFile()},
+            p_security.OperatorTokenFile()};
 }
 
 void TakeApplication(const Runtime::OMA::COMAs& p_omas, SServerConfig& r_config)
@@ -90,18 +94,33 @@ SSynchrophasorConfig TakeSynchrophasors(const std::string& p_strPath, const Runt
                                  "points that the streams are mapped to");
     return config;
 }
-} // namespace
 
-SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& p_strListen)
+using TConfigPtr = std::unique_ptr<Runtime::CConfiguration, void (*)(Runtime::CConfiguration*)>;
+
+TConfigPtr ReadFile(const std::string& p_strPath)
 {
     Runtime::CXMLConfiguration reader;
     if (reader.Read(p_strPath, "") != 0)
         throw std::runtime_error(reader.Faults().substr(0, reader.Faults().find('\n')));
-    const std::unique_ptr<Runtime::CConfiguration, void (*)(Runtime::CConfiguration*)> pConfig(
-        Runtime::CConfiguration::CreateInstance(&reader),
-        [](Runtime::CConfiguration*) { Runtime::CConfiguration::DeleteInstance(); });
+    TConfigPtr pConfig(Runtime::CConfiguration::CreateInstance(&reader),
+                       [](Runtime::CConfiguration*) { Runtime::CConfiguration::DeleteInstance(); });
     if (!pConfig)
         throw std::runtime_error("file '" + p_strPath + "': nothing was read");
+    return pConfig;
+}
+} // namespace
+
+Norvik::Energy::Kestrel::Link::SLinkSecurity ReadClientSecurity(const std::string& p_strPath)
+{
+    const TConfigPtr pConfig = ReadFile(p_strPath);
+    const Runtime::CSecurity& security = pConfig->VDS().Security();
+    return {security.IsOn(), security.CAFile(), security.ClientCertificateFile(), security.ClientKeyFile(),
+            security.OperatorTokenFile().empty() ? security.TokenFile() : security.OperatorTokenFile()};
+}
+
+SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& p_strListen)
+{
+    const TConfigPtr pConfig = ReadFile(p_strPath);
     SServerConfig config;
     config.strAddr = ListenAddress(p_strListen, pConfig->VDS().IPAddr());
     config.nPortEvent = CheckPort(p_strPath, "Port", pConfig->VDS().Port());
@@ -110,6 +129,7 @@ SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& 
         throw std::runtime_error("file '" + p_strPath +
                                  "': VDS Port and PortApplicationData: expected two ports, got " +
                                  std::to_string(config.nPortEvent) + " twice");
+    config.security = TakeSecurity(pConfig->VDS().Security());
     TakeApplication(pConfig->GetOMAs(), config);
     config.synchrophasors = TakeSynchrophasors(p_strPath, *pConfig);
     return config;

@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/CAccess.h"
 #include "vds/IsoTime.h"
 #include "vds/c37118/SynchrophasorConfig.h"
 #include <cstdint>
@@ -14,6 +15,7 @@ struct SServerConfig
     unsigned nPortData = 0;                 ///< output channels; 0: chosen by the system
     unsigned nReadSets = 1;                 ///< read sets that a replay waits for before it begins
     std::set<unsigned long> setMeasurement; ///< ids of the measurement channels among the output channels
+    SServerSecurity security;
     SSynchrophasorConfig synchrophasors;    ///< streams of IEEE C37.118, in and out
 };
 

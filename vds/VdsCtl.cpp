@@ -1,6 +1,7 @@
 #include "CLinkStream.h"
 #include "Version.h"
 #include "vds/CommandLine.h"
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <charconv>
@@ -8,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <stdexcept>
 
 namespace asio = boost::asio;
@@ -18,7 +20,8 @@ namespace
 constexpr unsigned g_nDefaultPort = 4712;
 constexpr auto g_tLimit = std::chrono::seconds(5);
 constexpr const char* g_pUsage =
-    "usage: vdsctl ADDR[:PORT] post KEY APP|DIS ELEMTYPE ELEMID [TEXT]\n"
+    "usage: vdsctl [-xml:FILE | --ca FILE [--cert FILE --key FILE] [--token-file FILE]] ADDR[:PORT] COMMAND\n"
+    "       vdsctl ADDR[:PORT] post KEY APP|DIS ELEMTYPE ELEMID [TEXT]\n"
     "       vdsctl ADDR[:PORT] standing | channels | drop [event|data|all] | stall SECONDS\n"
     "       vdsctl probe HOST:PORT[/ID] [--udp] [--seconds N] [--xml FILE]\n"
     "       vdsctl --help | --version\n";
@@ -121,16 +124,20 @@ Link::ControlRequest ParseRequest(const std::vector<std::string>& p_vecstrArg)
 class CRequester : public Link::ILinkUser
 {
   public:
-    CRequester(asio::io_context& p_io, std::shared_ptr<Link::CLinkStream> p_pStream, Link::ControlRequest p_request)
-        : m_io(p_io), m_pStream(std::move(p_pStream)), m_request(std::move(p_request))
+    CRequester(asio::io_context& p_io, std::shared_ptr<Link::CLinkStream> p_pStream, Link::ControlRequest p_request,
+               std::string p_strToken)
+        : m_io(p_io), m_pStream(std::move(p_pStream)), m_request(std::move(p_request)),
+          m_strToken(std::move(p_strToken))
     {
     }
 
     void OnLinkOpen() override
     {
         m_pStream->Send(
-            [](Link::Message& r_message)
+            [this](Link::Message& r_message)
             {
+                if (m_pStream->Peer().bTls)
+                    r_message.mutable_hello()->set_token(m_strToken);
                 r_message.mutable_hello()->set_version(Link::g_nLinkVersion);
                 r_message.mutable_hello()->set_name("vdsctl");
                 r_message.mutable_hello()->set_client(1);
@@ -146,6 +153,8 @@ class CRequester : public Link::ILinkUser
                 std::printf("%s\n", strLine.c_str());
             if (p_message.control_reply().more())
                 return;
+            if (!p_message.control_reply().error().empty())
+                return m_pStream->Close(Link::g_strRefused + p_message.control_reply().error());
             m_bDone = true;
             m_pStream->Close("done");
         }
@@ -164,9 +173,76 @@ class CRequester : public Link::ILinkUser
     asio::io_context& m_io;
     std::shared_ptr<Link::CLinkStream> m_pStream;
     const Link::ControlRequest m_request;
+    const std::string m_strToken;
     bool m_bDone = false;
     std::string m_strReason = "no answer within 5 s";
 };
+} // namespace
+
+namespace
+{
+/// Takes the options that secure the link off the front of the arguments.
+Link::SLinkSecurity TakeSecurity(std::vector<std::string>& r_vecstrArg)
+{
+    Link::SLinkSecurity security;
+    const std::map<std::string, std::string*> mapOption = {{"--ca", &security.strCAFile},
+                                                           {"--cert", &security.strCertificateFile},
+                                                           {"--key", &security.strKeyFile},
+                                                           {"--token-file", &security.strTokenFile}};
+    std::size_t i = 0;
+    for (; i < r_vecstrArg.size() && r_vecstrArg[i].rfind('-', 0) == 0; ++i)
+    {
+        const auto it = mapOption.find(r_vecstrArg[i]);
+        if (r_vecstrArg[i].rfind("-xml:", 0) == 0)
+            security = ReadClientSecurity(r_vecstrArg[i].substr(5));
+        else if (it == mapOption.end())
+            throw std::runtime_error("option '" + r_vecstrArg[i] + "' is unknown");
+        else if (i + 1 == r_vecstrArg.size() || r_vecstrArg[i + 1].empty())
+            throw std::runtime_error("option '" + r_vecstrArg[i] + "': expected the name of a file behind it");
+        else
+        {
+            *it->second = r_vecstrArg[++i];
+            security.bOn = true;
+        }
+    }
+    r_vecstrArg.erase(r_vecstrArg.begin(), r_vecstrArg.begin() + static_cast<std::ptrdiff_t>(i));
+    if (security.bOn && security.strCAFile.empty())
+        throw std::runtime_error("option '--ca FILE' is missing");
+    if (security.strCertificateFile.empty() != security.strKeyFile.empty())
+        throw std::runtime_error("options '--cert' and '--key': expected both");
+    return security;
+}
+
+/// Without the port and the brackets of an address.
+std::string HostOf(const std::string& p_strAddr)
+{
+    const bool bBrackets = p_strAddr.rfind('[', 0) == 0;
+    if (!bBrackets && std::count(p_strAddr.begin(), p_strAddr.end(), ':') > 1)
+        return p_strAddr;
+    return bBrackets ? p_strAddr.substr(1, p_strAddr.find(']') - 1) : p_strAddr.substr(0, p_strAddr.find(':'));
+}
+
+void Request(const std::vector<std::string>& p_vecstrArg, const Link::SLinkSecurity& p_security)
+{
+    asio::io_context io;
+    const asio::ip::tcp::endpoint endpoint = ParseAddress(p_vecstrArg[0]);
+    const Link::ControlRequest request = ParseRequest(p_vecstrArg);
+    if (!endpoint.address().is_loopback() && !p_security.bOn)
+        throw std::runtime_error("server at " + p_vecstrArg[0] + " is another machine: expected option -xml or --ca");
+    const std::string strToken = p_security.strTokenFile.empty() ? "" : Link::ReadToken(p_security.strTokenFile);
+    const auto pStream = std::make_shared<Link::CLinkStream>(
+        asio::ip::tcp::socket(io), p_security.bOn ? Link::ClientTls(p_security) : nullptr, HostOf(p_vecstrArg[0]));
+    const auto pRequester = std::make_shared<CRequester>(io, pStream, request, strToken);
+    pStream->Connect(endpoint, pRequester);
+    io.run_for(g_tLimit);
+    if (pRequester->IsDone())
+        return;
+    const std::string strReason = pRequester->Reason();
+    pStream->Close("given up");
+    io.restart();
+    io.poll();
+    throw std::runtime_error("server at " + p_vecstrArg[0] + ": " + strReason);
+}
 } // namespace
 
 int RunVdsCtl(const std::vector<std::string>& p_vecstrArg)
@@ -175,28 +251,16 @@ int RunVdsCtl(const std::vector<std::string>& p_vecstrArg)
         return std::printf("%s", g_pUsage) < 0 ? 1 : 0;
     if (!p_vecstrArg.empty() && p_vecstrArg[0] == "--version")
         return std::printf("vdsctl %s\n", g_pVersion) < 0 ? 1 : 0;
-    if (p_vecstrArg.size() < 2)
-    {
-        std::fprintf(stderr, "%s", g_pUsage);
-        return 2;
-    }
     try
     {
-        asio::io_context io;
-        const asio::ip::tcp::endpoint endpoint = ParseAddress(p_vecstrArg[0]);
-        const Link::ControlRequest request = ParseRequest(p_vecstrArg);
-        const auto pStream = std::make_shared<Link::CLinkStream>(asio::ip::tcp::socket(io));
-        const auto pRequester = std::make_shared<CRequester>(io, pStream, request);
-        pStream->Connect(endpoint, pRequester);
-        io.run_for(g_tLimit);
-        if (!pRequester->IsDone())
+        std::vector<std::string> vecstrArg = p_vecstrArg;
+        const Link::SLinkSecurity security = TakeSecurity(vecstrArg);
+        if (vecstrArg.size() < 2)
         {
-            const std::string strReason = pRequester->Reason();
-            pStream->Close("given up");
-            io.restart();
-            io.poll();
-            throw std::runtime_error("server at " + p_vecstrArg[0] + ": " + strReason);
+            std::fprintf(stderr, "%s", g_pUsage);
+            return 2;
         }
+        Request(vecstrArg, security);
         return std::fflush(stdout) == 0 ? 0 : 1;
     }
     catch (const std::exception& ex)

@@ -135,7 +135,42 @@ void CConfigBuilder::BuildVDS(const xmlNode* p_pNode, CVDS& r_vds)
     r_vds.m_strIPAddr = Trimmed(AttributeOf(p_pNode, "IPAddr"));
     r_vds.m_nPort = Number<unsigned>(p_pNode, "Port");
     r_vds.m_nPortApplicationData = Number<unsigned>(p_pNode, "PortApplicationData");
-    ForEachElement(p_pNode, [&](const xmlNode* p_pChild) { BuildSynchrophasors(p_pChild, r_vds.m_synchrophasors); });
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pChild)
+                   {
+                       if (IsElement(p_pChild, "Security"))
+                           BuildSecurity(p_pChild, r_vds.m_security);
+                       else
+                           BuildSynchrophasors(p_pChild, r_vds.m_synchrophasors);
+                   });
+}
+
+void CConfigBuilder::BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security)
+{
+    r_security.m_bOn = true;
+    const auto fnTake = [&](const char* p_pName, std::string& r_strFile)
+    {
+        const std::string strName(Trimmed(AttributeOf(p_pNode, p_pName)));
+        if (!strName.empty())
+            r_strFile = (m_pathFolder / strName).string();
+    };
+    fnTake("CAFile", r_security.m_strCAFile);
+    fnTake("CertificateFile", r_security.m_strCertificateFile);
+    fnTake("KeyFile", r_security.m_strKeyFile);
+    fnTake("ClientCertificateFile", r_security.m_strClientCertificateFile);
+    fnTake("ClientKeyFile", r_security.m_strClientKeyFile);
+    fnTake("TokenFile", r_security.m_strTokenFile);
+    fnTake("OperatorTokenFile", r_security.m_strOperatorTokenFile);
+    const auto fnPair = [&](const char* p_pCertificate, const std::string& p_strCertificate, const char* p_pKey,
+                            const std::string& p_strKey)
+    {
+        if (p_strCertificate.empty() != p_strKey.empty())
+            m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_strKey.empty() ? p_pKey : p_pCertificate,
+                         "missing, expected the private key and its certificate together");
+    };
+    fnPair("CertificateFile", r_security.m_strCertificateFile, "KeyFile", r_security.m_strKeyFile);
+    fnPair("ClientCertificateFile", r_security.m_strClientCertificateFile, "ClientKeyFile",
+           r_security.m_strClientKeyFile);
 }
 
 void CConfigBuilder::BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors)

@@ -2,6 +2,7 @@
 #include "CConfiguration.h"
 #include "CFaults.h"
 #include "XmlPtr.h"
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <span>
@@ -16,13 +17,18 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 class CConfigBuilder
 {
   public:
-    explicit CConfigBuilder(CFaults& r_faults) : m_faults(r_faults) {}
+    /// @param p_pathFolder that of the file: other files are named relative to it.
+    CConfigBuilder(CFaults& r_faults, std::filesystem::path p_pathFolder)
+        : m_faults(r_faults), m_pathFolder(std::move(p_pathFolder))
+    {
+    }
     std::unique_ptr<CConfiguration> Build(const xmlNode* p_pRoot);
 
   private:
     using Names = std::span<const std::pair<std::string_view, int>>;
 
     void BuildVDS(const xmlNode* p_pNode, CVDS& r_vds);
+    void BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security);
     void BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors);
     void BuildStream(const xmlNode* p_pNode, CStream& r_stream);
     void CheckStream(const xmlNode* p_pNode, const CStream& p_stream);
@@ -57,6 +63,7 @@ class CConfigBuilder
     bool IsFirst(const xmlNode* p_pNode, const char* p_pName, T p_nValue, std::map<T, long>& r_mapLine);
 
     CFaults& m_faults;
+    const std::filesystem::path m_pathFolder;
     std::map<unsigned long, long> m_mapLineUnit;
     std::map<unsigned long, long> m_mapLineDatapoint;
     std::map<std::string, long> m_mapLineStream;

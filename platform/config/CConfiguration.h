@@ -142,9 +142,35 @@ class CSynchrophasors
     std::vector<COutputStream> m_vecOutput;
 };
 
+/// How the link is secured. Names of files, relative ones by the folder of the configuration; empty: not given.
+class CSecurity
+{
+  public:
+    bool IsOn() const { return m_bOn; } ///< the element is there
+    const std::string& CAFile() const { return m_strCAFile; }
+    const std::string& CertificateFile() const { return m_strCertificateFile; }
+    const std::string& KeyFile() const { return m_strKeyFile; }
+    const std::string& ClientCertificateFile() const { return m_strClientCertificateFile; }
+    const std::string& ClientKeyFile() const { return m_strClientKeyFile; }
+    const std::string& TokenFile() const { return m_strTokenFile; }
+    const std::string& OperatorTokenFile() const { return m_strOperatorTokenFile; }
+
+  private:
+    friend class CConfigBuilder;
+    bool m_bOn = false;
+    std::string m_strCAFile;
+    std::string m_strCertificateFile;
+    std::string m_strKeyFile;
+    std::string m_strClientCertificateFile;
+    std::string m_strClientKeyFile;
+    std::string m_strTokenFile;
+    std::string m_strOperatorTokenFile;
+};
+
 class CVDS
 {
   public:
+    const CSecurity& Security() const { return m_security; }
     const CSynchrophasors& Synchrophasors() const { return m_synchrophasors; }
     const std::string& IPAddr() const { return m_strIPAddr; }
     unsigned Port() const { return m_nPort; }
@@ -155,6 +181,7 @@ class CVDS
     std::string m_strIPAddr;
     unsigned m_nPort = 0;
     unsigned m_nPortApplicationData = 0;
+    CSecurity m_security;
     CSynchrophasors m_synchrophasors;
 };
 

@@ -124,7 +124,7 @@ std::unique_ptr<CConfiguration> ReadTree(const std::filesystem::path& p_path, co
     const CSchema schema(p_strSchema, r_faults);
     if (r_faults.Any() || !schema.Check(pDoc.get(), r_faults))
         return nullptr;
-    auto pTree = CConfigBuilder(r_faults).Build(xmlDocGetRootElement(pDoc.get()));
+    auto pTree = CConfigBuilder(r_faults, p_path.parent_path()).Build(xmlDocGetRootElement(pDoc.get()));
     return r_faults.Any() ? nullptr : std::move(pTree);
 }
 } // namespace

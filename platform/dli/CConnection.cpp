@@ -1,4 +1,5 @@
 #include "platform/dli/CConnection.h"
+#include "CTrace.h"
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <stdexcept>
@@ -33,11 +34,11 @@ std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 } // namespace
 
 CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
-                         std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient,
-                         std::shared_ptr<int> p_pnTelling)
+                         std::string p_strName, boost::asio::ip::tcp::endpoint p_endpoint, std::string p_strHost,
+                         std::uint64_t p_nClient, std::shared_ptr<int> p_pnTelling)
     : m_io(p_io), m_pool(p_pool), m_eElem(p_eElem), m_strName(std::move(p_strName)), m_endpoint(std::move(p_endpoint)),
-      m_nClient(p_nClient), m_timer(p_io), m_pnTelling(std::move(p_pnTelling)), m_tDelay(g_tFirstDelay),
-      m_timerWriters(p_io),
+      m_strHost(std::move(p_strHost)), m_nClient(p_nClient), m_timer(p_io), m_pnTelling(std::move(p_pnTelling)),
+      m_tDelay(g_tFirstDelay), m_timerWriters(p_io),
       m_inbox(p_io, [this](const std::shared_ptr<SEventBatch>& p_pBatch) { DeliverEvents(p_pBatch); })
 {
 }
@@ -50,7 +51,8 @@ void CConnection::Open()
 bool CConnection::WaitConnected(std::chrono::milliseconds p_tLimit)
 {
     std::unique_lock<std::mutex> lock(m_mtx);
-    return m_cvUp.wait_for(lock, p_tLimit, [this] { return m_bUp; });
+    m_cvUp.wait_for(lock, p_tLimit, [this] { return m_bUp || !m_strRefusal.empty(); });
+    return m_bUp;
 }
 
 void CConnection::Shutdown()
@@ -71,11 +73,23 @@ std::shared_ptr<Link::CLinkStream> CConnection::Stream() const
 void CConnection::TryConnect()
 {
     std::shared_ptr<Link::CLinkStream> pStream;
+    Link::TTlsPtr pTls;
+    try
+    {
+        const Link::SLinkSecurity security = m_fnSecurity();
+        if (security.bOn)
+            pTls = Link::ClientTls(security);
+        m_strToken = security.strTokenFile.empty() ? "" : Link::ReadToken(security.strTokenFile);
+    }
+    catch (const std::exception& ex)
+    {
+        return OnLinkClosed(Link::g_strTls + ex.what());
+    }
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (m_bShutdown)
             return;
-        m_pStream = std::make_shared<Link::CLinkStream>(boost::asio::ip::tcp::socket(m_io));
+        m_pStream = std::make_shared<Link::CLinkStream>(boost::asio::ip::tcp::socket(m_io), pTls, m_strHost);
         pStream = m_pStream;
     }
     pStream->Connect(m_endpoint, shared_from_this());
@@ -92,6 +106,8 @@ void CConnection::OnLinkOpen()
             hello.set_element_type(m_eElem);
             hello.set_name(m_strName);
             hello.set_client(m_nClient);
+            if (m_pStream->Peer().bTls)
+                hello.set_token(m_strToken);
         });
 }
 
@@ -105,6 +121,7 @@ void CConnection::OnWelcome()
             return;
         m_bUp = true;
         m_tDelay = g_tFirstDelay;
+        m_strRefusal.clear();
         bSubscribed = m_bSubscribed;
         nFrom = m_nSubscribed;
         for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
@@ -163,12 +180,38 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
         if (m_bShutdown)
             return;
     }
+    if (Link::IsRefusal(p_strReason))
+        NoteRefusal(p_strReason);
     if (p_strReason == Link::g_strSilentPeer)
         m_fnSilent();
     if (vecpWriter.empty())
         return ConnectLater();
     ++*m_pnTelling;
     TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now());
+}
+
+/// One line as long as the reason stays the same; the next attempts follow at the longest distance.
+void CConnection::NoteRefusal(const std::string& p_strReason)
+{
+    const std::string strText =
+        "server at " + m_strHost + ", port " + std::to_string(m_endpoint.port()) + ": " + p_strReason;
+    m_tDelay = g_tLastDelay;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        if (m_strRefusal == strText)
+            return;
+        m_strRefusal = strText;
+    }
+    m_cvUp.notify_all();
+    CTrace::CreateTraceHelper("Link");
+    if (CTraceHelper* const pTrace = CTrace::GetInstancePtr("Link"))
+        pTrace->Error() << strText << TEnd;
+}
+
+std::string CConnection::Refusal() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_strRefusal;
 }
 
 void CConnection::CloseIfSilent()

@@ -31,7 +31,13 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 {
   public:
     CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem, std::string p_strName,
-                boost::asio::ip::tcp::endpoint p_endpoint, std::uint64_t p_nClient, std::shared_ptr<int> p_pnTelling);
+                boost::asio::ip::tcp::endpoint p_endpoint, std::string p_strHost, std::uint64_t p_nClient,
+                std::shared_ptr<int> p_pnTelling);
+
+    /// Called on the link's thread ahead of each attempt. Set ahead of Open.
+    std::function<Link::SLinkSecurity()> m_fnSecurity;
+    /// Why the two sides do not accept each other; empty if that is not the trouble.
+    std::string Refusal() const;
 
     using TTime = std::chrono::steady_clock::time_point;
 
@@ -99,6 +105,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void StartWritersAgain();
     void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLoss);
     void ConnectLater();
+    void NoteRefusal(const std::string& p_strReason);
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
@@ -110,12 +117,14 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     const EElementType m_eElem;
     const std::string m_strName;
     const boost::asio::ip::tcp::endpoint m_endpoint;
+    const std::string m_strHost; ///< as the configuration has it: the server's certificate is for it
     const std::uint64_t m_nClient;
 
     // ---- link thread ----
     boost::asio::steady_timer m_timer;
     const std::shared_ptr<int> m_pnTelling; ///< connections of the process whose writers do not know of a loss yet
     std::chrono::milliseconds m_tDelay;
+    std::string m_strToken;                   ///< of this attempt
     TTime m_tHeard;                           ///< of the last message
     boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
     CEventInbox m_inbox;
@@ -125,6 +134,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::condition_variable m_cvUp;
     bool m_bUp = false;
     bool m_bShutdown = false;
+    std::string m_strRefusal;
     std::shared_ptr<Link::CLinkStream> m_pStream; ///< being opened, or open
     unsigned m_nLastNumber = 0;
     std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;

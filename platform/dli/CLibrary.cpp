@@ -1,6 +1,6 @@
 #include "platform/dli/CLibrary.h"
-#include <boost/asio/ip/address.hpp>
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <random>
 
 namespace asio = boost::asio;
@@ -11,6 +11,11 @@ unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std
                    unsigned int p_nPort)
 {
     return Dli::CLibrary::Get().Init(p_eElem, p_strName, p_strIPAddr, p_nPort);
+}
+
+void SetSecurity(const SSecurity& p_security)
+{
+    Dli::CLibrary::Get().Secure(p_security);
 }
 
 CEventdata& CEventdata::GetInstance(unsigned long& p_hConn)
@@ -68,9 +73,13 @@ asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsign
 unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                              unsigned p_nPort)
 {
-    const auto pConnection = std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName,
-                                                           Resolve(p_strIPAddr, p_nPort), m_nClient, m_pnTelling);
-    const asio::ip::address address = pConnection->Endpoint().address();
+    const asio::ip::tcp::endpoint endpoint = Resolve(p_strIPAddr, p_nPort);
+    const asio::ip::address address = endpoint.address();
+    if (!address.is_loopback() && !Security().bOn)
+        throw CDliError("'" + p_strIPAddr + "' is another machine: expected element Security in the configuration");
+    const auto pConnection =
+        std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, endpoint, p_strIPAddr, m_nClient, m_pnTelling);
+    pConnection->m_fnSecurity = [this] { return Security(); };
     pConnection->m_fnSilent = [this, address]
     {
         for (const std::shared_ptr<CConnection>& pOther : ConnectionsTo(address))
@@ -87,11 +96,26 @@ unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName,
     if (!pConnection->WaitConnected(g_tInit))
     {
         pConnection->Shutdown();
+        if (!pConnection->Refusal().empty())
+            throw CDliError(pConnection->Refusal());
         return 0;
     }
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_vecConnection.push_back(pConnection);
     return m_vecConnection.size();
+}
+
+void CLibrary::Secure(const SSecurity& p_security)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_security = {p_security.bOn, p_security.strCAFile, p_security.strCertificateFile, p_security.strKeyFile,
+                  p_security.strTokenFile};
+}
+
+Link::SLinkSecurity CLibrary::Security() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_security;
 }
 
 std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)

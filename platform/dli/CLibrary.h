@@ -1,4 +1,5 @@
 #pragma once
+#include "link/dli/Security.h"
 #include "platform/dli/CConnection.h"
 #include "platform/dli/CThreadPool.h"
 #include <boost/asio/executor_work_guard.hpp>
@@ -25,6 +26,8 @@ class CLibrary
     /// @return the handle, 0 if there is no connection within 2 s.
     unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                        unsigned p_nPort);
+    void Secure(const SSecurity& p_security);
+    Link::SLinkSecurity Security() const;
     /// @throws CDliError
     std::shared_ptr<CConnection> Connection(unsigned long p_hConn);
 
@@ -44,7 +47,8 @@ class CLibrary
     CThreadPool m_pool;
     const std::uint64_t m_nClient;
     const std::shared_ptr<int> m_pnTelling = std::make_shared<int>(0); ///< of the link thread, see CConnection
-    std::mutex m_mtx;
+    mutable std::mutex m_mtx;
+    Link::SLinkSecurity m_security;
     std::vector<std::shared_ptr<CConnection>> m_vecConnection; ///< handle - 1 is the index
     std::set<const void*> m_setObject;
     bool m_bShutdown = false;

@@ -2,6 +2,7 @@
 #include "link/dli/CChanneldata.h"
 #include "link/dli/CChanneldataWrite.h"
 #include "link/dli/CEventdata.h"
+#include "link/dli/Security.h"
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -270,6 +271,8 @@ std::shared_ptr<TSlot<CEventDataCallBack>> FindEvent()
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
+void SetSecurity(const SSecurity&) {}
+
 unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                    unsigned int p_nPort)
 {

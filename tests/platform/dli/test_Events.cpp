@@ -1,4 +1,5 @@
 #include "LinkBench.h"
+#include "vds/CommandLine.h"
 #include <future>
 
 namespace
@@ -137,6 +138,10 @@ TEST_F(Events, RestartRequestIsToldButDoesNotStand)
     Connect();
     m_pEvents->Subscribe(g_nT0, 2, 0, 0);
     m_pEvents->Post(eIkRestart, eAPP, eElemOMA, 900, "");
+    EXPECT_TRUE(Eventually([&] { return HasLine("event 7 APP 3 900 of 'OMA_1st_Socket'"); }))
+        << "an order is not its own";
+    EXPECT_TRUE(m_log.Events().empty());
+    ASSERT_EQ(RunVdsCtl({"127.0.0.1:" + std::to_string(m_config.nPortEvent), "post", "7", "APP", "3", "900"}), 0);
     EXPECT_TRUE(Eventually([&] { return m_log.Events().size() == 1; }));
     EXPECT_TRUE(ReadAt(g_nT0 + 1000000000).empty());
 }

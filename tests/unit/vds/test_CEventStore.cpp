@@ -111,6 +111,50 @@ TEST_F(CEventStoreFile, IsReadAgainWhereverItWasCutOff)
     }
 }
 
+TEST_F(CEventStoreFile, BytesThatHaveNotReachedTheDiskAreTakenOff)
+{
+    {
+        CEventStore store;
+        store.Open(m_strPath);
+        store.Add(Event(10, true, 1));
+    }
+    const auto nSize = std::filesystem::file_size(m_strPath);
+    std::ofstream(m_strPath, std::ios::app | std::ios::binary) << std::string(50, '\0') << "}\n";
+    CEventStore store;
+    store.Open(m_strPath);
+    EXPECT_EQ(Times(store.Standing()), TTimes{10});
+    EXPECT_EQ(std::filesystem::file_size(m_strPath), nSize);
+}
+
+TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
+{
+    constexpr int nEvents = 100200; // more than a history holds
+    {
+        std::ofstream file(m_strPath, std::ios::binary);
+        for (int i = 1; i <= nEvents; ++i)
+        {
+            const std::string strLine =
+                EventLine(Event(i, i < 10 || i % 2 == 0, i < 10 ? 1000U + static_cast<unsigned>(i) : 1U));
+            file << "{\"arrival\":" << i << ',' << strLine.substr(1) << '\n';
+        }
+    }
+    const auto nBefore = std::filesystem::file_size(m_strPath);
+    TTimes vecStanding;
+    {
+        CEventStore store(1000);
+        store.Open(m_strPath);
+        vecStanding = Times(store.Standing());
+        EXPECT_EQ(vecStanding.size(), 10U);
+        EXPECT_LT(std::filesystem::file_size(m_strPath), nBefore);
+        store.Add(Event(nEvents + 1, true, 77));
+    }
+    vecStanding.push_back(nEvents + 1);
+    CEventStore store;
+    store.Open(m_strPath);
+    EXPECT_EQ(Times(store.Standing()), vecStanding);
+    EXPECT_FALSE(std::filesystem::exists(m_strPath + ".new"));
+}
+
 TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)
 {
     std::ofstream(m_strPath) << R"({"arrival":1,"time":2,"key":3,"transition":"APP","elementType":3,"elementId":-1})"

@@ -1,0 +1,160 @@
+"""Who may speak to the server over TLS, and events that survive kill -9 of the server."""
+from harness import *
+
+
+def openssl(folder, *args):
+    subprocess.run(["openssl", *map(str, args)], cwd=folder, check=True, capture_output=True)
+
+
+def make_ca(folder, name):
+    openssl(folder, "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", 2,
+            "-subj", f"/CN={name}", "-keyout", f"{name}.key", "-out", f"{name}.pem")
+
+
+def make_certificate(folder, ca, name, subject, ext, days=2):
+    openssl(folder, "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", subject,
+            "-keyout", f"{name}.key", "-out", f"{name}.csr")
+    (folder / f"{name}.ext").write_text(ext)
+    openssl(folder, "x509", "-req", "-in", f"{name}.csr", "-CA", f"{ca}.pem", "-CAkey", f"{ca}.key", "-days", days,
+            "-extfile", f"{name}.ext", "-out", f"{name}.pem")
+
+
+SERVER_EXT = "subjectAltName=IP:127.0.0.1\nextendedKeyUsage=serverAuth\n"
+CLIENT_EXT = "extendedKeyUsage=clientAuth\n"
+
+
+class Security(SystemTest):
+    def setUp(self):
+        super().setUp()
+        for ca in ("ca", "other"):
+            make_ca(self.dir, ca)
+        make_certificate(self.dir, "ca", "server", "/CN=server", SERVER_EXT)
+        make_certificate(self.dir, "ca", "elsewhere", "/CN=elsewhere", SERVER_EXT.replace("0.0.1", "0.0.2"))
+        make_certificate(self.dir, "ca", "old", "/CN=old", CLIENT_EXT, days=-1)
+        make_certificate(self.dir, "ca", "plain", "/CN=plain", CLIENT_EXT)
+        make_certificate(self.dir, "ca", "operator", "/OU=operator/CN=ann", CLIENT_EXT)
+        make_certificate(self.dir, "other", "stranger", "/OU=operator/CN=eve", CLIENT_EXT)
+        for token in ("application", "operator", "wrong"):
+            (self.dir / f"{token}.token").write_text(f"{token}-0123456789abcdef\n")
+        write_recording(self.dir / "rec.csv", 2000, lambda t: swing(t, 1.1, 30e6))
+
+    def secure(self, certificate="server", **attributes):
+        attributes = {"CAFile": "ca.pem", "CertificateFile": f"{certificate}.pem", "KeyFile": f"{certificate}.key",
+                      "TokenFile": "application.token", "OperatorTokenFile": "operator.token", **attributes}
+        element = "<Security " + " ".join(f'{k}="{v}"' for k, v in attributes.items() if v) + "/>"
+        self.write_config()
+        text = self.config.read_text()
+        self.config.write_text(text.replace(f'Data="{self.ports[1]}"/>', f'Data="{self.ports[1]}">{element}</VDS>'))
+
+    def ctl(self, options, *command):
+        r = subprocess.run([str(BIN / "vdsctl"), *map(str, options), f"127.0.0.1:{self.ports[0]}", *map(str, command)],
+                           cwd=self.dir, text=True, capture_output=True, timeout=LIMIT_S)
+        self.assertLessEqual(len(r.stderr.splitlines()), 1, r.stderr)
+        return r
+
+    def serve(self, *args):
+        return self.vds("--replay", self.dir / "rec.csv", "--speed", "20", *args)
+
+    def test_peers(self):
+        self.secure()
+        vds = self.serve()
+        post = ("post", 4003, "APP", 2, 1, "zones")
+        ca = ["--ca", "ca.pem"]
+        key = lambda name: [*ca, "--cert", f"{name}.pem", "--key", f"{name}.key"]
+        token = lambda name: [*ca, "--token-file", f"{name}.token"]
+        # options, command, what the client is told, what the server tells
+        refused = [([], post, "127.0.0.1", "TLS"),
+                   (["--ca", "other.pem"], post, "TLS: certificate of the other side", "unknown ca"),
+                   (ca, post, "neither a token nor a certificate", "neither a token nor a certificate"),
+                   (token("wrong"), post, "refused: wrong token", "refused: wrong token"),
+                   (key("old"), post, "TLS", "certificate has expired"),
+                   (key("stranger"), post, "TLS", "unable to get local issuer"),
+                   (token("application"), post, "operator", "is not the operator's"),
+                   (key("plain"), post, "operator", "of 'vdsctl@plain'")]
+        for options, command, client, server in refused:
+            r = self.ctl(options, *command)
+            self.assertEqual(r.returncode, 1, (options, r.stdout))
+            self.assertIn(client, r.stderr, options)
+            vds.wait_text(server)
+        self.assertEqual(self.events(), [])
+        for options, sender in ((token("operator"), "vdsctl"), (key("operator"), "vdsctl@ann"),
+                                ([f"-xml:{self.config}"], "vdsctl")):
+            self.assertEqual(self.ctl(options, *post).returncode, 0)
+            self.assertEqual(self.events()[-1]["from"], sender)
+        self.assertEqual(self.ctl(token("application"), "standing").returncode, 0)
+        text = vds.text()
+        for secret in ("0123456789abcdef", "PRIVATE"):
+            self.assertNotIn(secret, text)
+
+    def test_application(self):
+        self.secure()
+        vds = self.serve()
+        oma = self.oma()
+        event = self.wait_event(key=4204, transition="APP")
+        self.assertEqual(event["from"], "OMA_1st_Socket")
+        # A server with a certificate for somewhere else: one line, no storm of attempts.
+        vds.kill()
+        shared = self.config.read_text()
+        self.secure(certificate="elsewhere")
+        vds = self.serve()
+        oma.wait_text("IP address mismatch")
+        vds.wait_text("refused", count=0)
+        vds.stop()
+        self.assertLessEqual(oma.count("IP address mismatch"), 2, "one line for each connection")
+        self.config.write_text(shared)
+        self.serve()
+        oma.wait_text("Start-up", count=0)
+        seen = len(self.events())
+        wait_for(lambda: len(self.events()) > seen, "the application works again")
+        oma.stop()
+
+    def test_beyond_loopback(self):
+        self.write_config()
+        plain = self.config.read_text()
+        far = plain.replace('IPAddr="127.0.0.1"', 'IPAddr="192.0.2.1"')
+        for text, args in ((plain, ["--listen", "0.0.0.0"]), (far, [])):
+            self.config.write_text(text)
+            vds = self.vds("--replay", self.dir / "rec.csv", *args, wait=False)
+            self.assertEqual(vds.wait(), 1)
+            self.assertIn("expected element Security", vds.text())
+            self.assertEqual(len(vds.text().splitlines()), 1)
+        oma = self.oma()
+        oma.wait_text("'192.0.2.1' is another machine: expected element Security")
+        oma.stop()
+        self.secure(OperatorTokenFile="none.token")
+        vds = self.vds("--replay", self.dir / "rec.csv", wait=False)
+        self.assertEqual(vds.wait(), 1)
+        self.assertIn("none.token", vds.text())
+
+
+class KillNine(SystemTest):
+    def test_acknowledged_events_survive(self):
+        rng = random.Random(9)
+        self.write_config()
+        write_recording(self.dir / "rec.csv", 2)
+        acknowledged, tried = [], set()
+        number = 0
+        for _ in range(25):
+            vds = self.vds("--replay", self.dir / "rec.csv", "--state", self.dir / "state.jsonl")
+            standing = [int(line.split()[3]) for line in self.vdsctl("standing").stdout.splitlines()]
+            self.assertEqual(len(standing), len(set(standing)), "an event twice")
+            self.assertLessEqual(set(acknowledged), set(standing), "an acknowledged event is lost")
+            self.assertLessEqual(set(standing), tried, "an event that nobody has posted")
+            end = time.monotonic() + rng.uniform(0.0, 0.15)
+            while vds.running():
+                number += 1
+                tried.add(number)
+                ctl = subprocess.Popen([str(BIN / "vdsctl"), f"127.0.0.1:{self.ports[0]}", "post", "4204", "APP", "3",
+                                        str(number), "x" * rng.randrange(60000)], stderr=subprocess.DEVNULL)
+                while ctl.poll() is None:
+                    if time.monotonic() >= end and vds.running():
+                        vds.kill()
+                if ctl.returncode == 0:
+                    acknowledged.append(number)
+                elif vds.running():
+                    self.fail("a post has failed while the server runs")
+        self.assertGreater(len(acknowledged), 25)
+
+
+if __name__ == "__main__":
+    unittest.main()

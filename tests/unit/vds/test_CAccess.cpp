@@ -1,0 +1,85 @@
+#include "CLinkStream.h"
+#include "vds/CAccess.h"
+#include "vds/CEventStore.h"
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace Link = Norvik::Energy::Kestrel::Link;
+
+namespace
+{
+TEST(MayPost, AnApplicationPostsEventsOfItsOwnKindOnly)
+{
+    struct SCase
+    {
+        std::int32_t eHello, eKey, eElemType;
+        bool bMay;
+    };
+    for (const SCase& c : {SCase{3, 4201, 3, true},
+                           {3, 4206, 3, true},
+                           {3, 4200, 3, false},
+                           {3, 4207, 3, false},
+                           {3, 4203, 2, false},
+                           {3, 7, 3, false},
+                           {3, 4003, 2, false},
+                           {2, 4003, 2, true},
+                           {2, 4203, 3, false},
+                           {0, 7, 0, false},
+                           {-1, 4203, -1, false}})
+    {
+        SEvent event;
+        event.eKey = c.eKey;
+        event.eElemType = c.eElemType;
+        EXPECT_EQ(MayPost(c.eHello, event), c.bMay) << c.eHello << " " << c.eKey << " " << c.eElemType;
+    }
+}
+
+TEST(CAccess, BarsAnAddressThatIsRefusedTooOftenForAWhile)
+{
+    CAccess access;
+    const CAccess::TTime tBegin{};
+    for (int i = 0; i < 9; ++i)
+        access.NoteRefusal("10.0.0.1", tBegin);
+    EXPECT_FALSE(access.IsBarred("10.0.0.1", tBegin));
+    access.NoteRefusal("10.0.0.1", tBegin);
+    EXPECT_TRUE(access.IsBarred("10.0.0.1", tBegin));
+    EXPECT_FALSE(access.IsBarred("10.0.0.2", tBegin));
+    EXPECT_FALSE(access.IsBarred("10.0.0.1", tBegin + std::chrono::seconds(1)));
+}
+
+TEST(Link, TokenIsOneLineOfSixteenToTwoHundredFiftySixPlainCharacters)
+{
+    std::string strDir = (std::filesystem::temp_directory_path() / "token_XXXXXX").string();
+    strDir = ::mkdtemp(strDir.data());
+    const std::string strFile = strDir + "/token";
+    const std::string strGood(16, 'k');
+    const std::pair<std::string, bool> pCase[] = {{strGood, true},
+                                                  {strGood + "\r\nmore", true},
+                                                  {std::string(256, 'k') + "\n", true},
+                                                  {"", false},
+                                                  {std::string(15, 'k'), false},
+                                                  {std::string(257, 'k'), false},
+                                                  {strGood + " ", false},
+                                                  {strGood + '\0', false}};
+    for (const auto& [strText, bGood] : pCase)
+    {
+        std::ofstream(strFile, std::ios::binary) << strText;
+        try
+        {
+            EXPECT_EQ(Link::ReadToken(strFile), strText.substr(0, strText.find_first_of("\r\n")));
+            EXPECT_TRUE(bGood) << strText;
+        }
+        catch (const std::runtime_error& ex)
+        {
+            EXPECT_FALSE(bGood) << strText;
+            EXPECT_EQ(std::string(ex.what()).find("kkk"), std::string::npos) << "a secret in a message";
+        }
+    }
+    EXPECT_TRUE(Link::IsSameSecret("abc", "abc"));
+    EXPECT_FALSE(Link::IsSameSecret("abc", "abd"));
+    EXPECT_FALSE(Link::IsSameSecret("abc", "ab"));
+    std::filesystem::remove_all(strDir);
+}
+} // namespace

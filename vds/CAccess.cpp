@@ -1,0 +1,71 @@
+#include "vds/CAccess.h"
+#include "CLinkStream.h"
+#include "vds/CEventStore.h"
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+namespace Link = Norvik::Energy::Kestrel::Link;
+
+namespace
+{
+constexpr int g_nRefusals = 10;
+constexpr auto g_tRefusal = std::chrono::seconds(1);
+constexpr std::size_t g_nMaxAddresses = 1000;
+} // namespace
+
+void CAccess::Open(const SServerSecurity& p_security)
+{
+    if (!p_security.link.bOn)
+        return;
+    if (p_security.link.strCertificateFile.empty())
+        throw std::runtime_error("element Security: expected CertificateFile and KeyFile, the server's own");
+    m_pTls = Link::ServerTls(p_security.link);
+    if (!p_security.link.strTokenFile.empty())
+        m_strToken = Link::ReadToken(p_security.link.strTokenFile);
+    if (!p_security.strOperatorTokenFile.empty())
+        m_strOperatorToken = Link::ReadToken(p_security.strOperatorTokenFile);
+    if (!m_strToken.empty() && m_strToken == m_strOperatorToken)
+        throw std::runtime_error("element Security: expected two tokens, got one twice");
+}
+
+ERole CAccess::RoleOf(const Link::SLinkPeer& p_peer, const std::string& p_strToken) const
+{
+    if (!p_peer.bTls)
+        return ERole::eOperator;
+    if (!p_strToken.empty())
+    {
+        // Both are compared in any case.
+        const bool bOperator = !m_strOperatorToken.empty() && Link::IsSameSecret(p_strToken, m_strOperatorToken);
+        const bool bApplication = !m_strToken.empty() && Link::IsSameSecret(p_strToken, m_strToken);
+        if (!bOperator && !bApplication)
+            throw Link::CLinkRefusal("wrong token");
+        return bOperator ? ERole::eOperator : ERole::eApplication;
+    }
+    if (!p_peer.bCertificate)
+        throw Link::CLinkRefusal("neither a token nor a certificate");
+    return p_peer.bOperator ? ERole::eOperator : ERole::eApplication;
+}
+
+void CAccess::NoteRefusal(const std::string& p_strAddr, TTime p_tNow)
+{
+    for (auto it = m_mapRefused.begin(); it != m_mapRefused.end();)
+        it = it->second <= p_tNow ? m_mapRefused.erase(it) : std::next(it);
+    if (m_mapRefused.size() >= g_nMaxAddresses && m_mapRefused.count(p_strAddr) == 0)
+        return;
+    TTime& r_tEnd = m_mapRefused.try_emplace(p_strAddr, p_tNow).first->second;
+    r_tEnd += g_tRefusal;
+}
+
+bool CAccess::IsBarred(const std::string& p_strAddr, TTime p_tNow) const
+{
+    const auto it = m_mapRefused.find(p_strAddr);
+    return it != m_mapRefused.end() && it->second - p_tNow > (g_nRefusals - 1) * g_tRefusal;
+}
+
+bool MayPost(std::int32_t p_eElemType, const SEvent& p_event)
+{
+    const bool bOma = p_eElemType == 3 && p_event.eKey >= 4201 && p_event.eKey <= 4206;
+    const bool bNtm = p_eElemType == 2 && p_event.eKey >= 4001 && p_event.eKey <= 4006;
+    return (bOma || bNtm) && p_event.eElemType == p_eElemType;
+}

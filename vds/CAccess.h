@@ -1,0 +1,52 @@
+#pragma once
+#include "LinkSecurity.h"
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+
+struct SEvent;
+
+/// What the server needs to know to tell its peers apart.
+struct SServerSecurity
+{
+    Norvik::Energy::Kestrel::Link::SLinkSecurity link; ///< strTokenFile is that of the application
+    std::string strOperatorTokenFile;
+};
+
+enum class ERole
+{
+    eApplication, ///< reads, subscribes, writes outputs, posts events of its own
+    eOperator     ///< also steers the server and posts anything
+};
+
+/// Who may connect to the server, and what he may do.
+///
+/// Without TLS the server is bound to this machine, and everybody on it is an operator.
+class CAccess
+{
+  public:
+    using TTime = std::chrono::steady_clock::time_point;
+
+    /// Reads the files. @throws std::runtime_error that names the file, or what is missing.
+    void Open(const SServerSecurity& p_security);
+    /// Null: plain text.
+    const Norvik::Energy::Kestrel::Link::TTlsPtr& Tls() const { return m_pTls; }
+
+    /// By token first, then by certificate. @throws Link::CLinkRefusal
+    ERole RoleOf(const Norvik::Energy::Kestrel::Link::SLinkPeer& p_peer, const std::string& p_strToken) const;
+
+    /// An address may be refused ten times in a row, and once a second in the long run. Beyond that it is not listened
+    /// to: nobody tries tokens at the rate of the line.
+    void NoteRefusal(const std::string& p_strAddr, TTime p_tNow);
+    bool IsBarred(const std::string& p_strAddr, TTime p_tNow) const;
+
+  private:
+    Norvik::Energy::Kestrel::Link::TTlsPtr m_pTls;
+    std::string m_strToken;
+    std::string m_strOperatorToken;
+    std::map<std::string, TTime> m_mapRefused; ///< by address: when its refusals are forgotten
+};
+
+/// Whether an application that has greeted with an element type may post an event: those of its own kind only.
+bool MayPost(std::int32_t p_eElemType, const SEvent& p_event);
