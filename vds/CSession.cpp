@@ -92,7 +92,8 @@ void CSession::AwaitHello()
 void CSession::OnLinkClosed(const std::string& p_strReason)
 {
     m_timerHello.cancel();
-    if (Link::IsRefusal(p_strReason))
+    // A probe of the port that says nothing has shown nothing wrong.
+    if (Link::IsRefusal(p_strReason) && p_strReason.find("no handshake") == std::string::npos)
         m_core.Access().NoteRefusal(m_strAddr, std::chrono::steady_clock::now());
     m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
 }
