@@ -53,11 +53,9 @@ std::string ReadAll(const std::string& p_strPath)
 /// Whole lines, without a last one whose bytes have not all reached the disk: they read as zeros then.
 std::size_t WholeLines(const std::string& p_strText)
 {
-    std::size_t nEnd = p_strText.rfind('\n') + 1; // 0 if there is no line at all
-    const std::size_t nZero = p_strText.find('\0');
-    if (nZero < nEnd)
-        nEnd = p_strText.rfind('\n', nZero) + 1;
-    return p_strText.find('\n', nEnd) + 1 >= p_strText.size() ? nEnd : p_strText.size();
+    const std::size_t nEnd = p_strText.rfind('\n') + 1; // 0 if there is no line at all
+    const std::size_t nLast = nEnd < 2 ? 0 : p_strText.rfind('\n', nEnd - 2) + 1;
+    return p_strText.find('\0', nLast) < nEnd ? nLast : nEnd;
 }
 } // namespace
 
