@@ -1,4 +1,5 @@
 """A device that speaks IEEE C37.118, for tests: written against the standard, not against the code of the server."""
+import cmath
 import socket
 import struct
 import threading
@@ -44,7 +45,7 @@ class Device:
         for _, unit, value in self.phasors.values():
             v = value(t)
             if self.floats:
-                body += struct.pack(">ff", abs(v), __import__("cmath").phase(v))
+                body += struct.pack(">ff", abs(v), cmath.phase(v))
             else:
                 body += struct.pack(">hh", round(v.real / unit * 1e5), round(v.imag / unit * 1e5))
         body += struct.pack(">ff", 50.0, 0.0) if self.floats else struct.pack(">hh", 0, 0)
