@@ -36,6 +36,7 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
         m_mapChannel[{writer.nPmu, nId}].bStarted = false;
     writer.nPmu = p_nPmu;
     writer.vecnId = p_vecnId;
+    writer.nRate = p_nRate;
     const bool bMeasurement = std::all_of(
         p_vecnId.begin(), p_vecnId.end(),
         [this](std::uint64_t p_nId) { return m_config.setMeasurement.count(static_cast<unsigned long>(p_nId)) != 0; });
@@ -100,6 +101,8 @@ bool COutputs::Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t
         channel.fValue = p_vecfValue[i];
         channel.eQual = QualityOfState(p_vecnState[i]);
         eWorst = std::max(eWorst, channel.eQual);
+        if (m_fnValue)
+            m_fnValue(channel, writer.nRate);
         if (writer.bLogged)
             strValues += (i == 0 ? "" : ",") + JsonNumber(p_vecfValue[i]);
     }

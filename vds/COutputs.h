@@ -2,6 +2,7 @@
 #include "vds/CJsonLog.h"
 #include "vds/ServerConfig.h"
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -34,6 +35,8 @@ class COutputs
         : m_config(p_config), m_bLogMeasurements(p_bLogMeasurements)
     {
     }
+    /// Told of each value that is taken: channel, its rate, value.
+    std::function<void(const SChannel&, std::int32_t)> m_fnValue;
     void OpenLog(const std::string& p_strPath) { m_log.Open(p_strPath); }
 
     /// A start of a writer that has already started replaces the one before: the application may repeat it.
@@ -54,6 +57,7 @@ class COutputs
         std::uint64_t nPmu = 0;
         std::vector<std::uint64_t> vecnId;
         bool bLogged = true;
+        std::int32_t nRate = 1;
     };
     using TWriters = std::map<std::pair<std::uint64_t, unsigned>, SWriter>;
     void Stop(TWriters::iterator p_it);

@@ -117,9 +117,14 @@ void CReadSet::Fill(const SSourceCycle& p_cycle, TTime p_tNow, Link::Cycle& r_cy
         r_cycle.add_angle(bPresent ? p_cycle.vecSample[i].fAngle_deg : 0.0F);
         r_cycle.add_state(bPresent ? p_cycle.vecSample[i].nState : g_nStateNoSample);
     }
-    m_quetSent.push_back(p_tNow);
+    m_quetSent.emplace_back(p_tNow, p_cycle.nTicks);
     if (m_quetSent.size() > g_nMaxTimes)
         m_quetSent.pop_front();
+}
+
+std::int64_t CReadSet::TakenTicks() const
+{
+    return AllTaken() || m_quetSent.empty() ? g_nTicksMax : m_quetSent.front().second - 1;
 }
 
 void CReadSet::Taken(std::uint64_t p_nSeq, TTime p_tNow, CDeliveryTimes& r_times)
@@ -130,7 +135,7 @@ void CReadSet::Taken(std::uint64_t p_nSeq, TTime p_tNow, CDeliveryTimes& r_times
         // Times of the oldest cycles may have been given up by a client that is far behind.
         if (m_nSent - m_nTaken > m_quetSent.size())
             continue;
-        r_times.Add(p_tNow - m_quetSent.front());
+        r_times.Add(p_tNow - m_quetSent.front().first);
         m_quetSent.pop_front();
     }
 }

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <utility>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -53,6 +54,8 @@ class CReadSet
     // ---- how far the client has come ----
     bool HasCredit() const { return m_nSent - m_nTaken < m_nWindow; }
     bool AllTaken() const { return m_nSent == m_nTaken; }
+    /// Time of the newest cycle that the client has taken for sure; the end of time if it has taken all.
+    std::int64_t TakenTicks() const;
     void Taken(std::uint64_t p_nSeq, TTime p_tNow, CDeliveryTimes& r_times);
 
     bool m_bReady = false;   ///< the client has delivered the answer to the start
@@ -69,5 +72,5 @@ class CReadSet
     std::vector<std::size_t> m_veciSample;    ///< place of each channel in the source's samples; beyond: unknown id
     std::uint64_t m_nSent = 0;
     std::uint64_t m_nTaken = 0;
-    std::deque<TTime> m_quetSent; ///< of the cycles not yet taken, the newest ones
+    std::deque<std::pair<TTime, std::int64_t>> m_quetSent; ///< of the cycles not yet taken, the newest ones; and stamps
 };

@@ -55,8 +55,14 @@ void CServerCore::Start()
     Listen(m_acceptorData, m_config.nPortData);
     m_nPortEvent = m_acceptorEvent.local_endpoint().port();
     m_nPortData = m_acceptorData.local_endpoint().port();
+    StartStreams();
     if (!m_options.strStateFile.empty())
         m_events.Open(m_options.strStateFile);
+    for (const SEvent& event : m_events.Standing())
+    {
+        for (const auto& pStream : m_vecpStream)
+            pStream->OnEvent(event);
+    }
     if (!m_options.strLogDir.empty())
     {
         m_eventLog.Open(m_options.strLogDir + "/events.jsonl");
@@ -71,6 +77,24 @@ void CServerCore::Start()
     Accept(m_acceptorData, true);
     Kick();
     m_thread = std::thread([this] { m_io.run(); });
+}
+
+/// Streams that are offered.
+void CServerCore::StartStreams()
+{
+    for (const SOutputStreamConfig& output : m_config.synchrophasors.vecOutput)
+    {
+        m_vecpStream.push_back(std::make_unique<CC37118Output>(
+            m_io, output, *m_pSource, [this](const std::string& p_strText) { Line(p_strText); }, [this] { Kick(); }));
+        m_vecpStream.back()->Start();
+    }
+    if (m_vecpStream.empty())
+        return;
+    m_outputs.m_fnValue = [this](const COutputs::SChannel& p_channel, std::int32_t p_nRate)
+    {
+        for (const auto& pStream : m_vecpStream)
+            pStream->OnValue(p_channel.nId, p_nRate, p_channel.nTicks, p_channel.fValue, p_channel.eQual);
+    };
 }
 
 void CServerCore::Listen(TAcceptor& r_acceptor, unsigned p_nPort)
@@ -190,6 +214,8 @@ void CServerCore::End()
     m_bEnding = true;
     for (const auto& [nId, pSession] : m_mapSession)
         Guarded([&] { m_outputs.StopAll(nId); });
+    for (const auto& pStream : m_vecpStream)
+        pStream->End();
     m_pSource->Stop();
     boost::system::error_code ecIgnored;
     m_acceptorEvent.close(ecIgnored);
@@ -282,6 +308,8 @@ bool CServerCore::Publish(SEvent p_event)
     if (!bKept)
         return false;
     Guarded([&] { m_eventLog.Write(EventLine(p_event)); });
+    for (const auto& pStream : m_vecpStream)
+        pStream->OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
     {
         if (pSession->IsSubscribed())
@@ -358,6 +386,8 @@ void CServerCore::Pump()
 {
     if (m_bEnding)
         return;
+    for (const auto& pStream : m_vecpStream)
+        pStream->OnTaken(m_options.bLive ? m_nNow : TakenTicks());
     for (int i = 0; i < g_nBatch; ++i)
     {
         if (!m_bHasCycle && m_pSource->IsLive())
@@ -393,6 +423,8 @@ bool CServerCore::PumpOne()
         for (auto& [nSet, set] : pSession->Sets())
             set.Offer(m_cycle, [&](const SSourceCycle& p_cycle) { pSession->SendCycle(set, p_cycle); });
     }
+    for (const auto& pStream : m_vecpStream)
+        pStream->OnCycle(m_cycle);
     ++m_nCycles;
     m_nNow = m_cycle.nTicks;
     m_pace.Sent(m_cycle.nTicks, tNow);
@@ -422,7 +454,8 @@ bool CServerCore::ClientsReady(TTime p_tNow)
         }
     }
     if (nSets == 0)
-        return false;
+        return std::any_of(m_vecpStream.begin(), m_vecpStream.end(),
+                           [](const auto& p_pStream) { return p_pStream->TakesPhasors(); });
     if (!m_bBegun && nSets < m_config.nReadSets && p_tNow - tFirst < g_tMoreSets)
     {
         WakeAt(p_tNow + g_tRecheck);
@@ -471,6 +504,18 @@ bool CServerCore::AllTaken()
         }
     }
     return true;
+}
+
+/// Time up to which all sets have been taken.
+std::int64_t CServerCore::TakenTicks()
+{
+    std::int64_t nTicks = g_nTicksMax;
+    for (const auto& [nId, pSession] : m_mapSession)
+    {
+        for (const auto& [nSet, set] : pSession->Sets())
+            nTicks = std::min(nTicks, set.TakenTicks());
+    }
+    return nTicks;
 }
 
 bool CServerCore::AllAnswered() const

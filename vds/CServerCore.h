@@ -7,6 +7,7 @@
 #include "vds/CSession.h"
 #include "vds/ISource.h"
 #include "vds/ServerConfig.h"
+#include "vds/c37118/CC37118Output.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -89,6 +90,7 @@ class CServerCore
     void Accept(TAcceptor& r_acceptor, bool p_bDataPort);
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
     std::string WhyNot(const std::string& p_strAddr) const;
+    void StartStreams();
     void End();
 
     // ---- the source ----
@@ -104,6 +106,7 @@ class CServerCore
     bool EventsReady();
     void AtSourceEnd();
     bool AllTaken();
+    std::int64_t TakenTicks();
     bool AllAnswered() const;
 
     const SServerConfig m_config;
@@ -121,6 +124,7 @@ class CServerCore
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;
+    std::vector<std::unique_ptr<CC37118Output>> m_vecpStream;
     std::map<std::uint64_t, std::shared_ptr<CSession>> m_mapSession;
     std::uint64_t m_nLastSession = 0;
     std::map<std::uint64_t, TTime> m_mapTouched; ///< by client

@@ -3,6 +3,7 @@
 #include "vds/CommandLine.h"
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
+#include <map>
 #include <memory>
 #include <stdexcept>
 
@@ -74,6 +75,101 @@ std::int32_t RateOfStreams(const Runtime::CSynchrophasors& p_synchrophasors, con
     return nRate;
 }
 
+SOutputPmu ModePmu(const Runtime::OMA::CJob& p_job, const Runtime::OMA::CPSMode& p_mode)
+{
+    SOutputPmu pmu{EOutputPmu::eMode,
+                   p_mode.Id(),
+                   p_job.Name(),
+                   p_mode.MinFrequency(),
+                   p_mode.MaxFrequency(),
+                   p_job.JobMode() == Runtime::eJobActivePower,
+                   {}};
+    for (int i = 0; i < 4; ++i)
+        pmu.vecChannel.push_back({p_mode.Outputs().RefID(static_cast<Runtime::eOMAPhysType>(i)), "", false});
+    return pmu;
+}
+
+/// A job's actual value and behind it its modes, of all jobs that run.
+std::vector<SOutputPmu> ResultPmus(const Runtime::OMA::COMAs& p_omas)
+{
+    std::vector<SOutputPmu> vecPmu;
+    for (const Runtime::OMA::COMA& oma : p_omas)
+    {
+        for (const Runtime::OMA::CJob& job : oma.GetJobs())
+        {
+            if (!oma.IsActive() || !job.IsActive())
+                continue;
+            vecPmu.push_back({EOutputPmu::eJob,
+                              job.Id(),
+                              job.Name(),
+                              0.0F,
+                              0.0F,
+                              job.JobMode() == Runtime::eJobActivePower,
+                              {{job.OutputRefId(), "", false}}});
+            for (const Runtime::OMA::CPSMode& mode : job.PSModes())
+                vecPmu.push_back(ModePmu(job, mode));
+        }
+    }
+    return vecPmu;
+}
+
+/// Data points that jobs take for currents.
+std::set<unsigned long> Currents(const Runtime::OMA::COMAs& p_omas)
+{
+    std::set<unsigned long> setCurrent;
+    for (const Runtime::OMA::COMA& oma : p_omas)
+    {
+        for (const Runtime::OMA::CJob& job : oma.GetJobs())
+        {
+            for (const Runtime::OMA::CInputGroup& group : job.InputGroups())
+            {
+                for (int i = 0; i < 3 && group.SignalType() == Runtime::eSignalCurrent; ++i)
+                    setCurrent.insert(group.RefID(static_cast<Runtime::ePhaseType>(i)));
+            }
+        }
+    }
+    return setCurrent;
+}
+
+/// All measurement units; the server leaves out what its source does not have.
+std::vector<SOutputPmu> UnitPmus(const Runtime::CConfiguration& p_config)
+{
+    const std::set<unsigned long> setCurrent = Currents(p_config.GetOMAs());
+    std::map<unsigned long, SOutputPmu> mapPmu;
+    for (const unsigned long nId : p_config.GetDatapoints().Ids())
+    {
+        const Runtime::CMeasurementUnit* pUnit = p_config.GetDatapoints().Datapoint(nId).MeasurementUnit();
+        if (pUnit == nullptr)
+            continue;
+        SOutputPmu& pmu = mapPmu[pUnit->Id()];
+        pmu.eKind = EOutputPmu::eUnit;
+        pmu.nElement = pUnit->Id();
+        pmu.strName = pUnit->Name();
+        pmu.vecChannel.push_back({nId, p_config.GetDatapoints().Name(nId), setCurrent.count(nId) != 0});
+    }
+    std::vector<SOutputPmu> vecPmu;
+    for (auto& [nId, pmu] : mapPmu)
+        vecPmu.push_back(std::move(pmu));
+    return vecPmu;
+}
+
+SOutputStreamConfig TakeOutput(const Runtime::COutputStream& p_output, const Runtime::CConfiguration& p_config)
+{
+    SOutputStreamConfig output;
+    output.strName = p_output.Name();
+    output.strListen = p_output.Listen();
+    output.nPort = static_cast<std::uint16_t>(p_output.Port());
+    output.nUdpPort = static_cast<std::uint16_t>(p_output.UdpPort());
+    output.nStreamId = static_cast<std::uint16_t>(p_output.StreamId());
+    output.nNominal_Hz = p_output.Nominal();
+    output.nRate = p_output.Rate();
+    output.bPhasors = p_output.Content() == Runtime::eContentPhasors;
+    output.nWait_ms = p_output.WaitInMs();
+    output.nUdpExpiry_s = p_output.UdpExpiryInS();
+    output.vecPmu = output.bPhasors ? UnitPmus(p_config) : ResultPmus(p_config.GetOMAs());
+    return output;
+}
+
 SSynchrophasorConfig TakeSynchrophasors(const std::string& p_strPath, const Runtime::CConfiguration& p_config)
 {
     const Runtime::CSynchrophasors& tree = p_config.VDS().Synchrophasors();
@@ -85,9 +181,7 @@ SSynchrophasorConfig TakeSynchrophasors(const std::string& p_strPath, const Runt
     for (const Runtime::CStream& stream : tree.GetStreams())
         config.vecStream.push_back(TakeStream(stream));
     for (const Runtime::COutputStream& output : tree.GetOutputs())
-        config.vecOutput.push_back({output.Name(), output.Listen(), static_cast<std::uint16_t>(output.Port()),
-                                    static_cast<std::uint16_t>(output.UdpPort()),
-                                    static_cast<std::uint16_t>(output.StreamId()), output.Nominal(), output.Rate()});
+        config.vecOutput.push_back(TakeOutput(output, p_config));
     if (!config.vecStream.empty() && (config.nRate == 0 || config.nRate > 3600 || config.nRate < -3600))
         throw std::runtime_error("file '" + p_strPath +
                                  "': Synchrophasors Rate: expected it, or a ReportingRate up to 3600 of the data "

@@ -11,6 +11,7 @@ constexpr Name g_vecInputMode[] = {{"maximum", 0}, {"minimum", 1}, {"divisor", 2
 constexpr Name g_vecSignalType[] = {{"voltage", 0}, {"current", 1}, {"invalid", 2}};
 constexpr Name g_vecPSEventType[] = {{"critical", 0}, {"distinct", 1}, {"notified", 2}};
 constexpr Name g_vecTransport[] = {{"tcp", 0}, {"udp", 1}, {"tcp-udp", 2}, {"spontaneous", 3}};
+constexpr Name g_vecContent[] = {{"results", 0}, {"phasors", 1}};
 constexpr Name g_vecUnlocked[] = {{"any", -1}};
 constexpr unsigned g_nUdpPort = 4713; ///< registered for commands over UDP
 constexpr Name g_vecPhysType[] = {{"frequency", 0}, {"magnitude", 1}, {"damping-ratio", 2}, {"degree-of-exposure", 3}};
@@ -234,6 +235,10 @@ void CConfigBuilder::BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_
     Optional(p_pNode, "StreamId", r_output.m_nStreamId);
     Optional(p_pNode, "Nominal", r_output.m_nNominal_Hz);
     Optional(p_pNode, "Rate", r_output.m_nRate);
+    Optional(p_pNode, "WaitInMs", r_output.m_nWait_ms);
+    Optional(p_pNode, "UdpExpiryInS", r_output.m_nUdpExpiry_s);
+    if (xmlHasProp(p_pNode, XmlText("Content")))
+        r_output.m_eContent = static_cast<eOutputContent>(Named(p_pNode, "Content", g_vecContent));
     if (xmlHasProp(p_pNode, XmlText("Listen")))
         r_output.m_strListen = Trimmed(AttributeOf(p_pNode, "Listen"));
     if (r_output.m_nPort == 0 && r_output.m_nUdpPort == 0)

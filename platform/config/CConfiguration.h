@@ -99,7 +99,14 @@ class CStream : public std::vector<CStreamPhasor>
     bool m_bRoundToGrid = false;
 };
 
-/// A stream of results that the server offers.
+/// What an output stream carries.
+enum eOutputContent : std::int32_t
+{
+    eContentResults = 0,
+    eContentPhasors = 1 ///< those of the server's source
+};
+
+/// A stream that the server offers.
 class COutputStream
 {
   public:
@@ -109,7 +116,10 @@ class COutputStream
     unsigned StreamId() const { return m_nStreamId; }
     const std::string& Listen() const { return m_strListen; }
     unsigned Nominal() const { return m_nNominal_Hz; }
-    int Rate() const { return m_nRate; }
+    int Rate() const { return m_nRate; } ///< 0: not given
+    eOutputContent Content() const { return m_eContent; }
+    unsigned WaitInMs() const { return m_nWait_ms; }
+    unsigned UdpExpiryInS() const { return m_nUdpExpiry_s; } ///< 0: never
 
   private:
     friend class CConfigBuilder;
@@ -119,7 +129,10 @@ class COutputStream
     unsigned m_nStreamId = 1;
     std::string m_strListen = "127.0.0.1";
     unsigned m_nNominal_Hz = 50;
-    int m_nRate = 1;
+    int m_nRate = 0;
+    eOutputContent m_eContent = eContentResults;
+    unsigned m_nWait_ms = 500;
+    unsigned m_nUdpExpiry_s = 600;
 };
 
 class CSynchrophasors

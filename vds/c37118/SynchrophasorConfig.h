@@ -34,7 +34,34 @@ struct SStreamConfig
     std::vector<SStreamPhasor> vecPhasor;
 };
 
-/// A stream of the results.
+/// What a PMU of an output stream stands for.
+enum class EOutputPmu
+{
+    eMode, ///< a swing mode: frequency, magnitude, damping ratio, degree of exposure, level of its event
+    eJob,  ///< a job: its actual value
+    eUnit  ///< a measurement unit: phasors of the source
+};
+
+/// A channel or a phasor of a PMU of an output stream.
+struct SOutputChannel
+{
+    std::uint64_t nId = 0;    ///< of the datapoint
+    std::string strName = {}; ///< eUnit only
+    bool bCurrent = false;    ///< eUnit only
+};
+
+struct SOutputPmu
+{
+    EOutputPmu eKind = EOutputPmu::eMode;
+    std::uint64_t nElement = 0; ///< id of the mode, job or unit
+    std::string strName;        ///< of the job or unit
+    float fMin_Hz = 0.0F;       ///< eMode: its range
+    float fMax_Hz = 0.0F;
+    bool bPower = true; ///< values in W, otherwise in degrees
+    std::vector<SOutputChannel> vecChannel;
+};
+
+/// A stream that the server offers.
 struct SOutputStreamConfig
 {
     std::string strName;
@@ -43,7 +70,11 @@ struct SOutputStreamConfig
     std::uint16_t nUdpPort = 0; ///< 0: no UDP
     std::uint16_t nStreamId = 1;
     unsigned nNominal_Hz = 50;
-    std::int32_t nRate = 1; ///< frames a second, or -n
+    std::int32_t nRate = 0; ///< frames a second, or -n; 0: 1 for results, for phasors the rate of the source
+    bool bPhasors = false;
+    unsigned nWait_ms = 500;     ///< for results of the time of a frame
+    unsigned nUdpExpiry_s = 600; ///< 0: never
+    std::vector<SOutputPmu> vecPmu;
 };
 
 struct SSynchrophasorConfig
