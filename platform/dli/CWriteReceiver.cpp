@@ -25,6 +25,15 @@ void CWriteReceiver::Begin(Link::StartWrite& r_start)
 
 void CWriteReceiver::End()
 {
+    std::unique_lock<std::mutex> lock(m_mtx);
+    m_start.reset();
+    m_bStands = false;
+    m_cvTold.wait(lock,
+                  [this] { return m_idTelling == std::thread::id() || m_idTelling == std::this_thread::get_id(); });
+}
+
+void CWriteReceiver::OnLost()
+{
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_start.reset();
     m_bStands = false;
@@ -41,7 +50,7 @@ void CWriteReceiver::Answered(const Link::WriteResponse& p_response)
         else if (std::exchange(m_bRefused, true))
             return;
     }
-    PushStatus(eWriteResponse, static_cast<unsigned long>(p_response.pmu()), p_response.error());
+    Push({eWriteResponse, static_cast<unsigned long>(p_response.pmu()), p_response.error(), p_response.start()});
 }
 
 bool CWriteReceiver::IsDue(TTime p_tNow)
@@ -53,8 +62,34 @@ bool CWriteReceiver::IsDue(TTime p_tNow)
     return true;
 }
 
+/// A start may have ended since its answer came.
+bool CWriteReceiver::BeginTelling(unsigned p_nStart)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (!m_bStands || p_nStart != m_nStart)
+        return false;
+    m_idTelling = std::this_thread::get_id();
+    return true;
+}
+
+void CWriteReceiver::EndTelling()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_idTelling = {};
+    m_cvTold.notify_all();
+}
+
 void CWriteReceiver::CallStatus(const SStatus& p_status)
 {
+    const bool bAnswer = p_status.eStatus == eWriteResponse;
+    if (bAnswer && !BeginTelling(p_status.nStart))
+        return;
     m_pCallBack->Status(p_status.eStatus, p_status.lReqNum, p_status.lAddInfo);
+}
+
+void CWriteReceiver::StatusDone(const SStatus& p_status)
+{
+    if (p_status.eStatus == eWriteResponse)
+        EndTelling();
 }
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -3,7 +3,9 @@
 #include "link/dli/CallBacks.h"
 #include "platform/dli/CReceiver.h"
 #include <chrono>
+#include <condition_variable>
 #include <optional>
+#include <thread>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
@@ -26,6 +28,8 @@ class CWriteReceiver : public CReceiver
 
     /// Gives the start its number, by which its answers are known.
     void Begin(Link::StartWrite& r_start);
+    /// When it has returned, no answer to the start is being told or will be. From inside of such a call it does not
+    /// wait for that call itself.
     void End();
     /// Told to the application: what belongs to the present start, and of refusals the first.
     void Answered(const Link::WriteResponse& p_response);
@@ -38,13 +42,16 @@ class CWriteReceiver : public CReceiver
         if (IsDue(p_tNow))
             p_fnSend(*m_start);
     }
-    void OnLost() override { End(); }
+    void OnLost() override;
 
   protected:
     void CallStatus(const SStatus& p_status) override;
+    void StatusDone(const SStatus& p_status) override;
 
   private:
     bool IsDue(TTime p_tNow);
+    bool BeginTelling(unsigned p_nStart);
+    void EndTelling();
 
     CChannelDataWriteCallBack* const m_pCallBack; ///< the application's
     // ---- under m_mtx ----
@@ -52,6 +59,8 @@ class CWriteReceiver : public CReceiver
     unsigned m_nStart = 0;                   ///< number of the present start
     bool m_bStands = false;                  ///< begun and not ended
     bool m_bRefused = false;                 ///< and told so
+    std::thread::id m_idTelling;             ///< thread in a call that tells an answer; none: no call
+    std::condition_variable m_cvTold;
     TTime m_tAgain;
     std::chrono::seconds m_tDelay{}; ///< from the last offer to the next
 };

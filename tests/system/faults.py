@@ -86,6 +86,11 @@ class FaultRun:
             return False
         return self.standing() == Counter(SWING_MODES.keys())
 
+    def history(self):
+        """The last events, and starts and stops of channels."""
+        channels = [c for c in self.test.channels() if c["op"] != "write"]
+        return "".join(f"{line}\n" for line in (*self.test.swing_events()[-12:], *channels[-12:]))
+
     def level(self):
         status = dict(line.split(":", 1) for line in
                       Path(f"/proc/{self.oma.proc.pid}/status").read_text().splitlines() if ":" in line)
@@ -103,7 +108,7 @@ class FaultRun:
             wait_for(self.recovered, f"recovery from {name}", 180)
         except AssertionError as error:
             raise AssertionError(f"fault {sum(self.count.values())}: {error}\nchannels {self.times()}\nstanding "
-                                 f"{self.standing()}\n{self.oma.text()[-6000:]}") from None
+                                 f"{self.standing()}\n{self.history()}{self.oma.text()[-6000:]}") from None
         if not self.oma.running():
             raise AssertionError(f"oma has ended after {name}:\n" + self.oma.text()[-6000:])
         self.levels.append(self.level())
