@@ -67,5 +67,6 @@ bool MayPost(std::int32_t p_eElemType, const SEvent& p_event)
 {
     const bool bOma = p_eElemType == 3 && p_event.eKey >= 4201 && p_event.eKey <= 4206;
     const bool bNtm = p_eElemType == 2 && p_event.eKey >= 4001 && p_event.eKey <= 4006;
-    return (bOma || bNtm) && p_event.eElemType == p_eElemType;
+    const bool bClears = (p_eElemType == 3 || p_eElemType == 2) && p_event.eTrans == 0;
+    return (bOma || bNtm || bClears) && p_event.eElemType == p_eElemType;
 }

@@ -48,5 +48,6 @@ class CAccess
     std::map<std::string, TTime> m_mapRefused; ///< by address: when its refusals are forgotten
 };
 
-/// Whether an application that has greeted with an element type may post an event: those of its own kind only.
+/// Whether an application that has greeted with an element type may post an event: those of its own kind only. It may
+/// clear whatever has been raised on its kind: an application acknowledges so what it does not know.
 bool MayPost(std::int32_t p_eElemType, const SEvent& p_event);

@@ -16,6 +16,7 @@ TEST(MayPost, AnApplicationPostsEventsOfItsOwnKindOnly)
     {
         std::int32_t eHello, eKey, eElemType;
         bool bMay;
+        std::int32_t eTrans = 1;
     };
     for (const SCase& c : {SCase{3, 4201, 3, true},
                            {3, 4206, 3, true},
@@ -27,11 +28,15 @@ TEST(MayPost, AnApplicationPostsEventsOfItsOwnKindOnly)
                            {2, 4003, 2, true},
                            {2, 4203, 3, false},
                            {0, 7, 0, false},
-                           {-1, 4203, -1, false}})
+                           {-1, 4203, -1, false},
+                           {3, 12345, 3, true, 0},
+                           {3, 12345, 2, false, 0},
+                           {0, 12345, 0, false, 0}})
     {
         SEvent event;
         event.eKey = c.eKey;
         event.eElemType = c.eElemType;
+        event.eTrans = c.eTrans;
         EXPECT_EQ(MayPost(c.eHello, event), c.bMay) << c.eHello << " " << c.eKey << " " << c.eElemType;
     }
 }
