@@ -1,10 +1,10 @@
 #include "CLinkStream.h"
 #include "Version.h"
 #include "vds/CommandLine.h"
+#include "vds/ParseNumber.h"
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -25,18 +25,6 @@ constexpr const char* g_pUsage =
     "       vdsctl ADDR[:PORT] standing | channels | drop [event|data|all] | stall SECONDS\n"
     "       vdsctl probe HOST:PORT[/ID] [--udp] [--seconds N] [--xml FILE]\n"
     "       vdsctl --help | --version\n";
-
-template <class TNumber>
-TNumber ParseNumber(const char* p_pName, const std::string& p_strText, TNumber p_nMin, TNumber p_nMax)
-{
-    TNumber nNumber{};
-    const char* pEnd = p_strText.data() + p_strText.size();
-    const std::from_chars_result result = std::from_chars(p_strText.data(), pEnd, nNumber);
-    if (result.ec != std::errc() || result.ptr != pEnd || !(nNumber >= p_nMin && nNumber <= p_nMax))
-        throw std::runtime_error(std::string(p_pName) + ": expected a number from " + std::to_string(p_nMin) + " to " +
-                                 std::to_string(p_nMax) + ", got '" + p_strText + "'");
-    return nNumber;
-}
 
 asio::ip::tcp::endpoint ParseAddress(const std::string& p_strText)
 {

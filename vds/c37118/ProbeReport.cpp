@@ -1,8 +1,8 @@
 #include "vds/c37118/ProbeReport.h"
+#include "vds/ParseNumber.h"
 #include "vds/c37118/CStreamSet.h"
 #include "vds/c37118/DecodeFrame.h"
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -253,18 +253,6 @@ struct SProbeCommand
     double fSeconds = 10.0;
     std::string strXml;
 };
-
-template <class TNumber>
-TNumber ParseNumber(const char* p_pName, const std::string& p_strText, TNumber p_nMin, TNumber p_nMax)
-{
-    TNumber nNumber{};
-    const char* pEnd = p_strText.data() + p_strText.size();
-    const std::from_chars_result result = std::from_chars(p_strText.data(), pEnd, nNumber);
-    if (result.ec != std::errc() || result.ptr != pEnd || !(nNumber >= p_nMin && nNumber <= p_nMax))
-        throw std::runtime_error(std::string(p_pName) + ": expected a number from " + Format("%g", double(p_nMin)) +
-                                 " to " + Format("%g", double(p_nMax)) + ", got '" + p_strText + "'");
-    return nNumber;
-}
 
 /// HOST[:PORT][/ID]; an IPv6 address with a port stands in brackets.
 void ParseDevice(std::string p_strText, SProbeCommand& r_command)
