@@ -19,9 +19,15 @@ enum EDataSource : std::int32_t
 };
 
 extern std::atomic<EAppState> g_eAppState;
-extern std::atomic<EDataSource> g_eDataSource;  ///< written once, by RunApplication; read by the job workers
+extern std::atomic<EDataSource> g_eDataSource; ///< written once, by RunApplication; read by the job workers
 /// Connection state for the writers: set and cleared by the read and the event callback, tested before every Write.
 extern std::atomic<bool> g_bConnected;
 
-inline EAppState GetAppState() { return g_eAppState; }
-inline void SetAppState(EAppState p_eState) { g_eAppState = p_eState; }
+inline EAppState GetAppState()
+{
+    return g_eAppState;
+}
+inline void SetAppState(EAppState p_eState)
+{
+    g_eAppState = p_eState;
+}

@@ -42,29 +42,29 @@ class CShellOMA : public CShellBAS
     std::string GetStop() const { return m_strStop; }
 
   private:
-    std::int32_t m_nMaxHS = 8;                                       ///< -nmaxhs: newest half cycles that take part, 4 up
-    std::vector<bool> m_vecbSpec;                                    ///< -spec: in order of the configuration file
-    std::unique_ptr<std::vector<std::unique_ptr<CPeakOMA>>> m_pvecpStudyPeak;  ///< -peak:
-    double m_fMinFreq_Hz = -1.0;                                     ///< -minfreq: stored, changes nothing
-    double m_fMaxFreq_Hz = -1.0;                                     ///< -maxfreq: stored, changes nothing
-    bool m_bLMA = false;                                             ///< -lma
-    bool m_bFileFFT = false;                                         ///< -file:fft
-    bool m_bFilePSM = false;                                         ///< -file:psm
-    std::int32_t m_nCsvCycles = 0;                                   ///< -csv: rows; 0: no file
-    double m_fDampCorr = 1.0;                                        ///< -dampcorr:
-    bool m_bMeasFile = false;                                        ///< -measfile:
+    std::int32_t m_nMaxHS = 8;    ///< -nmaxhs: newest half cycles that take part, 4 up
+    std::vector<bool> m_vecbSpec; ///< -spec: in order of the configuration file
+    std::unique_ptr<std::vector<std::unique_ptr<CPeakOMA>>> m_pvecpStudyPeak; ///< -peak:
+    double m_fMinFreq_Hz = -1.0;                                              ///< -minfreq: stored, changes nothing
+    double m_fMaxFreq_Hz = -1.0;                                              ///< -maxfreq: stored, changes nothing
+    bool m_bLMA = false;                                                      ///< -lma
+    bool m_bFileFFT = false;                                                  ///< -file:fft
+    bool m_bFilePSM = false;                                                  ///< -file:psm
+    std::int32_t m_nCsvCycles = 0;                                            ///< -csv: rows; 0: no file
+    double m_fDampCorr = 1.0;                                                 ///< -dampcorr:
+    bool m_bMeasFile = false;                                                 ///< -measfile:
     std::wstring m_wstrMeasFile;
-    bool m_bVoltAngle = false;                                       ///< kind of the columns; the later option decides
-    std::vector<std::int32_t> m_vecnColVolt;                         ///< -voltage:, -volt1:
-    std::vector<std::int32_t> m_vecnColCurr;                         ///< -current:, -volt2:
-    std::string m_strStart;                                          ///< -start:
-    std::string m_strStop;                                           ///< -stop:
-    bool m_bStudy = false;                                           ///< -study
-    double m_fNoise = 0.0;                                           ///< -noise:
-    double m_fRange_s = 0.0;                                         ///< -range:
-    double m_fShift = 0.0;                                           ///< -shift:
-    bool m_bRawMagn = false;                                         ///< -rawmagn: stored, changes nothing
-    bool m_bRawDamp = false;                                         ///< -rawdamp: stored, changes nothing
+    bool m_bVoltAngle = false;               ///< kind of the columns; the later option decides
+    std::vector<std::int32_t> m_vecnColVolt; ///< -voltage:, -volt1:
+    std::vector<std::int32_t> m_vecnColCurr; ///< -current:, -volt2:
+    std::string m_strStart;                  ///< -start:
+    std::string m_strStop;                   ///< -stop:
+    bool m_bStudy = false;                   ///< -study
+    double m_fNoise = 0.0;                   ///< -noise:
+    double m_fRange_s = 0.0;                 ///< -range:
+    double m_fShift = 0.0;                   ///< -shift:
+    bool m_bRawMagn = false;                 ///< -rawmagn: stored, changes nothing
+    bool m_bRawDamp = false;                 ///< -rawdamp: stored, changes nothing
 };
 
 /// The shell of the process; null outside RunApplication.

@@ -9,9 +9,9 @@
 /// One phasor. Written by the read callback; read on the same thread, and by the worker while the callback waits.
 struct SPhasor
 {
-    std::uint32_t nId = 0;                     ///< measurement reference id
-    std::uint32_t nPhase = 0;                  ///< 0, 1 or 2
-    TShared<double> fMagn{0.0};                ///< V or A
+    std::uint32_t nId = 0;      ///< measurement reference id
+    std::uint32_t nPhase = 0;   ///< 0, 1 or 2
+    TShared<double> fMagn{0.0}; ///< V or A
     TShared<double> fAngle_deg{0.0};
     TShared<std::int32_t> eQual{eQualInvalid}; ///< INVALID until the first sample
 };
@@ -32,15 +32,15 @@ class CPmu
 
     std::uint32_t m_nReserved = 0;
     std::uint32_t m_nId = 0;
-    std::int32_t m_nRepRate = 0;                     ///< reporting rate
+    std::int32_t m_nRepRate = 0; ///< reporting rate
     TShared<std::uint32_t> m_nIsland{0U};
     TShared<std::uint32_t> m_nZone{0U};
-    TShared<std::int32_t> m_eZoneQual{eQualValid};   ///< 0 VALID, 1 SUSPECT, 2 not known
+    TShared<std::int32_t> m_eZoneQual{eQualValid}; ///< 0 VALID, 1 SUSPECT, 2 not known
     TShared<std::uint32_t> m_nIsland2{0U};
     TShared<std::int32_t> m_eIslandQual2{eQualValid};
     std::uint32_t m_nSpare1 = 0;
     std::uint32_t m_nSpare2 = 0;
-    SMeas m_measSpare1;                              ///< kept for the PMU's values; nobody reads them
+    SMeas m_measSpare1; ///< kept for the PMU's values; nobody reads them
     SMeas m_measSpare2;
 
   private:

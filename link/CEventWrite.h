@@ -37,7 +37,7 @@ class CEventWrite
   private:
     bool m_bError = false;
     unsigned long m_hConn;
-    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr;  ///< the connection's
+    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< the connection's
     CTraceOMA* m_pTrace;
     std::string_view m_strClass;
 };

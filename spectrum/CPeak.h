@@ -45,14 +45,14 @@ class CPeak
     void SetOffset(double p_fOffset_s) { m_fOffset_s = p_fOffset_s; }
 
   protected:
-    double m_fMagn = -1.0;          ///< magnitude from the time domain, W or degrees
-    double m_fDamp = 0.0;           ///< damping ratio from the time domain; negative: decaying
+    double m_fMagn = -1.0; ///< magnitude from the time domain, W or degrees
+    double m_fDamp = 0.0;  ///< damping ratio from the time domain; negative: decaying
     double m_fFreq_Hz = -1.0;
-    double m_fFWHM_Hz = -1.0;       ///< full width at half maximum of the spectral peak
-    double m_fAmpl = -1.0;          ///< fitted height of the spectral peak
-    double m_fNegDamp = 0.0;        ///< 1.0 if the time-domain ratio was negative, else 0.0: carries its sign to CalcDamp
-    double m_fDampCorr = 1.0;       ///< factor of -dampcorr:
-    std::int32_t m_eGridQual = 2;   ///< grid quality of the job in this pass
-    double m_fOffset_s = -1.0;      ///< start of a study peak
-    CTraceOMA* m_pTrace;            ///< not owned, may be null
+    double m_fFWHM_Hz = -1.0;     ///< full width at half maximum of the spectral peak
+    double m_fAmpl = -1.0;        ///< fitted height of the spectral peak
+    double m_fNegDamp = 0.0;      ///< 1.0 if the time-domain ratio was negative, else 0.0: carries its sign to CalcDamp
+    double m_fDampCorr = 1.0;     ///< factor of -dampcorr:
+    std::int32_t m_eGridQual = 2; ///< grid quality of the job in this pass
+    double m_fOffset_s = -1.0;    ///< start of a study peak
+    CTraceOMA* m_pTrace;          ///< not owned, may be null
 };

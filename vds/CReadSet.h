@@ -5,9 +5,9 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <utility>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /// How long clients take for a cycle, from the moment it is handed to the link until it has been taken.

@@ -14,15 +14,15 @@ struct SSourceSample
 {
     float fMagn = 0.0F;
     float fAngle_deg = 0.0F;
-    std::uint64_t nState = 0;  ///< 64-bit state word, 0 good
-    bool bPresent = false;     ///< false: no sample of this datapoint in this cycle
+    std::uint64_t nState = 0; ///< 64-bit state word, 0 good
+    bool bPresent = false;    ///< false: no sample of this datapoint in this cycle
 };
 
 /// An event that a source raises at the time of a cycle (a scenario's zone events).
 struct SSourceEvent
 {
     std::int32_t eKey = 0;
-    std::int32_t eTrans = 0;     ///< 1 APP, 0 DIS
+    std::int32_t eTrans = 0; ///< 1 APP, 0 DIS
     std::int32_t eElemType = 0;
     std::uint64_t nElemId = 0;
     std::string strText;
@@ -31,9 +31,9 @@ struct SSourceEvent
 /// One cycle of a source. Reused from call to call, so that the normal cycle allocates nothing.
 struct SSourceCycle
 {
-    std::int64_t nTicks = 0;                 ///< 100 ns from 0001-01-01 UTC, the data's own time stamp
-    std::vector<SSourceSample> vecSample;    ///< one for each id of the source, in its order
-    std::vector<SSourceEvent> vecEvent;      ///< delivered ahead of the samples of this cycle
+    std::int64_t nTicks = 0;              ///< 100 ns from 0001-01-01 UTC, the data's own time stamp
+    std::vector<SSourceSample> vecSample; ///< one for each id of the source, in its order
+    std::vector<SSourceEvent> vecEvent;   ///< delivered ahead of the samples of this cycle
 };
 
 /// Where the server's samples come from. Used by one thread.

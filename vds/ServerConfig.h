@@ -16,7 +16,7 @@ struct SServerConfig
     unsigned nReadSets = 1;                 ///< read sets that a replay waits for before it begins
     std::set<unsigned long> setMeasurement; ///< ids of the measurement channels among the output channels
     SServerSecurity security;
-    SSynchrophasorConfig synchrophasors;    ///< streams of IEEE C37.118, in and out
+    SSynchrophasorConfig synchrophasors; ///< streams of IEEE C37.118, in and out
 };
 
 /// How the server runs.

@@ -11,11 +11,11 @@ class CChannel
   public:
     enum EType : std::int32_t
     {
-        eTypeAnalog = 1  ///< the only type of a usable sample
+        eTypeAnalog = 1 ///< the only type of a usable sample
     };
     enum EValueType : std::int32_t
     {
-        eValuePhasor = 8  ///< the only value type in use
+        eValuePhasor = 8 ///< the only value type in use
     };
     /// Value container. Reading with type 8: magnitude in fValue1, angle in degrees in fValue2.
     /// Writing: nKind 2, the value in fValue1.
@@ -53,4 +53,4 @@ class CChannel
     std::int64_t m_nState;
     EType m_eType = eTypeAnalog;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -33,4 +33,4 @@ int CChannelAnalog::GetValue(vdsData& p_data, EValueType p_eType) const
     p_data = m_data;
     return 0;
 }
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

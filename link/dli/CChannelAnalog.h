@@ -16,4 +16,4 @@ class CChannelAnalog : public CChannel
   private:
     vdsData m_data;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -33,4 +33,4 @@ class CChanneldata
     struct SImpl;
     std::shared_ptr<SImpl> m_pImpl;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

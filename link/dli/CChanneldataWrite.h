@@ -28,4 +28,4 @@ class CChanneldataWrite
     struct SImpl;
     std::shared_ptr<SImpl> m_pImpl;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -28,4 +28,4 @@ class CEvent
     EIncidenceKey m_eKey;
     std::string m_strAddition;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

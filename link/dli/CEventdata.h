@@ -19,14 +19,14 @@ class CEventdata
     /// Begins delivery of events from that time on.
     virtual void Subscribe(std::int64_t p_nTicks, int p_n1, int p_n2, int p_n3) = 0;
     virtual void Unsubscribe() = 0;
-    virtual void Reserved3() = 0;  ///< not called
+    virtual void Reserved3() = 0; ///< not called
     /// Posts an event with the given time stamp.
     virtual void PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
                         unsigned long p_nElemId, const std::string& p_strText) = 0;
     /// Posts an event stamped by the library.
     virtual void Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
                       const std::string& p_strText) = 0;
-    virtual void Reserved6() = 0;  ///< not called
+    virtual void Reserved6() = 0; ///< not called
     /// @param p_nElem 3, the element type of the application.
     virtual void AddCallBack(CEventDataCallBack* p_pCallBack, int p_nElem) = 0;
     virtual void RemoveCallBack(CEventDataCallBack* p_pCallBack) = 0;
@@ -34,4 +34,4 @@ class CEventdata
   protected:
     virtual ~CEventdata() = default;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

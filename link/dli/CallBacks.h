@@ -33,4 +33,4 @@ class CEventDataCallBack
     virtual void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) = 0;
     virtual ~CEventDataCallBack() = default;
 };
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -10,18 +10,18 @@ namespace Norvik::Energy::Kestrel
 /// Who an event or a connection belongs to. Other values occur in received events and are ignored.
 enum EElementType : std::int32_t
 {
-    eElemPlatform = 0,  ///< a restart event from the platform concerns every application
-    eElemNTM = 2,       ///< source of island and zone state
-    eElemOMA = 3        ///< this application
+    eElemPlatform = 0, ///< a restart event from the platform concerns every application
+    eElemNTM = 2,      ///< source of island and zone state
+    eElemOMA = 3       ///< this application
 };
-}
+} // namespace Norvik::Energy::Kestrel
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 enum ETransition : std::int32_t
 {
-    eDIS = 0,  ///< the condition has gone
-    eAPP = 1   ///< the condition has come
+    eDIS = 0, ///< the condition has gone
+    eAPP = 1  ///< the condition has come
 };
 
 /// What an event says.
@@ -58,8 +58,8 @@ enum EStatus : unsigned long
     eReqFinished = 5,
     eStatus7 = 7,
     eStatus8 = 8,
-    eReqCycle = 9,       ///< lAddInfo: actual cycle time in ms
-    eWriteResponse = 10  ///< lReqNum: virtual PMU id; lAddInfo: 0 or an error
+    eReqCycle = 9,      ///< lAddInfo: actual cycle time in ms
+    eWriteResponse = 10 ///< lReqNum: virtual PMU id; lAddInfo: 0 or an error
 };
 
 /// What the library throws: the text is in what().
@@ -74,4 +74,4 @@ class CDliError : public std::runtime_error
 /// @throws CDliError if the address or port is none.
 unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                    unsigned int p_nPort);
-}
+} // namespace Norvik::Energy::Kestrel::VDS::Runtime

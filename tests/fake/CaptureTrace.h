@@ -63,12 +63,14 @@ class CaptureTrace
         const std::lock_guard lock(m_mtxLines);
         return m_vecLine;
     }
-    std::vector<std::string> Lines() const
+    /// The texts that begin so: a class's name picks its own lines from those of threads that run beside it.
+    std::vector<std::string> Lines(std::string_view p_strStart = {}) const
     {
         const std::lock_guard lock(m_mtxLines);
         std::vector<std::string> vecText;
         for (const SLine& line : m_vecLine)
-            vecText.push_back(line.strText);
+            if (line.strText.starts_with(p_strStart))
+                vecText.push_back(line.strText);
         return vecText;
     }
     void Clear()

@@ -93,7 +93,8 @@ TEST_F(CEventReadCbOMA_Event, EachEventHasItsEffect)
         const bool bClear = c.strLine == strClear;
         EXPECT_EQ(FakeDli::Posts().size(), bClear ? 1U : 0U);
         EXPECT_EQ(FakeDli::CountCalls("Event.Post " + std::to_string(c.eKey) + " DIS 3 500 #text"), bClear ? 1U : 0U);
-        EXPECT_EQ(m_capture.Lines(), c.strLine.empty() || bClear ? std::vector<std::string>() : std::vector{c.strLine});
+        EXPECT_EQ(m_capture.Lines("CEventReadCb"),
+                  c.strLine.empty() || bClear ? std::vector<std::string>() : std::vector{c.strLine});
     }
 }
 
