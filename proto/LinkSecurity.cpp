@@ -4,6 +4,7 @@
 #include <cctype>
 #include <fstream>
 #include <openssl/crypto.h>
+#include <openssl/ssl.h>
 #include <stdexcept>
 
 namespace ssl = boost::asio::ssl;
@@ -47,6 +48,12 @@ TTlsPtr MakeTls(const SLinkSecurity& p_security, ssl::context::method p_eMethod)
     return pTls;
 }
 } // namespace
+
+void InitTls()
+{
+    if (OPENSSL_init_ssl(0, nullptr) != 1)
+        throw std::runtime_error(g_strTls + "the library does not start");
+}
 
 TTlsPtr ServerTls(const SLinkSecurity& p_security)
 {

@@ -31,6 +31,9 @@ struct SLinkPeer
 
 using TTlsPtr = std::shared_ptr<boost::asio::ssl::context>;
 
+/// Readies the TLS library now. It cleans up behind everything that has asked to be ended at exit after this call.
+void InitTls();
+
 /// TLS 1.2 or later, without resumption: each handshake proves anew who the peer is.
 /// @throws std::runtime_error with one line that names the file.
 TTlsPtr ServerTls(const SLinkSecurity& p_security);

@@ -1,4 +1,5 @@
 #include "platform/dli/CLibrary.h"
+#include "LinkSecurity.h"
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <random>
@@ -52,6 +53,7 @@ CLibrary& CLibrary::Get()
 
 CLibrary::CLibrary() : m_work(asio::make_work_guard(m_io)), m_nClient(RandomNumber())
 {
+    Link::InitTls(); // ahead of SShutdownAtExit: at exit the links end before the TLS library below them
     m_thread = std::thread([this] { m_io.run(); });
 }
 
