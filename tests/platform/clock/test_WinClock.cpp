@@ -1,6 +1,4 @@
 #include "WinClock.h"
-#include "WinEvents.h"
-#include <chrono>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <utility>
@@ -9,51 +7,11 @@ namespace
 {
 constexpr std::uint64_t g_nTicks1601To1970 = 116444736000000000;
 
-std::int64_t Now_ms()
-{
-    STimeB64 now;
-    EXPECT_EQ(_ftime64_s(&now), 0);
-    return now.time * 1000 + now.millitm;
-}
-
-std::int64_t SystemNow_ms()
-{
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-}
-
 FILETIME FileTime(std::uint64_t p_nTicks)
 {
     return {static_cast<std::uint32_t>(p_nTicks), static_cast<std::uint32_t>(p_nTicks >> 32)};
 }
 } // namespace
-
-TEST(WinClock, TellsTheTimeOfDay)
-{
-    const std::int64_t nBefore_ms = SystemNow_ms();
-    const std::int64_t nTold_ms = Now_ms();
-    EXPECT_LE(nBefore_ms, nTold_ms);
-    EXPECT_LE(nTold_ms, SystemNow_ms());
-    EXPECT_NE(_ftime64_s(nullptr), 0);
-}
-
-TEST(WinClock, FollowsTheFakeClock)
-{
-    EventsUseFakeClock(true);
-    const std::int64_t nBegin_ms = Now_ms();
-    EventsAdvance(1500);
-    EXPECT_EQ(Now_ms(), nBegin_ms + 1500);
-    ClockSet(1700000000123);
-    EXPECT_EQ(Now_ms(), 1700000000123);
-    EventsAdvance(877);
-    STimeB64 now;
-    _ftime64_s(&now);
-    EXPECT_EQ(now.time, 1700000001);
-    EXPECT_EQ(now.millitm, 0);
-    ClockSet(-1);
-    EXPECT_EQ(Now_ms(), nBegin_ms + 1500 + 877);
-    EventsUseFakeClock(false);
-}
 
 TEST(WinClock, FileTimeBecomesADate)
 {

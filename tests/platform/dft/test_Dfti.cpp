@@ -71,19 +71,6 @@ TEST(Dfti, ForwardIsTheUnscaledSumWithNegativeExponent)
     }
 }
 
-TEST(Dfti, BackwardWithScaleOneByLengthGivesTheSamplesBack)
-{
-    for (std::size_t n = 2; n <= 4096; n *= 2)
-    {
-        const Buffer vecTime = Noise(n);
-        Buffer vecData = Forward(vecTime);
-        const CDesc desc(n, 1.0 / static_cast<double>(n));
-        EXPECT_EQ(DftiComputeBackward(desc.h, vecData.data()), DFTI_NO_ERROR);
-        for (std::size_t i = 0; i < n; ++i)
-            ASSERT_NEAR(vecData[i], vecTime[i], 1e-14) << n << " sample " << i;
-    }
-}
-
 TEST(Dfti, ManyThreadsAtTheFirstUseOfALengthGetTheSameDigitsAtAnyAddress)
 {
     const std::vector<std::size_t> vecnLength{16, 1024, 8192, 131072, 262144};
@@ -126,18 +113,4 @@ TEST(Dfti, RefusesWhatItCannotDo)
     EXPECT_TRUE(Refuses(DFTI_DOUBLE, DFTI_REAL, 2, 8));
     for (const MKL_LONG nLength : {0L, -8L, 1L, 6L, 1L << 31})
         EXPECT_TRUE(Refuses(DFTI_DOUBLE, DFTI_REAL, 1, nLength)) << nLength;
-}
-
-TEST(Dfti, ComputesOnlyAfterCommit)
-{
-    Buffer vecData(10, 0.0);
-    DFTI_DESCRIPTOR_HANDLE h = nullptr;
-    ASSERT_EQ(DftiCreateDescriptor(&h, DFTI_DOUBLE, DFTI_REAL, 1, 8), DFTI_NO_ERROR);
-    EXPECT_NE(DftiComputeForward(h, vecData.data()), DFTI_NO_ERROR);
-    EXPECT_EQ(DftiCommitDescriptor(h), DFTI_NO_ERROR);
-    EXPECT_EQ(DftiComputeForward(h, vecData.data()), DFTI_NO_ERROR);
-    EXPECT_EQ(DftiSetValue(h, DFTI_BACKWARD_SCALE, 0.125), DFTI_NO_ERROR);
-    EXPECT_NE(DftiComputeBackward(h, vecData.data()), DFTI_NO_ERROR) << "a changed setting asks for a new commit";
-    EXPECT_EQ(DftiFreeDescriptor(&h), DFTI_NO_ERROR);
-    EXPECT_NE(DftiFreeDescriptor(&h), DFTI_NO_ERROR);
 }

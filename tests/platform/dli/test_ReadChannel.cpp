@@ -43,50 +43,6 @@ TEST_F(ReadChannel, DeliversAllCyclesInOrderWithTheChannelsAsDeclared)
     EXPECT_EQ(std::vector<TStatus>(vecStatus.begin(), vecStatus.begin() + 2), vecExpected);
 }
 
-TEST_F(ReadChannel, SlowerSetGetsTheCyclesOfItsGrid)
-{
-    StartServer(50, 100);
-    CReader reader(ConnectEvent(), {1}, 25);
-    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 50; }));
-    EXPECT_EQ(reader.m_log.StatusCalls()[1], TStatus(9, 0, 40));
-    for (std::size_t n = 0; n < 50; ++n)
-        EXPECT_EQ(reader.m_log.Seen()[n].vecfMagn[0], 100.0F + static_cast<float>(2 * n));
-}
-
-TEST_F(ReadChannel, StartByCycleTimeIsAnsweredWithTheActualOne)
-{
-    StartServer(60, 60);
-    CReader reader(ConnectEvent(), {1}, 60);
-    reader.m_log.OnStatus(
-        [&](unsigned long p_eStatus)
-        {
-            if (p_eStatus == eConnected)
-                reader.m_data.Start(1, 2, std::int64_t{33}, 0);
-        });
-    reader.m_data.SetCallBack(nullptr);
-    const std::size_t nOld = reader.m_log.StatusCalls().size();
-    reader.m_data.SetCallBack(&reader.m_log);
-    ASSERT_TRUE(Eventually([&] { return reader.m_log.StatusCalls().size() >= nOld + 2; }));
-    EXPECT_EQ(reader.m_log.StatusCalls()[nOld + 1], TStatus(9, 0, 33));
-}
-
-TEST_F(ReadChannel, FaultsOfTheTimeStampsReachTheApplication)
-{
-    auto pSource = std::make_unique<CTestSource>(50, 8);
-    pSource->m_fnStamp = [](std::uint64_t p_nCycle, std::int64_t p_nTicks)
-    {
-        const std::int64_t vecnBy[] = {0, 0, -200000, 36000000000, 0, -36000000000, 1234, 0};
-        return p_nTicks + vecnBy[p_nCycle];
-    };
-    StartServer(std::move(pSource));
-    CReader reader(ConnectEvent(), {1}, 50);
-    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 8; }));
-    EXPECT_EQ(reader.m_log.Seen()[2].nTicks, g_nT0 + 200000);
-    EXPECT_EQ(reader.m_log.Seen()[3].nTicks, g_nT0 + 600000 + 36000000000);
-    EXPECT_EQ(reader.m_log.Seen()[5].nTicks, g_nT0 + 1000000 - 36000000000);
-    EXPECT_EQ(reader.m_log.Seen()[6].nTicks, g_nT0 + 1200000 + 1234);
-}
-
 TEST_F(ReadChannel, FirstCycleComesWhenTheAnswerToTheStartHasBeenTaken)
 {
     m_options.bLive = true;
@@ -108,27 +64,6 @@ TEST_F(ReadChannel, FirstCycleComesWhenTheAnswerToTheStartHasBeenTaken)
     reader.m_data.SetCallBack(&reader.m_log);
     ASSERT_TRUE(Eventually([&] { return !reader.m_log.Seen().empty(); }));
     EXPECT_FALSE(bTooEarly);
-}
-
-TEST_F(ReadChannel, ReplayWaitsForASlowReceiveAndLosesNothing)
-{
-    m_options.bOnce = true;
-    StartServer(50, 2000);
-    const unsigned long hConn = ConnectEvent();
-    CReader reader(hConn, {1}, 50, false);
-    std::promise<void> release;
-    std::shared_future<void> released = release.get_future().share();
-    reader.m_log.OnReceive([released] { released.wait(); });
-    reader.m_data.SetCallBack(&reader.m_log);
-    ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 1; }));
-    EXPECT_TRUE(AwaitArrival(hConn));
-    EXPECT_EQ(reader.m_log.Seen().size(), 1U);
-    release.set_value();
-    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
-    const std::vector<SSeen> vecSeen = reader.m_log.Seen();
-    ASSERT_EQ(vecSeen.size(), 2000U);
-    for (std::size_t n = 0; n < vecSeen.size(); ++n)
-        ASSERT_EQ(vecSeen[n].vecfMagn[0], 100.0F + static_cast<float>(n));
 }
 
 TEST_F(ReadChannel, LiveSourceKeepsTenSecondsForABusyReceiveAndDropsTheOldest)
@@ -263,71 +198,6 @@ TEST_F(ReadChannel, CallBackMayTakeItselfBackFromInsideBothOfItsCalls)
     EXPECT_TRUE(Eventually([&] { return nBack == 2; }));
 }
 
-TEST_F(ReadChannel, TwoSetsOfAReplayBeginTogether)
-{
-    m_config.nReadSets = 2;
-    m_options.bOnce = true;
-    StartServer(50, 300);
-    const unsigned long hConn = ConnectEvent();
-    CReader first(hConn, {1}, 50);
-    ASSERT_TRUE(Eventually([&] { return first.m_log.Count(eReqCycle) == 1; }));
-    CReader second(ConnectEvent(), {2}, 10);
-    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
-    EXPECT_EQ(first.m_log.Seen().size(), 300U);
-    EXPECT_EQ(second.m_log.Seen().size(), 60U);
-    EXPECT_EQ(second.m_log.Seen().front().nTicks, g_nT0);
-}
-
-TEST_F(ReadChannel, ReplayGoesOnWhereItStandsWhenTheSetIsStartedAgain)
-{
-    StartServer(50, 1000);
-    const unsigned long hConn = ConnectEvent();
-    std::int64_t nLast = 0;
-    {
-        CReader reader(hConn, {1}, 50, false);
-        reader.m_log.OnReceive(
-            [&]
-            {
-                if (reader.m_log.Seen().size() == 100)
-                    reader.m_data.SetCallBack(nullptr);
-            });
-        reader.m_data.SetCallBack(&reader.m_log);
-        ASSERT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 100; }));
-        nLast = reader.m_log.Seen().back().nTicks;
-    }
-    CReader reader(hConn, {1}, 50);
-    ASSERT_TRUE(Eventually(
-        [&] { return !reader.m_log.Seen().empty() && reader.m_log.Seen().back().nTicks == g_nT0 + 999 * 200000; }));
-    EXPECT_GT(reader.m_log.Seen().front().nTicks, nLast);
-}
-
-TEST_F(ReadChannel, SourceThatFailsEndsTheServerWithItsReason)
-{
-    auto pSource = std::make_unique<CTestSource>(50, 10);
-    pSource->m_strFault = "file 'r.csv', line 12: expected a number";
-    StartServer(std::move(pSource));
-    CReader reader(ConnectEvent(), {1}, 50);
-    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
-    m_pServer->Stop();
-    EXPECT_EQ(m_pServer->Fault(), "file 'r.csv', line 12: expected a number");
-    EXPECT_EQ(m_pServer->Summary().rfind("10 cycles; delivery of ", 0), 0U);
-}
-
-TEST_F(ReadChannel, StartAheadOfTheDeclarationTakesEffectWithIt)
-{
-    StartServer(50, 10);
-    unsigned long hConn = ConnectEvent();
-    CDataLog log;
-    CChanneldata data(hConn);
-    data.SetCallBack(&log);
-    data.Start(1, 2, static_cast<ESampleRate>(50), 0);
-    std::vector<unsigned long> vecnId = {2};
-    std::vector<int> vecnType = {8};
-    data.Add(vecnId, vecnType, 0, 0, 0);
-    EXPECT_TRUE(Eventually([&] { return log.Seen().size() == 10; }));
-    data.SetCallBack(nullptr);
-}
-
 TEST_F(ReadChannel, ExceptionOutOfACallBackStopsNothing)
 {
     StartServer(50, 10);
@@ -335,23 +205,5 @@ TEST_F(ReadChannel, ExceptionOutOfACallBackStopsNothing)
     reader.m_log.OnReceive([] { throw std::runtime_error("from the application"); });
     reader.m_data.SetCallBack(&reader.m_log);
     EXPECT_TRUE(Eventually([&] { return reader.m_log.Seen().size() == 10; }));
-}
-
-TEST_F(ReadChannel, WrongDeclarationsAreThrownBack)
-{
-    StartServer();
-    unsigned long hConn = ConnectEvent();
-    CChanneldata data(hConn);
-    std::vector<unsigned long> vecnId = {1, 2};
-    std::vector<int> vecnShort = {8};
-    std::vector<int> vecnType = {8, 7};
-    EXPECT_THROW(data.Add(vecnId, vecnShort, 0, 0, 0), CDliError);
-    EXPECT_THROW(data.Add(vecnId, vecnType, 0, 0, 0), CDliError);
-    EXPECT_THROW(data.Start(1, 2, static_cast<ESampleRate>(0), 0), CDliError);
-    EXPECT_THROW(data.Start(1, 2, std::int64_t{-1}, 0), CDliError);
-    unsigned long hNone = 999999;
-    EXPECT_THROW(CChanneldata none(hNone), CDliError);
-    EXPECT_THROW(CEventdata::GetInstance(hNone), CDliError);
-    EXPECT_NO_THROW(data.Stop());
 }
 } // namespace

@@ -66,31 +66,6 @@ TEST_F(WriteChannel, AnswerToTheStartArrivesInsideTheStatusThatStarts)
     EXPECT_EQ(writer.m_log.StatusCalls()[1], TStatus(10, 801, 0));
 }
 
-TEST_F(WriteChannel, StartValuesAndStopAreLoggedWithTheirQuality)
-{
-    m_config.setMeasurement = {700};
-    StartServer();
-    const unsigned long hConn = ConnectData();
-    CWriter writer(hConn, 802, {9010, 9011});
-    CWriter measurement(hConn, 801, {700});
-    writer.m_data.SetCallBack(&writer.m_log);
-    measurement.m_data.SetCallBack(&measurement.m_log);
-    ASSERT_TRUE(writer.StartAndWait());
-    ASSERT_TRUE(measurement.StartAndWait());
-    writer.Write(10, 1.25F, 0);
-    measurement.Write(10, 7.0F, 0);
-    writer.Write(20, -3.0F, 0x0080000000000000);
-    writer.Write(30, std::numeric_limits<float>::quiet_NaN(), 0x0100000000000000);
-    writer.m_data.Stop(802);
-    ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 5; }));
-    const std::vector<std::string> vecstrExpected = {
-        R"({"op":"start","pmu":802,"channels":[9010,9011],"rate":1})",
-        R"({"op":"write","pmu":802,"time":10,"values":[1.25,1.75],"quality":0})",
-        R"({"op":"write","pmu":802,"time":20,"values":[-3,-2.5],"quality":1})",
-        R"({"op":"write","pmu":802,"time":30,"values":[null,null],"quality":2})", R"({"op":"stop","pmu":802})"};
-    EXPECT_EQ(FileLines("channels.jsonl"), vecstrExpected);
-}
-
 TEST_F(WriteChannel, VirtualPmuOfAnotherConnectionIsRefusedUntilThatHasGone)
 {
     StartServer();
@@ -163,22 +138,5 @@ TEST_F(WriteChannel, WritersLearnOfTheLossOfTheServerBehindReaders)
     ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eNotConnected) == 1; }));
     const std::lock_guard<std::mutex> lock(mtx);
     EXPECT_EQ(strOrder, "rw");
-}
-
-TEST_F(WriteChannel, OnceEndsOnlyWhenWritesOfTheLastCycleHaveArrived)
-{
-    m_options.bOnce = true;
-    StartServer(50, 300);
-    CWriter writer(ConnectData(), 802, {9010, 9011, 9012, 9013});
-    writer.m_data.SetCallBack(&writer.m_log);
-    ASSERT_TRUE(writer.StartAndWait());
-    CReader reader(ConnectEvent(), {1}, 50, false);
-    reader.m_log.OnReceive([&] { writer.Write(static_cast<std::int64_t>(reader.m_log.Seen().size()), 1.0F, 0); });
-    reader.m_data.SetCallBack(&reader.m_log);
-    ASSERT_TRUE(Eventually([&] { return m_bEnded.load(); }));
-    const std::vector<std::string> vecstrLine = FileLines("channels.jsonl");
-    ASSERT_EQ(vecstrLine.size(), 302U);
-    EXPECT_EQ(vecstrLine[300], R"({"op":"write","pmu":802,"time":300,"values":[1,1.5,2,2.5],"quality":0})");
-    EXPECT_EQ(vecstrLine[301], R"({"op":"stop","pmu":802})");
 }
 } // namespace

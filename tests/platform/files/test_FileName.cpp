@@ -34,17 +34,6 @@ struct FileName : testing::Test
 };
 } // namespace
 
-TEST_F(FileName, DriveLetterIsTheResultFolder)
-{
-    EXPECT_EQ(FileNameForWriting(L"c:\\OMA_Job.csv"), dir / "OMA_Job.csv");
-    EXPECT_EQ(FileNameForWriting(L"D:\\sub\\x.dat"), dir / "sub" / "x.dat");
-    EXPECT_EQ(FileNameForWriting(L"c:x"), dir / "x");
-    unsetenv("OMA_RESULT_DIR");
-    EXPECT_EQ(FileNameForWriting(L"c:\\x"), fs::path("./x"));
-    EXPECT_EQ(FileNameForWriting(L"a\\b.csv"), fs::path("a/b.csv"));
-    EXPECT_EQ(FileNameForWriting(L"/etc/x"), fs::path("/etc/x"));
-}
-
 TEST_F(FileName, ExactNameGoesBeforeOneThatDiffersInCase)
 {
     Make("data.CSV");
@@ -77,16 +66,6 @@ TEST_F(FileName, TheFileThatTheUserNamedIsOpenedThoughItsNameWasLowered)
     EXPECT_EQ(FileNameForReading(wstrStored), dir / "Named.xml");
     fs::remove(dir / "Named.xml");
     EXPECT_EQ(FileNameForReading(wstrStored), dir / "named.xml");
-}
-
-TEST_F(FileName, OnlyAFileThatOpensCanBeRead)
-{
-    EXPECT_TRUE(FileCanBeRead(Make("Here.csv")));
-    EXPECT_TRUE(FileCanBeRead(Name("here.CSV")));
-    EXPECT_FALSE(FileCanBeRead(Name("missing.csv")));
-    EXPECT_FALSE(FileCanBeRead(WideText(dir.string()))) << "a folder";
-    EXPECT_FALSE(FileCanBeRead(L""));
-    EXPECT_EQ(FileNameForReading(Name("Missing.csv")), dir / "Missing.csv");
 }
 
 TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)

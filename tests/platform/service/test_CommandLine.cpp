@@ -41,14 +41,6 @@ TEST(CommandLine, SplitsByTheRulesOfThePlatform)
     EXPECT_EQ(CommandLineToArgvW(L"x", nullptr), nullptr);
 }
 
-TEST(CommandLine, IsThatOfTheProcess)
-{
-    const std::vector<std::wstring> vecArg = Split(GetCommandLineW());
-    const std::vector<std::string> vecReal = testing::internal::GetArgvs();
-    ASSERT_FALSE(vecArg.empty());
-    EXPECT_EQ(vecArg[0], std::wstring(vecReal[0].begin(), vecReal[0].end()));
-}
-
 TEST(WideMain, HandsArgumentsOnAndOutlivesABrokenPipe)
 {
     std::string strName = "oma";

@@ -69,24 +69,6 @@ TEST(CTrace, OptionsChooseTheLevelByArea)
     }
 }
 
-TEST(CTrace, LineIsCollectedAndSentAtItsEndOnlyIfActive)
-{
-    const CaptureTrace capture(ETraceLevel::eInfo);
-    CTraceHelper helper("Area");
-    helper.Info() << "one"
-                  << " two" << TNLine << "three";
-    EXPECT_TRUE(capture.Lines().empty());
-    helper.Info() << TEnd;
-    helper.Data() << "silent" << TEnd;
-    helper.Error() << "next" << TEnd;
-    const auto vecLine = capture.Entries();
-    ASSERT_EQ(vecLine.size(), 2U);
-    EXPECT_EQ(vecLine[0].strText, "one two\nthree");
-    EXPECT_EQ(vecLine[0].strArea, "Area");
-    EXPECT_EQ(vecLine[0].eLevel, ETraceLevel::eInfo);
-    EXPECT_EQ(vecLine[1].strText, "next");
-}
-
 TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
 {
     const auto path = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".log");
@@ -111,19 +93,6 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
                              "warning Written text with \\{\\} marks\n"));
     EXPECT_EQ(strFile, strStderr);
     std::filesystem::remove(path);
-}
-
-TEST(CTrace, FileThatCannotBeOpenedIsToldOnStderr)
-{
-    testing::internal::CaptureStderr();
-    CTrace::Init();
-    CheckArgs({L"-TFILE:/proc/none/x.log"});
-    CTraceHelper helper("Area");
-    helper.Error() << "goes on" << TEnd;
-    CTrace::Exit();
-    const std::string strStderr = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(strStderr, testing::HasSubstr("/proc/none/x.log"));
-    EXPECT_THAT(strStderr, testing::HasSubstr("error Area goes on"));
 }
 
 TEST(CTrace, LevelsMayChangeWhileOthersTrace)
