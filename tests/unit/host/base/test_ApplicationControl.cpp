@@ -29,24 +29,6 @@ struct ApplicationControlTest : testing::Test
 };
 } // namespace
 
-TEST_F(ApplicationControlTest, SuspensionWritesTheLineMovesTheStateAndTellsTheServer)
-{
-    SetEventContext(3, hSocket, 77);
-    SuspendApp("CClass", "Method", "Cause");
-    EXPECT_THAT(capture.Lines(), ElementsAre("CClass::Method(): Cause! -> Suspend Application."));
-    EXPECT_EQ(capture.Entries()[0].eLevel, ETraceLevel::eError);
-    EXPECT_EQ(capture.Entries()[0].strArea, "");
-    EXPECT_EQ(GetAppState(), eAppSuspend);
-    const auto vecPost = FakeDli::Posts();
-    ASSERT_EQ(vecPost.size(), 1U);
-    EXPECT_FALSE(vecPost[0].bWithTime);
-    EXPECT_EQ(vecPost[0].eKey, 4201);
-    EXPECT_EQ(vecPost[0].eTrans, 1);
-    EXPECT_EQ(vecPost[0].eElem, 3);
-    EXPECT_EQ(vecPost[0].nElemId, 77U);
-    EXPECT_EQ(vecPost[0].strText, "Cause!");
-}
-
 TEST_F(ApplicationControlTest, EachCallGivesAnEventAlsoAfterAStop)
 {
     SetEventContext(2, hSocket);
@@ -73,28 +55,4 @@ TEST_F(ApplicationControlTest, WithoutAConnectionOrTypeOnlyTheLineRemains)
     SuspendApp("Method", "Unknown type");
     EXPECT_EQ(capture.Lines().size(), 2U);
     EXPECT_TRUE(FakeDli::Posts().empty());
-}
-
-TEST_F(ApplicationControlTest, OtherControlsHaveTheirLevelsAndPostNothing)
-{
-    SetEventContext(3, hSocket);
-    RestartApp("CClass", "Method", "Again");
-    RestartApp("Method", "Again");
-    EXPECT_EQ(GetAppState(), eAppRun);
-    ApplicationControl(5, "full", "short");
-    EXPECT_EQ(GetAppState(), eAppRun);
-    ApplicationControl(2, "full", "short");
-    EXPECT_EQ(GetAppState(), eAppStop);
-    EXPECT_THAT(capture.Lines(), ElementsAre("CClass::Method(): Again!", "Method(): Again!", "full", "full"));
-    EXPECT_EQ(capture.Count(ETraceLevel::eWarning, "Again"), 2U);
-    EXPECT_EQ(capture.Entries()[2].eLevel, ETraceLevel::eError);
-    EXPECT_EQ(capture.Entries()[3].eLevel, ETraceLevel::eInfo);
-    EXPECT_TRUE(FakeDli::Posts().empty());
-}
-
-TEST_F(ApplicationControlTest, MethodTraceSuspendsEvenWithoutATrace)
-{
-    EXPECT_FALSE(CMethodTrace(nullptr, "CClass", "Method").Suspend("No ", 7));
-    EXPECT_THAT(capture.Lines(), ElementsAre("CClass::Method(): No 7! -> Suspend Application."));
-    EXPECT_EQ(GetAppState(), eAppSuspend);
 }

@@ -89,17 +89,3 @@ TEST_F(Peak, LimitsBesideTheSpectrumWarnAndSumUpToTheLastChannel)
     EXPECT_DOUBLE_EQ(peak.CalcMagn(vecAmpl, 0.1, 7.0, 1e300), 16.0);
     EXPECT_DOUBLE_EQ(peak.CalcMagn(vecAmpl, 0.0, 0.1, std::numeric_limits<double>::infinity()), 16.0);
 }
-
-TEST_F(Peak, BadLimitsAreRefused)
-{
-    peak.SetFWHM(0.25);
-    EXPECT_EQ(peak.CalcMagn(vecAmpl, 0.1, -0.1, 0.2), -1.0);
-    EXPECT_EQ(peak.CalcMagn(vecAmpl, 0.1, 0.3, 0.2), -1.0);
-    EXPECT_EQ(peak.CalcMagn(std::valarray<double>(), 0.1, 0.1, 0.2), -1.0);
-    EXPECT_THAT(capture.Lines(),
-                ElementsAre("CPeak::CalcMagn():Invalid peak limits: Beg.[Hz]=-0.100000, End [Hz]=0.200000, "
-                            "Mean[Hz]=0.500000, FWHM[Hz]=0.250000!",
-                            "CPeak::CalcMagn():Lower peak limit above higher limit!",
-                            "CPeak::CalcMagn():No freq.ampl. data!"));
-    EXPECT_DOUBLE_EQ(CPeak(nullptr).CalcMagn(vecAmpl, 0.1, -0.1, 0.1), 3.0) << "let through without a trace";
-}

@@ -2,8 +2,6 @@
 #include "fake/FakeDli.h"
 #include "host/AppState.h"
 #include "host/CShellOMA.h"
-#include "host/TraceFilter.h"
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -17,7 +15,7 @@ using testing::IsEmpty;
 
 namespace
 {
-/// A folder with the two files that options name, capitals in their names.
+/// A folder with the configuration file that the options name, a capital in its name.
 struct Shell : testing::Test
 {
     Shell()
@@ -25,33 +23,27 @@ struct Shell : testing::Test
         dir = fs::temp_directory_path() / ("oma_shell_" + std::to_string(getpid()));
         fs::create_directories(dir);
         std::ofstream(dir / "Cfg.xml") << "<x/>";
-        std::ofstream(dir / "Meas.csv") << "t\n";
         FakeDli::Reset();
-        Forget();
+        SetAppState(eAppRun);
     }
     ~Shell() override
     {
-        Forget();
+        SetAppState(eAppRun);
         fs::remove_all(dir);
     }
-    static void Forget()
+    bool Parse(std::vector<std::wstring> p_vecArg)
     {
-        SetAppState(eAppRun);
-        g_nTraceFilterId = 0;
-        g_bTraceInfoAll = g_bTraceDataAll = false;
-        g_vecbTraceInfo = {};
-        g_vecbTraceData = {};
+        p_vecArg.insert(p_vecArg.begin(), L"oma");
+        std::vector<wchar_t*> vecpArg;
+        for (std::wstring& wstrArg : p_vecArg)
+            vecpArg.push_back(wstrArg.data());
+        return shell.ExtractCmdLinePars(static_cast<int>(vecpArg.size()), vecpArg.data(), &trace);
     }
-    std::wstring Path(const std::string& p_strName) const { return (dir / p_strName).wstring(); }
-    std::wstring Xml() const { return L"-xml:" + Path("Cfg.xml"); }
-
-    bool Parse(std::vector<std::wstring> p_vecArg) { return Call(p_vecArg, false) != 0; }
-    int ParseBAS(std::vector<std::wstring> p_vecArg) { return Call(p_vecArg, true); }
     /// Everything with the configuration file in front.
     void Options(const std::vector<std::wstring>& p_vecOption)
     {
         shell = CShellOMA();
-        std::vector<std::wstring> vecArg{Xml()};
+        std::vector<std::wstring> vecArg{L"-xml:" + (dir / "Cfg.xml").wstring()};
         vecArg.insert(vecArg.end(), p_vecOption.begin(), p_vecOption.end());
         EXPECT_TRUE(Parse(vecArg));
     }
@@ -60,108 +52,8 @@ struct Shell : testing::Test
     CaptureTrace capture{Norvik::Energy::Kestrel::VDS::Runtime::ETraceLevel::eWarning};
     CTraceOMA trace{"Area"};
     CShellOMA shell;
-
-  private:
-    int Call(std::vector<std::wstring>& p_vecArg, bool p_bBAS)
-    {
-        p_vecArg.insert(p_vecArg.begin(), L"oma");
-        std::vector<wchar_t*> vecpArg;
-        for (std::wstring& wstrArg : p_vecArg)
-            vecpArg.push_back(wstrArg.data());
-        const int nArgc = static_cast<int>(vecpArg.size());
-        return p_bBAS ? shell.ExtractCmdLineParsBAS(nArgc, vecpArg.data())
-                      : shell.ExtractCmdLinePars(nArgc, vecpArg.data(), &trace);
-    }
 };
-
-std::wstring Lower(std::wstring p_wstrText)
-{
-    std::transform(p_wstrText.begin(), p_wstrText.end(), p_wstrText.begin(),
-                   [](wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c; });
-    return p_wstrText;
-}
-
-std::string Usage()
-{
-    std::wstringstream stream;
-    std::wstreambuf* const pBuffer = std::wcout.rdbuf(stream.rdbuf());
-    CShellOMA().PrintUsage();
-    std::wcout.rdbuf(pBuffer);
-    const std::wstring wstrText = stream.str();
-    return {wstrText.begin(), wstrText.end()};
-}
 } // namespace
-
-TEST_F(Shell, FirstPassTellsWhatItFound)
-{
-    EXPECT_EQ(shell.ExtractCmdLineParsBAS(0, nullptr), 0);
-    EXPECT_EQ(ParseBAS({}), 1);
-    EXPECT_EQ(ParseBAS({L"-study", L"-lma"}), 1);
-    EXPECT_EQ(ParseBAS({L"-xml:" + Path("none.xml")}), 2);
-    EXPECT_EQ(ParseBAS({L"-xml:"}), 2);
-    EXPECT_EQ(ParseBAS({L"-xml:" + dir.wstring()}), 2) << "a folder";
-    EXPECT_EQ(ParseBAS({Xml()}), 3);
-    EXPECT_EQ(ParseBAS({Xml(), L"-XML:" + Path("Cfg.xml")}), 3);
-    EXPECT_EQ(ParseBAS({Xml(), L"stray"}), 4);
-}
-
-TEST_F(Shell, StoredPathIsLowerCasedAndTheLastOneCounts)
-{
-    std::ofstream(dir / "Other.XML") << "<x/>";
-    EXPECT_EQ(ParseBAS({L"-XML:" + Path("Cfg.xml"), L"-Xml:" + Path("Other.XML")}), 3);
-    EXPECT_EQ(shell.GetConfigFile(), Lower(Path("other.xml")));
-}
-
-TEST_F(Shell, MissingFileEndsTheFirstPassAtOnce)
-{
-    EXPECT_EQ(ParseBAS({L"-tdata", L"-xml:none.xml", L"-id:7", Xml()}), 2);
-    EXPECT_TRUE(IsTraceDataAll());
-    EXPECT_EQ(GetTraceFilterId(), 0);
-    EXPECT_EQ(shell.GetConfigFile(), L"");
-}
-
-TEST_F(Shell, TraceSwitchesGoIntoTheGlobals)
-{
-    struct SCase
-    {
-        std::wstring wstrArg;
-        int nFilterId;
-        bool bInfoAll;
-        bool bDataAll;
-        int nInfo; ///< entry that is set, -1 for none
-        int nData;
-    };
-    const SCase cases[] = {
-        {L"-ID:ALL", 99999, false, false, -1, -1},
-        {L"-id:12x", 12, false, false, -1, -1},
-        {L"-id:x", 0, false, false, -1, -1},
-        {L"-tinfo", 0, true, false, -1, -1},
-        {L"-TINFO:4", 0, false, false, 4, -1},
-        {L"-tinfo:7", 0, false, false, -1, -1},
-        {L"-tinfo:-1", 0, false, false, -1, -1},
-        {L"-tinfo:", 0, false, false, -1, -1},
-        {L"-tdata", 0, false, true, -1, -1},
-        {L"-tdata:9", 0, false, false, -1, 9},
-        {L"-tdata:10", 0, false, false, -1, -1},
-        {L"-tdata:x", 0, false, false, -1, 0},
-        {L"-tdata:", 0, false, false, -1, -1},
-        {L"-tinfo-tdata", 0, true, true, -1, -1}, // the tests run one after the other on what is left
-        {L"-id:-tdata:3", 0, false, false, -1, 3},
-    };
-    for (const SCase& c : cases)
-    {
-        SCOPED_TRACE(std::string(c.wstrArg.begin(), c.wstrArg.end()));
-        Forget();
-        EXPECT_EQ(ParseBAS({Xml(), c.wstrArg}), 4);
-        EXPECT_EQ(GetTraceFilterId(), c.nFilterId);
-        EXPECT_EQ(g_bTraceInfoAll, c.bInfoAll);
-        EXPECT_EQ(IsTraceDataAll(), c.bDataAll);
-        for (int n = 0; n < 5; ++n)
-            EXPECT_EQ(g_vecbTraceInfo[static_cast<std::size_t>(n)], n == c.nInfo) << n;
-        for (int n = 0; n < 10; ++n)
-            EXPECT_EQ(IsTraceData(static_cast<unsigned>(n)), n == c.nData) << n;
-    }
-}
 
 TEST_F(Shell, RefusalsHaveTheirTexts)
 {
@@ -186,31 +78,15 @@ TEST_F(Shell, RefusalsHaveTheirTexts)
                                                  "! -> Suspend Application."));
         EXPECT_EQ(GetAppState(), eAppSuspend);
     }
+    const std::wstring wstrTwice = stream.str();
+    stream.str(L"");
+    shell.PrintUsage();
     std::wcout.rdbuf(pBuffer);
-    EXPECT_EQ(stream.str().size(), 2 * Usage().size()) << "usage with a missing -xml: only";
+    EXPECT_EQ(wstrTwice, stream.str() + stream.str()) << "usage with a missing -xml: only";
     EXPECT_FALSE(shell.IsStudy()) << "no second pass";
     capture.Clear();
     EXPECT_FALSE(shell.ExtractCmdLinePars(0, nullptr, nullptr));
     EXPECT_TRUE(capture.Has("No command line arguments (missing program name)! -> Suspend Application."));
-}
-
-TEST_F(Shell, DefaultsStandWithNothingButTheConfiguration)
-{
-    EXPECT_TRUE(Parse({Xml()}));
-    EXPECT_THAT(capture.Lines(), IsEmpty());
-    EXPECT_EQ(shell.GetNoMaxHS(), 8);
-    EXPECT_THAT(shell.GetSpecFlags(), ElementsAre(true, true, true));
-    EXPECT_THAT(*shell.GetStudyPeaks(), IsEmpty());
-    EXPECT_FALSE(shell.IsStudy() || shell.IsMeasFile() || shell.IsLMA() || shell.IsFileFFT() || shell.IsFilePSM() ||
-                 shell.IsVoltAngle());
-    EXPECT_EQ(shell.GetCsvCycles(), 0);
-    EXPECT_EQ(shell.GetDampCorr(), 1.0);
-    EXPECT_EQ(shell.GetNoise(), 0.0);
-    EXPECT_EQ(shell.GetRange(), 0.0);
-    EXPECT_EQ(shell.GetShift(), 0.0);
-    EXPECT_THAT(shell.GetColsVolt(), IsEmpty());
-    EXPECT_THAT(shell.GetColsCurr(), IsEmpty());
-    EXPECT_EQ(shell.GetStart() + shell.GetStop(), "");
 }
 
 TEST_F(Shell, FlagsAndNumbersInAnyCaseAndOnlyOnce)
@@ -311,15 +187,6 @@ TEST_F(Shell, PeaksAreCollected)
     EXPECT_EQ(vecPeak[4]->GetFreq(), 0.0);
 }
 
-TEST_F(Shell, MeasurementFileIsFoundWhateverItsCase)
-{
-    Options({L"-MEASFILE:" + Path("Meas.csv"), L"-study"});
-    EXPECT_TRUE(shell.IsMeasFile());
-    EXPECT_TRUE(shell.IsStudy());
-    EXPECT_EQ(shell.GetMeasFile(), Lower(Path("meas.csv")));
-    EXPECT_THAT(capture.Lines(), IsEmpty());
-}
-
 TEST_F(Shell, MissingMeasurementFileSuspendsAndStopsParsingYetIsTrue)
 {
     Options({L"-lma", L"-measfile:nosuch.csv", L"-study"});
@@ -329,44 +196,4 @@ TEST_F(Shell, MissingMeasurementFileSuspendsAndStopsParsingYetIsTrue)
     EXPECT_TRUE(shell.IsLMA());
     EXPECT_FALSE(shell.IsMeasFile());
     EXPECT_FALSE(shell.IsStudy());
-}
-
-TEST_F(Shell, UsageIsToTheLetter)
-{
-    std::vector<std::string> vecLine;
-    std::istringstream stream(Usage());
-    for (std::string strLine; std::getline(stream, strLine);)
-        vecLine.push_back(strLine);
-    ASSERT_EQ(vecLine.size(), 38U);
-    const std::pair<std::size_t, const char*> lines[] = {
-        {0, "call of OMA application: "},
-        {1, ""},
-        {2, "OMA -xml:[config.path] [-[trace option]:[text] [TFILE:[trace file path]] [-job] [-study] [-fft:[fft data "
-            "file]]"},
-        {5, "  -nMaxHS:[4,5,...]      : no.of IFFT sin. half cycles to be used for magn./damp.ratio calc."},
-        {11, "  -file:fft              : save FFT input/output data to file c:\\[job name]_fft.dat"},
-        {17, "  -dampcorr:[corr.value] : damping factor correctio value (default: 1.0)"},
-        {20, ""},
-        {21, "trace options (multiples allowed):"},
-        {26, ""},
-        {28, "  OMA_Main"},
-        {30, ""},
-        {31, "  [OMA job name] (see config.file)"},
-        {32, "study options:"},
-        {36, "  -shift:[shift factor]                                                : rel.time shift (0...1)"},
-        {37, ""},
-    };
-    for (const auto& [nLine, pText] : lines)
-        EXPECT_EQ(vecLine[nLine], pText) << nLine;
-}
-
-TEST_F(Shell, WindowNeedsAConsole)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto SetUp = []
-    {
-        std::fclose(stdout); // whatever the test runs in: no terminal behind the standard output
-        CShellBAS().SetupCmdwindow(150, 100);
-    };
-    EXPECT_EXIT(SetUp(), testing::ExitedWithCode(255), "");
 }

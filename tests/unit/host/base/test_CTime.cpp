@@ -1,5 +1,4 @@
 #include "IColumn.h"
-#include "WinClock.h"
 #include "host/CTime.h"
 #include <gtest/gtest.h>
 #include <limits>
@@ -57,42 +56,6 @@ void Place(CTime& p_time, std::uint64_t p_nSec, std::uint64_t p_nIdx)
     ASSERT_EQ(At(p_time), SAt(p_nIdx, p_nSec));
 }
 } // namespace
-
-TEST(CTime, StartsAtZeroAndIsResetToIt)
-{
-    CTime time(50);
-    EXPECT_TRUE(time.IsZero());
-    EXPECT_EQ(time.GetRate(), 50);
-    time.Advance();
-    EXPECT_FALSE(time.IsZero());
-    time.Reset();
-    EXPECT_TRUE(time.IsZero());
-    EXPECT_EQ(time.GetRate(), 50);
-    EXPECT_EQ(CTime(-20).GetRate(), -20);
-}
-
-TEST(CTime, CopyTakesTheRateOnlyIfAskedAndEqualityIgnoresIt)
-{
-    CTime from(50);
-    Place(from, 1000, 7);
-    CTime to(30);
-    EXPECT_FALSE(to.IsEqual(from));
-    EXPECT_TRUE(to.Copy(&from, false));
-    EXPECT_EQ(to.GetRate(), 30);
-    EXPECT_TRUE(to.IsEqual(from));
-    EXPECT_TRUE(to.Copy(&from, true));
-    EXPECT_EQ(to.GetRate(), 50);
-    EXPECT_FALSE(to.Copy(nullptr, true));
-    EXPECT_EQ(At(to), SAt(7, 1000));
-}
-
-TEST(CTime, NowCountsFromTheYearOne)
-{
-    ClockSet(1709222709040); // 2024-02-29 16:05:09.040
-    EXPECT_EQ(CTime::GetNowTicks() / g_nSec * g_nSec, 638448195090000000);
-    EXPECT_GE(CTime::GetNowTicks() % g_nSec, 400000);
-    ClockSet(-1);
-}
 
 TEST(CTime, OneTickShortOfASecondBelongsToTheNext)
 {

@@ -62,16 +62,6 @@ TEST(CConfigCheck, EveryFaultStandsWithItsLineNotOnlyTheFirst)
     EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 4);
 }
 
-TEST(CConfigCheck, FaultsOfFormAndOfTheFileItself)
-{
-    EXPECT_THAT(Check(InBase(R"(IsActive="true")", R"(IsActive="perhaps")")).strFindings,
-                HasSubstr("attribute IsActive: \"perhaps\" is not"));
-    EXPECT_FALSE(Check("<Configuration>").bOk);
-    CConfigCheck check("/nonexistent/grid.xml");
-    EXPECT_FALSE(check.Run());
-    EXPECT_THAT(check.Findings(), HasSubstr("/nonexistent/grid.xml"));
-}
-
 TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
 {
     EXPECT_EQ(Check(Clean()).strFindings, "");
@@ -123,15 +113,4 @@ TEST(CConfigCheck, FiguresFollowFromRateAndSamples)
           "0.05      to 0.2          8192            163.84             0.006104                   640",
           "queue of samples: 128 KiB"})
         EXPECT_THAT(strFigures, HasSubstr(pRow));
-}
-
-TEST(CConfigCheck, ExamplesPass)
-{
-    for (const auto& entry : std::filesystem::directory_iterator(OMA_EXAMPLE_DIR))
-        if (entry.path().extension() == ".xml")
-        {
-            const SResult result = Check(FileText(entry.path().string()));
-            EXPECT_TRUE(result.bOk) << entry.path() << result.strFindings;
-            EXPECT_THAT(result.strFigures, HasSubstr("first result"));
-        }
 }

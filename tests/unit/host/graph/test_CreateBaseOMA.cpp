@@ -9,25 +9,6 @@ using testing::IsEmpty;
 
 using BaseOMA = GraphTest;
 
-TEST_F(BaseOMA, ConnectsBothSocketsAndMakesTheEventWriter)
-{
-    ASSERT_TRUE(CreateBase(BaseText()));
-    const auto vecInit = FakeDli::Inits();
-    ASSERT_EQ(vecInit.size(), 2U);
-    EXPECT_EQ(vecInit[0].eElem, Norvik::Energy::Kestrel::eElemOMA);
-    EXPECT_EQ(vecInit[0].strName, "OMA_1st_Socket");
-    EXPECT_EQ(vecInit[0].strIPAddr, "127.0.0.1");
-    EXPECT_EQ(vecInit[0].nPort, 4712U);
-    EXPECT_EQ(vecInit[1].strName, "OMA_2nd_Socket");
-    EXPECT_EQ(vecInit[1].nPort, 4713U);
-    EXPECT_EQ(g_hSockEvent, vecInit[0].hConn);
-    EXPECT_EQ(g_hSockData, vecInit[1].hConn);
-    EXPECT_TRUE(g_pEventWrite);
-    EXPECT_TRUE(m_capture.Has("CreateBaseOMA():Start Reading Config.File."));
-    EXPECT_TRUE(m_capture.Has("CreateBaseOMA():Config.File Read Done.."));
-    EXPECT_THAT(Suspensions(), IsEmpty());
-}
-
 TEST_F(BaseOMA, ConnectsAnewOnlyForWhatHasChanged)
 {
     struct
@@ -107,21 +88,4 @@ TEST_F(BaseOMA, EventWriterWithoutInstanceIsKept)
     EXPECT_TRUE(CreateBase(BaseText()));
     ASSERT_TRUE(g_pEventWrite);
     EXPECT_TRUE(g_pEventWrite->IsError());
-}
-
-TEST_F(BaseOMA, ASuspensionBehindItGoesToTheServer)
-{
-    ASSERT_TRUE(CreateBase(BaseText()));
-    SuspendApp("Test", "gone");
-    auto vecPost = FakeDli::Posts();
-    ASSERT_EQ(vecPost.size(), 1U);
-    EXPECT_EQ(vecPost[0].nElemId, 0U);
-    ASSERT_TRUE(CreateData());
-    SuspendApp("Test", "gone");
-    vecPost = FakeDli::Posts();
-    ASSERT_EQ(vecPost.size(), 3U);
-    EXPECT_EQ(vecPost[2].eKey, eIkServiceStopOMA);
-    EXPECT_EQ(vecPost[2].eTrans, eAPP);
-    EXPECT_EQ(vecPost[2].nElemId, 900U);
-    EXPECT_EQ(vecPost[2].strText, "gone!");
 }

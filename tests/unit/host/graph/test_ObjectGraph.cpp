@@ -209,20 +209,6 @@ TEST_F(ObjectGraph, ASecondJobOrModeThatIsRefusedTakesTheFirstWithIt)
     EXPECT_EQ(CPSM::GetNoOfPSM(), 1);
 }
 
-TEST_F(ObjectGraph, ClearsTheStoppedStateThatTheServerShows)
-{
-    ASSERT_TRUE(Create(BaseText()));
-    EXPECT_EQ(g_nOmaElemId, 900U);
-    const auto vecPost = FakeDli::Posts();
-    ASSERT_EQ(vecPost.size(), 1U);
-    EXPECT_EQ(vecPost[0].eKey, eIkServiceStopOMA);
-    EXPECT_EQ(vecPost[0].eTrans, eDIS);
-    EXPECT_EQ(vecPost[0].eElem, Norvik::Energy::Kestrel::eElemOMA);
-    EXPECT_EQ(vecPost[0].nElemId, 900U);
-    EXPECT_EQ(vecPost[0].strText, "OMA stopped.");
-    EXPECT_FALSE(vecPost[0].bWithTime);
-}
-
 TEST_F(ObjectGraph, GivesEachObjectItsSettings)
 {
     ASSERT_TRUE(Create(BaseText()));
@@ -290,53 +276,6 @@ TEST_F(ObjectGraph, SortsTheBandsFromHighToLowWhateverTheOrderOfTheFile)
         }
         Clean();
     } while (std::next_permutation(vecOrder.begin(), vecOrder.end()));
-}
-
-TEST_F(ObjectGraph, BandsThatDoNotJoinAreNamed)
-{
-    EXPECT_FALSE(Create(InBase(R"(UpperCutOffFrequency="0.8")", R"(UpperCutOffFrequency="0.799")")));
-    EXPECT_TRUE(
-        m_capture.Has("CheckVecSpec():Invalid limits for spectral data sets: Begin [0.800000] does not match end "
-                      "[0.799000]!"));
-    VecSpec vecpSpec;
-    vecpSpec.push_back(nullptr);
-    EXPECT_FALSE(CheckVecSpec(&vecpSpec, &m_trace));
-    EXPECT_TRUE(m_capture.Has("CheckVecSpec():no.of freq.spec. [1] does not match required value [3]!"));
-    vecpSpec.resize(3);
-    EXPECT_FALSE(CheckVecSpec(&vecpSpec, &m_trace));
-}
-
-TEST_F(ObjectGraph, SpecOptionsGoByTheOrderOfTheFile)
-{
-    struct
-    {
-        std::vector<std::wstring> vecOption;
-        std::vector<bool> vecUsed; // by band, from high to low
-        bool bActive;
-    } const vecCase[] = {{{}, {true, true, true}, true},
-                         {{L"-spec1"}, {true, true, false}, true}, // the lowest band comes first in this file
-                         {{L"-spec2", L"-spec3"}, {false, false, true}, true},
-                         {{L"-spec1", L"-spec2", L"-spec3"}, {false, false, false}, false}};
-    for (const auto& c : vecCase)
-    {
-        StartProcess();
-        g_pShell = std::make_unique<CShellOMA>();
-        std::vector<std::wstring> vecText{L"oma"};
-        vecText.insert(vecText.end(), c.vecOption.begin(), c.vecOption.end());
-        std::vector<wchar_t*> vecpArg;
-        for (std::wstring& wstrText : vecText)
-            vecpArg.push_back(wstrText.data());
-        ASSERT_TRUE(g_pShell->ExtractCmdLineParsOMA(static_cast<int>(vecpArg.size()), vecpArg.data(), nullptr));
-        ASSERT_TRUE(Create(Bands({{{"16", "0.05", "0.2"}, {"4", "0.2", "0.8"}, {"1", "0.8", "3.0"}}})));
-        std::vector<bool> vecUsed;
-        for (const auto& pSpec : *Job().m_pvecpSpec)
-            vecUsed.push_back(pSpec->IsUsed());
-        EXPECT_EQ(vecUsed, c.vecUsed);
-        EXPECT_EQ(Job().m_bActive, c.bActive);
-        EXPECT_EQ(Job().m_pvecpProc->size(),
-                  static_cast<std::size_t>(std::count(vecUsed.begin(), vecUsed.end(), true)));
-        Clean();
-    }
 }
 
 TEST_F(ObjectGraph, AcceptsTheEdgesOfItsLimits)
@@ -411,66 +350,6 @@ TEST_F(ObjectGraph, JobsWithTheSamePhasorsShareTheirPmus)
     EXPECT_EQ(Job(0).m_pPmu1st, Job(1).m_pPmu1st);
     EXPECT_EQ(Job(0).m_pPmu2nd, Job(1).m_pPmu2nd);
     EXPECT_EQ(Job(1).m_pvecpPsmOut->front()->GetTrace()->Name(), "SECOND_1");
-}
-
-TEST_F(ObjectGraph, OnlyAngleJobsUseNTM)
-{
-    for (const bool bVpad : {false, true})
-    {
-        ASSERT_TRUE(Create(Changed(bVpad ? VpadText() : BaseText(), R"(IsUsingNTM="false")", R"(IsUsingNTM="true")")));
-        EXPECT_EQ(Job().m_bUsingNTM, bVpad);
-        Clean();
-    }
-    ASSERT_TRUE(Create(VpadText()));
-    EXPECT_FALSE(Job().m_bUsingNTM);
-}
-
-TEST_F(ObjectGraph, MissingPointersAreNamed)
-{
-    ASSERT_TRUE(Create(BaseText()));
-    std::unique_ptr<VecOMA> pvecOMA;
-    std::unique_ptr<CVdsOMA::VecJob> pvecJob;
-    const OMA::CJobs& jobs = m_pConfig->GetOMAs()[0].GetJobs();
-    const OMA::CInputGroup& group = jobs[0].InputGroups()[0];
-    std::uint32_t nPmuId = 0;
-    std::int32_t nRate = 0;
-    CPmu pmu;
-    pmu.DeletePhasors();
-    std::unique_ptr<VecSpec> pvecpSpec;
-    std::unique_ptr<CJob::VecPsmOut> pvecpPSM;
-    struct
-    {
-        bool bResult;
-        std::string strMethod, strName;
-    } const vecCase[] = {
-        {CreateDataOMA(nullptr, nullptr, 1, 2, &m_trace, &pvecOMA), "CreateDataOMA", "p_pConfig"},
-        {CreateDataJob(nullptr, nullptr, jobs, 2, &Instance(), &m_trace, &pvecJob), "CreateDataJob", "p_pConfig"},
-        {CreateDataJob(nullptr, m_pConfig, jobs, 2, nullptr, &m_trace, &pvecJob), "CreateDataJob", "p_pVds"},
-        {AddPmuToVds(nullptr, group, nullptr, &m_trace) != nullptr, "AddPmuToVds", "p_pConfig"},
-        {AddPmuToVds(nullptr, group, nullptr, &m_trace) != nullptr, "AddPmuToVds", "p_pVds"},
-        {PhasorMeasIdToPmuParams(nullptr, &pmu, &m_trace, &nPmuId, &nRate), "PhasorMeasIdToPmuParams", "p_pConfig"},
-        {PhasorMeasIdToPmuParams(m_pConfig, nullptr, &m_trace, &nPmuId, &nRate), "PhasorMeasIdToPmuParams", "p_pPmu"},
-        {PhasorMeasIdToPmuParams(m_pConfig, &pmu, &m_trace, &nPmuId, &nRate), "PhasorMeasIdToPmuParams", "pvecPhasor"},
-        {AddPsmsToJob(2, m_pConfig, jobs[0].PSModes(), "J", 0, 10, 1, 10, nullptr, nullptr, 1, &m_trace, nullptr),
-         "AddPsmsToJob", "p_pvecpSpec"},
-        {AddPsmsToJob(2, m_pConfig, jobs[0].PSModes(), "J", 0, 10, 1, 10, Job().m_pvecpSpec.get(), nullptr, 1, &m_trace,
-                      nullptr),
-         "AddPsmsToJob", "p_pDOE"},
-        {CheckVecSpec(nullptr, &m_trace), "CheckVecSpec", "p_pvecpSpec"},
-        {DelVecSpec(&pvecpSpec, &m_trace), "DelVecSpec", "p_pvecpSpec"},
-        {DelVecPSM(&pvecpPSM, &m_trace), "DelVecPSM", "p_pvecpPSM"},
-        {DeleteAllDoeData(nullptr, &m_trace), "DeleteAllDoeData", "p_pJob"},
-        {DeleteAllPsmOuts(nullptr, &m_trace), "DeleteAllPsmOuts", "p_pJob"},
-        {DeleteAllSpecs(nullptr, &m_trace), "DeleteAllSpecs", "p_pJob"},
-    };
-    for (const auto& c : vecCase)
-    {
-        EXPECT_FALSE(c.bResult) << c.strMethod;
-        EXPECT_TRUE(m_capture.Has(c.strMethod + "():Invalid pointer: #" + c.strName + "#!"))
-            << c.strMethod << c.strName;
-    }
-    EXPECT_FALSE(DeleteAllDoeData(&Job(), nullptr));
-    EXPECT_THAT(Suspensions(), IsEmpty());
 }
 
 TEST_F(ObjectGraph, ExamplesBuildTheirGraph)

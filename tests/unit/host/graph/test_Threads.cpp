@@ -44,15 +44,6 @@ TEST_F(Threads, EachActiveJobAndInstanceHasOneAndAllEnd)
     EXPECT_THAT(Suspensions(), IsEmpty());
 }
 
-TEST_F(Threads, CleanUpEndsThreadsThatNobodyHasStopped)
-{
-    ASSERT_TRUE(Create(TwoJobs(BaseText())));
-    ASSERT_TRUE(CreateThreads());
-    EXPECT_TRUE(Eventually([&] { return Instance().HasCb(); }));
-    Clean();
-    EXPECT_FALSE(m_capture.Has("cannot be removed"));
-}
-
 TEST_F(Threads, WorkersOfASessionThatCannotBeSetUpEndAsWell)
 {
     FakeDli::SetBehaviour({.strThrowAdd = "refused"});
@@ -78,66 +69,6 @@ TEST_F(Threads, PassAfterPassNothingIsLeft)
     EXPECT_FALSE(m_capture.Has("cannot be removed"));
 }
 
-TEST_F(Threads, AnInstanceWithoutActiveJobsBecomesInactive)
-{
-    const std::string strWarning =
-        "CreateThreadsOMA():OMA instance [GRID] declared as active in SCF but no jobs running!";
-    const std::string strNone = "CreateThreadsOMA():No OMA instances being active and running!";
-    ASSERT_TRUE(Create(Changed(BaseText(), R"(IsActive="true")", R"(IsActive="false")", "<Job ")));
-    ASSERT_TRUE(CreateThreads());
-    EXPECT_TRUE(m_capture.Has(CaptureTrace::ETraceLevel::eWarning, strWarning));
-    EXPECT_TRUE(m_capture.Has(CaptureTrace::ETraceLevel::eWarning, strNone));
-    EXPECT_FALSE(Instance().m_bActive);
-    EXPECT_EQ(m_pThreadGroup->size(), 0U);
-    Clean();
-    EXPECT_EQ(m_capture.Count(CaptureTrace::ETraceLevel::eError, ""), 0U);
-
-    m_capture.Clear();
-    ASSERT_TRUE(Create(Changed(BaseText(), R"(IsActive="true")", R"(IsActive="false")", "<OMA ")));
-    ASSERT_TRUE(CreateThreads());
-    EXPECT_FALSE(m_capture.Has(strWarning));
-    EXPECT_TRUE(m_capture.Has(strNone));
-    EXPECT_THAT(Suspensions(), IsEmpty());
-}
-
-TEST_F(Threads, MissingObjectsSuspend)
-{
-    std::unique_ptr<boost::thread_group> pThreadGroup;
-    EXPECT_FALSE(CreateThreadsOMA(nullptr, m_pvecOMA.get(), &m_trace, &pThreadGroup));
-    EXPECT_TRUE(m_capture.Has("CreateThreadsOMA():Invalid pointer: #p_pConfig#!"));
-    ASSERT_TRUE(Create(TwoJobs(BaseText())));
-    EXPECT_FALSE(CreateThreadsOMA(m_pConfig, nullptr, &m_trace, &pThreadGroup));
-    EXPECT_TRUE(m_capture.Has("CreateThreadsOMA():Invalid pointer: #p_pvecOMA#!"));
-
-    Instance().m_pvecpJob->at(1).reset();
-    EXPECT_TRUE(CreateThreads());
-    EXPECT_TRUE(m_capture.Has("CreateThreadsOMA(): Invalid pointer: #pJob#! -> Suspend Application."));
-    Job(0).m_bActive = false; // the search meets the missing one
-    EXPECT_TRUE(CreateThreadsOMA(m_pConfig, m_pvecOMA.get(), &m_trace, &pThreadGroup));
-    EXPECT_TRUE(m_capture.Has("CreateThreadsOMA(): Invalid Pointer: #pJob#! -> Suspend Application."));
-    Job(0).m_bActive = true;
-    m_pvecOMA->insert(m_pvecOMA->begin(), nullptr);
-    EXPECT_TRUE(CreateThreadsOMA(m_pConfig, m_pvecOMA.get(), &m_trace, &pThreadGroup));
-    EXPECT_TRUE(m_capture.Has("CreateThreadsOMA(): Invalid Pointer: #pOMA#! -> Suspend Application."));
-    Clean();
-    EXPECT_TRUE(m_capture.Has("CleanOMA():Invalid pointer: #pOMA#!"));
-    EXPECT_TRUE(m_capture.Has("CleanOMA():Invalid pointer: #pJob#!"));
-}
-
-TEST_F(Threads, CleanUpOfAHalfBuiltPassTellsWhatIsMissing)
-{
-    ASSERT_TRUE(Create(BaseText()));
-    Clean();
-    EXPECT_TRUE(m_capture.Has("CleanOMA():Active OMA app. handle does not exist!"));
-    EXPECT_TRUE(m_capture.Has("CleanOMA():Active OMA app. thread does not exist!"));
-    EXPECT_TRUE(m_capture.Has("CleanOMA():OMA app.instances thread group cannot be removed!"));
-
-    m_capture.Clear();
-    Clean(); // with nothing at all
-    EXPECT_EQ(m_capture.Count(CaptureTrace::ETraceLevel::eError, ""), 1U);
-    EXPECT_TRUE(m_capture.Has("thread group cannot be removed"));
-}
-
 TEST_F(Threads, CleanUpFreesTheEventReader)
 {
     ASSERT_TRUE(Create(BaseText()));
@@ -148,22 +79,6 @@ TEST_F(Threads, CleanUpFreesTheEventReader)
     Clean();
     EXPECT_FALSE(g_pEventRead);
     EXPECT_EQ(FakeDli::RegisteredEventCallBacks(), 0);
-}
-
-TEST_F(Threads, HandlesAreNewAndAutomatic)
-{
-    EXPECT_FALSE(CreateHandlesOMA(nullptr, &m_trace));
-    EXPECT_TRUE(m_capture.Has("CreateHandlesOMA():Invalid pointer: #p_pvechOMA#!"));
-    std::vector<HANDLE> vech(6);
-    ASSERT_TRUE(CreateHandlesOMA(&vech, &m_trace));
-    for (const HANDLE hEvent : vech)
-    {
-        EXPECT_EQ(WaitForSingleObject(hEvent, 0), WAIT_TIMEOUT);
-        SetEvent(hEvent);
-        EXPECT_EQ(WaitForSingleObject(hEvent, 0), WAIT_OBJECT_0);
-        EXPECT_EQ(WaitForSingleObject(hEvent, 0), WAIT_TIMEOUT);
-        CloseHandle(hEvent);
-    }
 }
 
 TEST_F(Threads, NothingIsFreedUnderAThreadThatDoesNotEnd)
@@ -220,21 +135,4 @@ TEST_F(Threads, AJobIsOnStaticNTMWithTwoInputsOfItsPmus)
         Clean();
     }
     EXPECT_FALSE(IsJobOnStaticNTM(nullptr, nullptr));
-}
-
-TEST_F(Threads, UseOfNTMIsDecidedByInstanceJobAndApplication)
-{
-    for (const bool bEnabled : {false, true})
-        for (const bool bUsing : {false, true})
-            for (const bool bStatic : {false, true})
-            {
-                std::string strText = Changed(VpadText(), R"(IsEnabledNTM="false")",
-                                              bEnabled ? R"(IsEnabledNTM="true")" : R"(IsEnabledNTM="0")");
-                strText =
-                    Changed(strText, R"(IsUsingNTM="false")", bUsing ? R"(IsUsingNTM="true")" : R"(IsUsingNTM="0")");
-                ASSERT_TRUE(Create(bStatic ? strText : Changed(strText, R"("Static")", R"("Other")")));
-                ASSERT_TRUE(CreateThreads());
-                EXPECT_EQ(Job().m_bUsingNTM, bEnabled && bUsing && bStatic);
-                Clean();
-            }
 }
