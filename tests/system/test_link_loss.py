@@ -39,10 +39,11 @@ class LinkLoss(SwingTest):
         _, oma = self.begin()
         self.wait_swing()
         for which in ("event", "data", "all") * 3:
-            seen = len(self.swing_events())
             lost = oma.count("Connection to VDS server lost")
             self.vdsctl("drop", which)
             wait_for(lambda: oma.count("Connection to VDS server lost") > lost, f"loss of {which}")
+            # Only from here on: what stands when the application ends without a link stays at the server.
+            seen = len(self.swing_events())
             wait_for(lambda: [e for e in self.swing_events()[seen:] if e["transition"] == "APP"],
                      f"swing after loss of {which}")
         self.assertEqual(oma.stop(), 0)
