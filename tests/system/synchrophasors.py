@@ -53,23 +53,30 @@ class Device:
 
 
 class Server(threading.Thread):
-    """Serves one device over TCP, one client at a time, in real time."""
+    """Serves one device over TCP, one client at a time, in real time; its data as datagrams if a port for them is given."""
 
-    def __init__(self, device, late_s=0.0):
+    def __init__(self, device, late_s=0.0, data_port=None):
         super().__init__(daemon=True)
         self.device, self.late = device, late_s
-        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.listener = self.listen()
+        self.datagrams = data_port and Datagrams(data_port)
         self.port = self.listener.getsockname()[1]
         self.commands = []
+        self.given = 0  # frames of data
         self.inject = []  # bytes that go out between two frames
         self.cut = threading.Event()
         self.ending = threading.Event()
         self.start()
 
+    def listen(self):
+        return socket.create_server(("127.0.0.1", 0))
+
     def stop(self):
         self.ending.set()
         self.join(10)
         self.listener.close()
+        if self.datagrams:
+            self.datagrams.close()
 
     def run(self):
         self.listener.settimeout(0.1)
@@ -106,11 +113,46 @@ class Server(threading.Thread):
                     on, index = code == 2, int(time.time() * self.device.rate)
             while on and (index + 1) / self.device.rate <= time.time() - self.late:
                 index += 1
-                data = self.device.data(index)
-                half = len(data) // 2  # two writes, so that frames are cut under way
-                client.sendall(data[:half])
-                client.sendall(data[half:] + b"".join(self.inject))
-                self.inject.clear()
+                self.give(client, self.device.data(index))
+                self.given += 1
+
+    def give(self, client, data):
+        if self.datagrams:
+            return self.datagrams.sendall(data)
+        half = len(data) // 2  # two writes, so that frames are cut under way
+        client.sendall(data[:half])
+        client.sendall(data[half:] + b"".join(self.inject))
+        self.inject.clear()
+
+
+class Datagrams(socket.socket):
+    """Looks like the connection of a client; datagrams go to a port, or to where the last one came from."""
+
+    def __init__(self, port=None):
+        super().__init__(socket.AF_INET, socket.SOCK_DGRAM)
+        self.bind(("127.0.0.1", 0))
+        self.peer = ("127.0.0.1", port)
+
+    def recv(self, size):
+        data, self.peer = self.recvfrom(size)
+        return data
+
+    def sendall(self, data):
+        self.sendto(data, self.peer)
+
+
+class UdpServer(Server):
+    """The same with commands and data over UDP."""
+
+    def listen(self):
+        return Datagrams()
+
+    def run(self):
+        while not self.ending.is_set():
+            self.serve(self.listener)
+
+    def give(self, client, data):
+        client.sendall(data)
 
 
 def pcap(path, packets, magic=0xA1B2C3D4, order="<"):

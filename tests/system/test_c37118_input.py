@@ -72,16 +72,44 @@ class Synchrophasors(SystemTest):
                                      r"1 new configurations\n")
         self.assertRegex(vds.text(), r"stream south: \d+ data frames, .*2 connections\n")
 
-    def test_spontaneous_udp(self):
-        """One datagram a frame without any command; the configuration comes late, as it does each minute."""
+    def udp_port(self):
+        """One that was free a moment ago."""
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
             probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
+            return probe.getsockname()[1]
+
+    def write_stream(self, attributes):
         self.write_streams((1, 2))
         text = self.config.read_text()
         begin, end = text.index("<Stream"), text.index("</Synchrophasors>")
-        self.config.write_text(text[:begin] + f'<Stream Name="n" UdpPort="{port}" Transport="spontaneous" StreamId="60">'
+        self.config.write_text(text[:begin] + f'<Stream Name="n" {attributes} StreamId="60">'
                                '<Phasor Name="VA" Datapoint="1011"/></Stream>' + text[end:])
+
+    def test_data_over_udp_on_command(self):
+        """Commands over UDP, and over TCP with data over UDP; a device that falls silent is asked anew."""
+        port = self.udp_port()
+        both, data = sp.UdpServer(north()), sp.Server(north(), data_port=port)
+        for server, attributes in (
+                (both, f'Host="127.0.0.1" UdpPort="{both.port}" Transport="udp"'),
+                (data, f'Host="127.0.0.1" Port="{data.port}" UdpPort="{port}" Transport="tcp-udp"')):
+            self.addCleanup(server.stop)
+            self.write_stream(attributes)
+            vds = self.vds()
+            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+            wait_for(lambda: len(server.commands) > 2, "data turned on")
+            self.assertEqual(server.commands[:3], [1, 5, 2], "off, CFG-2, on")
+            server.cut.set()
+            wait_for(lambda: server.commands.count(2) > 1, "data turned on anew")
+            given = server.given
+            wait_for(lambda: server.given > given + 50, "a second of data")
+            self.assertEqual(vds.stop(), 0)
+            wait_for(lambda: server.commands[-1] == 1, "data turned off at the end")
+            self.assertRegex(vds.text(), r"stream n: \d\d+ data frames, \d+ bytes(, \d+ gaps.*lost)?(, 2 connections)?\n")
+
+    def test_spontaneous_udp(self):
+        """One datagram a frame without any command; the configuration comes late, as it does each minute."""
+        port = self.udp_port()
+        self.write_stream(f'UdpPort="{port}" Transport="spontaneous"')
         vds = self.vds()
         device, index = north(), int(time.time()) * 50
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
