@@ -1,7 +1,6 @@
 #include "WinClock.h"
 #include "WinEvents.h"
 #include <chrono>
-#include <mutex>
 
 namespace
 {
@@ -10,17 +9,8 @@ constexpr std::uint64_t g_nTicksPerMs = 10000;
 constexpr std::uint64_t g_nTicksPerDay = 864000000000;
 constexpr std::int64_t g_nDays1601To1970 = 134774;
 
-std::mutex g_mtxSet;
-std::int64_t g_nSet_ms = -1;      ///< ms since 1970 at the moment of ClockSet; negative: not set
-std::int64_t g_nSetEvents_ms = 0; ///< clock of platform/sync at that moment
-
 std::int64_t UnixTime_ms()
 {
-    {
-        const std::lock_guard lock(g_mtxSet);
-        if (g_nSet_ms >= 0)
-            return g_nSet_ms + (EventsNow_ms() - g_nSetEvents_ms);
-    }
     if (EventsIsFakeClock())
         return g_nFakeDayBegin_ms + EventsNow_ms();
     using namespace std::chrono;
@@ -60,11 +50,4 @@ int FileTimeToSystemTime(const FILETIME* p_pFileTime, SYSTEMTIME* p_pSystemTime)
     p_pSystemTime->wSecond = static_cast<std::uint16_t>(nDay_ms / 1000 % 60);
     p_pSystemTime->wMilliseconds = static_cast<std::uint16_t>(nDay_ms % 1000);
     return 1;
-}
-
-void ClockSet(std::int64_t p_nUnix_ms)
-{
-    const std::lock_guard lock(g_mtxSet);
-    g_nSet_ms = p_nUnix_ms;
-    g_nSetEvents_ms = EventsNow_ms();
 }

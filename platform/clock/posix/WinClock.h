@@ -24,8 +24,3 @@ struct SYSTEMTIME
 };
 /// @return 0 for a count that is no date (top bit set), nonzero otherwise.
 int FileTimeToSystemTime(const FILETIME* p_pFileTime, SYSTEMTIME* p_pSystemTime);
-
-// ---- test seam ----
-/// Fixes the time of day at p_nUnix_ms (ms since 1970) plus what the clock of platform/sync moves from now on.
-/// A negative value returns to the real time of day.
-void ClockSet(std::int64_t p_nUnix_ms);
