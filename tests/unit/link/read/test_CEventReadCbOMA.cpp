@@ -243,7 +243,7 @@ TEST_F(CEventReadCbOMA_Zone, TextReachesThePmusOfAllInstances)
             }
             EXPECT_EQ(strFields, p_case.strFields);
         }
-        EXPECT_EQ(m_capture.Lines().empty(), p_case.strError.empty());
+        EXPECT_EQ(m_capture.Lines("CEventReadCb").empty(), p_case.strError.empty());
         EXPECT_TRUE(p_case.strError.empty() || m_capture.Has("():" + p_case.strError));
     };
     for (const SCase& c : vecZone)
