@@ -63,7 +63,7 @@ TEST_F(Threads, PassAfterPassNothingIsLeft)
         if (nPass % 2 == 0)
             StopSessions();
         Clean();
-        EXPECT_EQ(CPSM::GetNoOfPSM(), 0);
+        EXPECT_EQ(CPSM::GetNoOfPSM(), m_nPSMKept);
     }
     EXPECT_EQ(FakeDli::Inits().size(), 2U);
     EXPECT_FALSE(m_capture.Has("cannot be removed"));
@@ -97,7 +97,7 @@ TEST_F(Threads, NothingIsFreedUnderAThreadThatDoesNotEnd)
     Clean();
     EventsAutoAdvance(0);
     EXPECT_TRUE(m_capture.Has("CleanOMA():Threads of OMA instance do not end, its objects are kept: ID=901!"));
-    EXPECT_EQ(CPSM::GetNoOfPSM(), 1);
+    EXPECT_EQ(CPSM::GetNoOfPSM(), m_nPSMKept + 1);
     SetEvent(hEnd);
     EXPECT_TRUE(Eventually([&] { return nIdSeen == 500U; }));
     EventsUseFakeClock(false);
