@@ -1,7 +1,7 @@
 #pragma once
 #include "CTrace.h"
-#include <algorithm>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,23 +39,16 @@ class CaptureTrace
     CaptureTrace(const CaptureTrace&) = delete;
     CaptureTrace& operator=(const CaptureTrace&) = delete;
 
-    /// Number of lines that contain the text.
-    std::size_t Count(std::string_view p_strText) const
+    /// Number of lines that contain the text: those of a level, or all.
+    std::size_t Count(std::optional<ETraceLevel> p_eLevel, std::string_view p_strText) const
     {
         const std::lock_guard lock(m_mtxLines);
-        return static_cast<std::size_t>(std::count_if(m_vecLine.begin(), m_vecLine.end(),
-                                                      [p_strText](const SLine& p_line)
-                                                      { return p_line.strText.find(p_strText) != std::string::npos; }));
+        std::size_t nLines = 0;
+        for (const SLine& line : m_vecLine)
+            nLines += (!p_eLevel || line.eLevel == *p_eLevel) && line.strText.find(p_strText) != std::string::npos;
+        return nLines;
     }
-    std::size_t Count(ETraceLevel p_eLevel, std::string_view p_strText) const
-    {
-        const std::lock_guard lock(m_mtxLines);
-        return static_cast<std::size_t>(std::count_if(m_vecLine.begin(), m_vecLine.end(),
-                                                      [p_eLevel, p_strText](const SLine& p_line) {
-                                                          return p_line.eLevel == p_eLevel &&
-                                                                 p_line.strText.find(p_strText) != std::string::npos;
-                                                      }));
-    }
+    std::size_t Count(std::string_view p_strText) const { return Count(std::nullopt, p_strText); }
     bool Has(std::string_view p_strText) const { return Count(p_strText) > 0; }
     bool Has(ETraceLevel p_eLevel, std::string_view p_strText) const { return Count(p_eLevel, p_strText) > 0; }
     std::vector<SLine> Entries() const

@@ -30,12 +30,10 @@ inline std::string Changed(std::string p_strText, const std::string& p_strOld, c
     return nBegin == std::string::npos ? p_strText : p_strText.replace(nBegin, p_strOld.size(), p_strNew);
 }
 
-/// The text without all from the first p_strBegin after the first p_strAfter up to the end of the next p_strEnd.
-inline std::string Without(std::string p_strText, const std::string& p_strBegin, const std::string& p_strEnd,
-                           const std::string& p_strAfter = {})
+/// The text without all from the first p_strBegin up to the end of the next p_strEnd.
+inline std::string Without(std::string p_strText, const std::string& p_strBegin, const std::string& p_strEnd)
 {
-    const std::size_t nAfter = p_strText.find(p_strAfter);
-    const std::size_t nBegin = nAfter == std::string::npos ? nAfter : p_strText.find(p_strBegin, nAfter);
+    const std::size_t nBegin = p_strText.find(p_strBegin);
     const std::size_t nEnd = nBegin == std::string::npos ? nBegin : p_strText.find(p_strEnd, nBegin);
     EXPECT_NE(nEnd, std::string::npos) << p_strBegin << " to " << p_strEnd;
     return nEnd == std::string::npos ? p_strText : p_strText.erase(nBegin, nEnd + p_strEnd.size() - nBegin);
@@ -52,9 +50,9 @@ inline long LineOf(const std::string& p_strAll, const std::string& p_strText)
 class TempFile
 {
   public:
-    explicit TempFile(const std::string& p_strText, const std::string& p_strName = "grid.xml")
+    explicit TempFile(const std::string& p_strText)
         : m_dir(std::filesystem::temp_directory_path() / ("oma_config_" + std::to_string(::getpid()))),
-          m_path(m_dir / p_strName)
+          m_path(m_dir / "grid.xml")
     {
         std::filesystem::create_directories(m_dir);
         Write(p_strText);

@@ -57,15 +57,10 @@ class TSlot
     int m_nBusy = 0;
 };
 
-struct SReadChannel
-{
-    TSlot<CChannelDataCallBack> slot;
-    unsigned nIndex = 0;
-};
+using SReadChannel = TSlot<CChannelDataCallBack>;
 
-struct SWriteChannel
+struct SWriteChannel : TSlot<CChannelDataWriteCallBack>
 {
-    TSlot<CChannelDataWriteCallBack> slot;
     std::thread thrConnected;
 
     ~SWriteChannel() { Join(); }
@@ -76,9 +71,9 @@ struct SWriteChannel
     }
 };
 
-struct SState
+/// What Reset forgets.
+struct SRecords
 {
-    std::mutex mtx;
     FakeDli::SBehaviour behaviour;
     std::vector<FakeDli::SCall> vecCall;
     std::vector<FakeDli::SInit> vecInit;
@@ -91,12 +86,14 @@ struct SState
     std::vector<FakeDli::SEventRead> vecEventRead;
     std::vector<FakeDli::SSubscribe> vecSubscribe;
     std::vector<std::weak_ptr<SReadChannel>> vecRead;
-    std::vector<std::weak_ptr<SWriteChannel>> vecWriter;
     std::map<unsigned long, std::weak_ptr<SWriteChannel>> mapPmu;
-    std::vector<std::shared_ptr<TSlot<CEventDataCallBack>>> vecEventSlot;
+};
+struct SState : SRecords
+{
+    std::mutex mtx;
     std::set<CChanneldata*> setRead; ///< one that the application gives up is still known to its connection
-    std::atomic<int> nLiveRead{0};
     std::atomic<int> nLiveWrite{0};
+    TSlot<CEventDataCallBack> slotEvent; ///< the application has one at a time
 };
 
 SState& State()
@@ -116,9 +113,17 @@ auto Locked(TAction p_fnAction)
 }
 
 template <class T>
-T Copy(T SState::*p_pMember)
+T Copy(T SRecords::*p_pMember)
 {
     return Locked([p_pMember](SState& p_state) { return p_state.*p_pMember; });
+}
+
+/// Those of one virtual PMU; 0: all.
+template <class T>
+std::vector<T> OfPmu(std::vector<T> p_vecOf, unsigned long p_nPmu)
+{
+    std::erase_if(p_vecOf, [p_nPmu](const T& p_record) { return p_nPmu != 0 && p_record.nPmu != p_nPmu; });
+    return p_vecOf;
 }
 
 /// Notes a call, and what else p_fnNote notes, and throws if the test wants that.
@@ -149,17 +154,6 @@ void Answer(FakeDli::EAnswer p_eAnswer, TCall p_fnCall)
         std::thread(p_fnCall).join();
 }
 
-void AnswerReadStart(SReadChannel& p_channel)
-{
-    const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
-    Answer(behaviour.eReadAnswer,
-           [&]
-           {
-               p_channel.slot.Deliver([&](CChannelDataCallBack& p_callBack)
-                                      { p_callBack.Status(eReqCycle, 0, behaviour.nReadCycle_ms); });
-           });
-}
-
 std::string ListText(const std::vector<unsigned long>& p_vecId)
 {
     std::string strText = "[";
@@ -168,11 +162,18 @@ std::string ListText(const std::vector<unsigned long>& p_vecId)
     return strText + "]";
 }
 
-std::string PostText(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
-                     const std::string& p_strText)
+void NoteStart(const FakeDli::SReadStart& p_start)
 {
-    return std::to_string(p_eKey) + (p_eTrans == eAPP ? " APP " : " DIS ") + std::to_string(p_eElem) + " " +
-           std::to_string(p_nElemId) + " " + p_strText;
+    Note((p_start.bByRate ? "Read.Start rate " : "Read.Start ms ") + std::to_string(p_start.nValue),
+         &FakeDli::SBehaviour::strThrowReadStart, [&](SState& p_state) { p_state.vecReadStart.push_back(p_start); });
+}
+
+void NotePost(const FakeDli::SPost& p_post)
+{
+    Note((p_post.bWithTime ? "Event.PostAt " : "Event.Post ") + std::to_string(p_post.eKey) +
+             (p_post.eTrans == eAPP ? " APP " : " DIS ") + std::to_string(p_post.eElem) + " " +
+             std::to_string(p_post.nElemId) + " " + p_post.strText,
+         nullptr, [&](SState& p_state) { p_state.vecPost.push_back(p_post); });
 }
 
 class CFakeEventdata : public CEventdata
@@ -182,14 +183,9 @@ class CFakeEventdata : public CEventdata
 
     unsigned long Read(std::int64_t p_nTicks, unsigned long) override
     {
-        unsigned long nReq = 0;
         Note("Event.Read " + std::to_string(p_nTicks), nullptr,
-             [&](SState& p_state)
-             {
-                 nReq = static_cast<unsigned long>(p_state.vecEventRead.size()) + 1;
-                 p_state.vecEventRead.push_back({p_nTicks, nReq});
-             });
-        return nReq;
+             [&](SState& p_state) { p_state.vecEventRead.push_back({p_nTicks}); });
+        return Copy(&SState::vecEventRead).size();
     }
     void Subscribe(std::int64_t p_nTicks, int p_n1, int p_n2, int p_n3) override
     {
@@ -203,44 +199,24 @@ class CFakeEventdata : public CEventdata
     void PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
                 unsigned long p_nElemId, const std::string& p_strText) override
     {
-        Note("Event.PostAt " + PostText(p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText), nullptr,
-             [&](SState& p_state) {
-                 p_state.vecPost.push_back({true, p_nTicks, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
-             });
+        NotePost({true, p_nTicks, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
     }
     void Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
               const std::string& p_strText) override
     {
-        Note("Event.Post " + PostText(p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText), nullptr,
-             [&](SState& p_state) {
-                 p_state.vecPost.push_back({false, 0, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
-             });
+        NotePost({false, 0, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText});
     }
     void Reserved6() override {}
     void AddCallBack(CEventDataCallBack* p_pCallBack, int p_nElem) override
     {
-        auto pSlot = std::make_shared<TSlot<CEventDataCallBack>>();
-        pSlot->Set(p_pCallBack);
-        Note("Event.AddCallBack " + std::to_string(p_nElem), nullptr,
-             [&](SState& p_state) { p_state.vecEventSlot.push_back(pSlot); });
+        Note("Event.AddCallBack " + std::to_string(p_nElem));
+        State().slotEvent.Set(p_pCallBack);
     }
     void RemoveCallBack(CEventDataCallBack* p_pCallBack) override
     {
-        std::shared_ptr<TSlot<CEventDataCallBack>> pSlot;
-        Note("Event.RemoveCallBack", nullptr,
-             [&](SState& p_state)
-             {
-                 auto& vecSlot = p_state.vecEventSlot;
-                 const auto it =
-                     std::find_if(vecSlot.begin(), vecSlot.end(),
-                                  [p_pCallBack](const auto& p_pSlot) { return p_pSlot->Get() == p_pCallBack; });
-                 if (it == vecSlot.end())
-                     return;
-                 pSlot = *it;
-                 vecSlot.erase(it);
-             });
-        if (pSlot)
-            pSlot->Set(nullptr);
+        Note("Event.RemoveCallBack");
+        if (State().slotEvent.Get() == p_pCallBack)
+            State().slotEvent.Set(nullptr);
     }
 };
 
@@ -248,11 +224,6 @@ std::shared_ptr<SReadChannel> FindRead(unsigned p_nChannel)
 {
     return Locked([&](SState& p_state)
                   { return p_nChannel < p_state.vecRead.size() ? p_state.vecRead[p_nChannel].lock() : nullptr; });
-}
-std::shared_ptr<SWriteChannel> FindWriteAt(unsigned p_nChannel)
-{
-    return Locked([&](SState& p_state)
-                  { return p_nChannel < p_state.vecWriter.size() ? p_state.vecWriter[p_nChannel].lock() : nullptr; });
 }
 std::shared_ptr<SWriteChannel> FindWrite(unsigned long p_nPmu)
 {
@@ -263,9 +234,10 @@ std::shared_ptr<SWriteChannel> FindWrite(unsigned long p_nPmu)
             return it == p_state.mapPmu.end() ? nullptr : it->second.lock();
         });
 }
-std::shared_ptr<TSlot<CEventDataCallBack>> FindEvent()
+template <class TSlotPtr>
+bool DeliverStatus(const TSlotPtr& p_pSlot, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
 {
-    return Locked([](SState& p_state) { return p_state.vecEventSlot.empty() ? nullptr : p_state.vecEventSlot.back(); });
+    return p_pSlot && p_pSlot->Deliver([&](auto& p_callBack) { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
 }
 } // namespace
 
@@ -273,8 +245,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 void SetSecurity(const SSecurity&) {}
 
-unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
-                   unsigned int p_nPort)
+unsigned long Init(EElementType, const std::string& p_strName, const std::string& p_strIPAddr, unsigned int p_nPort)
 {
     const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
     const bool bConcerned = behaviour.strInitName.empty() || behaviour.strInitName == p_strName;
@@ -285,7 +256,7 @@ unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std
          {
              if (!(bConcerned && behaviour.bInitZero))
                  hConn = static_cast<unsigned long>(p_state.vecInit.size()) + 1;
-             p_state.vecInit.push_back({p_eElem, p_strName, p_strIPAddr, p_nPort, hConn});
+             p_state.vecInit.push_back({p_strName, p_strIPAddr, p_nPort});
          });
     return hConn;
 }
@@ -297,50 +268,34 @@ struct CChanneldata::SImpl : SReadChannel
 CChanneldata::CChanneldata(unsigned long& p_hConn) : m_pImpl(std::make_shared<SImpl>())
 {
     Note("Read.New " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowReadNew,
-         [this](SState& p_state)
-         {
-             m_pImpl->nIndex = static_cast<unsigned>(p_state.vecRead.size());
-             p_state.vecRead.push_back(m_pImpl);
-         });
+         [this](SState& p_state) { p_state.vecRead.push_back(m_pImpl); });
     Locked([this](SState& p_state) { p_state.setRead.insert(this); });
-    ++State().nLiveRead;
 }
 CChanneldata::~CChanneldata()
 {
     Note("Read.Delete", nullptr, [this](SState& p_state) { p_state.setRead.erase(this); });
-    m_pImpl->slot.Set(nullptr);
-    --State().nLiveRead;
+    m_pImpl->Set(nullptr);
 }
 void CChanneldata::SetCallBack(CChannelDataCallBack* p_pCallBack)
 {
     Note(p_pCallBack ? "Read.SetCallBack" : "Read.SetCallBack null");
-    m_pImpl->slot.Set(p_pCallBack);
+    m_pImpl->Set(p_pCallBack);
 }
 unsigned long CChanneldata::Add(std::vector<unsigned long>& p_ids, std::vector<int>& p_types, std::int64_t,
                                 std::int64_t, unsigned long)
 {
     Note("Read.Add " + ListText(p_ids), &FakeDli::SBehaviour::strThrowAdd,
-         [&](SState& p_state) {
-             p_state.vecReadSet.push_back({m_pImpl->nIndex, p_ids, p_types});
-         });
+         [&](SState& p_state) { p_state.vecReadSet.push_back({p_types}); });
     return 0;
 }
 unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, ESampleRate p_eRate, unsigned long)
 {
-    Note("Read.Start rate " + std::to_string(p_eRate), &FakeDli::SBehaviour::strThrowReadStart,
-         [&](SState& p_state) {
-             p_state.vecReadStart.push_back({m_pImpl->nIndex, true, p_eRate, p_n1, p_n2});
-         });
-    AnswerReadStart(*m_pImpl);
+    NoteStart({true, p_eRate, p_n1, p_n2});
     return 0;
 }
 unsigned long CChanneldata::Start(std::int64_t p_n1, std::int64_t p_n2, std::int64_t p_nCycle_ms, unsigned long)
 {
-    Note("Read.Start ms " + std::to_string(p_nCycle_ms), &FakeDli::SBehaviour::strThrowReadStart,
-         [&](SState& p_state) {
-             p_state.vecReadStart.push_back({m_pImpl->nIndex, false, p_nCycle_ms, p_n1, p_n2});
-         });
-    AnswerReadStart(*m_pImpl);
+    NoteStart({false, p_nCycle_ms, p_n1, p_n2});
     return 0;
 }
 void CChanneldata::Stop()
@@ -354,28 +309,25 @@ struct CChanneldataWrite::SImpl : SWriteChannel
 
 CChanneldataWrite::CChanneldataWrite(unsigned long& p_hConn) : m_pImpl(std::make_shared<SImpl>())
 {
-    Note("Write.New " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowWriteNew,
-         [this](SState& p_state) { p_state.vecWriter.push_back(m_pImpl); });
+    Note("Write.New " + std::to_string(p_hConn), &FakeDli::SBehaviour::strThrowWriteNew);
     ++State().nLiveWrite;
 }
 CChanneldataWrite::~CChanneldataWrite()
 {
     Note("Write.Delete");
     m_pImpl->Join();
-    m_pImpl->slot.Set(nullptr);
+    m_pImpl->Set(nullptr);
     --State().nLiveWrite;
 }
 void CChanneldataWrite::SetCallBack(CChannelDataWriteCallBack* p_pCallBack)
 {
     Note(p_pCallBack ? "Write.SetCallBack" : "Write.SetCallBack null");
     m_pImpl->Join();
-    m_pImpl->slot.Set(p_pCallBack);
+    m_pImpl->Set(p_pCallBack);
     if (!p_pCallBack || !FakeDli::GetBehaviour().bWriteConnected)
         return;
     SImpl* const pImpl = m_pImpl.get();
-    m_pImpl->thrConnected = std::thread(
-        [pImpl]
-        { pImpl->slot.Deliver([](CChannelDataWriteCallBack& p_callBack) { p_callBack.Status(eConnected, 0, 0); }); });
+    m_pImpl->thrConnected = std::thread([pImpl] { DeliverStatus(pImpl, eConnected, 0, 0); });
 }
 void CChanneldataWrite::Start(unsigned long p_nId, std::vector<unsigned long>& p_ids, int p_nRate)
 {
@@ -387,16 +339,9 @@ void CChanneldataWrite::Start(unsigned long p_nId, std::vector<unsigned long>& p
              p_state.mapPmu[p_nId] = m_pImpl;
          });
     const FakeDli::SBehaviour behaviour = FakeDli::GetBehaviour();
+    const unsigned long nAnswerId = behaviour.nWriteAnswerId ? behaviour.nWriteAnswerId : p_nId;
     Answer(behaviour.eWriteAnswer,
-           [&]
-           {
-               m_pImpl->slot.Deliver(
-                   [&](CChannelDataWriteCallBack& p_callBack)
-                   {
-                       p_callBack.Status(eWriteResponse, behaviour.nWriteAnswerId ? behaviour.nWriteAnswerId : p_nId,
-                                         behaviour.nWriteAnswerError);
-                   });
-           });
+           [&] { DeliverStatus(m_pImpl, eWriteResponse, nAnswerId, behaviour.nWriteAnswerError); });
 }
 void CChanneldataWrite::Stop(unsigned long p_nId)
 {
@@ -436,25 +381,8 @@ namespace FakeDli
 {
 void Reset()
 {
-    Locked(
-        [](SState& p_state)
-        {
-            p_state.behaviour = SBehaviour();
-            p_state.vecCall.clear();
-            p_state.vecInit.clear();
-            p_state.vecReadSet.clear();
-            p_state.vecReadStart.clear();
-            p_state.vecWriteStart.clear();
-            p_state.vecWriteStop.clear();
-            p_state.vecWrite.clear();
-            p_state.vecPost.clear();
-            p_state.vecEventRead.clear();
-            p_state.vecSubscribe.clear();
-            p_state.vecRead.clear();
-            p_state.vecWriter.clear();
-            p_state.mapPmu.clear();
-            p_state.vecEventSlot.clear();
-        });
+    Locked([](SState& p_state) { static_cast<SRecords&>(p_state) = SRecords(); });
+    State().slotEvent.Set(nullptr);
 }
 void SetBehaviour(const SBehaviour& p_behaviour)
 {
@@ -471,13 +399,9 @@ std::vector<SCall> Calls()
 }
 std::size_t CountCalls(const std::string& p_strBegin)
 {
-    return Locked(
-        [&](SState& p_state)
-        {
-            return static_cast<std::size_t>(std::count_if(p_state.vecCall.begin(), p_state.vecCall.end(),
-                                                          [&](const SCall& p_call)
-                                                          { return p_call.strText.starts_with(p_strBegin); }));
-        });
+    const std::vector<SCall> vecCall = Calls();
+    return static_cast<std::size_t>(std::count_if(
+        vecCall.begin(), vecCall.end(), [&](const SCall& p_call) { return p_call.strText.starts_with(p_strBegin); }));
 }
 std::vector<SInit> Inits()
 {
@@ -491,29 +415,17 @@ std::vector<SReadStart> ReadStarts()
 {
     return Copy(&SState::vecReadStart);
 }
-std::vector<SWriteStart> WriteStarts()
-{
-    return Copy(&SState::vecWriteStart);
-}
 std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu)
 {
-    std::vector<SWriteStart> vecStart = WriteStarts();
-    std::erase_if(vecStart, [p_nPmu](const SWriteStart& p_start) { return p_start.nPmu != p_nPmu; });
-    return vecStart;
+    return OfPmu(Copy(&SState::vecWriteStart), p_nPmu);
 }
 std::vector<unsigned long> WriteStops()
 {
     return Copy(&SState::vecWriteStop);
 }
-std::vector<SWrite> Writes()
-{
-    return Copy(&SState::vecWrite);
-}
 std::vector<SWrite> Writes(unsigned long p_nPmu)
 {
-    std::vector<SWrite> vecWrite = Writes();
-    std::erase_if(vecWrite, [p_nPmu](const SWrite& p_write) { return p_write.nPmu != p_nPmu; });
-    return vecWrite;
+    return OfPmu(Copy(&SState::vecWrite), p_nPmu);
 }
 std::vector<SPost> Posts()
 {
@@ -530,7 +442,7 @@ std::vector<SSubscribe> Subscribes()
 
 int LiveReadChannels()
 {
-    return State().nLiveRead;
+    return Locked([](SState& p_state) { return static_cast<int>(p_state.setRead.size()); });
 }
 int LiveWriteChannels()
 {
@@ -538,69 +450,36 @@ int LiveWriteChannels()
 }
 int RegisteredEventCallBacks()
 {
-    return Locked([](SState& p_state) { return static_cast<int>(p_state.vecEventSlot.size()); });
+    return State().slotEvent.Get() ? 1 : 0;
 }
 
-CChannelDataCallBack* ReadCallBack(unsigned p_nChannel)
-{
-    const auto pChannel = FindRead(p_nChannel);
-    return pChannel ? pChannel->slot.Get() : nullptr;
-}
 CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu)
 {
     const auto pChannel = FindWrite(p_nPmu);
-    return pChannel ? pChannel->slot.Get() : nullptr;
-}
-CChannelDataWriteCallBack* WriteCallBackAt(unsigned p_nChannel)
-{
-    const auto pChannel = FindWriteAt(p_nChannel);
-    return pChannel ? pChannel->slot.Get() : nullptr;
-}
-CEventDataCallBack* EventCallBack()
-{
-    const auto pSlot = FindEvent();
-    return pSlot ? pSlot->Get() : nullptr;
+    return pChannel ? pChannel->Get() : nullptr;
 }
 
 bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
 {
-    const auto pChannel = FindRead(p_nChannel);
-    return pChannel && pChannel->slot.Deliver([&](CChannelDataCallBack& p_callBack)
-                                              { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
+    return DeliverStatus(FindRead(p_nChannel), p_eStatus, p_lReqNum, p_lAddInfo);
 }
 bool ReadReceive(unsigned p_nChannel, std::vector<CChannel*>& p_vecChannel)
 {
     const auto pChannel = FindRead(p_nChannel);
-    return pChannel &&
-           pChannel->slot.Deliver([&](CChannelDataCallBack& p_callBack) { p_callBack.Receive(p_vecChannel); });
+    return pChannel && pChannel->Deliver([&](CChannelDataCallBack& p_callBack) { p_callBack.Receive(p_vecChannel); });
 }
-namespace
-{
-bool DeliverWriteStatus(const std::shared_ptr<SWriteChannel>& p_pChannel, unsigned long p_eStatus,
-                        unsigned long p_lReqNum, unsigned long p_lAddInfo)
-{
-    return p_pChannel && p_pChannel->slot.Deliver([&](CChannelDataWriteCallBack& p_callBack)
-                                                  { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
-}
-} // namespace
 bool WriteStatus(unsigned long p_nPmu, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
 {
-    return DeliverWriteStatus(FindWrite(p_nPmu), p_eStatus, p_lReqNum, p_lAddInfo);
-}
-bool WriteStatusAt(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
-{
-    return DeliverWriteStatus(FindWriteAt(p_nChannel), p_eStatus, p_lReqNum, p_lAddInfo);
+    return DeliverStatus(FindWrite(p_nPmu), p_eStatus, p_lReqNum, p_lAddInfo);
 }
 bool EventStatus(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
 {
-    const auto pSlot = FindEvent();
-    return pSlot &&
-           pSlot->Deliver([&](CEventDataCallBack& p_callBack) { p_callBack.Status(p_eStatus, p_lReqNum, p_lAddInfo); });
+    return DeliverStatus(&State().slotEvent, p_eStatus, p_lReqNum, p_lAddInfo);
 }
 bool EventReceive(std::vector<CEvent*>& p_vecEvent, unsigned long p_lReqNum)
 {
-    const auto pSlot = FindEvent();
-    return pSlot && pSlot->Deliver([&](CEventDataCallBack& p_callBack) { p_callBack.Receive(p_vecEvent, p_lReqNum); });
+    return State().slotEvent.Deliver([&](CEventDataCallBack& p_callBack)
+                                     { p_callBack.Receive(p_vecEvent, p_lReqNum); });
 }
 
 std::unique_ptr<CChannelAnalog> MakeSample(unsigned long p_nId, std::int64_t p_nTicks, float p_fMagn,

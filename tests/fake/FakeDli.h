@@ -37,8 +37,6 @@ struct SBehaviour
     std::string strThrowWriteNew = {}; ///< constructor of CChanneldataWrite
     std::string strThrowWriteStart = {};
     std::string strThrowWriteStop = {};
-    EAnswer eReadAnswer = EAnswer::eNone;    ///< status 9 to Start of a read channel
-    unsigned long nReadCycle_ms = 20;        ///< cycle time in that answer
     EAnswer eWriteAnswer = EAnswer::eAtOnce; ///< status 10 to Start of a write channel
     unsigned long nWriteAnswerId = 0;        ///< virtual PMU in that answer; 0: the one that was started
     unsigned long nWriteAnswerError = 0;     ///< error in that answer
@@ -54,21 +52,16 @@ struct SCall
 };
 struct SInit
 {
-    Norvik::Energy::Kestrel::EElementType eElem;
     std::string strName;
     std::string strIPAddr;
     unsigned nPort;
-    unsigned long hConn; ///< as answered: 1, 2, ... from the last Reset
 };
 struct SReadSet
 {
-    unsigned nChannel; ///< index of the read channel, as in ReadCallBack
-    std::vector<unsigned long> vecId;
     std::vector<int> vecType;
 };
 struct SReadStart
 {
-    unsigned nChannel;
     bool bByRate; ///< nValue is a rate in Hz; false: a cycle time in ms
     std::int64_t nValue;
     std::int64_t n1;
@@ -106,7 +99,6 @@ struct SPost
 struct SEventRead
 {
     std::int64_t nTicks;
-    unsigned long nReq; ///< as answered: 1, 2, ... from the last Reset
 };
 struct SSubscribe
 {
@@ -128,11 +120,9 @@ std::size_t CountCalls(const std::string& p_strBegin);
 std::vector<SInit> Inits();
 std::vector<SReadSet> ReadSets();
 std::vector<SReadStart> ReadStarts();
-std::vector<SWriteStart> WriteStarts();
-std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu);
-std::vector<unsigned long> WriteStops(); ///< virtual PMUs
-std::vector<SWrite> Writes();
-std::vector<SWrite> Writes(unsigned long p_nPmu);
+std::vector<SWriteStart> WriteStarts(unsigned long p_nPmu = 0); ///< 0: of all virtual PMUs
+std::vector<unsigned long> WriteStops();                        ///< virtual PMUs
+std::vector<SWrite> Writes(unsigned long p_nPmu = 0);
 std::vector<SPost> Posts();
 std::vector<SEventRead> EventReads();
 std::vector<SSubscribe> Subscribes();
@@ -143,14 +133,9 @@ int LiveWriteChannels();
 int RegisteredEventCallBacks();
 
 // ---- deliveries. Indices count the channels made since the last Reset. ----
-/// The callback as registered, null if there is none. A test with more than one thread delivers through the functions
-/// further below instead.
-Dli::CChannelDataCallBack* ReadCallBack(unsigned p_nChannel);
-/// Of the newest channel that has started, stopped or written this virtual PMU.
+/// The callback as registered, null if there is none, of the newest channel that has started, stopped or written this
+/// virtual PMU.
 Dli::CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu);
-Dli::CChannelDataWriteCallBack* WriteCallBackAt(unsigned p_nChannel);
-/// The callback last registered.
-Dli::CEventDataCallBack* EventCallBack();
 
 /// Each answers false if no callback is registered; a callback that is being called is not cleared meanwhile.
 bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
@@ -158,8 +143,6 @@ bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lR
 bool ReadReceive(unsigned p_nChannel, std::vector<Dli::CChannel*>& p_vecChannel);
 bool WriteStatus(unsigned long p_nPmu, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
                  unsigned long p_lAddInfo = 0);
-bool WriteStatusAt(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
-                   unsigned long p_lAddInfo = 0);
 bool EventStatus(unsigned long p_eStatus, unsigned long p_lReqNum = 0, unsigned long p_lAddInfo = 0);
 bool EventReceive(std::vector<Dli::CEvent*>& p_vecEvent, unsigned long p_lReqNum = 0);
 
