@@ -2,7 +2,6 @@
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
 #include "host/AppState.h"
-#include "host/CShellOMA.h"
 #include "host/TraceFilter.h"
 #include "job/CJobOMA.h"
 #include "link/CEventWriteOMA.h"
@@ -12,7 +11,6 @@
 struct SJobSettings
 {
     std::int32_t eJobMode = 0;
-    std::int32_t nRepRate = 1;
     std::vector<std::uint32_t> vecnSamples = {64, 128, 256}; ///< of the bands, highest frequencies first
     std::vector<double> vecfFreqEnd_Hz = {3.0, 0.8, 0.2};
     double fMagnWarn = 100.0;
@@ -39,7 +37,6 @@ class JobBench : public ::testing::Test
     {
         m_pJob.reset();
         g_pEventWrite.reset();
-        g_pShell.reset();
         g_eDataSource = eSrcServer;
         g_eAppState = eAppRun;
         g_bConnected = false;
@@ -63,7 +60,7 @@ class JobBench : public ::testing::Test
             std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{p_settings.fMagnWarn, p_settings.fMagnAlarm}),
             std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
         m_pJob = std::make_unique<CJobOMA>("JOB", g_nIdJob, true, p_settings.eJobMode, std::move(pvecpSpec),
-                                           g_nIdMeasUnit, g_nIdMeasChan, 10, p_settings.nRepRate, std::move(pDOE),
+                                           g_nIdMeasUnit, g_nIdMeasChan, 10, 1, std::move(pDOE),
                                            std::make_unique<CTraceOMA>("JOB"), p_settings.pReadFile);
         m_pJob->m_fCycle_s = 0.02;
         for (const auto& pProc : *m_pJob->m_pvecpProc)
@@ -84,8 +81,8 @@ class JobBench : public ::testing::Test
             const unsigned long nChan = 9010 + 10 * nMode;
             auto pMode = std::make_unique<CPsmOut>(
                 p_settings.eJobMode == 0, 1, g_nIdModeFirst + nMode, g_nIdModeUnitFirst + nMode,
-                std::vector<unsigned long>{nChan, nChan + 1, nChan + 2, nChan + 3}, p_settings.nRepRate, fMin_Hz,
-                fMax_Hz, 1, m_pJob->m_pvecpSpec.get(), 10, m_pJob->m_pDOE.get(), std::make_unique<CTraceOMA>("JOB_1"));
+                std::vector<unsigned long>{nChan, nChan + 1, nChan + 2, nChan + 3}, 1, fMin_Hz, fMax_Hz, 1,
+                m_pJob->m_pvecpSpec.get(), 10, m_pJob->m_pDOE.get(), std::make_unique<CTraceOMA>("JOB_1"));
             pMode->SetCounters(m_pJob->NoOfCyclesInactive());
             m_pJob->m_pvecpPsmOut->push_back(std::move(pMode));
             ++nMode;
@@ -157,16 +154,6 @@ class JobBench : public ::testing::Test
         ASSERT_TRUE(m_pJob->AssignAllPeaksToPSMs(&vecpPeak, {}, 0.1));
         ASSERT_TRUE(vecpPeak[0]->m_bAssigned);
         ASSERT_TRUE(m_pJob->UpdateAllPSMs() && m_pJob->WriteDataPS());
-    }
-    /// The shell of a process that was started with these options.
-    static void UseOptions(std::vector<std::wstring> p_vecwstr)
-    {
-        p_vecwstr.insert(p_vecwstr.begin(), {L"oma", L"-xml:/dev/null"});
-        std::vector<wchar_t*> vecpArg;
-        for (std::wstring& wstr : p_vecwstr)
-            vecpArg.push_back(wstr.data());
-        g_pShell = std::make_unique<CShellOMA>();
-        ASSERT_TRUE(g_pShell->ExtractCmdLinePars(static_cast<int>(vecpArg.size()), vecpArg.data(), nullptr));
     }
     /// The measurement channel stands.
     void StartMeas()

@@ -1,5 +1,4 @@
 #include "JobBench.h"
-#include "ResultDir.h"
 #include "WinEvents.h"
 #include <thread>
 
@@ -114,24 +113,6 @@ TEST_F(JobThread, NewDataRunsOnlyBetweenStartAndStop)
     EXPECT_EQ(m_capture.Count("Unexecpted NEW DATA"), 2U);
 }
 
-TEST_F(JobThread, WrongHandlesSuspend)
-{
-    EXPECT_EQ(m_pJob->ThreadCB(), -1);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Invalid Pointer: m_pvechOMA!"));
-    m_pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>(5);
-    EXPECT_EQ(m_pJob->ThreadCB(), -1);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): Inconsistent no.of event handles!"));
-    for (const unsigned nEvent : {4U, 5U}) // nobody's
-    {
-        MakeJob({});
-        Start();
-        Request(nEvent);
-        m_thread.join();
-        EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): No 'case'!"));
-        EXPECT_TRUE(m_pJob->m_bThreadDone);
-    }
-}
-
 TEST_F(JobThread, StartWaitsForTheWriteConnection)
 {
     ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
@@ -145,43 +126,14 @@ TEST_F(JobThread, StartWaitsForTheWriteConnection)
     Advance(10);
     EXPECT_TRUE(pCB->IsStarted());
     EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 40.000000!"));
-    EXPECT_TRUE(m_pJob->ReStartWrite()); // started already
-    EXPECT_EQ(FakeDli::WriteStarts().size(), 1U);
     Signal(eJobEventStop);
     EXPECT_FALSE(pCB->IsStarted());
-    pCB->m_bDisconnected = true;
-    m_pJob->m_bStartDone = false;
-    Signal(eJobEventStart);
-    EXPECT_TRUE(m_pJob->m_bStartDone); // the queue is empty, samples may come
-    pCB->OnConnected();                // the writer starts by itself while the job waits
-    Advance(10);
-    EXPECT_EQ(FakeDli::WriteStarts().size(), 2U);
-    EXPECT_FALSE(m_capture.Has("although already started"));
-    Signal(eJobEventStop);
     pCB->m_bDisconnected = true;
     Signal(eJobEventStart);
     Request(eJobEventTerminate);
     EventsAdvance(10); // one poll, not 60 s
     m_thread.join();
     EXPECT_TRUE(m_pJob->m_bThreadDone);
-}
-
-TEST_F(JobThread, FailedStartOfTheMeasurementChannel)
-{
-    ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));
-    FakeDli::SBehaviour behaviour;
-    behaviour.eWriteAnswer = FakeDli::EAnswer::eNone;
-    FakeDli::SetBehaviour(behaviour);
-    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = false;
-    EventsAutoAdvance(1);
-    EXPECT_FALSE(m_pJob->ReStartWrite()); // no answer: stopped again
-    EXPECT_EQ(FakeDli::WriteStops(), std::vector<unsigned long>{g_nIdMeasUnit});
-    EXPECT_FALSE(m_capture.Has("OK: Wait Time"));
-    m_pJob->m_pVdsOutMeas->GetCB()->m_bDisconnected = true;
-    EXPECT_FALSE(m_pJob->ReStartWrite()); // no connection within a minute
-    EventsAutoAdvance(0);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():OK: Wait Time [ms] = 60000.000000!"));
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ReStartWrite():DLI write connection timeout -> Cannot start channel write!"));
 }
 
 TEST_F(JobThread, FailedStartOfTheMeasurementChannelIsTriedAgain)
@@ -226,45 +178,4 @@ TEST_F(JobThread, CallbackThatHasGivenUpWaitingDoesNoHarm)
     EXPECT_EQ(FakeDli::Writes(g_nIdMeasUnit).size(), 1000U);
 }
 
-class JobThreadCsv : public JobThread
-{
-  protected:
-    JobThreadCsv() { UseOptions({L"-csv:2"}); }
-    ~JobThreadCsv() override { Terminate(); }
-    CResultDir m_dir;
-};
-
-TEST_F(JobThreadCsv, FileEndsWithItsLastRow)
-{
-    Start();
-    Signal(eJobEventStart);
-    NewData(g_nSec, 64);
-    NewData(g_nSec + 1);
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. after all data being transferred."));
-    NewData(g_nSec + 2);
-    Terminate();
-    EXPECT_FALSE(m_capture.Has("due to job terminating"));
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Create PMU sim.file: c:\\OMA_JOB.csv."));
-    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Write Header to PMU sim.file.."));
-    const std::string strText = m_dir.Text("OMA_JOB.csv");
-    EXPECT_EQ(std::count(strText.begin(), strText.end(), '\n'), 6);
-    EXPECT_NE(strText.find("\n1000,"), std::string::npos);
-}
-
-TEST_F(JobThreadCsv, FileEndsWithTheJobAndOneThatCannotBeMadeStopsNoAnalysis)
-{
-    for (const bool bFile : {true, false})
-    {
-        MakeJob({});
-        Start();
-        EXPECT_EQ(m_capture.Has("CJobOMA::ThreadCB():Cannot open PMU sim.file: c:\\OMA_JOB.csv!"), !bFile);
-        Signal(eJobEventStart);
-        NewData(g_nSec, 64);
-        EXPECT_EQ(m_pJob->m_nMeasSinceShift, 0U);
-        Terminate();
-        EXPECT_EQ(m_capture.Has("CJobOMA::ThreadCB():Close PMU sim.file. due to job terminating.."), bFile);
-        std::filesystem::remove(m_dir.Path("OMA_JOB.csv"));
-        std::filesystem::create_directory(m_dir.Path("OMA_JOB.csv"));
-    }
-}
 } // namespace
