@@ -53,9 +53,9 @@ class CPsmOut : public CPSM
 
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
     bool m_bOutpValid = false; ///< values were made in the last call of WriteActualData
-    double m_fReserved = -1.0;
+    [[maybe_unused]] double m_fReserved = -1.0;
     std::unique_ptr<CVdsOutPS> m_pVdsOutPS;
-    HANDLE m_hStatus = nullptr; ///< signalled by the writer's callback; never closed (layer's table)
-    std::int32_t m_nRepRate;    ///< PS repetition rate
+    HANDLE m_hStatus = nullptr;               ///< signalled by the writer's callback; never closed (layer's table)
+    [[maybe_unused]] std::int32_t m_nRepRate; ///< PS repetition rate
     std::unique_ptr<CEventDataOMA> m_pEventData;
 };

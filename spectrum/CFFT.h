@@ -37,8 +37,8 @@ class CFFT
     void StoreBuffer(const std::vector<double>& p_vecBuffer, std::size_t p_nChannels);
     bool CheckData(const char* p_pszMethod, const char* p_pszEmpty) const;
 
-    double m_fSpare1 = -1.0;
-    double m_fSpare2 = -1.0;
+    [[maybe_unused]] double m_fSpare1 = -1.0;
+    [[maybe_unused]] double m_fSpare2 = -1.0;
     double m_fDeltaF_Hz = -1.0;
     std::unique_ptr<VecComplex> m_pvecData; ///< spectrum; after the inverse two samples in each element
     CTraceOMA* m_pTrace;

@@ -213,7 +213,7 @@ void CServerCore::End()
         return;
     m_bEnding = true;
     for (const auto& [nId, pSession] : m_mapSession)
-        Guarded([&] { m_outputs.StopAll(nId); });
+        Guarded([this, nSession = nId] { m_outputs.StopAll(nSession); });
     for (const auto& pStream : m_vecpStream)
         pStream->End();
     m_pSource->Stop();
@@ -419,10 +419,12 @@ bool CServerCore::PumpOne()
     if (!EventsReady())
         return false;
     for (const auto& [nId, pSession] : m_mapSession)
-    {
         for (auto& [nSet, set] : pSession->Sets())
-            set.Offer(m_cycle, [&](const SSourceCycle& p_cycle) { pSession->SendCycle(set, p_cycle); });
-    }
+        {
+            CSession& session = *pSession;
+            CReadSet& readSet = set;
+            set.Offer(m_cycle, [&](const SSourceCycle& p_cycle) { session.SendCycle(readSet, p_cycle); });
+        }
     for (const auto& pStream : m_vecpStream)
         pStream->OnCycle(m_cycle);
     ++m_nCycles;

@@ -263,25 +263,33 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
     return "not one of its own";
 }
 
+/// Sends parts until p_fnFill(message) answers that none follows. A stream that has closed takes none: its client has
+/// gone, or does not take what is sent to it.
+template <class TFill>
+void CSession::SendParts(TFill p_fnFill)
+{
+    bool bMore = true;
+    while (bMore && m_pStream->Send([&](Link::Message& r_message) { bMore = p_fnFill(r_message); }))
+        ;
+}
+
 void CSession::OnReadEvents(const Link::ReadEvents& p_read)
 {
     const std::vector<SEvent> vecEvent = m_core.StandingAt(p_read.time());
     std::size_t i = 0;
-    do
-    {
-        m_pStream->Send(
-            [&](Link::Message& r_message)
+    SendParts(
+        [&](Link::Message& r_message)
+        {
+            Link::EventsReply& reply = *r_message.mutable_events_reply();
+            reply.set_number(p_read.number());
+            for (std::size_t nBytes = 0; i < vecEvent.size() && nBytes < g_nPartBytes; ++i)
             {
-                Link::EventsReply& reply = *r_message.mutable_events_reply();
-                reply.set_number(p_read.number());
-                for (std::size_t nBytes = 0; i < vecEvent.size() && nBytes < g_nPartBytes; ++i)
-                {
-                    ToLink(vecEvent[i], *reply.add_events());
-                    nBytes += vecEvent[i].strText.size() + 100;
-                }
-                reply.set_more(i < vecEvent.size());
-            });
-    } while (i < vecEvent.size());
+                ToLink(vecEvent[i], *reply.add_events());
+                nBytes += vecEvent[i].strText.size() + 100;
+            }
+            reply.set_more(i < vecEvent.size());
+            return reply.more();
+        });
 }
 
 void CSession::OnSubscribe(std::int64_t p_nTicks)
@@ -361,21 +369,19 @@ void CSession::OnControl(const Link::ControlRequest& p_request)
     std::vector<std::string> vecstrLine;
     const std::string strError = Control(p_request, vecstrLine);
     std::size_t i = 0;
-    do
-    {
-        m_pStream->Send(
-            [&](Link::Message& r_message)
+    SendParts(
+        [&](Link::Message& r_message)
+        {
+            Link::ControlReply& reply = *r_message.mutable_control_reply();
+            reply.set_error(strError);
+            for (std::size_t nBytes = 0; i < vecstrLine.size() && nBytes < g_nPartBytes; ++i)
             {
-                Link::ControlReply& reply = *r_message.mutable_control_reply();
-                reply.set_error(strError);
-                for (std::size_t nBytes = 0; i < vecstrLine.size() && nBytes < g_nPartBytes; ++i)
-                {
-                    reply.add_lines(vecstrLine[i]);
-                    nBytes += vecstrLine[i].size();
-                }
-                reply.set_more(i < vecstrLine.size());
-            });
-    } while (i < vecstrLine.size());
+                reply.add_lines(vecstrLine[i]);
+                nBytes += vecstrLine[i].size();
+            }
+            reply.set_more(i < vecstrLine.size());
+            return reply.more();
+        });
 }
 
 /// @return why the request is refused; empty: it is done.

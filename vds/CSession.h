@@ -57,6 +57,8 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
                         std::vector<std::string>& r_vecstrLine);
     std::string Steer(const Norvik::Energy::Kestrel::Link::ControlRequest& p_request);
     void OnPostEvent(const Norvik::Energy::Kestrel::Link::Event& p_event);
+    template <class TFill>
+    void SendParts(TFill p_fnFill);
     void OnReadEvents(const Norvik::Energy::Kestrel::Link::ReadEvents& p_read);
     void OnSubscribe(std::int64_t p_nTicks);
     void OnStartWrite(const Norvik::Energy::Kestrel::Link::StartWrite& p_start);

@@ -30,9 +30,9 @@ std::size_t MaxData(const SOutputLimits& p_limits, const SConfigFrame& p_config)
 
 CC37118Server::CC37118Server(asio::io_context& r_io, const SOutputStreamConfig& p_output, SConfigFrame p_short,
                              SConfigFrame p_long, TLine p_fnLine, SOutputLimits p_limits)
-    : m_io(r_io), m_output(p_output), m_short(std::move(p_short)), m_long(std::move(p_long)),
-      m_fnLine(std::move(p_fnLine)), m_limits(p_limits), m_nMaxData(MaxData(p_limits, m_short)), m_acceptor(r_io),
-      m_socketUdp(r_io), m_timerWatch(r_io), m_timerAccept(r_io)
+    : m_output(p_output), m_short(std::move(p_short)), m_long(std::move(p_long)), m_fnLine(std::move(p_fnLine)),
+      m_limits(p_limits), m_nMaxData(MaxData(p_limits, m_short)), m_acceptor(r_io), m_socketUdp(r_io),
+      m_timerWatch(r_io), m_timerAccept(r_io)
 {
 }
 

@@ -71,7 +71,6 @@ class CC37118Server
     void Check(TTime p_tNow);
     TFrame Answer(std::uint16_t p_nCommand) const;
 
-    boost::asio::io_context& m_io;
     const SOutputStreamConfig& m_output;
     const SConfigFrame m_short;
     const SConfigFrame m_long;

@@ -21,10 +21,10 @@ constexpr std::size_t g_nBuffer = 65536;
 
 CStreamClient::CStreamClient(asio::io_context& p_io, CStreamReader& p_reader, TNow p_fnNow,
                              std::function<void()> p_fnData, CStreamReader::TLine p_fnLine)
-    : m_io(p_io), m_reader(p_reader), m_config(p_reader.Stream()), m_fnNow(std::move(p_fnNow)),
-      m_fnData(std::move(p_fnData)), m_fnLine(std::move(p_fnLine)), m_resolver(p_io), m_tcp(p_io), m_udp(p_io),
-      m_timer(p_io), m_cutterTcp(p_reader.m_counters), m_cutterUdp(p_reader.m_counters), m_vecnTcp(g_nBuffer),
-      m_vecnUdp(g_nBuffer), m_tPause(g_tPauseFirst)
+    : m_reader(p_reader), m_config(p_reader.Stream()), m_fnNow(std::move(p_fnNow)), m_fnData(std::move(p_fnData)),
+      m_fnLine(std::move(p_fnLine)), m_resolver(p_io), m_tcp(p_io), m_udp(p_io), m_timer(p_io),
+      m_cutterTcp(p_reader.m_counters), m_cutterUdp(p_reader.m_counters), m_vecnTcp(g_nBuffer), m_vecnUdp(g_nBuffer),
+      m_tPause(g_tPauseFirst)
 {
 }
 

@@ -62,7 +62,6 @@ class CStreamClient
     void Lost(const std::string& p_strReason);
     void Close();
 
-    boost::asio::io_context& m_io;
     CStreamReader& m_reader;
     const SStreamConfig& m_config;
     const TNow m_fnNow;

@@ -245,7 +245,7 @@ bool DecodeConfig(std::span<const std::uint8_t> p_bytes, SConfigFrame& r_config,
         return Fail(r_strError, "CFG-3 comes in several frames: expected it in one");
     config.nTimeBase = in.U32() & 0xFFFFFFU;
     const std::size_t nPmus = in.U16();
-    if (!in.Ok() || !in.Has(nPmus * (bCfg3 ? 56U : 30U) + 2))
+    if (!in.Ok() || !in.Has(nPmus * (bCfg3 ? 52U : 30U) + 2))
         return Fail(r_strError, "configuration of " + std::to_string(nPmus) + " PMUs in a frame of " +
                                     std::to_string(p_bytes.size()) + " bytes");
     if (config.nTimeBase == 0)
