@@ -161,13 +161,3 @@ TEST_F(CPSMTest, UpdateCountsValidCyclesAndKeepsAHistory)
     EXPECT_EQ(specMR.GetDeqDataPS()->front().GetQual(), 0); // the oldest of the last three passes
     EXPECT_EQ(specMR.GetDeqDataPS()->back().GetQual(), 2);
 }
-
-TEST_F(CPSMTest, UpdateOfAnUnknownQualitySuspends)
-{
-    Add(m_psm, Peak(LR, 1.0, 3), m_time);
-    EXPECT_FALSE(m_psm.Update(&m_time));
-    EXPECT_EQ(GetAppState(), eAppSuspend);
-    EXPECT_TRUE(m_psm.RetrveSpec(LR)->GetDeqDataPS()->empty());
-    EXPECT_FALSE(m_psm.UpdateDeque(nullptr));
-    ExpectErrors({"No 'case'", "UpdateDeque():Invalid Pointer: p_pSpec!"});
-}

@@ -199,24 +199,6 @@ TEST_F(CPsmOutTest, ValuesThatCannotBeMadeEndTheOutput)
     }
 }
 
-TEST_F(CPsmOutTest, RecordsThatDoNotFitAreReported)
-{
-    const STestTime time;
-    double fValue = 0.0;
-    m_pMode->SetStatz(eStatzActive);
-    EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    Add(*m_pMode, Peak(MR, 0.5), time); // no history yet
-    EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    m_pMode->RetrveSpec(MR)->GetActDataPS()->SetMagn(0.0);
-    EXPECT_FALSE(m_pMode->MagnForDoeFromLastValue(m_pMode->RetrveSpec(MR), fValue));
-    EXPECT_FALSE(m_pMode->CalcOutpFreq(nullptr, fValue));
-    EXPECT_FALSE(m_pMode->WriteActualData(nullptr));
-    ExpectErrors({"RetrveOutpSpec():No ACTUAL data!",
-                  "CalcOutpDOE():No valid PS data in contrast to previous query results!",
-                  "MagnForDoeFromLastValue():Invalid actual PS magn.: 0.000000!",
-                  "CalcOutpFreq():Invalid Pointer: p_pSpec!", "WriteActualData():Invalid Pointer: p_pActTime!"});
-}
-
 TEST_F(CPsmOutTest, StartThatFailsIsTriedAgainInTheNextPass)
 {
     FakeDli::SBehaviour behaviour;
@@ -248,20 +230,6 @@ TEST_F(CPsmOutTest, LinkLostUnderAnEventIsReportedAtStopAndAtTheNextStart)
     EXPECT_EQ(FakeDli::Posts().size(), 2U);
 }
 
-TEST_F(CPsmOutTest, WithoutWriterEveryCallSaysSo)
-{
-    const STestTime time;
-    FakeDli::SBehaviour behaviour;
-    behaviour.strThrowWriteNew = "unknown handle";
-    FakeDli::SetBehaviour(behaviour);
-    Remake();
-    EXPECT_EQ(GetAppState(), eAppSuspend);
-    EXPECT_FALSE(m_pMode->WriteActualData(&time));
-    EXPECT_FALSE(m_pMode->Stop(&time));
-    ExpectErrors({"unknown handle", "WriteActualData():Invalid Pointer: m_pVdsOutPS!",
-                  "CPsmOut::Stop():Invalid pointer: m_pVdsOutPS!"});
-}
-
 TEST_F(CPsmOutTest, EventsFollowTheValuesLastWritten)
 {
     Pass({Peak(MR, 0.5)});
@@ -278,18 +246,4 @@ TEST_F(CPsmOutTest, EventsFollowTheValuesLastWritten)
         EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), test.eLast);
     }
     ExpectErrors({"ProcessEvents():Invalid Freq.Value: 0.000000!"});
-}
-
-TEST_F(CPsmOutTest, DetailLinesFollowTheirSwitches)
-{
-    g_nTraceFilterId = 81;
-    g_vecbTraceData[1] = true;
-    Pass({Peak(MR, 0.5)});
-    const std::string strTime = ActTimeAsText(*m_pTime);
-    EXPECT_TRUE(m_capture.Has(ETraceLevel::eData, "PS outp.data: TS=" + strTime +
-                                                      "  Freq.[Hz]=0.500000  Magn.[W-or-deg]=150.000000  "
-                                                      "Damp.Ratio[-]=-0.075000  DOE[-]=5.250000"));
-    Pass({Peak(MR, 0.5, 2)});
-    ExpectErrors({" Init. write for PS data of ID=81 at                       TS=" + strTime + "!",
-                  " MISSING output spec. for PS data of        ID=81 at  TS=" + ActTimeAsText(*m_pTime) + "!"});
 }

@@ -24,18 +24,3 @@ TEST_F(CSpecDynTest, ContinuityCountsMoreThanPlace)
         m_spec.IncCntValid();
     }
 }
-
-TEST_F(CSpecDynTest, PriorityFallsToZeroWithoutActualDataOrPlace)
-{
-    const STestTime timeNext(20);
-    m_spec.GetLastTimePS()->Copy(&m_time, false);
-    for (const auto& [pTime, eNeighb] : {std::pair<const CTime*, int>{&m_time, -1}, {&m_time, 3}, {&timeNext, 0}})
-    {
-        m_spec.SetPrioOutp(12);
-        EXPECT_EQ(m_spec.CalcPrioOutp(pTime, eNeighb), 0);
-        EXPECT_EQ(m_spec.GetPrioOutp(), 0);
-    }
-    ExpectErrors({"CSpecDyn::CalcPrioOutp():Invalid #p_eNeighb!",
-                  "CSpecDyn::CalcPrioOutp():Missing ACTUAL data for SPEC priority calculation!"});
-    EXPECT_EQ(m_spec.CalcPrioOutp(nullptr, eNeighbOwn), 0);
-}

@@ -57,39 +57,3 @@ TEST_F(Files, PositionsLeadBackToALine)
     ASSERT_TRUE(file.ReadLine());
     EXPECT_EQ(file.GetLine(), "head") << "opened anew";
 }
-
-TEST_F(Files, WhatDoesNotOpenSaysFalse)
-{
-    CReadFile fileIn(L"c:\\missing.txt", nullptr);
-    EXPECT_FALSE(fileIn.Open());
-    EXPECT_FALSE(fileIn.ReadLine());
-    EXPECT_TRUE(fileIn.Close());
-    CWriteFile fileOut(L"c:\\no_folder\\out.txt", nullptr);
-    EXPECT_FALSE(fileOut.Open());
-    fileOut.WriteLine("goes nowhere");
-    EXPECT_TRUE(fileOut.Close());
-}
-
-TEST_F(Files, NamedValuesAndText)
-{
-    CWriteFile file(L"c:\\out.txt", nullptr);
-    ASSERT_TRUE(file.Open());
-    file.WriteLine("dropped by the second opening");
-    ASSERT_TRUE(file.Open());
-    EXPECT_TRUE(file.WriteValue("TimeStep", 10, 0.02, 6, 3));
-    EXPECT_TRUE(file.WriteValue("Exact", 5, -1234567.875, 8, 3));
-    EXPECT_TRUE(file.WriteArray("Magn", 10, {1.0, -0.0005, 12345678.9}, 5, 10, 3));
-    EXPECT_TRUE(file.WriteArray("None", 4, {}, 3, 10, 3));
-    EXPECT_FALSE(file.WriteValue("TooLong", 6, 1.0, 6, 3));
-    EXPECT_FALSE(file.WriteArray("TooLong", 6, {1.0}, 5, 10, 3));
-    file.WriteText("a");
-    file.WriteText("b\n");
-    file.WriteLine("c");
-    EXPECT_TRUE(file.Close());
-    EXPECT_EQ(dir.Text("out.txt"), "TimeStep   0.020\n"
-                                   "Exact-1234567.875\n"
-                                   "Magn          3      1.000     -0.001 12345678.900\n"
-                                   "None  0\n"
-                                   "ab\n"
-                                   "c\n");
-}

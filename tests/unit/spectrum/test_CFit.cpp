@@ -85,61 +85,6 @@ TEST_F(FitTest, TooFewChannelsAndDataThatAreNoNumbers)
     EXPECT_EQ(capture.Count("Invalid PS peak fit coefficients"), 2U);
 }
 
-TEST_F(FitTest, CentreBelowChannelZeroIsRefusedWithAllItsLines)
-{
-    const CFitLsqOMA fit({}, &trace);
-    EXPECT_FALSE(fit.CalcPeakData({1.0, -2.0, -1.0}, 0, 0.5, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_DOUBLE_EQ(fAmpl, -1.0) << "a missing amplitude alone stops nothing";
-    EXPECT_DOUBLE_EQ(fFreq, -0.5);
-    EXPECT_TRUE(capture.Has("CalcPeakFreq():Invalid LSQ fit results: f[Hz]=-1.000000 coef_0=1.000000 coef_1=-2.000000 "
-                            "coef_2=-1.000000!"));
-    EXPECT_TRUE(capture.Has("CalcPeakLogAmplMax():Invalid PS peak freq.channel!"));
-    EXPECT_TRUE(capture.Has("CalcPeakData():Invalid peak freq.!"));
-    EXPECT_FALSE(fit.CalcPeakData({1.0, -2.0, 1.0}, 0, 0.5, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_DOUBLE_EQ(fFreq, 0.5) << "a parabola open upwards has a centre";
-    EXPECT_DOUBLE_EQ(fFWHM, -0.5) << "and no width";
-    EXPECT_TRUE(capture.Has("CalcPeakData():Invalid peak FWHM!"));
-    EXPECT_DOUBLE_EQ(fit.CalcPeakFreq({1.0, 2.0}, 0), -1.0);
-    EXPECT_TRUE(capture.Has("No.of fit coef.s [2] below expected no. [3]"));
-}
-
-TEST_F(FitTest, PolynomialByWeights)
-{
-    // A straight line whose last point is off: its weight decides.
-    const std::valarray<double> vecData{1.0, 3.0, 5.0, 100.0};
-    CFitLSQ fitSigma(vecData, &trace, {1.0, 1.0, 1.0, 1e6});
-    ASSERT_TRUE(fitSigma.PolFit(0, 3, 1, CFitLSQ::eWeightSigma));
-    EXPECT_NEAR(fitSigma.GetCoefs()[0], 1.0, 1e-8);
-    EXPECT_NEAR(fitSigma.GetCoefs()[1], 2.0, 1e-8);
-    // The mean with weights 1 / |y| is the harmonic one; a value of 0 has weight 1.
-    CFitLSQ fitData({1.0, 4.0, 0.0}, &trace, {1.0, 1.0, 1.0});
-    ASSERT_TRUE(fitData.PolFit(0, 1, 0, CFitLSQ::eWeightData));
-    EXPECT_NEAR(fitData.GetCoefs()[0], 2.0 / 1.25, 1e-14);
-    ASSERT_TRUE(fitData.PolFit(0, 2, 0, CFitLSQ::eWeightData));
-    EXPECT_NEAR(fitData.GetCoefs()[0], 2.0 / 2.25, 1e-14);
-    EXPECT_FALSE(fitData.PolFit(0, 2, 0, 7));
-    EXPECT_TRUE(capture.Has("Invalid Weighting Mode"));
-    // No sigma: no weights. chi-square lacks the sum of w y^2: (-2 c T + c^2 S) / (n - 1) = -n c^2 / (n - 1).
-    CFitLSQ fitPlain({1.0, 2.0, 6.0}, &trace, {});
-    ASSERT_TRUE(fitPlain.PolFit(0, 2, 0, CFitLSQ::eWeightSigma));
-    EXPECT_TRUE(capture.Has("Missing sigma values for specified weighting mode -> Using no weights"));
-    EXPECT_NEAR(fitPlain.GetCoefs()[0], 3.0, 1e-14);
-    EXPECT_NEAR(fitPlain.GetChiSq(), -13.5, 1e-12);
-}
-
-TEST_F(FitTest, SingularMatrixFailsWithoutALine)
-{
-    // Weights of 1e-10 bring the determinant below epsilon.
-    CFitLSQ fit({1.0, 2.0, 3.0}, &trace, {1e5, 1e5, 1e5});
-    EXPECT_FALSE(fit.FreeMatrix());
-    capture.Clear();
-    EXPECT_FALSE(fit.PolFit(0, 2, 1, CFitLSQ::eWeightSigma));
-    EXPECT_TRUE(capture.Lines().empty());
-    EXPECT_FALSE(fit.PolFit(0, 2, 2, CFitLSQ::eWeightNone));
-    EXPECT_TRUE(capture.Has("No of Data Points Must Exceed No of Coefficients!"));
-    EXPECT_TRUE(fit.FreeMatrix());
-}
-
 TEST_F(FitTest, LorentzianTakesTenSteps)
 {
     nLeft = 12;
@@ -177,23 +122,4 @@ TEST_F(FitTest, LorentzianThatCannotGetBetterIsAFailedFit)
     EXPECT_TRUE(capture.Has("Too few data points for calculation (required: >= 3)"));
     EXPECT_FALSE(fit.PresetCoefs({}));
     EXPECT_TRUE(capture.Has("Cannot preset fit coefficients"));
-}
-
-TEST_F(FitTest, LorentzianCurveAndRecord)
-{
-    const CFitLmaOMA fit({}, &trace);
-    std::valarray<double> vecCurve(11);
-    fit.CalcCurve({8.0, 5.0, 4.0}, &vecCurve);
-    EXPECT_DOUBLE_EQ(vecCurve[5], 8.0);
-    EXPECT_DOUBLE_EQ(vecCurve[3], 4.0);
-    EXPECT_DOUBLE_EQ(vecCurve[7], 4.0);
-    ASSERT_TRUE(fit.CalcPeakData({8.0, 5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_DOUBLE_EQ(fFreq, 0.5);
-    EXPECT_DOUBLE_EQ(fFWHM, 0.4);
-    EXPECT_DOUBLE_EQ(fAmpl, 8.0);
-    EXPECT_FALSE(fit.CalcPeakData({g_fNaN, 5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_FALSE(fit.CalcPeakData({8.0, -5.0, 4.0}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    EXPECT_FALSE(fit.CalcPeakData({8.0, 5.0, g_fNaN}, 0.1, &fFreq, &fFWHM, &fAmpl));
-    for (const char* const pszName : {"fAmplMax", "fFreq_Hz", "fFWHM_Hz"})
-        EXPECT_TRUE(capture.Has(std::string("(): Invalid #") + pszName + "# value!"));
 }

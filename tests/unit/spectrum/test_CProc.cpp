@@ -58,18 +58,6 @@ TEST_F(ProcTest, NextPeakIsTheHighestAllowedChannelOrNone)
     EXPECT_TRUE(capture.Has("CProc::FindNextPeakNEW(): Invalid prohibited region!"));
 }
 
-TEST_F(ProcTest, NoiseLevelIsTheMeanTimesTheFactor)
-{
-    double fThresh = -1.0;
-    ASSERT_TRUE(m_pProc->CalcDataThresh({g_fEps, g_fEps, 2.0, 4.0, 6.0}, 2, 2.0, &fThresh));
-    EXPECT_NEAR(fThresh, 8.0, 1e-6);
-    EXPECT_FALSE(m_pProc->CalcDataThresh({1.0, 2.0}, 2, 2.0, &fThresh));
-    EXPECT_TRUE(capture.Has("Invalid no.of data: #nData#=2 #nOffs#=)2"));
-    EXPECT_FALSE(m_pProc->CalcDataThresh({0.0, 3.0, -1.0}, 1, 2.0, &fThresh));
-    EXPECT_TRUE(capture.Has("Data thresh. calc. failed: #fMean#=2.000000 #fMeanCheck#=)1.000000"));
-    EXPECT_NEAR(fThresh, 8.0, 1e-6);
-}
-
 TEST_F(ProcTest, LimitsAreTheFirstChannelsBelowHalf)
 {
     struct SCase
@@ -106,42 +94,4 @@ TEST_F(ProcTest, LimitsAreTheFirstChannelsBelowHalf)
             EXPECT_EQ(nRight, static_cast<unsigned>(test.nRight)) << test.pszWhat;
         }
     }
-}
-
-TEST_F(ProcTest, FitIsTakenOffDownToEpsilon)
-{
-    Spectrum vecSearch{5.0, 3.0, 1.0, g_fEps};
-    CProcOMA::SubtractFit(vecSearch, {2.0, 3.0, 4.0, 0.0});
-    EXPECT_EQ(std::vector<double>(std::begin(vecSearch), std::end(vecSearch)),
-              (std::vector<double>{3.0, g_fEps, g_fEps, g_fEps}));
-}
-
-TEST_F(ProcTest, RangeOfAPeakIsOneWidthToBothSides)
-{
-    // A block of 64 samples at 10 Hz: 0.15625 Hz a channel.
-    Feed(Samples(64, 0.1, [](double) { return 1.0; }));
-    Run(1.0);
-    const std::tuple<double, double, unsigned, unsigned> vecCase[] = {
-        {1.5625, 0.3125, 8, 13}, {1.6, 0.32, 8, 13}, {0.3, 0.4, 0, 5},
-        {4.7, 0.3, 28, 31},      {4.9, 10.0, 0, 31}, {1e300, 1.0, 4294967295U, 31}};
-    for (const auto& [fFreq_Hz, fFWHM_Hz, nLoWant, nHiWant] : vecCase)
-    {
-        unsigned nLo = 0;
-        unsigned nHi = 0;
-        EXPECT_TRUE(m_pProc->CalcPeakRange(fFreq_Hz, fFWHM_Hz, 32, &nLo, &nHi));
-        EXPECT_EQ(nLo, nLoWant) << fFreq_Hz;
-        EXPECT_EQ(nHi, nHiWant) << fFreq_Hz;
-    }
-}
-
-TEST_F(ProcTest, PhaseStepsTurnOnlyWithTheStepBefore)
-{
-    // Steps 10, -350 (after a rising one: -710), 350 (after a falling one: 710), 350 (after a rising one: nothing).
-    Spectrum vecStep(5);
-    ASSERT_TRUE(CProcOMA::CalcPhaseSteps({0.0, 10.0, -340.0, 10.0, 360.0}, vecStep));
-    const double vecfWant[] = {0.0, 10.0 / 710.0, -1.0, 1.0, 0.0};
-    for (std::size_t k = 0; k < 5; ++k)
-        EXPECT_DOUBLE_EQ(vecStep[k], vecfWant[k]) << k;
-    ASSERT_TRUE(CProcOMA::CalcPhaseSteps({7.0, 7.0, 7.0, 7.0, 7.0}, vecStep));
-    EXPECT_EQ(vecStep.max(), 0.0) << "nothing to divide by";
 }

@@ -125,17 +125,3 @@ TEST_F(Damping, RateOfTheNewestHalfCycles)
             g_pShell.reset();
         }
 }
-
-TEST_F(Damping, EighthHalfCycleStillCounts)
-{
-    ASSERT_TRUE(Evaluate(Falling({70.0}, 7, 0.9)));
-    EXPECT_GT(std::abs(fDamp - RatioOf(0.9)), 0.01);
-}
-
-TEST_F(Damping, MeanIsTakenOffTheTimeSignal)
-{
-    EvaluateBlock(
-        Samples(64, g_fStep_s, [](double t) { return 500.0 + 3.0 * std::sin(g_fTwoPi * g_fFreq_Hz * t + 0.3); }));
-    EXPECT_NEAR(vecTime.sum(), 0.0, 1e-10);
-    EXPECT_NEAR(vecTime[0], 3.0 * std::sin(0.3), 1e-12);
-}

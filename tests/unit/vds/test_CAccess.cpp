@@ -54,37 +54,4 @@ TEST(CAccess, BarsAnAddressThatIsRefusedTooOftenForAWhile)
     EXPECT_FALSE(access.IsBarred("10.0.0.1", tBegin + std::chrono::seconds(1)));
 }
 
-TEST(Link, TokenIsOneLineOfSixteenToTwoHundredFiftySixPlainCharacters)
-{
-    std::string strDir = (std::filesystem::temp_directory_path() / "token_XXXXXX").string();
-    strDir = ::mkdtemp(strDir.data());
-    const std::string strFile = strDir + "/token";
-    const std::string strGood(16, 'k');
-    const std::pair<std::string, bool> pCase[] = {{strGood, true},
-                                                  {strGood + "\r\nmore", true},
-                                                  {std::string(256, 'k') + "\n", true},
-                                                  {"", false},
-                                                  {std::string(15, 'k'), false},
-                                                  {std::string(257, 'k'), false},
-                                                  {strGood + " ", false},
-                                                  {strGood + '\0', false}};
-    for (const auto& [strText, bGood] : pCase)
-    {
-        std::ofstream(strFile, std::ios::binary) << strText;
-        try
-        {
-            EXPECT_EQ(Link::ReadToken(strFile), strText.substr(0, strText.find_first_of("\r\n")));
-            EXPECT_TRUE(bGood) << strText;
-        }
-        catch (const std::runtime_error& ex)
-        {
-            EXPECT_FALSE(bGood) << strText;
-            EXPECT_EQ(std::string(ex.what()).find("kkk"), std::string::npos) << "a secret in a message";
-        }
-    }
-    EXPECT_TRUE(Link::IsSameSecret("abc", "abc"));
-    EXPECT_FALSE(Link::IsSameSecret("abc", "abd"));
-    EXPECT_FALSE(Link::IsSameSecret("abc", "ab"));
-    std::filesystem::remove_all(strDir);
-}
 } // namespace

@@ -4,7 +4,6 @@
 
 namespace
 {
-constexpr double g_fTwoPi = 2.0 * std::numbers::pi;
 const std::int64_t g_nBase = *TicksFromIso("2026-03-05T10:00:00Z");
 
 /// A phasor that turns at p_fFreq_Hz, from 50 to 10 a second: the cycles that come out of 4 s of it.

@@ -51,15 +51,6 @@ TEST(CEventStore, SecondAppTakesThePlaceOfTheFirst)
     EXPECT_EQ(Times(store.StandingAt(29)), TTimes{20});
 }
 
-TEST(CEventStore, DisThatIsStampedAheadOfItsAppEndsItAllTheSame)
-{
-    CEventStore store;
-    store.Add(Event(100, true, 1));
-    store.Add(Event(50, false, 1));
-    EXPECT_TRUE(store.StandingAt(100).empty());
-    EXPECT_TRUE(store.StandingAt(200).empty());
-}
-
 TEST(CEventStore, SinceGoesByStampOrByArrival)
 {
     CEventStore store;
@@ -171,25 +162,4 @@ TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)
     }
 }
 
-TEST(JsonText, KeepsUtf8AndEscapesTheRest)
-{
-    const std::vector<std::pair<std::string, std::string>> vecCase = {
-        {"plain", R"("plain")"},
-        {"a\"b\\c\t\x01", R"("a\"b\\c\u0009\u0001")"},
-        {"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80", "\"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80\""},
-        {"\xC3", R"("\u00c3")"},
-        {"\xC0\xAF", R"("\u00c0\u00af")"},
-        {"\xED\xA0\x80", R"("\u00ed\u00a0\u0080")"},
-        {"\xF5\x80\x80\x80", R"("\u00f5\u0080\u0080\u0080")"}};
-    for (const auto& [strText, strExpected] : vecCase)
-        EXPECT_EQ(JsonText(strText), strExpected);
-}
-
-TEST(QualityOfState, FollowsTheWordsOfTheWriters)
-{
-    EXPECT_EQ(QualityOfState(0), 0);
-    EXPECT_EQ(QualityOfState(0x0080000000000000), 1);
-    EXPECT_EQ(QualityOfState(0x0100000000000000), 2);
-    EXPECT_EQ(QualityOfState(0x0080000000000001), 2);
-}
 } // namespace

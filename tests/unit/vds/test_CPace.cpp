@@ -34,10 +34,4 @@ TEST(CPace, LiveSourceCatchesUpAndAReplayGoesOnFromWhereItIs)
     EXPECT_EQ(replay.Due(3 * g_nSec, g_t0 + 6s), g_t0 + 7s) << "small delays do not add up";
 }
 
-TEST(CPace, AtFullSpeedEverythingIsDueAtOnce)
-{
-    CPace pace(0.0, -10, false);
-    pace.Sent(0, g_t0);
-    EXPECT_EQ(pace.Due(100 * g_nSec, g_t0 + 1s), g_t0 + 1s);
-}
 } // namespace

@@ -17,24 +17,6 @@ std::string FaultOf(const std::vector<std::string>& p_vecstrArg)
     return "";
 }
 
-TEST(ParseVdsCommand, TakesAllOptions)
-{
-    const SVdsCommand command = ParseVdsCommand({"-xml:a b.xml", "--replay", "r.csv", "--speed", "20", "--once",
-                                                 "--log-dir", "/tmp", "--listen", "0.0.0.0", "--start",
-                                                 "2026-03-05T10:00:00Z", "--state", "s.jsonl", "--log-measurements"});
-    EXPECT_EQ(command.strConfig, "a b.xml");
-    EXPECT_EQ(command.strSource, "r.csv");
-    EXPECT_TRUE(command.bReplay);
-    EXPECT_EQ(command.strListen, "0.0.0.0");
-    EXPECT_EQ(command.nStart, *TicksFromIso("2026-03-05T10:00:00Z"));
-    EXPECT_DOUBLE_EQ(command.options.fSpeed, 20.0);
-    EXPECT_TRUE(command.options.bOnce);
-    EXPECT_TRUE(command.options.bLogMeasurements);
-    EXPECT_EQ(command.options.strLogDir, "/tmp");
-    EXPECT_EQ(command.options.strStateFile, "s.jsonl");
-    EXPECT_FALSE(command.options.bLive);
-}
-
 TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
 {
     EXPECT_TRUE(ParseVdsCommand({"-xml:a", "--simulate", "s"}).options.bLive);

@@ -93,17 +93,6 @@ TEST(CFrameCutter, BytesMadeToCostWorkAreThrownAway)
     EXPECT_EQ(cut.counters.nResyncs, 1U);
 }
 
-TEST(CFrameCutter, RandomBytesDoNoHarm)
-{
-    std::mt19937 random(7);
-    TBytes stream(300000);
-    for (std::uint8_t& nByte : stream)
-        nByte = static_cast<std::uint8_t>(random() % 4 == 0 ? 0xAA : random() % 8);
-    const SCut cut = Cut(stream + TBytes(65535, 0) + g_data, 977);
-    ASSERT_FALSE(cut.vecFrame.empty());
-    EXPECT_EQ(cut.vecFrame.back(), g_data);
-}
-
 TEST(CFrameCutter, RestOfADatagramIsDropped)
 {
     SStreamCounters counters;

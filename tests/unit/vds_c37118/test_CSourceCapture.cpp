@@ -115,39 +115,6 @@ TEST(CSourceCapture, ReadsEachLinkTypeInBothByteOrders)
     }
 }
 
-TEST(CSourceCapture, TellsWhatItCannotRead)
-{
-    const CCapture other(1, {TText(12, 1) + Number(0x0800, 2) + V4(Udp(AsText(g_data)))});
-    CSourceCapture source(Config("10.9.9.9"));
-    ASSERT_TRUE(source.Open(other.Path()));
-    EXPECT_EQ(Cycles(source), 0);
-    EXPECT_NE(source.Error().find("no data of the configured streams"), TText::npos);
-    EXPECT_EQ(source.Summary().back(), "stream ID 60 from 10.1.1.1: 1 data frames of no configured stream");
-    const CCapture link(147, {});
-    EXPECT_FALSE(source.Open(link.Path()));
-    EXPECT_NE(source.Error().find("link type 147 is unknown"), TText::npos);
-    EXPECT_FALSE(source.Open(link.Path() + ".none"));
-}
-
-/// Packets with random bytes in them, of any length: nothing but the sanitizers' silence is asked for.
-TEST(CSourceCapture, DamagedPacketsDoNoHarm)
-{
-    std::mt19937 random(5);
-    std::vector<TText> vecPacket;
-    for (int i = 0; i < 3000; ++i)
-    {
-        TText strPacket = i % 2 == 0 ? V4(Udp(AsText(i % 3 == 0 ? g_cfg2 : g_data))) : V6(Udp(AsText(g_data)));
-        for (int j = 0; j < 3; ++j)
-            strPacket[random() % std::min<std::size_t>(strPacket.size(), 80)] = static_cast<char>(random());
-        strPacket.resize(random() % 5 == 0 ? random() % strPacket.size() : strPacket.size());
-        vecPacket.push_back(strPacket);
-    }
-    const CCapture capture(101, vecPacket);
-    CSourceCapture source(Config(""));
-    ASSERT_TRUE(source.Open(capture.Path()));
-    Cycles(source);
-}
-
 /// Segments in any order within the bounds, some twice and overlapping, numbers that go round: the bytes come out once.
 TEST(CTcpFlow, PutsSegmentsInOrder)
 {

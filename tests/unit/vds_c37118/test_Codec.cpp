@@ -37,12 +37,6 @@ void ExpectNear(std::complex<double> p_value, double p_fMagn, double p_fAngle_de
 }
 } // namespace
 
-TEST(Codec, CheckWordOfTheNineDigits)
-{
-    const std::string strDigits = "123456789";
-    EXPECT_EQ(CRC({reinterpret_cast<const std::uint8_t*>(strDigits.data()), 9}), 0x29B1);
-}
-
 TEST(Codec, ConfigurationVectorBothWays)
 {
     const SConfigFrame config = Config(g_cfg2);
@@ -176,42 +170,6 @@ TEST(Codec, LyingCountsAreRefusedOrHarmless)
             EXPECT_FALSE(DecodeConfig(Sealed(shorter), config, g_strError)) << i;
         }
     }
-}
-
-TEST(Codec, RefusalsNameTheCause)
-{
-    const struct
-    {
-        std::size_t nPos;
-        std::vector<std::uint8_t> vecnBytes;
-        const char* pText;
-    } cases[] = {{14, {0, 0, 0, 0}, "TIME_BASE is 0"},
-                 {18, {0xFF, 0xFF}, "configuration of 65535 PMUs in a frame of 424 bytes"},
-                 {40, {0xFF, 0xFF}, "configuration ends within PMU 1 of 2"},
-                 {420, {0, 0}, "DATA_RATE is 0"},
-                 {18, {0, 1}, "configuration has another length than its counts say"}};
-    for (const auto& test : cases)
-    {
-        TBytes bytes = g_cfg2;
-        std::copy(test.vecnBytes.begin(), test.vecnBytes.end(), bytes.begin() + static_cast<std::ptrdiff_t>(test.nPos));
-        SConfigFrame config;
-        EXPECT_FALSE(DecodeConfig(Sealed(bytes), config, g_strError));
-        EXPECT_EQ(g_strError, test.pText);
-    }
-    SDataFrame data;
-    EXPECT_FALSE(DecodeData(g_data, Config(g_cfg3), data, g_strError));
-    EXPECT_EQ(g_strError, "data frame of 52 bytes, the configuration says 40");
-}
-
-TEST(Codec, TooMuchForAFrameIsNoFrame)
-{
-    SConfigFrame config;
-    config.vecPmu.resize(1);
-    config.vecPmu[0].vecPhasor.resize(5000);
-    TBytes bytes;
-    EXPECT_FALSE(EncodeConfig(config, bytes));
-    EXPECT_TRUE(bytes.empty());
-    EXPECT_FALSE(EncodeData(config, {}, bytes)) << "no values for the PMU";
 }
 
 /// Every fraction of the usual rates and of the finest TIME_BASE comes back as it was set.

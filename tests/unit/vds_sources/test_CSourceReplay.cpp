@@ -136,17 +136,6 @@ TEST(CSourceReplay, StampsOffTheGridStayAsTheyAre)
                 ElementsAre(0, 200'001, 406'000, 600'000, -36'000'000'000, -36'000'000'000, -35'999'800'000));
 }
 
-TEST(CSourceReplay, SlowRecordingsHaveNegativeRates)
-{
-    for (const auto& [strSecond, nRate] : {std::pair{"1", 1}, {"2", -2}, {"60", -60}})
-    {
-        const CTempFile file(RecordingAt({"0", strSecond}));
-        const auto pSource = OpenReplay(file.Path(), 0, nullptr);
-        ASSERT_NE(pSource, nullptr);
-        EXPECT_EQ(pSource->Rate(), nRate);
-    }
-}
-
 TEST(CSourceReplay, RefusesAtOpeningWhatItCannotRead)
 {
     const std::string strGood = "time;1.magn;1.angle\n0.00;1;2\n";

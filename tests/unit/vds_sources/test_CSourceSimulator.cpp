@@ -167,16 +167,6 @@ TEST(CSourceSimulator, DriftAndOffsetTurnTheAngles)
     EXPECT_NEAR(vec[300].vecSample[3].fAngle_deg, -5.0 + 216.0 - 360.0, 1e-4);
 }
 
-TEST(CSourceSimulator, SlowRatesAndWholeGrid)
-{
-    const std::vector<SSourceCycle> vecSlow = AllCycles(*Open(Scenario("", R"("rate": -2)")));
-    ASSERT_EQ(vecSlow.size(), 10U);
-    EXPECT_EQ(vecSlow[9].nTicks - vecSlow[0].nTicks, 18 * g_nTicksPerSec);
-    const std::vector<SSourceCycle> vecThirty = AllCycles(*Open(Scenario("", R"("rate": 30)")));
-    EXPECT_EQ(vecThirty[31].nTicks - vecThirty[0].nTicks, g_nTicksPerSec + 333'333);
-    EXPECT_EQ(vecThirty[32].nTicks - vecThirty[0].nTicks, g_nTicksPerSec + 666'667);
-}
-
 TEST(CScenario, NamesTheMemberThatIsWrong)
 {
     struct SCase
@@ -235,32 +225,4 @@ TEST(CScenario, NamesTheMemberThatIsWrong)
     }
 }
 
-TEST(CScenario, NamesTheElementOfTheGridThatIsWrong)
-{
-    const std::string strGood = Scenario();
-    struct SCase
-    {
-        const char* strFrom;
-        const char* strTo;
-        const char* strExpected;
-    };
-    for (const SCase& test : {
-             SCase{R"("name": "South")", R"("name": "North")",
-                   "places[1].name: a place \"North\" stands there already"},
-             {R"("to": "South")", R"("to": "North")", "lines[0].to: expected another place"},
-             {R"("reactance_Ohm": 60)", R"("reactance_Ohm": 0)", "lines[0].reactance_Ohm: expected a number"},
-             {R"({"L1": 31})", R"({"L1": 11})", "pmus[1].phases.L1: datapoint 11 is used twice"},
-             {R"({"L1": 31})", R"({})", "pmus[1].phases: expected one or more"},
-             {R"({"L1": 31})", R"({"L4": 31})", "pmus[1].phases.L4: unknown member"},
-             {R"("line": "Line")", R"("line": "Cable")", "pmus[2].line: expected the name of a line"},
-         })
-    {
-        std::string strText = strGood;
-        strText.replace(strText.find(test.strFrom), std::string(test.strFrom).size(), test.strTo);
-        const CTempFile file(strText);
-        std::string strError;
-        EXPECT_EQ(OpenSimulator(file.Path(), &strError), nullptr);
-        EXPECT_THAT(strError, HasSubstr(test.strExpected));
-    }
-}
 } // namespace

@@ -17,22 +17,6 @@ struct DataPsTest : testing::Test
 };
 } // namespace
 
-TEST_F(DataPsTest, CopyOfAResetRecordHasNoValues)
-{
-    CDataPS data;
-    data.SetFreq(0.4);
-    data.SetMagn(100.0);
-    data.SetDamp(-0.1);
-    data.SetSpare1(5.0);
-    data.SetSpare2(6.0);
-    data.SetQual(eQualValid);
-    data.Reset();
-    const CDataPS copy = data;
-    for (const double fValue : {copy.GetFreq(), copy.GetMagn(), copy.GetDamp(), copy.GetSpare1(), copy.GetSpare2()})
-        EXPECT_EQ(fValue, -1.0);
-    EXPECT_EQ(copy.GetQual(), eQualInvalid);
-}
-
 TEST_F(DataPsTest, RatioIsTheSineOfTheLossAngle)
 {
     // A rate equal to the angular frequency: 45 degrees. A ratio comes back through its inverse.
@@ -48,22 +32,6 @@ TEST_F(DataPsTest, TripleIsTheRatioOfTheMeanRateFromTheStartOn)
     EXPECT_NEAR(fDamp, -0.3 / std::hypot(g_fTwoPi * 0.5, 0.3), 1e-15);
     ASSERT_TRUE(CDataPS::DampTriple({0.1, -0.1}, 0, 0.5, nullptr, fDamp));
     EXPECT_NEAR(fDamp, 0.0, 1e-16);
-}
-
-TEST_F(DataPsTest, TripleOfOneValueFormsNoMean)
-{
-    EXPECT_TRUE(CDataPS::DampTriple({-0.1, -0.2}, 1, 0.5, &trace, fDamp));
-    EXPECT_TRUE(capture.Has("No of Data Points Must Exceed No of Coefficients!"));
-    EXPECT_EQ(fDamp, 0.0);
-}
-
-TEST_F(DataPsTest, TripleWithoutDataOrWithoutNumbers)
-{
-    EXPECT_FALSE(CDataPS::DampTriple({-0.1, -0.2}, 2, 0.5, &trace, fDamp));
-    EXPECT_TRUE(capture.Has("CDataPS::DampTriple():No.of data [2] smaller or equal start index [2]!"));
-    EXPECT_EQ(fDamp, 77.0);
-    EXPECT_FALSE(CDataPS::DampTriple({-0.1, std::numeric_limits<double>::quiet_NaN()}, 0, 0.5, &trace, fDamp));
-    EXPECT_TRUE(std::isnan(fDamp));
 }
 
 TEST_F(DataPsTest, TupelComparesTwoExtremaHalfAPeriodApart)

@@ -43,18 +43,3 @@ TEST_F(SpecTest, MiddleBandIsSplitAtItsGeometricMiddle)
     EXPECT_EQ(spec.RetrveNextNeighb(fMid_Hz), LR) << "the middle itself belongs to the band above";
     EXPECT_EQ(spec.RetrveNextNeighb(std::nextafter(fMid_Hz, 0.0)), HR);
 }
-
-TEST_F(SpecTest, WhatHasNoNeighbourIsTold)
-{
-    EXPECT_EQ(Band(MR, 0.2, 0.8).RetrveNextNeighb(0.8), eResoInvalid);
-    EXPECT_TRUE(
-        capture.Has("CSpec::RetrveNextNeighb():Freq. not in preferred range: f=0.800000f_beg=0.200000f_end=0.800000!"));
-    EXPECT_EQ(Band(7, 0.2, 0.8).RetrveNextNeighb(0.3), eResoInvalid);
-    EXPECT_TRUE(capture.Has("CSpec::RetrveNextNeighb():Invalid #m_eReso# value!"));
-    EXPECT_EQ(Band(LR, 0.2, 0.8).CalcNextNeighbMR(0.3), eResoInvalid);
-    EXPECT_TRUE(capture.Has("CSpec::CalcNextNeighbMR():#m_eReso# not MR as expected!"));
-    EXPECT_EQ(Band(MR, 0.0, 0.8).RetrveNextNeighb(0.3), eResoInvalid);
-    EXPECT_TRUE(capture.Has("Too small value for #m_fFreqBeg_Hz#"));
-    EXPECT_EQ(Band(MR, 0.2, 0.0).CalcNextNeighbMR(0.3), eResoInvalid);
-    EXPECT_TRUE(capture.Has("Too small value for #m_fFreqEnd_Hz#"));
-}
