@@ -6,8 +6,6 @@
 #include "host/AppState.h"
 #include "host/CTime.h"
 #include "host/CTraceOMA.h"
-#include "host/TextOMA.h"
-#include "host/TraceFilter.h"
 #include <cstdint>
 #include <gtest/gtest.h>
 
@@ -39,8 +37,6 @@ class OutputTest : public testing::Test
         FakeDli::Reset();
         g_bConnected = false;
         SetAppState(eAppRun);
-        g_nTraceFilterId = 0;
-        g_vecbTraceData.fill(false);
     }
     /// From here on time is what the tests make of it; it jumps when that many threads wait.
     static void FakeClock(std::size_t p_nThreads)
@@ -55,16 +51,12 @@ class OutputTest : public testing::Test
         FakeDli::SetBehaviour(behaviour);
     }
 
-    /// Each text stands in a line of that level; the lines are forgotten then.
-    void ExpectLines(CaptureTrace::ETraceLevel p_eLevel, const std::vector<std::string>& p_vecText)
-    {
-        for (const std::string& strText : p_vecText)
-            EXPECT_TRUE(m_capture.Has(p_eLevel, strText)) << strText;
-        m_capture.Clear();
-    }
+    /// Each text stands in a line of an error; the lines are forgotten then.
     void ExpectErrors(const std::vector<std::string>& p_vecText)
     {
-        ExpectLines(CaptureTrace::ETraceLevel::eError, p_vecText);
+        for (const std::string& strText : p_vecText)
+            EXPECT_TRUE(m_capture.Has(CaptureTrace::ETraceLevel::eError, strText)) << strText;
+        m_capture.Clear();
     }
 
     CaptureTrace m_capture;

@@ -105,10 +105,6 @@ class ReadBench : public ::testing::Test
     {
         return g_eAppState.exchange(eAppRun) == eAppSuspend && m_capture.Has(p_strText + "! -> Suspend Application.");
     }
-    bool HasBadPointer(const std::string& p_strMethod, const std::string& p_strName)
-    {
-        return m_capture.Has(p_strMethod + "():Invalid Pointer: " + p_strName + "!");
-    }
 
     CaptureTrace m_capture;
 };

@@ -45,3 +45,17 @@ TEST_F(CVdsCbOMA_Alloc, NormalCycleAllocatesNothing)
     EXPECT_EQ(Job().m_nMeasSinceShift - nBefore, 8U);
     EXPECT_EQ(g_nAllocs, 0U);
 }
+
+TEST_F(CVdsCbOMA_Alloc, WritingAMeasurementAllocatesNothing)
+{
+    CVdsOutMeas meas(1, 7, {71}, 50, &m_trace);
+    const CTime time(50);
+    g_bConnected = false; // the stand-in for the library keeps what it is sent
+    g_bCount = true;
+    meas.SetActTS(&time);
+    meas.SetValue(0, 2.0);
+    const bool bDone = meas.DoWriteRT(&time);
+    g_bCount = false;
+    EXPECT_TRUE(bDone);
+    EXPECT_EQ(g_nAllocs, 0U);
+}

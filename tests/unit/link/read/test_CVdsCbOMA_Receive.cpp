@@ -4,24 +4,6 @@
 
 using CVdsCbOMA_Receive = CallbackBench;
 
-TEST_F(CVdsCbOMA_Receive, SamplesReachPmusAndJobInTheOrderOfTheirDeclaration)
-{
-    Connect();
-    ReceivePlaces(5, 5);
-    for (unsigned i = 0; i < 6; ++i)
-        EXPECT_EQ(Phasor(i / 3, i % 3).fMagn, i + 1.0);
-    // Angles of 0 lie alike in both PMUs: P = 1 * 4 + 2 * 5 + 3 * 6.
-    EXPECT_NEAR(Job().GetActValue().fValue, 32.0, 1e-9);
-    EXPECT_EQ(Job().GetActValue().eQual, eQualValid);
-    EXPECT_EQ(Job().m_pdeqMeas->Size(), 1U);
-    EXPECT_EQ(Job().m_pTimeInp.load()->GetIdx(), 5U);
-    EXPECT_TRUE(m_capture.Lines().empty());
-    g_vecbTraceData[2] = true;
-    ReceivePlaces(6, 6);
-    EXPECT_EQ(m_capture.Lines().size(), 6U);
-    EXPECT_TRUE(m_capture.Has("ID=102 Time=00:00:00:120 U/I [V/A] [2]=6.000000Phi=0.000000° Q=0"));
-}
-
 TEST_F(CVdsCbOMA_Receive, TimeStampsAreHeldAgainstTheTimeLine)
 {
     struct SCase
@@ -77,12 +59,10 @@ TEST_F(CVdsCbOMA_Receive, ThirtyHertzRunsThroughSecondsWithoutAMessage)
 
 TEST_F(CVdsCbOMA_Receive, StateWordDecidesTheQuality)
 {
-    std::vector<std::pair<std::uint64_t, bool>> vecCase = {
-        {0, true}, {0x1FCF, true}, {0x78600000, true}, {0xE030ULL << 32, true}, {~0ULL, false}};
-    for (const unsigned nBit : {4U, 5U, 13U, 14U, 15U, 53U, 54U, 59U, 60U, 61U, 62U})
-        vecCase.emplace_back(1ULL << nBit, false);
-    for (const unsigned nBit : {0U, 3U, 6U, 12U, 16U, 31U, 52U, 55U, 58U, 63U})
-        vecCase.emplace_back(1ULL << nBit, true);
+    std::vector<std::pair<std::uint64_t, bool>> vecCase = {{~0ULL, false}};
+    constexpr std::uint64_t nInvalidBits = 0x786000000000E030; // 4, 5, 13 to 15, 53, 54, 59 to 62
+    for (unsigned nBit = 0; nBit < 64; ++nBit)
+        vecCase.emplace_back(1ULL << nBit, (nInvalidBits >> nBit & 1) == 0);
     Connect();
     int nPlace = 1;
     for (const auto& [nState, bValid] : vecCase)
@@ -94,43 +74,24 @@ TEST_F(CVdsCbOMA_Receive, StateWordDecidesTheQuality)
     }
 }
 
-TEST_F(CVdsCbOMA_Receive, RejectedSampleKeepsItsValuesAndTurnsInvalid)
+TEST_F(CVdsCbOMA_Receive, RejectedSampleTurnsInvalidAndNumbersThatAreNoneAreValues)
 {
-    const std::pair<std::string, std::function<void(SSamples&)>> vecCase[] = {
-        {"Invalid meas.ID!", [](SSamples& r_samples) { r_samples.vecpOwned[4]->SetId(99); }},
-        {"Invalid meas.type!",
-         [](SSamples& r_samples) { r_samples.vecpOwned[4]->SetType(static_cast<Dli::CChannel::EType>(2)); }},
-        {"Invalid Pointer: pSample!", [](SSamples& r_samples) { r_samples.vecpSample[4] = nullptr; }}};
     Connect();
     ReceivePlaces(1, 1);
-    int nPlace = 2;
-    for (const auto& [strError, fnBreak] : vecCase)
-    {
-        Receive(g_nPlace * nPlace++,
-                [&fnChange = fnBreak](SSamples& r_samples)
-                {
-                    Dli::CChannel::vdsData data{2, 77.0F, 77.0F};
-                    r_samples.vecpOwned[4]->SetValue(data, Dli::CChannel::eValuePhasor);
-                    fnChange(r_samples);
-                });
-        EXPECT_TRUE(m_capture.Has("CVdsCbOMA::ExtractActualPhasor():" + strError));
-        EXPECT_EQ(Phasor(1, 1).fMagn, 5.0);
-        EXPECT_EQ(Phasor(1, 1).eQual, eQualInvalid);
-        EXPECT_EQ(Phasor(1, 2).eQual, eQualValid);
-    }
-    EXPECT_EQ(Job().m_pdeqMeas->Size(), 4U);
-    // Numbers that are none are values all the same.
-    for (const float fMagn : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()})
-    {
-        Receive(g_nPlace * nPlace++,
-                [fMagn](SSamples& r_samples)
-                {
-                    Dli::CChannel::vdsData data{2, fMagn, fMagn};
-                    r_samples.vecpOwned[0]->SetValue(data, Dli::CChannel::eValuePhasor);
-                });
-        EXPECT_FALSE(std::isfinite(Phasor(0, 0).fMagn.Get()));
-        EXPECT_EQ(Phasor(0, 0).eQual, eQualValid);
-    }
+    Receive(2 * g_nPlace,
+            [](SSamples& r_samples)
+            {
+                r_samples.vecpOwned[4]->SetId(99);
+                r_samples.vecpSample[5] = nullptr;
+                Dli::CChannel::vdsData data{2, std::numeric_limits<float>::infinity(),
+                                            std::numeric_limits<float>::quiet_NaN()};
+                r_samples.vecpOwned[0]->SetValue(data, Dli::CChannel::eValuePhasor);
+            });
+    for (const std::size_t nIndex : {1U, 2U})
+        EXPECT_TRUE(Phasor(1, nIndex).fMagn == nIndex + 4.0 && Phasor(1, nIndex).eQual == eQualInvalid);
+    EXPECT_FALSE(std::isfinite(Phasor(0, 0).fMagn.Get()));
+    EXPECT_EQ(Phasor(0, 0).eQual, eQualValid);
+    EXPECT_EQ(Job().m_pdeqMeas->Size(), 2U);
 }
 
 TEST_F(CVdsCbOMA_Receive, ShortLongAndEmptyVectorsAreTold)
@@ -146,32 +107,7 @@ TEST_F(CVdsCbOMA_Receive, ShortLongAndEmptyVectorsAreTold)
     Receive(2 * g_nPlace, [](SSamples& r_samples) { r_samples.vecpSample.clear(); });
     EXPECT_TRUE(m_capture.Has("CVdsCbOMA::Receive():Empty meas.vector!"));
     Receive(2 * g_nPlace, [](SSamples& r_samples) { r_samples.vecpSample[0] = nullptr; });
-    EXPECT_TRUE(HasBadPointer("CVdsCbOMA::Receive", "pSample"));
     EXPECT_EQ(Job().m_pdeqMeas->Size(), 2U);
-}
-
-TEST_F(CVdsCbOMA_Receive, BrokenPmusAndJobsEndTheCycle)
-{
-    AddJob("BEHIND");
-    Connect();
-    m_vecpPmu.insert(m_vecpPmu.begin(), MakePmu(100, {1, 2}));
-    ReceivePlaces(1, 1);
-    EXPECT_TRUE(IsSuspendedWith("CVdsCbOMA::Receive(): Invalid no.of phasors: 2"));
-    EXPECT_EQ(Phasor(1, 0).eQual, eQualValid); // its samples are not taken
-    EXPECT_FALSE(m_capture.Has("Meas.vector size"));
-    EXPECT_EQ(Job(1).m_pdeqMeas->Size(), 1U);
-    Job(0).m_pPmu2nd = nullptr;
-    ReceivePlaces(2, 2);
-    EXPECT_EQ(Job(1).m_pdeqMeas->Size(), 1U);
-    m_vecpPmu[1]->DeletePhasors();
-    ReceivePlaces(3, 3);
-    EXPECT_TRUE(HasBadPointer("CVdsCbOMA::Receive", "pvecPhasor"));
-    m_vecpPmu[0].reset();
-    m_vecpJob[0].reset();
-    ReceivePlaces(7, 7);
-    EXPECT_TRUE(HasBadPointer("CVdsCbOMA::Receive", "pPmu"));
-    for (const char* pszMethod : {"InitAllJobs", "SetActTimeForAllJobs"})
-        EXPECT_TRUE(HasBadPointer("CVdsCbOMA::" + std::string(pszMethod), "pJob"));
 }
 
 // ---- workers ----
@@ -192,14 +128,6 @@ TEST_F(CVdsCbOMA_Receive, WorkerIsWokenOnItsPsCycleWithEnoughMeasurements)
     EXPECT_TRUE(m_capture.Has("CVdsCbOMA::WaitForWorkerDone():Input data loss for OMA job: JOB!"));
     EXPECT_EQ(Job(1).m_pdeqMeas->Size(), 0U);
     EXPECT_NE(Job(1).m_pTimeInp.load(), nullptr);
-    // Without its handle, or any.
-    Job().m_bWorkerDone = true;
-    (*Job().m_pvechOMA)[eJobEventNewData] = nullptr;
-    ReceivePlaces(101, 150);
-    EXPECT_TRUE(m_capture.Has("CVdsCbOMA::InitJobWorker():Invalid #hOMA# handle!"));
-    Job().m_pvechOMA.reset();
-    ReceivePlaces(151, 200);
-    EXPECT_TRUE(Job().m_bWorkerDone);
 }
 
 TEST_F(CVdsCbOMA_Receive, EveryWorkerIsWaitedForAndOnlyTheSlowOneIsTold)
