@@ -24,8 +24,9 @@ class CVdsOutCbTest : public OutputTest
 TEST_F(CVdsOutCbTest, LibraryThatThrowsOnStartSuspendsAndOnStopIsReported)
 {
     FakeDli::SBehaviour behaviour;
-    behaviour.strThrowWriteStart = behaviour.strThrowWriteStop = "no";
+    behaviour.strThrowWriteNew = behaviour.strThrowWriteStart = behaviour.strThrowWriteStop = "no";
     FakeDli::SetBehaviour(behaviour);
+    EXPECT_THROW(CVdsOutMeas(0, 9, {91}, 50, &m_trace), FakeDli::Dli::CDliError);
     EXPECT_FALSE(m_cb.DoStart(nullptr));
     EXPECT_EQ(GetAppState(), eAppSuspend);
     EXPECT_FALSE(m_cb.DoStop(nullptr));
