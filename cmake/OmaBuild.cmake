@@ -15,11 +15,17 @@ find_package(Boost 1.81 REQUIRED COMPONENTS chrono thread json)
 add_library(oma_build INTERFACE)
 target_compile_options(oma_build INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
                                            -Werror -ffp-contract=off
-                                           -Wno-restrict) # g++ 12 sees overlaps in operator+ of strings that are none
+                                           # g++ 12 sees overlaps in operator+ of strings that are none
+                                           $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 target_compile_definitions(oma_build INTERFACE BOOST_THREAD_VERSION=4)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/Version.h.in ${PROJECT_BINARY_DIR}/include/Version.h @ONLY)
 target_include_directories(oma_build INTERFACE ${PROJECT_BINARY_DIR}/include)
 target_link_libraries(oma_build INTERFACE Threads::Threads)
+if(OMA_FUZZ)
+    # Needs clang. Warnings are judged by the normal compiler: here they are no errors.
+    set(OMA_SANITIZE "address,undefined")
+    target_compile_options(oma_build INTERFACE -fsanitize=fuzzer-no-link -Wno-error)
+endif()
 if(OMA_SANITIZE)
     target_compile_options(oma_build INTERFACE -fsanitize=${OMA_SANITIZE} -fno-omit-frame-pointer)
     target_link_options(oma_build INTERFACE -fsanitize=${OMA_SANITIZE})

@@ -1,0 +1,45 @@
+#include "CTrace.h"
+#include "host/AppState.h"
+#include "host/CShellOMA.h"
+#include "host/TraceFilter.h"
+#include "tests/fuzz/Input.h"
+#include "vds/VdsCtl.cpp" // for what it parses ahead of its connection
+
+/// Arguments, one a line, for each of the programs.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
+{
+    using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
+    const std::vector<std::string> vecstrArg = Arguments(p_pData, p_nSize);
+    CTrace::SetSink([](auto...) {});
+    CTraceOMA trace("OMA_Fuzz");
+    CWideArguments wide(vecstrArg);
+    CShellOMA shell;
+    shell.ExtractCmdLineParsBAS(wide.Count(), wide.Values());
+    shell.ExtractCmdLineParsOMA(wide.Count(), wide.Values(), &trace);
+    g_eAppState = eAppRun;
+    g_nTraceFilterId = 0;
+    g_bTraceInfoAll = g_bTraceDataAll = false;
+    g_vecbTraceInfo.fill(false);
+    g_vecbTraceData.fill(false);
+    try
+    {
+        ParseVdsCommand(vecstrArg);
+    }
+    catch (const std::runtime_error&)
+    {
+    }
+    try
+    {
+        std::vector<std::string> vecstrRest = vecstrArg;
+        TakeSecurity(vecstrRest);
+        if (vecstrRest.size() < 2)
+            return 0;
+        HostOf(vecstrRest[0]);
+        ParseRequest(vecstrRest);
+        ParseAddress(vecstrRest[0]);
+    }
+    catch (const std::runtime_error&)
+    {
+    }
+    return 0;
+}
