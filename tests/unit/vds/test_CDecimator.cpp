@@ -1,6 +1,5 @@
 #include "vds/CDecimator.h"
 #include <gtest/gtest.h>
-#include <numbers>
 
 namespace
 {

@@ -21,8 +21,6 @@ struct SRefusal
 
 const std::string g_strJob = "CreateDataJob(): ";
 const std::string g_strPmu = "AddPmuToVds(): ";
-const std::string g_strFirst = "<InputGroup SignalType=\"voltage\">";
-const std::string g_strSecond = "<InputGroup SignalType=\"current\">";
 
 std::string InBase(const std::string& p_strOld, const std::string& p_strNew, const std::string& p_strAfter = {})
 {
