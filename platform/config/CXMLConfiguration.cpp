@@ -7,6 +7,7 @@
 #include "FileName.h"
 #include "OmaXsd.h"
 #include "XmlPtr.h"
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -32,9 +33,10 @@ bool ReadWholeFile(const std::filesystem::path& p_path, std::string& r_strText, 
         r_faults.Add(0, {}, {}, "cannot be opened, expected a configuration file: " + strWhy);
         return false;
     }
-    r_strText.resize(g_nMaxFile_bytes + 1);
-    file.read(r_strText.data(), static_cast<std::streamsize>(r_strText.size()));
-    r_strText.resize(static_cast<std::size_t>(file.gcount()));
+    r_strText.clear();
+    std::array<char, 65536> piece;
+    while (r_strText.size() <= g_nMaxFile_bytes && (file.read(piece.data(), piece.size()), file.gcount() > 0))
+        r_strText.append(piece.data(), static_cast<std::size_t>(file.gcount()));
     if (file.bad())
         r_faults.Add(0, {}, {}, "cannot be read");
     else if (r_strText.size() > g_nMaxFile_bytes)
