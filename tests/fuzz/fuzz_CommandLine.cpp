@@ -4,12 +4,18 @@
 #include "host/TraceFilter.h"
 #include "tests/fuzz/Input.h"
 #include "vds/VdsCtl.cpp" // for what it parses ahead of its connection
+#include <boost/algorithm/string/predicate.hpp>
 
 /// Arguments, one a line, for each of the programs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
-    const std::vector<std::string> vecstrArg = Arguments(p_pData, p_nSize);
+    std::vector<std::string> vecstrArg = Arguments(p_pData, p_nSize);
+    for (std::string& strArg : vecstrArg)
+    {
+        for (const char* const pOption : {"-xml:", "-measfile:"}) // their files are remembered by the process
+            strArg = boost::algorithm::istarts_with(strArg, pOption) ? pOption + std::string("/dev/null") : strArg;
+    }
     CTrace::SetSink([](auto...) {});
     CTraceOMA trace("OMA_Fuzz");
     CWideArguments wide(vecstrArg);
