@@ -8,6 +8,8 @@ namespace
 {
 constexpr auto g_tStore = std::chrono::milliseconds(100);
 constexpr auto g_tRecheck = std::chrono::milliseconds(10);
+/// Bytes that the parts of a reply may hold together; what the server keeps is far below.
+constexpr std::size_t g_nMaxReply = 256U << 20U;
 } // namespace
 
 CEventInbox::CEventInbox(boost::asio::io_context& p_io, Deliver p_fnDeliver)
@@ -49,13 +51,19 @@ void CEventInbox::Push(std::shared_ptr<SEventBatch> p_pBatch)
 
 void CEventInbox::PushReply(unsigned long p_lReqNum, std::vector<std::unique_ptr<CEvent>> p_vecpEvent, bool p_bMore)
 {
-    std::move(p_vecpEvent.begin(), p_vecpEvent.end(), std::back_inserter(m_vecpPart));
+    for (std::unique_ptr<CEvent>& r_pEvent : p_vecpEvent)
+    {
+        m_nPartBytes += sizeof(CEvent) + r_pEvent->Addition().size();
+        m_vecpPart.push_back(std::move(r_pEvent));
+    }
+    if (m_nPartBytes > g_nMaxReply)
+        throw CDliError("reply of more than " + std::to_string(g_nMaxReply) + " bytes");
     if (p_bMore)
         return;
     auto pBatch = std::make_shared<SEventBatch>();
     pBatch->lReqNum = p_lReqNum;
     pBatch->vecpEvent = std::move(m_vecpPart);
-    m_vecpPart.clear();
+    Lost();
     Push(std::move(pBatch));
 }
 

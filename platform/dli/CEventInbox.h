@@ -36,10 +36,14 @@ class CEventInbox
     std::vector<SRequest> Open() const;
 
     void Push(std::shared_ptr<SEventBatch> p_pBatch);
-    /// Part of a reply; the last part closes the request.
+    /// Part of a reply; the last part closes the request. @throws CDliError if the parts grow beyond all bounds.
     void PushReply(unsigned long p_lReqNum, std::vector<std::unique_ptr<CEvent>> p_vecpEvent, bool p_bMore);
     /// The connection has been lost: parts of a reply are void.
-    void Lost() { m_vecpPart.clear(); }
+    void Lost()
+    {
+        m_vecpPart.clear();
+        m_nPartBytes = 0;
+    }
 
   private:
     struct SOpen
@@ -55,7 +59,8 @@ class CEventInbox
     boost::asio::steady_timer m_timer;
     const Deliver m_fnDeliver;
     std::deque<std::shared_ptr<SEventBatch>> m_queBatch;
-    std::vector<std::unique_ptr<CEvent>> m_vecpPart;
+    std::vector<std::unique_ptr<CEvent>> m_vecpPart; ///< of a reply that is not whole yet
+    std::size_t m_nPartBytes = 0;
 
     mutable std::mutex m_mtx;
     unsigned long m_nLastNum = 0;
