@@ -13,26 +13,6 @@ class CPSMTest : public ModeTest
 };
 } // namespace
 
-TEST_F(CPSMTest, TakesTheUsedBandsInOrder)
-{
-    const int nCount = CPSM::GetNoOfPSM();
-    UnuseBand(MR);
-    {
-        const CPSM psm(true, 11, &m_vecpSpec, 3, &m_doe, &m_trace);
-        EXPECT_EQ(CPSM::GetNoOfPSM(), nCount + 1);
-        EXPECT_TRUE(psm.IsOk());
-        EXPECT_EQ(psm.GetStatz(), eStatzInactive);
-        EXPECT_NE(psm.RetrveSpec(LR), nullptr);
-        EXPECT_EQ(psm.RetrveSpec(MR), nullptr);
-        EXPECT_NE(psm.RetrveSpec(HR), nullptr);
-    }
-    EXPECT_EQ(CPSM::GetNoOfPSM(), nCount);
-    m_vecpSpec[MR].reset();
-    EXPECT_FALSE(CPSM(true, 11, &m_vecpSpec, 3, &m_doe, &m_trace).IsOk());
-    EXPECT_FALSE(CPSM(true, 11, nullptr, 3, &m_doe, &m_trace).IsOk());
-    ExpectErrors({"CPSM::CPSM():Invalid Pointer: pSpecSrc!"});
-}
-
 TEST_F(CPSMTest, SilenceDoublesTheAgeingAndDetectionHalvesIt)
 {
     struct SPass

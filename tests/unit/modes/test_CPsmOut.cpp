@@ -1,6 +1,7 @@
 #include "ModeTest.h"
 #include "link/CEventWriteOMA.h"
 #include "modes/CPsmOut.h"
+#include <cmath>
 
 using ETraceLevel = CaptureTrace::ETraceLevel;
 
@@ -147,9 +148,11 @@ TEST_F(CPsmOutTest, PlaceIsToldFromTheBandThatContainsTheFrequency)
     std::int32_t eNeighb = -1;
     for (const SCase& test : {SCase{1.0, {0, 1, 2}},
                               {0.8, {0, 1, 2}},
+                              {std::nextafter(0.8, 0.0), {1, 0, 2}},
                               {0.41, {1, 0, 2}},
                               {0.39, {2, 0, 1}},
                               {0.2, {2, 0, 1}},
+                              {std::nextafter(0.2, 0.0), {2, 1, 0}},
                               {0.1, {2, 1, 0}}})
         for (std::int32_t eReso = LR; eReso <= HR; ++eReso)
         {
