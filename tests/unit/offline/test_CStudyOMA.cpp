@@ -90,18 +90,6 @@ TEST_F(Study, ShiftMovesThePhaseOnUntilTheRangeIsThrough)
     EXPECT_EQ(CStudyOMA::s_nCount, 1U) << "without a shift nothing counts";
 }
 
-TEST_F(Study, NoiseIsASmallPositiveOffset)
-{
-    AddPeak(0.8, 100.0, -0.05, 0.0);
-    ASSERT_TRUE(Create());
-    const std::valarray<double> vecClean = Signal();
-    ASSERT_TRUE(Create(10.0));
-    const std::valarray<double> vecNoise = Signal() - vecClean;
-    EXPECT_GE(vecNoise.min(), 0.0);
-    EXPECT_LE(vecNoise.max(), 10.0 * RAND_MAX / 4294967295.0 + 1e-9);
-    EXPECT_GT(vecNoise.max() - vecNoise.min(), 0.0);
-}
-
 TEST_F(Study, WhatIsMissingIsToldAndEmptiesTheQueue)
 {
     deqMeas.Append({1.0, eQualValid});

@@ -1,5 +1,4 @@
 #include "offline/CReadFile.h"
-#include "offline/CWriteFile.h"
 #include "unit/job/ResultDir.h"
 
 namespace
@@ -37,23 +36,4 @@ TEST_F(Files, LineLongerThanTheLimitEndsTheReading)
 {
     EXPECT_EQ(LinesOf("a\n" + std::string(16383, 'x') + "\nb\n"), (Lines{"a", std::string(16383, 'x'), "b"}));
     EXPECT_EQ(LinesOf("a\n" + std::string(16384, 'x') + "\nb\n"), Lines{"a"});
-}
-
-TEST_F(Files, PositionsLeadBackToALine)
-{
-    std::ofstream(dir.Path("in.txt")) << "head\none\ntwo";
-    CReadFile file(L"c:\\in.txt", nullptr);
-    ASSERT_TRUE(file.Open());
-    ASSERT_TRUE(file.ReadLine());
-    EXPECT_EQ(file.GetPos(), 5U);
-    ASSERT_TRUE(file.ReadLine() && file.ReadLine());
-    EXPECT_EQ(file.GetLine(), "two");
-    EXPECT_FALSE(file.ReadLine());
-    EXPECT_EQ(file.GetLine(), "two") << "the line before stays";
-    EXPECT_TRUE(file.SetPos(5));
-    ASSERT_TRUE(file.ReadLine());
-    EXPECT_EQ(file.GetLine(), "one") << "also after the end was reached";
-    ASSERT_TRUE(file.Open());
-    ASSERT_TRUE(file.ReadLine());
-    EXPECT_EQ(file.GetLine(), "head") << "opened anew";
 }

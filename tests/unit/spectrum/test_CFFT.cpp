@@ -1,6 +1,5 @@
 #include "SpectrumBench.h"
 #include "fake/CaptureTrace.h"
-#include "unit/job/ResultDir.h"
 #include <tuple>
 
 namespace
@@ -60,12 +59,4 @@ TEST_F(FftTest, BandBackInTimeHasTheAmplitudeOfItsSinusoid)
                 << nLow << " to " << nHigh;
         }
     }
-}
-
-TEST_F(FftTest, LengthIsPaddedButTheStepIsNot)
-{
-    ASSERT_TRUE(fft.FFTbyMKL(Samples(6, 1.0, [](double) { return 1.0; }), 0.5));
-    EXPECT_EQ(fft.GetNoOfChannels(), 4U);
-    EXPECT_DOUBLE_EQ(fft.GetDeltaF(), 1.0 / 3.0);
-    EXPECT_NEAR((*fft.GetData())[0].real(), 6.0, 1e-14);
 }

@@ -131,23 +131,6 @@ TEST_F(ProcOmaTest, SamplesThatAreNoNumbersAreBorne)
     Run(0.8, 2);
 }
 
-TEST_F(ProcOmaTest, ExtendedDataFileOfARunWithoutPeaks)
-{
-    const CResultDir dir;
-    Options({L"-file:psm"});
-    MakeProc(8, 1.0, 0.5);
-    Feed({0, 8, 0, 0, 0, 0, 0, 0}); // height 2 in all channels, 45 degrees from one to the next
-    EXPECT_TRUE(Run(1.0, 1, {}, L"c:\\OMA_J_PsmExt.dat").empty());
-    EXPECT_EQ(
-        dir.Text("OMA_J_PsmExt.dat"),
-        "TimeStep   0.500\n"
-        "TimeData      8      0.000      8.000      0.000      0.000      0.000      0.000      0.000      0.000\n"
-        "FreqStep       0.250\n"
-        "Magn          4      2.000      2.000      2.000      2.000\n"
-        "Degs          4      0.000    -45.000    -90.000   -135.000\n"
-        "SearchBuf     4      0.000     -2.000     -2.000     -2.000\n");
-}
-
 TEST_F(ProcOmaTest, FilesOfARunWithOnePeakAreTheGoldenOnes)
 {
     const CResultDir dir;

@@ -1,6 +1,5 @@
 #include "SpectrumBench.h"
 #include "fake/CaptureTrace.h"
-#include "spectrum/CMathBAS.h"
 
 namespace
 {
@@ -63,23 +62,6 @@ struct Damping : SpectrumBench
     }
 };
 } // namespace
-
-TEST(CMathBAS, RateBetweenTwoValuesOfTheEnvelope)
-{
-    CTraceOMA trace("MATH");
-    const CaptureTrace capture;
-    double fAtten = 0.0;
-    ASSERT_TRUE(CMathBAS::Atten(2.0, 1.0, 0.5, &trace, &fAtten));
-    EXPECT_DOUBLE_EQ(fAtten, -2.0 * std::log(2.0));
-    ASSERT_TRUE(CMathBAS::Atten(1.0, 2.0, 0.5, nullptr, &fAtten));
-    EXPECT_DOUBLE_EQ(fAtten, 2.0 * std::log(2.0));
-    EXPECT_FALSE(CMathBAS::Atten(0.0, 1.0, 0.5, &trace, &fAtten));
-    EXPECT_TRUE(capture.Has("CMathBAS::Atten(): Invalid #p_fData_1st# value: 0.000000!"));
-    EXPECT_FALSE(CMathBAS::Atten(1.0, 1.0, 0.0, &trace, &fAtten));
-    EXPECT_TRUE(capture.Has("CMathBAS::Atten(): Invalid #p_fDelta_s# value: 0.000000!"));
-    EXPECT_TRUE(CMathBAS::Atten(1.0, 0.0, 0.5, &trace, &fAtten));
-    EXPECT_TRUE(std::isinf(fAtten) && fAtten < 0.0);
-}
 
 TEST_F(Damping, TooFewHalfCycles)
 {
