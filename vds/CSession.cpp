@@ -113,6 +113,11 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
         m_nDeliveryAcks += m_nDeliveryAcks < m_nDelivered ? 1U : 0U;
         m_core.Kick();
     }
+    else if (p_message.has_flush())
+    {
+        const std::uint64_t nNumber = p_message.flush().number();
+        m_pStream->Send([nNumber](Link::Message& r_message) { r_message.mutable_flush_done()->set_number(nNumber); });
+    }
     else if (p_message.has_flush_done())
     {
         m_nFlushDone = std::min(p_message.flush_done().number(), m_nFlush);

@@ -55,6 +55,17 @@ bool CConnection::WaitConnected(std::chrono::milliseconds p_tLimit)
     return m_bUp;
 }
 
+void CConnection::AskFlush()
+{
+    Send([](Link::Message& r_message) { r_message.mutable_flush()->set_number(1); });
+}
+
+void CConnection::WaitFlushed(TTime p_tLimit)
+{
+    std::unique_lock<std::mutex> lock(m_mtx);
+    m_cvUp.wait_until(lock, p_tLimit, [this] { return m_bFlushed || !m_bUp; });
+}
+
 void CConnection::Shutdown()
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
@@ -167,6 +178,7 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
         if (m_bUp)
         {
             m_bUp = false;
+            m_cvUp.notify_all();
             m_nSubscribed = NowTicks();
             for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
                 pReceiver->OnLost();
@@ -301,6 +313,12 @@ void CConnection::OnLinkMessage(const Link::Message& p_message)
     {
         const std::uint64_t nNumber = p_message.flush().number();
         Send([nNumber](Link::Message& r_message) { r_message.mutable_flush_done()->set_number(nNumber); });
+    }
+    else if (p_message.has_flush_done())
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_bFlushed = true;
+        m_cvUp.notify_all();
     }
     else if (p_message.has_welcome() && p_message.welcome().version() == Link::g_nLinkVersion)
         OnWelcome();

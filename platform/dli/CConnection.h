@@ -51,6 +51,10 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     void Open();
     bool WaitConnected(std::chrono::milliseconds p_tLimit);
+    /// Asks the server for an answer behind all that has been sent.
+    void AskFlush();
+    /// Until the answer is there, the connection is lost or the time has come.
+    void WaitFlushed(TTime p_tLimit);
     /// No further attempts; the link is cut.
     void Shutdown();
     CThreadPool& Pool() { return m_pool; }
@@ -133,6 +137,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     // ---- under m_mtx ----
     std::condition_variable m_cvUp;
     bool m_bUp = false;
+    bool m_bFlushed = false; ///< all that was sent ahead of AskFlush has been taken
     bool m_bShutdown = false;
     std::string m_strRefusal;
     std::shared_ptr<Link::CLinkStream> m_pStream; ///< being opened, or open

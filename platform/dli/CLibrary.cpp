@@ -30,6 +30,8 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 namespace
 {
 constexpr auto g_tInit = std::chrono::milliseconds(2000);
+/// How long the end waits for a server that has not taken yet what was sent last.
+constexpr auto g_tFlush = std::chrono::seconds(3);
 
 struct SShutdownAtExit
 {
@@ -161,6 +163,13 @@ void CLibrary::Shutdown()
         m_bShutdown = true;
         vecConnection = m_vecConnection;
     }
+    // A server that is busy may find the link cut when it next writes, and then reads no more: what was sent last, the
+    // end of an event above all, would be lost.
+    for (const std::shared_ptr<CConnection>& pConnection : vecConnection)
+        pConnection->AskFlush();
+    const auto tLimit = std::chrono::steady_clock::now() + g_tFlush;
+    for (const std::shared_ptr<CConnection>& pConnection : vecConnection)
+        pConnection->WaitFlushed(tLimit);
     for (const std::shared_ptr<CConnection>& pConnection : vecConnection)
         pConnection->Shutdown();
     m_pool.Shutdown();
