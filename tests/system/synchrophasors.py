@@ -89,7 +89,7 @@ class Server(threading.Thread):
                 try:
                     self.serve(client)
                 except OSError:
-                    pass
+                    self.take_last(client)
 
     def serve(self, client):
         client.settimeout(0.002)
@@ -115,6 +115,14 @@ class Server(threading.Thread):
                 index += 1
                 self.give(client, self.device.data(index))
                 self.given += 1
+
+    def take_last(self, client):
+        """The commands ahead of the end of a connection that was found closed when data was sent."""
+        try:
+            rest = client.recv(1000)
+            self.commands += [struct.unpack(">H", rest[i + 14:i + 16])[0] for i in range(0, len(rest) - 17, 18)]
+        except OSError:
+            pass
 
     def give(self, client, data):
         if self.datagrams:
