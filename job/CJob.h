@@ -44,10 +44,13 @@ class CJob
     virtual bool WriteHeadToCSV(CWriteFile* p_pFileCSV) = 0;
     virtual bool WriteDataToCSV(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) = 0;
 
+    /// End of a pass, [W].
+    void TellWorkerDone();
     bool HasThread() const { return m_pThread != nullptr; }
     bool IsOk() const { return m_bOk; }
 
     std::atomic<bool> m_bWorkerDone{true}; ///< [R] clears before event 1, [W] sets after each pass
+    const HANDLE m_hWorkerDone;            ///< set behind m_bWorkerDone, so that R need not sleep its poll out
     std::atomic<bool> m_bStartDone{true};  ///< [R] clears before event 0, [W] sets when the old data are gone
     std::string m_strName;
     bool m_bActive;      ///< from the configuration, cleared when the job cannot run; [M]

@@ -133,7 +133,7 @@ void CJobOMA::OnNewData(SThread& r_thread, const CMethodTrace& p_trace)
 {
     if (r_thread.bStopped)
     {
-        m_bWorkerDone = true;
+        TellWorkerDone();
         p_trace.Error("Unexecpted NEW DATA event from VDS server");
         return;
     }
@@ -149,7 +149,7 @@ void CJobOMA::OnNewData(SThread& r_thread, const CMethodTrace& p_trace)
         const std::lock_guard lock(m_mtxModes);
         RunWorker(r_thread.pFileCSV.get(), &r_thread.nCsvRows);
     }
-    m_bWorkerDone = true;
+    TellWorkerDone();
     if (r_thread.pFileCSV && static_cast<std::int64_t>(r_thread.nCsvRows) == CsvCycles())
     {
         p_trace.Info("Close PMU sim.file. after all data being transferred");

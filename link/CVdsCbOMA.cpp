@@ -528,7 +528,7 @@ bool CVdsCbOMA::WaitForWorkerDone(CJobOMA* p_pJob)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "WaitForWorkerDone");
     const auto fnDone = [this, p_pJob] { return m_bStop || p_pJob->m_bWorkerDone; };
-    if (PollUntil(fnDone, g_nPassesWorker, g_nWaitWorker_ms))
+    if (PollUntil(fnDone, g_nPassesWorker, g_nWaitWorker_ms, p_pJob->m_hWorkerDone))
         return true;
     return trace.Error("Input data loss for OMA job: ", p_pJob->m_strName);
 }

@@ -1,0 +1,145 @@
+"""What many jobs cost: a server and an application in two processes, a grid of up to 300 three-phase PMUs that swings.
+
+load.py JOBS SECONDS [--speed N|max] [--modes 1|3] prints one line of JSON: what was analysed, what it took, what was
+lost. OMA_BIN_DIR names the binaries. ./measure prints the tables.
+"""
+import argparse
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "system"))
+from collections import Counter
+
+from harness import *
+
+PLACES = 150  # each with a PMU for its voltage and one for the current of its line
+RATE = 50
+LAST_S = 2.0  # of the data: the passes at the end may still be under way when the server ends
+BANDS = ((0.05, 0.2), (0.2, 0.8), (0.8, 3.0))
+CLOCK_S = 1.0 / os.sysconf("SC_CLK_TCK")
+
+
+def phases(unit):
+    return [1000 + 10 * unit + k for k in range(3)]
+
+
+def jobs_of(count, places, modes):
+    """By turns the power of a line and the angle between two places, with three bands each."""
+    jobs = []
+    for i in range(count):
+        place = i % places
+        far = (place + 1 + 2 * (i // 2)) % places  # of the other group
+        base = ANGLE_JOB if i % 2 else {**POWER_JOB, "magnitude": {"nominal": 800e6, "warning": 0.25, "alarm": 0.5}}
+        second = (2 * far, 0) if i % 2 else (2 * place + 1, 1)
+        bands = BANDS if modes == 3 else ((BANDS[0][0], BANDS[-1][1]),)
+        jobs.append({
+            **base, "name": f"JOB_{i}", "id": 200_000 + i, "output_ref_id": 300_000 + i, "using_ntm": False,
+            "damping": {"warning": -0.4, "alarm": -0.2},  # a steady swing stays "Distinct", however its damping scatters
+            "spectral": {"samples": 512, "sets": [
+                {"multiplier": m, "lower": lower, "upper": upper}
+                for m, (lower, upper) in zip((1, 4, 16), reversed(BANDS))]},
+            "modes": {"samples": 10, "reporting_rate": 1, "list": [
+                {"id": 400_000 + 3 * i + k, "unit_id": 400_000 + 3 * i + k, "min": low, "max": high,
+                 "outputs": [500_000 + 12 * i + 4 * k + n for n in range(4)]}
+                for k, (low, high) in enumerate(bands)]},
+            "pmu1": {"id": 100 + 2 * place, "signal": 0, "phasors": phases(2 * place)},
+            "pmu2": {"id": 100 + second[0], "signal": second[1], "phasors": phases(second[0])}})
+    return jobs
+
+
+def scenario_of(places, seconds):
+    """A ring of places, each of which swings against its neighbours: three swings of steady size, one in each band."""
+    names = [f"P{i}" for i in range(places)]
+    label = dict(zip(("L1", "L2", "L3"), range(3)))
+    pmus = []
+    for i, name in enumerate(names):
+        for unit, line in ((2 * i, None), (2 * i + 1, f"L{i}")):
+            pmus.append({"place": name, **({"line": line} if line else {}),
+                         "phases": {phase: phases(unit)[k] for phase, k in label.items()}})
+    return {"start": "2026-03-05T10:00:00Z", "duration_s": seconds, "rate": RATE, "seed": 5,
+            "noise": {"magnitude_percent": 0.05, "angle_deg": 0.03},
+            "places": [{"name": name, "voltage_V": 230940, "angle_deg": 10 * math.sin(6.28 * i / places)}
+                       for i, name in enumerate(names)],
+            "lines": [{"name": f"L{i}", "from": name, "to": names[(i + 1) % places], "reactance_Ohm": 60}
+                      for i, name in enumerate(names)],
+            "pmus": pmus,
+            "swings": [{"name": f"{freq} Hz", "frequency_hz": freq, "damping": 0, "start_s": 1, "amplitude_deg": 1,
+                        "shape": {name: 1 - i % 2 * 2 for i, name in enumerate(names)}}
+                       for freq in (1.13, 0.43, 0.117)]}
+
+
+class Load(SystemTest):
+    """Not a test: what the tests have to start and end processes with."""
+
+    def runTest(self):
+        pass
+
+    def usage(self, process):
+        """CPU seconds, bytes of resident memory, threads."""
+        folder = Path(f"/proc/{process.proc.pid}")
+        fields = (folder / "stat").read_text().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) * CLOCK_S, int(fields[21]) * os.sysconf("SC_PAGE_SIZE"), int(fields[17])
+
+    def measure(self, jobs, seconds, speed, modes):
+        places = max(2, min(PLACES, jobs))
+        self.config.write_text(config_xml(self.ports, jobs=jobs_of(jobs, places, modes), rate=RATE))
+        (self.dir / "load.json").write_text(json.dumps(scenario_of(places, seconds)))
+        vds = self.start("vds", [BIN / "vds", f"-xml:{self.config}", "--simulate", self.dir / "load.json", "--speed", speed,
+                                 "--once", "--log-dir", self.dir, "--log-measurements"])
+        wait_for(self.listening, "vds listening")
+        begin = time.monotonic()
+        oma = self.start("oma", [BIN / "oma", f"-xml:{self.config}"])
+        last = {}
+        first_s = None
+        while vds.running():
+            for p in (oma, vds):
+                try:
+                    last[p.name] = self.usage(p)
+                except (OSError, IndexError):
+                    pass
+            if first_s is None and (self.dir / "channels.jsonl").exists() and \
+                    (self.dir / "channels.jsonl").stat().st_size:
+                first_s = time.monotonic() - begin
+            if not oma.running():
+                raise AssertionError("oma has ended:\n" + oma.text()[-3000:])
+            time.sleep(0.2)
+        wall_s = time.monotonic() - begin
+        if vds.wait() != 0 or oma.stop() != 0:
+            raise AssertionError(vds.text()[-3000:] + oma.text()[-3000:])
+        values = Counter()
+        gaps = 0
+        newest = {}
+        rate = {}
+        for c in self.channels():
+            if c["op"] == "write" and c["pmu"] >= 200_300 and c["pmu"] < 400_000:
+                values[c["pmu"]] += 1
+        text = oma.text()
+        return {
+            "jobs": jobs, "seconds": seconds, "speed": speed, "wall_s": round(wall_s, 1), "start_s": first_s,
+            "times_real_time": round(seconds / wall_s, 1),
+            "cpu_oma_s": round(last[oma.name][0], 1), "cpu_vds_s": round(last[vds.name][0], 1),
+            "MB_oma": round(last[oma.name][1] / 1e6, 1), "MB_vds": round(last[vds.name][1] / 1e6, 1),
+            "threads_oma": last[oma.name][2],
+            "input_data_losses": text.count("Input data loss"), "lines": len(text.splitlines()),
+            "swing_events": len(self.swing_events()),
+            "values_per_job": [min(values.values(), default=0), max(values.values(), default=0)],
+            "first_lines": text.splitlines()[:5]}
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("jobs", type=int)
+    parser.add_argument("seconds", type=int)
+    parser.add_argument("--speed", default="1")
+    parser.add_argument("--modes", type=int, default=3, choices=(1, 3))
+    args = parser.parse_args()
+    load = Load()
+    load.setUp()
+    try:
+        print(json.dumps(load.measure(args.jobs, args.seconds, args.speed, args.modes)))
+    finally:
+        load.tearDown()
+
+
+if __name__ == "__main__":
+    main()
