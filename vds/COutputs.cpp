@@ -24,16 +24,18 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
         return eNoChannels;
     if (p_nRate == 0)
         return eBadRate;
-    for (const auto& [key, writer] : m_mapWriter)
-    {
-        if (writer.nPmu == p_nPmu && key.first != p_nSession)
-            return eOtherConnection;
-    }
+    const auto itOwner = m_mapOwner.find(p_nPmu);
+    if (itOwner != m_mapOwner.end() && itOwner->second.nSession != p_nSession)
+        return eOtherConnection;
     if (m_mapWriter.size() >= g_nMaxWriters || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels)
         return eTooMany;
     SWriter& writer = m_mapWriter[{p_nSession, p_nWriter}];
     for (const std::uint64_t nId : writer.vecnId)
         m_mapChannel[{writer.nPmu, nId}].bStarted = false;
+    if (!writer.vecnId.empty())
+        Release(writer.nPmu);
+    m_mapOwner[p_nPmu].nSession = p_nSession;
+    ++m_mapOwner[p_nPmu].nWriters;
     writer.nPmu = p_nPmu;
     writer.vecnId = p_vecnId;
     writer.nRate = p_nRate;
@@ -65,6 +67,7 @@ void COutputs::Stop(TWriters::iterator p_it)
 {
     const SWriter writer = std::move(p_it->second);
     m_mapWriter.erase(p_it);
+    Release(writer.nPmu);
     for (const std::uint64_t nId : writer.vecnId)
     {
         if (m_mapChannel.size() > g_nMaxStopped)
@@ -74,6 +77,14 @@ void COutputs::Stop(TWriters::iterator p_it)
     }
     if (writer.bLogged)
         m_log.Write("{\"op\":\"stop\",\"pmu\":" + std::to_string(writer.nPmu) + '}');
+}
+
+/// One writer less of a virtual PMU; one that is not started does no harm.
+void COutputs::Release(std::uint64_t p_nPmu)
+{
+    const auto it = m_mapOwner.find(p_nPmu);
+    if (it != m_mapOwner.end() && --it->second.nWriters == 0)
+        m_mapOwner.erase(it);
 }
 
 void COutputs::StopAll(std::uint64_t p_nSession)
@@ -117,5 +128,8 @@ std::vector<COutputs::SChannel> COutputs::Channels() const
     std::vector<SChannel> vecChannel;
     for (const auto& [key, channel] : m_mapChannel)
         vecChannel.push_back(channel);
+    std::sort(vecChannel.begin(), vecChannel.end(),
+              [](const SChannel& p_one, const SChannel& p_two)
+              { return std::pair(p_one.nPmu, p_one.nId) < std::pair(p_two.nPmu, p_two.nId); });
     return vecChannel;
 }

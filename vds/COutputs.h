@@ -1,6 +1,7 @@
 #pragma once
 #include "vds/CJsonLog.h"
 #include "vds/ServerConfig.h"
+#include <boost/unordered_map.hpp>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -49,6 +50,7 @@ class COutputs
     /// The connection has gone: all that it has started is stopped.
     void StopAll(std::uint64_t p_nSession);
 
+    /// By PMU and channel.
     std::vector<SChannel> Channels() const;
 
   private:
@@ -60,13 +62,21 @@ class COutputs
         std::int32_t nRate = 1;
     };
     using TWriters = std::map<std::pair<std::uint64_t, unsigned>, SWriter>;
+    /// Who has started a virtual PMU, by how many writers.
+    struct SOwner
+    {
+        std::uint64_t nSession = 0;
+        unsigned nWriters = 0;
+    };
     void Stop(TWriters::iterator p_it);
+    void Release(std::uint64_t p_nPmu);
 
     const SServerConfig& m_config;
     const bool m_bLogMeasurements;
     CJsonLog m_log;
-    TWriters m_mapWriter;                                                     ///< by session and writer
-    std::map<std::pair<std::uint64_t, std::uint64_t>, SChannel> m_mapChannel; ///< by PMU and channel
+    TWriters m_mapWriter; ///< by session and writer
+    boost::unordered_map<std::uint64_t, SOwner> m_mapOwner;
+    boost::unordered_map<std::pair<std::uint64_t, std::uint64_t>, SChannel> m_mapChannel; ///< by PMU and channel
 };
 
 /// Quality of the state word of a value that is written; any unknown word is INVALID.

@@ -17,20 +17,22 @@ namespace
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-struct SEvent
-{
-    bool bManual = false;
-    bool bSignalled = false;
-};
-
 /// A parked wait. Lives on the stack of its thread.
 struct SWait
 {
     const HANDLE* phEvents = nullptr;
     DWORD nCount = 0;
+    std::size_t nParked = 0;                   ///< its place in the list of all
     std::optional<Clock::time_point> deadline; ///< none: waits for ever
     std::optional<DWORD> nAnswer;
     std::condition_variable cvAnswer;
+};
+
+struct SEvent
+{
+    bool bManual = false;
+    bool bSignalled = false;
+    std::vector<SWait*> vecpWait; ///< parked on this event, in order of arrival: the first one gets it
 };
 
 class CEventTable
@@ -41,7 +43,7 @@ class CEventTable
         const std::lock_guard lock(m_mtx);
         m_nLastHandle += 4;
         const auto hEvent = reinterpret_cast<HANDLE>(m_nLastHandle);
-        m_mapEvent[hEvent] = {p_bManual, p_bSignalled};
+        m_mapEvent[hEvent] = {p_bManual, p_bSignalled, {}};
         return hEvent;
     }
 
@@ -51,18 +53,13 @@ class CEventTable
         const auto itEvent = m_mapEvent.find(p_hEvent);
         if (itEvent == m_mapEvent.end())
             return false;
-        itEvent->second.bSignalled = true;
-        for (std::size_t n = 0; n < m_vecpParked.size() && itEvent->second.bSignalled;)
+        SEvent& event = itEvent->second;
+        event.bSignalled = true;
+        while (event.bSignalled && !event.vecpWait.empty())
         {
-            SWait& wait = *m_vecpParked[n];
-            const DWORD nIndex = IndexOf(wait, p_hEvent);
-            if (nIndex == wait.nCount)
-            {
-                ++n;
-                continue;
-            }
-            itEvent->second.bSignalled = itEvent->second.bManual;
-            Answer(n, WAIT_OBJECT_0 + nIndex);
+            SWait& wait = *event.vecpWait.front();
+            event.bSignalled = event.bManual;
+            Answer(wait, WAIT_OBJECT_0 + IndexOf(wait, p_hEvent));
         }
         return true;
     }
@@ -70,15 +67,12 @@ class CEventTable
     bool Close(HANDLE p_hEvent)
     {
         const std::lock_guard lock(m_mtx);
-        if (m_mapEvent.erase(p_hEvent) == 0)
+        const auto itEvent = m_mapEvent.find(p_hEvent);
+        if (itEvent == m_mapEvent.end())
             return false;
-        for (std::size_t n = 0; n < m_vecpParked.size();)
-        {
-            if (IndexOf(*m_vecpParked[n], p_hEvent) < m_vecpParked[n]->nCount)
-                Answer(n, WAIT_FAILED);
-            else
-                ++n;
-        }
+        while (!itEvent->second.vecpWait.empty())
+            Answer(*itEvent->second.vecpWait.front(), WAIT_FAILED);
+        m_mapEvent.erase(itEvent);
         return true;
     }
 
@@ -96,7 +90,7 @@ class CEventTable
         wait.nCount = p_nCount;
         if (p_nTimeout_ms != INFINITE)
             wait.deadline = Now() + milliseconds(p_nTimeout_ms);
-        m_vecpParked.push_back(&wait);
+        Park(wait);
         m_cvParked.notify_all();
         JumpIfAllParked();
 
@@ -106,7 +100,7 @@ class CEventTable
                 wait.cvAnswer.wait(lock);
             else if (wait.cvAnswer.wait_until(lock, *wait.deadline) == std::cv_status::timeout && !wait.nAnswer)
             {
-                std::erase(m_vecpParked, &wait);
+                Unpark(wait);
                 return WAIT_TIMEOUT;
             }
         }
@@ -161,12 +155,29 @@ class CEventTable
     }
     Clock::time_point Now() const { return m_bFake ? m_fakeNow : Clock::now(); }
 
-    void Answer(std::size_t p_nParked, DWORD p_nAnswer)
+    /// All its handles are in the table.
+    void Park(SWait& r_wait)
     {
-        SWait* const pWait = m_vecpParked[p_nParked];
-        m_vecpParked.erase(m_vecpParked.begin() + static_cast<std::ptrdiff_t>(p_nParked));
-        pWait->nAnswer = p_nAnswer;
-        pWait->cvAnswer.notify_one();
+        r_wait.nParked = m_vecpParked.size();
+        m_vecpParked.push_back(&r_wait);
+        for (DWORD n = 0; n < r_wait.nCount; ++n)
+            m_mapEvent[r_wait.phEvents[n]].vecpWait.push_back(&r_wait);
+    }
+
+    void Unpark(SWait& r_wait)
+    {
+        m_vecpParked[r_wait.nParked] = m_vecpParked.back();
+        m_vecpParked[r_wait.nParked]->nParked = r_wait.nParked;
+        m_vecpParked.pop_back();
+        for (DWORD n = 0; n < r_wait.nCount; ++n)
+            std::erase(m_mapEvent[r_wait.phEvents[n]].vecpWait, &r_wait);
+    }
+
+    void Answer(SWait& r_wait, DWORD p_nAnswer)
+    {
+        Unpark(r_wait);
+        r_wait.nAnswer = p_nAnswer;
+        r_wait.cvAnswer.notify_one();
     }
 
     /// Answer that needs no parking: a bad handle, or the first signalled one.
@@ -193,9 +204,9 @@ class CEventTable
         m_fakeNow = p_now;
         for (std::size_t n = 0; n < m_vecpParked.size();)
         {
-            const auto& deadline = m_vecpParked[n]->deadline;
-            if (deadline && *deadline <= m_fakeNow)
-                Answer(n, WAIT_TIMEOUT);
+            SWait& wait = *m_vecpParked[n];
+            if (wait.deadline && *wait.deadline <= m_fakeNow)
+                Answer(wait, WAIT_TIMEOUT); // another one is in its place now
             else
                 ++n;
         }
@@ -216,7 +227,7 @@ class CEventTable
     std::mutex m_mtx;
     std::unordered_map<HANDLE, SEvent> m_mapEvent;
     std::uintptr_t m_nLastHandle = 0;
-    std::vector<SWait*> m_vecpParked; ///< in order of arrival: the first one gets the event
+    std::vector<SWait*> m_vecpParked; ///< in no order
     std::condition_variable m_cvParked;
     bool m_bFake = false;
     Clock::time_point m_fakeNow;
