@@ -13,8 +13,6 @@ constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
 /// Readers know of a loss so much earlier than writers.
 constexpr auto g_tReadersFirst = std::chrono::milliseconds(500);
-constexpr auto g_tReadersLast = std::chrono::seconds(6); ///< by then a silent connection has been given up
-constexpr auto g_tRecent = std::chrono::seconds(1);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 
 /// Ticks of 100 ns from 0001-01-01 UTC.
@@ -171,11 +169,13 @@ void CConnection::StartWritersAgain()
 void CConnection::OnLinkClosed(const std::string& p_strReason)
 {
     m_inbox.Lost();
+    bool bLost = false;
     std::vector<std::shared_ptr<CWriteReceiver>> vecpWriter;
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         m_pStream.reset();
-        if (m_bUp)
+        bLost = m_bUp;
+        if (bLost)
         {
             m_bUp = false;
             m_cvUp.notify_all();
@@ -194,12 +194,12 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
     }
     if (Link::IsRefusal(p_strReason))
         NoteRefusal(p_strReason);
-    if (p_strReason == Link::g_strSilentPeer)
-        m_fnSilent();
+    if (bLost)
+        m_fnLost();
     if (vecpWriter.empty())
         return ConnectLater();
     ++*m_pnTelling;
-    TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now());
+    TellWriters(std::move(vecpWriter));
 }
 
 /// One line as long as the reason stays the same; the next attempts follow at the longest distance.
@@ -226,32 +226,22 @@ std::string CConnection::Refusal() const
     return m_strRefusal;
 }
 
-void CConnection::CloseIfSilent()
+void CConnection::GiveUp()
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
-    if (m_bUp && std::chrono::steady_clock::now() - m_tHeard > g_tRecent)
-        m_pStream->Close(Link::g_strSilentPeer);
+    if (m_pStream)
+        m_pStream->Close("another connection to the server is lost");
 }
 
-bool CConnection::IsSettled(TTime p_tSince) const
-{
-    const std::lock_guard<std::mutex> lock(m_mtx);
-    return !m_bUp || m_tHeard > p_tSince;
-}
-
-/// When the whole server is gone, the application ends its swings and their events in order on the word of its readers;
-/// a writer that has stopped ahead of that leaves an event behind, which is then not reported anew. So writers are told
-/// when the other connections are known to stand or to be lost as well.
-void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLoss)
+/// The application ends its swings and their events in order on the word of its readers, who have been told on all
+/// connections by now; a writer that has stopped ahead of that would leave an event behind, which is then not reported
+/// anew.
+void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter)
 {
     m_timerWriters.expires_after(g_tReadersFirst);
     m_timerWriters.async_wait(
-        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter),
-         p_tLoss](const boost::system::error_code& p_ec) mutable
+        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter)](const boost::system::error_code& p_ec)
         {
-            const bool bPatient = std::chrono::steady_clock::now() - p_tLoss < g_tReadersLast;
-            if (!p_ec && bPatient && !self->m_fnOthersSettled(p_tLoss))
-                return self->TellWriters(std::move(vecpWriter), p_tLoss);
             --*self->m_pnTelling;
             if (p_ec)
                 return;
@@ -280,7 +270,6 @@ void CConnection::ConnectLater()
 
 void CConnection::OnLinkMessage(const Link::Message& p_message)
 {
-    m_tHeard = std::chrono::steady_clock::now();
     if (p_message.has_cycle() || p_message.has_set_started())
     {
         const bool bCycle = p_message.has_cycle();

@@ -41,12 +41,11 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     using TTime = std::chrono::steady_clock::time_point;
 
-    // ---- the connections of the process to one server; on the link's thread. The two are set ahead of Open ----
-    std::function<void()> m_fnSilent;             ///< called when the server has been silent for too long
-    std::function<bool(TTime)> m_fnOthersSettled; ///< whether the others have been heard of since, or are lost
-    /// Gives the link up, unless the server has been heard of just now.
-    void CloseIfSilent();
-    bool IsSettled(TTime p_tSince) const;
+    /// The connections of the process to one server are one link: called when this one is lost, gives up the others.
+    /// On the link's thread. Set ahead of Open.
+    std::function<void()> m_fnLost;
+    /// Cuts the connection, or its present attempt; it connects again like after any loss.
+    void GiveUp();
     const boost::asio::ip::tcp::endpoint& Endpoint() const { return m_endpoint; }
 
     void Open();
@@ -107,7 +106,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void TryConnect();
     void OnWelcome();
     void StartWritersAgain();
-    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLoss);
+    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter);
     void ConnectLater();
     void NoteRefusal(const std::string& p_strReason);
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
@@ -129,7 +128,6 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     const std::shared_ptr<int> m_pnTelling; ///< connections of the process whose writers do not know of a loss yet
     std::chrono::milliseconds m_tDelay;
     std::string m_strToken;                   ///< of this attempt
-    TTime m_tHeard;                           ///< of the last message
     boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
     CEventInbox m_inbox;
 

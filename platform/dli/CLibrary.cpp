@@ -84,17 +84,11 @@ unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName,
     const auto pConnection =
         std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, endpoint, p_strIPAddr, m_nClient, m_pnTelling);
     pConnection->m_fnSecurity = [this] { return Security(); };
-    pConnection->m_fnSilent = [this, address]
+    pConnection->m_fnLost = [this, address, pLost = pConnection.get()]
     {
         for (const std::shared_ptr<CConnection>& pOther : ConnectionsTo(address))
-            pOther->CloseIfSilent();
-    };
-    pConnection->m_fnOthersSettled = [this, address](CConnection::TTime p_tSince)
-    {
-        const std::vector<std::shared_ptr<CConnection>> vecpOther = ConnectionsTo(address);
-        return std::all_of(vecpOther.begin(), vecpOther.end(),
-                           [p_tSince](const std::shared_ptr<CConnection>& p_pOther)
-                           { return p_pOther->IsSettled(p_tSince); });
+            if (pOther.get() != pLost)
+                pOther->GiveUp();
     };
     pConnection->Open();
     if (!pConnection->WaitConnected(g_tInit))
@@ -130,7 +124,6 @@ std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
     return m_vecConnection[p_hConn - 1];
 }
 
-/// A server that hangs does so on all connections: the one that notices first speaks for all.
 std::vector<std::shared_ptr<CConnection>> CLibrary::ConnectionsTo(const asio::ip::address& p_address)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);

@@ -46,8 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p
     CUser user;
     const auto pConnection = std::make_shared<Dli::CConnection>(
         io, pool, eElemOMA, "oma", boost::asio::ip::tcp::endpoint{}, "localhost", 1, std::make_shared<int>(0));
-    pConnection->m_fnSilent = [] {};
-    pConnection->m_fnOthersSettled = [](Dli::CConnection::TTime) { return true; };
+    pConnection->m_fnLost = [] {};
     const auto pReader =
         std::make_shared<Dli::CDataReceiver>(pool, &user, std::weak_ptr<Dli::CDataReceiver::IReport>());
     const auto pWriter = std::make_shared<Dli::CWriteReceiver>(pool, &user);

@@ -5,7 +5,7 @@ As a program (see ./soak): soak.py [HOURS [JOBS]].
 from faults import SCENARIO
 from harness import *
 
-SAMPLE_S = 2.0  # of the wall clock, between two looks at the process
+SAMPLE_S = 0.3
 
 
 def jobs_of(count):

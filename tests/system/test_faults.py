@@ -9,7 +9,7 @@ class Faults(SystemTest):
         faults.play(self, 12, 7)
 
     def test_minutes_of_data_leave_threads_and_handles_where_they_were(self):
-        run = soak.SoakRun(self, 0.1, 10)
+        run = soak.SoakRun(self, 0.25, 10)
         run.run()
         self.assertTrue([e for e in self.swing_events() if e["transition"] == "APP"], "no swing was found")
         for name in ("oma", "vds"):

@@ -88,6 +88,54 @@ TEST_F(Connection, ComesBackByItselfEachTimeTheServerIsStartedAgain)
         EXPECT_EQ(vecOrder[i + 1], vecOrder[i] == 1 ? 9U : vecOrder[i] == 9 ? 3U : 1U);
 }
 
+/// An event that outlives its output is never reported again, so writers must not know first.
+TEST_F(Connection, WhicheverOfTwoIsLostReadersKnowItAheadOfWritersAndBothComeBack)
+{
+    StartServer();
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    CWriteLog writerLog;
+    unsigned long hData = ConnectData();
+    CChanneldataWrite writer(hData);
+    std::mutex mtx;
+    std::string strOrder;
+    const auto fnNote = [&](char p_chWho)
+    {
+        return [&, p_chWho](unsigned long p_eStatus)
+        {
+            const std::lock_guard<std::mutex> lock(mtx);
+            if (p_eStatus == eNotConnected)
+                strOrder += p_chWho;
+        };
+    };
+    reader.m_log.OnStatus(fnNote('r'));
+    writerLog.OnStatus(fnNote('w'));
+    reader.m_data.SetCallBack(&reader.m_log);
+    writer.SetCallBack(&writerLog);
+
+    using TDrop = Link::ControlRequest;
+    const std::vector<std::vector<TDrop::Kind>> vecCase = {
+        {TDrop::DROP_EVENT}, {TDrop::DROP_DATA}, {TDrop::DROP_ALL}, {TDrop::DROP_DATA, TDrop::DROP_EVENT}};
+    for (std::size_t i = 0; i <= vecCase.size(); ++i)
+    {
+        ASSERT_TRUE(Eventually(
+            [&] { return reader.m_log.Count(eConnected) == i + 1 && writerLog.Count(eConnected) == i + 1; }));
+        if (i == vecCase.size())
+            break;
+        Link::Frame frame;
+        frame.add_messages()->mutable_hello()->set_version(1);
+        frame.mutable_messages(0)->mutable_hello()->set_name("raw");
+        for (const TDrop::Kind eDrop : vecCase[i])
+            frame.add_messages()->mutable_control_request()->set_kind(eDrop);
+        CRawClient raw(m_config.nPortEvent);
+        ASSERT_FALSE(raw.Shake());
+        raw.Send(frame.SerializeAsString());
+        ASSERT_TRUE(Eventually([&] { return writerLog.Count(eNotConnected) == i + 1; }));
+    }
+    writer.SetCallBack(nullptr);
+    const std::lock_guard<std::mutex> lock(mtx);
+    EXPECT_EQ(strOrder, "rwrwrwrw");
+}
+
 TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse)
 {
     StartServer();

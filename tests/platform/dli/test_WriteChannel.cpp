@@ -112,31 +112,4 @@ TEST_F(WriteChannel, LossOfTheConnectionStopsTheOutputAndDropsWritesUntilANewSta
     ASSERT_TRUE(Eventually([&] { return FileLines("channels.jsonl").size() == 4; }));
     EXPECT_EQ(FileLines("channels.jsonl").back(), R"({"op":"write","pmu":802,"time":2,"values":[2],"quality":0})");
 }
-
-TEST_F(WriteChannel, WritersLearnOfTheLossOfTheServerBehindReaders)
-{
-    StartServer();
-    CReader reader(ConnectEvent(), {1}, 50, false);
-    CWriter writer(ConnectData(), 802, {9010});
-    std::mutex mtx;
-    std::string strOrder;
-    const auto fnNote = [&](char p_chWho)
-    {
-        return [&, p_chWho](unsigned long p_eStatus)
-        {
-            const std::lock_guard<std::mutex> lock(mtx);
-            if (p_eStatus == eNotConnected)
-                strOrder += p_chWho;
-        };
-    };
-    reader.m_log.OnStatus(fnNote('r'));
-    writer.m_log.OnStatus(fnNote('w'));
-    reader.m_data.SetCallBack(&reader.m_log);
-    writer.m_data.SetCallBack(&writer.m_log);
-    ASSERT_TRUE(Eventually([&] { return reader.m_log.Count(eConnected) + writer.m_log.Count(eConnected) == 2; }));
-    m_pServer.reset();
-    ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eNotConnected) == 1; }));
-    const std::lock_guard<std::mutex> lock(mtx);
-    EXPECT_EQ(strOrder, "rw");
-}
 } // namespace
