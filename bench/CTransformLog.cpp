@@ -21,6 +21,11 @@ TFunction* Real(TFunction*, const char* p_pszName)
     return reinterpret_cast<TFunction*>(dlsym(RTLD_NEXT, p_pszName));
 }
 
+fftw_complex* AsComplex(double* p_pfData)
+{
+    return reinterpret_cast<fftw_complex*>(p_pfData);
+}
+
 void Note(fftw_plan p_pPlan)
 {
     if (g_bNote)
@@ -70,50 +75,51 @@ std::vector<STransform> StopTransformLog()
 
 CTransforms::CTransforms(const std::vector<STransform>& p_vecTransform, unsigned p_nFlags)
 {
+    m_vecBuffers.reserve(p_vecTransform.size()); // elements stay where they are
     for (const STransform& transform : p_vecTransform)
     {
-        double* const pfData = Buffer(transform.nLength);
-        m_vecStep.push_back({transform, pfData, Plan(transform, pfData, p_nFlags)});
+        const SBuffers& buffers = Buffers(transform.nLength);
+        m_vecStep.push_back({transform, buffers.pfFrom.get(), buffers.pfTo.get(), Plan(transform, buffers, p_nFlags)});
     }
     Fill();
 }
 
-double* CTransforms::Buffer(int p_nLength)
+const CTransforms::SBuffers& CTransforms::Buffers(int p_nLength)
 {
-    for (const auto& [nLength, pfData] : m_vecBuffer)
-        if (nLength == p_nLength)
-            return pfData.get();
-    m_vecBuffer.emplace_back(p_nLength, fftw_alloc_real(static_cast<std::size_t>(p_nLength) + 2));
-    return m_vecBuffer.back().second.get();
+    for (const SBuffers& buffers : m_vecBuffers)
+        if (buffers.nLength == p_nLength)
+            return buffers;
+    const auto Alloc = [p_nLength] { return BufferPtr(fftw_alloc_real(static_cast<std::size_t>(p_nLength) + 2)); };
+    m_vecBuffers.push_back({p_nLength, Alloc(), Alloc()});
+    return m_vecBuffers.back();
 }
 
-fftw_plan CTransforms::Plan(const STransform& p_transform, double* p_pfData, unsigned p_nFlags)
+fftw_plan CTransforms::Plan(const STransform& p_transform, const SBuffers& p_buffers, unsigned p_nFlags)
 {
     for (const auto& [transform, pPlan] : m_vecPlan)
         if (transform == p_transform)
             return pPlan.get();
-    auto* const pComplex = reinterpret_cast<fftw_complex*>(p_pfData);
-    m_vecPlan.emplace_back(p_transform, p_transform.bInverse
-                                            ? fftw_plan_dft_c2r_1d(p_transform.nLength, pComplex, p_pfData, p_nFlags)
-                                            : fftw_plan_dft_r2c_1d(p_transform.nLength, p_pfData, pComplex, p_nFlags));
+    double* const pfFrom = p_buffers.pfFrom.get();
+    double* const pfTo = p_buffers.pfTo.get();
+    m_vecPlan.emplace_back(p_transform,
+                           p_transform.bInverse
+                               ? fftw_plan_dft_c2r_1d(p_transform.nLength, AsComplex(pfFrom), pfTo, p_nFlags)
+                               : fftw_plan_dft_r2c_1d(p_transform.nLength, pfFrom, AsComplex(pfTo), p_nFlags));
     return m_vecPlan.back().second.get();
 }
 
 void CTransforms::Fill()
 {
-    for (const auto& [nLength, pfData] : m_vecBuffer)
-        for (int i = 0; i < nLength + 2; ++i)
-            pfData.get()[i] = std::sin(0.05 * i);
+    for (const SBuffers& buffers : m_vecBuffers)
+        for (int i = 0; i < buffers.nLength + 2; ++i)
+            buffers.pfFrom.get()[i] = std::sin(0.05 * i);
 }
 
 void CTransforms::Run() const
 {
     for (const SStep& step : m_vecStep)
-    {
-        auto* const pComplex = reinterpret_cast<fftw_complex*>(step.pfData);
         if (step.transform.bInverse)
-            fftw_execute_dft_c2r(step.pPlan, pComplex, step.pfData);
+            fftw_execute_dft_c2r(step.pPlan, AsComplex(step.pfFrom), step.pfTo);
         else
-            fftw_execute_dft_r2c(step.pPlan, step.pfData, pComplex);
-    }
+            fftw_execute_dft_r2c(step.pPlan, step.pfFrom, AsComplex(step.pfTo));
 }

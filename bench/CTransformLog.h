@@ -17,7 +17,7 @@ void StartTransformLog();
 /// Ends the notes and answers them in their order.
 std::vector<STransform> StopTransformLog();
 
-/// The same transforms done by FFTW alone, in place, on plans and buffers that are ready.
+/// The same transforms done by FFTW alone, from one buffer into another, on plans and buffers that are ready.
 class CTransforms
 {
   public:
@@ -36,14 +36,22 @@ class CTransforms
     struct SStep
     {
         STransform transform;
-        double* pfData;
+        double* pfFrom;
+        double* pfTo;
         fftw_plan pPlan;
     };
-    double* Buffer(int p_nLength);
-    fftw_plan Plan(const STransform& p_transform, double* p_pfData, unsigned p_nFlags);
+    using BufferPtr = std::unique_ptr<double, SFree>;
+    struct SBuffers
+    {
+        int nLength;
+        BufferPtr pfFrom;
+        BufferPtr pfTo;
+    };
+    const SBuffers& Buffers(int p_nLength);
+    fftw_plan Plan(const STransform& p_transform, const SBuffers& p_buffers, unsigned p_nFlags);
 
-    /// A buffer for each length, a plan for each length and direction, as in the system.
-    std::vector<std::pair<int, std::unique_ptr<double, SFree>>> m_vecBuffer;
+    /// Two buffers for each length, a plan for each length and direction, as in the system.
+    std::vector<SBuffers> m_vecBuffers;
     std::vector<std::pair<STransform, std::unique_ptr<fftw_plan_s, SFree>>> m_vecPlan;
     std::vector<SStep> m_vecStep;
 };

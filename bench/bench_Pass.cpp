@@ -91,7 +91,7 @@ void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const S
     StartTransformLog();
     passJob.Pass();
     const std::vector<STransform> vecTransform = StopTransformLog();
-    CTransforms transforms(vecTransform, FFTW_ESTIMATE | FFTW_UNALIGNED);
+    CTransforms transforms(vecTransform, FFTW_ESTIMATE);
     CTransforms transformsTuned(vecTransform, FFTW_MEASURE);
 
     std::vector<double> vecfPass;

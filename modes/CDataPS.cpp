@@ -20,7 +20,7 @@ bool CDataPS::DampTriple(const std::valarray<double>& p_vecAtten, unsigned p_nSt
     // A polynomial of degree 0 is the mean. The fit refuses a single value; the coefficient is 0 then.
     CFitLSQ fit(p_vecAtten, p_pTrace, {});
     fit.PolFit(p_nStart, static_cast<unsigned>(nData - 1), 0, CFitLSQ::eWeightNone);
-    std::vector<double> vecCoef(2, 0.0);
+    CFit::VecCoef vecCoef(2, 0.0);
     fit.SwapCoefs(vecCoef);
     bool bOk = true;
     for (const double fCoef : vecCoef)

@@ -185,8 +185,8 @@ double CPSM::CalcActFreq(std::int32_t p_eQualMax, const CTime* p_pActTime) const
         trace.BadPointer("p_pActTime");
         return 0.0;
     }
-    std::vector<double> vecfFreq;
-    std::vector<double> vecfWeight;
+    VecFreq vecfFreq;
+    VecFreq vecfWeight;
     if (!CollectActFreqs(eQualValid, p_pActTime, &vecfFreq, &vecfWeight))
         return -1.0;
     if (vecfFreq.empty())
@@ -216,8 +216,8 @@ double CPSM::CalcActFreq(std::int32_t p_eQualMax, const CTime* p_pActTime) const
     return fSum / fSumWeight;
 }
 
-bool CPSM::CollectActFreqs(std::int32_t p_eQualMax, const CTime* p_pActTime, std::vector<double>* p_pvecfFreq,
-                           std::vector<double>* p_pvecfWeight) const
+bool CPSM::CollectActFreqs(std::int32_t p_eQualMax, const CTime* p_pActTime, VecFreq* p_pvecfFreq,
+                           VecFreq* p_pvecfWeight) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CollectActFreqs");
     if (!p_pActTime)

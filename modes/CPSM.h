@@ -4,6 +4,7 @@
 #include "modes/CSpecDyn.h"
 #include "spectrum/CPeakOMA.h"
 #include <atomic>
+#include <boost/container/small_vector.hpp>
 #include <memory>
 #include <valarray>
 #include <vector>
@@ -22,6 +23,9 @@ enum EStatz : std::int32_t
 class CPSM
 {
   public:
+    /// One value for each band of a usual job: needs no heap.
+    using VecFreq = boost::container::small_vector<double, 3>;
+
     CPSM(bool p_bPower, std::uint32_t p_nId, const VecSpec* p_pvecpSpec, std::uint32_t p_nDeqMax, CDOE* p_pDOE,
          CTraceOMA* p_pTrace);
     ~CPSM();
@@ -41,8 +45,8 @@ class CPSM
     /// Weighted mean of the frequencies that the bands saw in this PS cycle, up to a quality; VALID ones alone if there
     /// are any. -1.0: none (0.0 for a null time).
     double CalcActFreq(std::int32_t p_eQualMax, const CTime* p_pActTime) const;
-    bool CollectActFreqs(std::int32_t p_eQualMax, const CTime* p_pActTime, std::vector<double>* p_pvecfFreq,
-                         std::vector<double>* p_pvecfWeight) const;
+    bool CollectActFreqs(std::int32_t p_eQualMax, const CTime* p_pActTime, VecFreq* p_pvecfFreq,
+                         VecFreq* p_pvecfWeight) const;
     double CalcWeight(const CSpecDyn* p_pSpec, double p_fFreq_Hz) const;
     /// Nobody calls it at present.
     double CalcRawMagn(const CPeakOMA* p_pPeak, const std::valarray<double>& p_vecAmpl, double p_fFreqStep_Hz);

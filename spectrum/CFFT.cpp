@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <iomanip>
+#include <limits>
 #include <sstream>
 
 namespace
@@ -32,6 +33,23 @@ class CDescriptor
 };
 } // namespace
 
+void CFFT::Restart(CTraceOMA* p_pTrace)
+{
+    m_pTrace = p_pTrace;
+    m_fDeltaF_Hz = -1.0;
+    if (m_pvecData)
+        m_pvecBuffer = std::move(m_pvecData);
+}
+
+/// Room for the transform of p_nLength samples, seen as plain numbers. What stands in it is of no meaning.
+double* CFFT::Buffer(std::size_t p_nLength)
+{
+    if (!m_pvecBuffer)
+        m_pvecBuffer = std::make_unique<VecComplex>();
+    m_pvecBuffer->resize(p_nLength / 2 + 1);
+    return reinterpret_cast<double*>(m_pvecBuffer->data());
+}
+
 bool CFFT::FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "FFTbyMKL");
@@ -40,13 +58,13 @@ bool CFFT::FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s)
     const std::size_t nLength = nData == 0 ? 0 : std::bit_ceil(nData);
     if (nLength < 2)
         return trace.Error("Invalid binary data size returned");
-    std::vector<double> vecBuffer(nLength + 2, 0.0);
-    std::copy(std::begin(p_vecData), std::end(p_vecData), vecBuffer.begin());
-    if (!Transform(vecBuffer, nLength, false))
+    double* const pfBuffer = Buffer(nLength);
+    std::fill(std::copy(std::begin(p_vecData), std::end(p_vecData), pfBuffer), pfBuffer + nLength + 2, 0.0);
+    if (!Transform(pfBuffer, nLength, false))
         return false;
     if (IsTraceData(8) && m_pTrace && m_pTrace->IsDataOn())
-        TraceResults(vecBuffer, nLength);
-    StoreBuffer(vecBuffer, nLength / 2);
+        TraceResults(pfBuffer, nLength);
+    StoreBuffer();
     return true;
 }
 
@@ -71,19 +89,16 @@ bool CFFT::IFFTbyMKL(const VecComplex* p_pvecData, unsigned p_nLowChan, unsigned
     else if (nLow > nHigh)
         return trace.Error("Lower peak channel has higher value than upper peak channel");
 
-    std::vector<double> vecBuffer(2 * nData + 2, 0.0);
-    for (std::size_t k = nLow; k <= nHigh; ++k)
-    {
-        vecBuffer[2 * k] = (*p_pvecData)[k].real();
-        vecBuffer[2 * k + 1] = (*p_pvecData)[k].imag();
-    }
-    if (!Transform(vecBuffer, 2 * nData, true))
+    double* const pfBuffer = Buffer(2 * nData);
+    std::fill(m_pvecBuffer->begin(), m_pvecBuffer->end(), 0.0);
+    std::copy_n(p_pvecData->data() + nLow, nHigh - nLow + 1, m_pvecBuffer->data() + nLow);
+    if (!Transform(pfBuffer, 2 * nData, true))
         return false;
-    StoreBuffer(vecBuffer, nData);
+    StoreBuffer();
     return true;
 }
 
-bool CFFT::Transform(std::vector<double>& r_vecBuffer, std::size_t p_nLength, bool p_bBackward) const
+bool CFFT::Transform(double* p_pfBuffer, std::size_t p_nLength, bool p_bBackward) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, p_bBackward ? "IFFTbyMKL" : "FFTbyMKL");
     CDescriptor desc;
@@ -93,29 +108,32 @@ bool CFFT::Transform(std::vector<double>& r_vecBuffer, std::size_t p_nLength, bo
         return trace.Error("DftiSetValue() failed");
     if (!IsOk(DftiCommitDescriptor(desc.m_hDesc)))
         return trace.Error("DftiCommitDescriptor() failed");
-    if (p_bBackward ? !IsOk(DftiComputeBackward(desc.m_hDesc, r_vecBuffer.data()))
-                    : !IsOk(DftiComputeForward(desc.m_hDesc, r_vecBuffer.data())))
+    if (p_bBackward ? !IsOk(DftiComputeBackward(desc.m_hDesc, p_pfBuffer))
+                    : !IsOk(DftiComputeForward(desc.m_hDesc, p_pfBuffer)))
         return trace.Error(p_bBackward ? "DftiComputeBackward() failed" : "DftiComputeForward() failed");
     if (!IsOk(DftiFreeDescriptor(&desc.m_hDesc)))
         return trace.Error("DftiFreeDescriptor() failed");
     return true;
 }
 
-void CFFT::TraceResults(const std::vector<double>& p_vecBuffer, std::size_t p_nLength) const
+void CFFT::TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const
 {
     std::string strText = "FFT results: \n";
     for (std::size_t i = 0; i < p_nLength; ++i)
-        strText += UIntAsText(static_cast<unsigned>(i), 4) + ": " + DoubleAsText(p_vecBuffer[i], 3, 3, false) + "\n";
+        strText += UIntAsText(static_cast<unsigned>(i), 4) + ": " + DoubleAsText(p_pfBuffer[i], 3, 3, false) + "\n";
     m_pTrace->TraceData(strText, true);
 }
 
-/// Takes neighbours of the buffer as real and imaginary parts. An existing vector keeps its size.
-void CFFT::StoreBuffer(const std::vector<double>& p_vecBuffer, std::size_t p_nChannels)
+/// The buffer, without the Nyquist channel, becomes the data. Data that exist already keep their size.
+void CFFT::StoreBuffer()
 {
-    if (!m_pvecData)
-        m_pvecData = std::make_unique<VecComplex>(p_nChannels);
-    for (std::size_t k = 0; k < m_pvecData->size() && 2 * k + 1 < p_vecBuffer.size(); ++k)
-        (*m_pvecData)[k] = {p_vecBuffer[2 * k], p_vecBuffer[2 * k + 1]};
+    if (m_pvecData)
+    {
+        std::copy_n(m_pvecBuffer->begin(), std::min(m_pvecData->size(), m_pvecBuffer->size()), m_pvecData->begin());
+        return;
+    }
+    m_pvecBuffer->pop_back();
+    m_pvecData = std::move(m_pvecBuffer);
 }
 
 bool CFFT::CheckData(const char* p_pszMethod, const char* p_pszEmpty) const
@@ -130,7 +148,16 @@ bool CFFT::RetrveAmpl(std::valarray<double>& r_vecOut) const
 {
     if (!CheckData("RetrveAmpl", "No FFT data"))
         return false;
-    for (std::size_t k = 0; k < std::min(r_vecOut.size(), m_pvecData->size()); ++k)
+    const std::size_t nChan = std::min(r_vecOut.size(), m_pvecData->size());
+    std::size_t nOutside = 0;
+    for (std::size_t k = 0; k < nChan; ++k)
+    {
+        const double fSquare = std::norm((*m_pvecData)[k]);
+        nOutside += !(fSquare <= std::numeric_limits<double>::max());
+        r_vecOut[k] = std::sqrt(fSquare);
+    }
+    // Rare: squares that have left the range of numbers though their root is within.
+    for (std::size_t k = 0; nOutside > 0 && k < nChan; ++k)
         r_vecOut[k] = std::abs((*m_pvecData)[k]);
     return true;
 }
@@ -148,11 +175,8 @@ bool CFFT::RetrveTime(std::valarray<double>& r_vecOut) const
 {
     if (!CheckData("RetrveTime", "No time domain data"))
         return false;
-    for (std::size_t i = 0; i < std::min(r_vecOut.size(), 2 * m_pvecData->size()); ++i)
-    {
-        const std::complex<double>& cplx = (*m_pvecData)[i / 2];
-        r_vecOut[i] = i % 2 == 0 ? cplx.real() : cplx.imag();
-    }
+    const auto* const pfTime = reinterpret_cast<const double*>(m_pvecData->data());
+    std::copy_n(pfTime, std::min(r_vecOut.size(), 2 * m_pvecData->size()), std::begin(r_vecOut));
     return true;
 }
 

@@ -6,7 +6,8 @@
 #include <valarray>
 #include <vector>
 
-/// Transform of a real block, or of one band of its spectrum back to time. One object for one transform.
+/// Transform of a real block, or of one band of its spectrum back to time. One object for one transform; after Restart it
+/// is as new, but for its memory.
 /// Kernel   X(k) = sum x(j) exp(-2 pi i j k / n), unscaled; inverse scaled by 1 / n.
 /// Channels k = 0 (DC) to n/2 - 1, frequency k * step; the Nyquist bin is dropped. n: the next power of two.
 /// Threads  one job's worker. Errors: one line and false, the object unchanged but for the frequency step.
@@ -15,6 +16,9 @@ class CFFT
   public:
     using VecComplex = std::vector<std::complex<double>>;
     explicit CFFT(CTraceOMA* p_pTrace) : m_pTrace(p_pTrace) {}
+
+    /// Forgets the data; the next transform works for p_pTrace.
+    void Restart(CTraceOMA* p_pTrace);
 
     /// Spectrum of a block; padded with zeros to a power of two. The frequency step is that of the unpadded length.
     bool FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s);
@@ -32,14 +36,16 @@ class CFFT
     unsigned GetNoOfChannels() const { return m_pvecData ? static_cast<unsigned>(m_pvecData->size()) : 0; }
 
   private:
-    bool Transform(std::vector<double>& r_vecBuffer, std::size_t p_nLength, bool p_bBackward) const;
-    void TraceResults(const std::vector<double>& p_vecBuffer, std::size_t p_nLength) const;
-    void StoreBuffer(const std::vector<double>& p_vecBuffer, std::size_t p_nChannels);
+    double* Buffer(std::size_t p_nLength);
+    bool Transform(double* p_pfBuffer, std::size_t p_nLength, bool p_bBackward) const;
+    void TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const;
+    void StoreBuffer();
     bool CheckData(const char* p_pszMethod, const char* p_pszEmpty) const;
 
     [[maybe_unused]] double m_fSpare1 = -1.0;
     [[maybe_unused]] double m_fSpare2 = -1.0;
     double m_fDeltaF_Hz = -1.0;
-    std::unique_ptr<VecComplex> m_pvecData; ///< spectrum; after the inverse two samples in each element
+    std::unique_ptr<VecComplex> m_pvecData;   ///< spectrum; after the inverse two samples in each element
+    std::unique_ptr<VecComplex> m_pvecBuffer; ///< of the transform: one element more than the data; null: none yet
     CTraceOMA* m_pTrace;
 };

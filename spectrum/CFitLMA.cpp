@@ -11,7 +11,7 @@ constexpr unsigned g_nSteps = 10;
 
 CFitLMA::CFitLMA(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace) : CFit(p_vecData, p_pTrace, {}) {}
 
-bool CFitLMA::PresetCoefs(const std::vector<double>& p_vecCoefs)
+bool CFitLMA::PresetCoefs(const VecCoef& p_vecCoefs)
 {
     m_vecCoefs = p_vecCoefs;
     if (m_vecCoefs.empty())
@@ -19,14 +19,14 @@ bool CFitLMA::PresetCoefs(const std::vector<double>& p_vecCoefs)
     return true;
 }
 
-bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, std::vector<unsigned> p_vecFree)
+bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, VecParam p_vecFree)
 {
     const std::size_t nFree = p_vecFree.size();
     if (!IsRange(p_nLeft, p_nRight) || nFree == 0 || !CompleteList(p_vecFree))
         return false;
-    Matrix matAlpha(nFree, std::vector<double>(nFree));
+    Matrix matAlpha(nFree, VecCoef(nFree));
     Matrix matCovar = matAlpha;
-    std::vector<double> vecBeta(nFree);
+    VecCoef vecBeta(nFree);
     if (!CalcSums(p_nLeft, p_nRight, m_vecCoefs, p_vecFree, nFree, matAlpha, vecBeta))
         return false;
     const double fStart = m_fChiSq;
@@ -37,10 +37,10 @@ bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, std::vector<unsigned> 
         matCovar = matAlpha;
         for (std::size_t j = 0; j < nFree; ++j)
             matCovar[j][j] = matAlpha[j][j] * (1.0 + fLambda);
-        std::vector<double> vecSolution = vecBeta;
+        VecCoef vecSolution = vecBeta;
         // A step that cannot be solved leaves the solution as it came: it is tried and judged like any other.
         GaussJordan(matCovar, vecSolution);
-        std::vector<double> vecTry = m_vecCoefs;
+        VecCoef vecTry = m_vecCoefs;
         for (std::size_t j = 0; j < nFree; ++j)
             vecTry[p_vecFree[j]] += vecSolution[j];
         if (!CalcSums(p_nLeft, p_nRight, vecTry, p_vecFree, nFree, matCovar, vecSolution))
@@ -63,9 +63,9 @@ bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, std::vector<unsigned> 
 }
 
 /// Appends the fixed parameters; false if one is listed twice or does not exist.
-bool CFitLMA::CompleteList(std::vector<unsigned>& r_vecParam) const
+bool CFitLMA::CompleteList(VecParam& r_vecParam) const
 {
-    std::vector<unsigned> vecnUsed(m_vecCoefs.size(), 0);
+    VecParam vecnUsed(m_vecCoefs.size(), 0);
     for (const unsigned nParam : r_vecParam)
         if (nParam >= vecnUsed.size() || ++vecnUsed[nParam] > 1)
             return false;
@@ -95,15 +95,14 @@ bool CFitLMA::ZeroFill(Matrix& r_matrix) const
     return true;
 }
 
-bool CFitLMA::CalcSums(unsigned p_nLeft, unsigned p_nRight, const std::vector<double>& p_vecCoef,
-                       const std::vector<unsigned>& p_vecParam, std::size_t p_nFree, Matrix& r_matAlpha,
-                       std::vector<double>& r_vecBeta)
+bool CFitLMA::CalcSums(unsigned p_nLeft, unsigned p_nRight, const VecCoef& p_vecCoef, const VecParam& p_vecParam,
+                       std::size_t p_nFree, Matrix& r_matAlpha, VecCoef& r_vecBeta)
 {
     if (!ZeroFill(r_matAlpha))
         return false;
     std::fill(r_vecBeta.begin(), r_vecBeta.end(), 0.0);
     m_fChiSq = 0.0;
-    std::vector<double> vecDyDa(p_vecCoef.size(), 0.0);
+    VecCoef vecDyDa(p_vecCoef.size(), 0.0);
     for (unsigned nChan = p_nLeft; nChan <= p_nRight; ++nChan)
     {
         double fModel = 0.0;
@@ -125,10 +124,10 @@ bool CFitLMA::CalcSums(unsigned p_nLeft, unsigned p_nRight, const std::vector<do
     return true;
 }
 
-bool CFitLMA::GaussJordan(Matrix& r_matrix, std::vector<double>& r_vecRight)
+bool CFitLMA::GaussJordan(Matrix& r_matrix, VecCoef& r_vecRight)
 {
     const std::size_t nSize = r_matrix.size();
-    std::vector<bool> vecbPivot(nSize, false);
+    boost::container::small_vector<bool, 3> vecbPivot(nSize, false);
     for (std::size_t nTurn = 0; nTurn < nSize; ++nTurn)
     {
         double fBig = 0.0;

@@ -8,13 +8,6 @@ namespace
 constexpr std::string_view g_strClass = "CFitLSQ";
 }
 
-CFitLSQ::CFitLSQ(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace, const std::valarray<double>& p_vecSigma)
-    : CFit(p_vecData, p_pTrace, p_vecSigma), m_pvecWeights(std::make_unique<std::vector<double>>()),
-      m_pvecSumX(std::make_unique<std::vector<double>>()), m_pvecSumY(std::make_unique<std::vector<double>>()),
-      m_pvecCoefs(std::make_unique<std::vector<double>>())
-{
-}
-
 bool CFitLSQ::PolFit(unsigned p_nFirst, unsigned p_nLast, unsigned p_nDegree, int p_eWeight)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "PolFit");
@@ -43,7 +36,7 @@ bool CFitLSQ::PolFit(unsigned p_nFirst, unsigned p_nLast, unsigned p_nDegree, in
     }
 
     // The constant sum of w y^2 is left out: kept as it stands.
-    const std::vector<double>& vecCoef = *m_pvecCoefs;
+    const VecCoef& vecCoef = *m_pvecCoefs;
     for (unsigned i = 0; i < nCoefs; ++i)
     {
         m_fChiSq += -2.0 * vecCoef[i] * (*m_pvecSumY)[i];
@@ -110,7 +103,7 @@ void CFitLSQ::CalcSums(unsigned p_nFirst, unsigned p_nData, unsigned p_nCoefs)
 void CFitLSQ::FillMatrix(unsigned p_nCoefs)
 {
     if (!m_pmatMatrix || m_pmatMatrix->size() != p_nCoefs)
-        m_pmatMatrix = std::make_unique<Matrix>(p_nCoefs, std::vector<double>(p_nCoefs, 0.0));
+        m_pmatMatrix.emplace(p_nCoefs, VecCoef(p_nCoefs, 0.0));
     for (unsigned i = 0; i < p_nCoefs; ++i)
         for (unsigned j = 0; j < p_nCoefs; ++j)
             (*m_pmatMatrix)[i][j] = (*m_pvecSumX)[i + j];

@@ -1,7 +1,6 @@
 #pragma once
 #include "spectrum/CFit.h"
-#include <memory>
-#include <vector>
+#include <optional>
 
 /// Polynomial least-squares fit by the normal equations and Cramer's rule:
 /// A c = T with A[i][j] = sum w x^(i+j), T[i] = sum w y x^i, x the channel number.
@@ -15,24 +14,23 @@ class CFitLSQ : public CFit
         eWeightData = 2   ///< 1 / |y|
     };
 
-    CFitLSQ(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace, const std::valarray<double>& p_vecSigma);
+    using CFit::CFit;
 
     /// Fits channels p_nFirst to p_nLast inclusive. False, silently, for a singular matrix.
     bool PolFit(unsigned p_nFirst, unsigned p_nLast, unsigned p_nDegree, int p_eWeight);
     bool CreateWeights(unsigned p_nFirst, unsigned p_nData, int p_eWeight);
     bool FreeMatrix();
     /// c0, c1, c2, ... in ascending order of the power.
-    const std::vector<double>& GetCoefs() const { return *m_pvecCoefs; }
-    void SwapCoefs(std::vector<double>& r_vecCoefs) { m_pvecCoefs->swap(r_vecCoefs); }
+    const VecCoef& GetCoefs() const { return *m_pvecCoefs; }
+    void SwapCoefs(VecCoef& r_vecCoefs) { m_pvecCoefs->swap(r_vecCoefs); }
 
   protected:
-    using Matrix = std::vector<std::vector<double>>;
-
-    std::unique_ptr<Matrix> m_pmatMatrix;
-    std::unique_ptr<std::vector<double>> m_pvecWeights;
-    std::unique_ptr<std::vector<double>> m_pvecSumX;
-    std::unique_ptr<std::vector<double>> m_pvecSumY;
-    std::unique_ptr<std::vector<double>> m_pvecCoefs;
+    // They stand in the object, without heap; room for the widest of usual peaks and a parabola.
+    std::optional<Matrix> m_pmatMatrix;
+    std::optional<boost::container::small_vector<double, 64>> m_pvecWeights{std::in_place};
+    std::optional<boost::container::small_vector<double, 5>> m_pvecSumX{std::in_place};
+    std::optional<VecCoef> m_pvecSumY{std::in_place};
+    std::optional<VecCoef> m_pvecCoefs{std::in_place};
 
   private:
     void CalcSums(unsigned p_nFirst, unsigned p_nData, unsigned p_nCoefs);

@@ -10,7 +10,7 @@ constexpr std::size_t g_nCoefs = 3;
 
 CFitLmaOMA::CFitLmaOMA(const std::valarray<double>& p_vecAmpl, CTraceOMA* p_pTrace) : CFitLMA(p_vecAmpl, p_pTrace) {}
 
-bool CFitLmaOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, std::vector<double>* p_pvecCoef)
+bool CFitLmaOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, VecCoef* p_pvecCoef)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "FitPeak");
     const unsigned nData = IsRange(*p_pnLeft, *p_pnRight) ? *p_pnRight - *p_pnLeft + 1 : 0;
@@ -28,7 +28,7 @@ bool CFitLmaOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, st
     return true;
 }
 
-bool CFitLmaOMA::Model(double p_fX, std::vector<double> p_vecCoef, double* p_pfY, std::vector<double>* p_pvecDyDa) const
+bool CFitLmaOMA::Model(double p_fX, const VecCoef& p_vecCoef, double* p_pfY, VecCoef* p_pvecDyDa) const
 {
     const double fU = 2.0 * (p_fX - p_vecCoef[1]) / p_vecCoef[2];
     const double fD = 1.0 / (2.0 * fU * fU + 1.0);
@@ -39,8 +39,8 @@ bool CFitLmaOMA::Model(double p_fX, std::vector<double> p_vecCoef, double* p_pfY
     return true;
 }
 
-bool CFitLmaOMA::CalcPeakData(std::vector<double> p_vecCoef, double p_fStep_Hz, double* p_pfFreq_Hz,
-                              double* p_pfFWHM_Hz, double* p_pfAmplMax) const
+bool CFitLmaOMA::CalcPeakData(const VecCoef& p_vecCoef, double p_fStep_Hz, double* p_pfFreq_Hz, double* p_pfFWHM_Hz,
+                              double* p_pfAmplMax) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPeakData");
     if (p_vecCoef.size() < g_nCoefs)
@@ -66,7 +66,7 @@ bool CFitLmaOMA::CalcPeakData(std::vector<double> p_vecCoef, double p_fStep_Hz, 
     return true;
 }
 
-void CFitLmaOMA::CalcCurve(std::vector<double> p_vecCoef, std::valarray<double>* p_pvecOut) const
+void CFitLmaOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pvecOut) const
 {
     for (std::size_t nChan = 0; nChan < p_pvecOut->size(); ++nChan)
     {

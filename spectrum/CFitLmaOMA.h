@@ -8,14 +8,14 @@ class CFitLmaOMA : public CFitLMA
 {
   public:
     CFitLmaOMA(const std::valarray<double>& p_vecAmpl, CTraceOMA* p_pTrace);
+    CFitLmaOMA(std::valarray<double>&&, CTraceOMA*) = delete;
 
-    bool FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, std::vector<double>* p_pvecCoef);
-    bool CalcPeakData(std::vector<double> p_vecCoef, double p_fStep_Hz, double* p_pfFreq_Hz, double* p_pfFWHM_Hz,
+    bool FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, VecCoef* p_pvecCoef);
+    bool CalcPeakData(const VecCoef& p_vecCoef, double p_fStep_Hz, double* p_pfFreq_Hz, double* p_pfFWHM_Hz,
                       double* p_pfAmplMax) const;
     /// c0 / (v^2 + 1), v = 2 (x - c1) / c2, over all channels of *p_pvecOut.
-    void CalcCurve(std::vector<double> p_vecCoef, std::valarray<double>* p_pvecOut) const;
+    void CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pvecOut) const;
 
   protected:
-    bool Model(double p_fX, std::vector<double> p_vecCoef, double* p_pfY,
-               std::vector<double>* p_pvecDyDa) const override;
+    bool Model(double p_fX, const VecCoef& p_vecCoef, double* p_pfY, VecCoef* p_pvecDyDa) const override;
 };

@@ -7,11 +7,12 @@ namespace
 {
 constexpr std::string_view g_strClass = "CFitLsqOMA";
 constexpr unsigned g_nCoefs = 3;
+constexpr double g_fNoLog = -24.0; ///< what is less takes nothing off an amplitude of epsilon or more
 } // namespace
 
 CFitLsqOMA::CFitLsqOMA(const std::valarray<double>& p_vecLog, CTraceOMA* p_pTrace) : CFitLSQ(p_vecLog, p_pTrace, {}) {}
 
-bool CFitLsqOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, std::vector<double>* p_pvecCoef)
+bool CFitLsqOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, VecCoef* p_pvecCoef)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "FitPeak");
     const unsigned nData = IsRange(*p_pnLeft, *p_pnRight) ? *p_pnRight - *p_pnLeft + 1 : 0;
@@ -48,7 +49,7 @@ void CFitLsqOMA::ExactParabola(unsigned p_nLeft)
     m_fChiSq = 0.0;
 }
 
-double CFitLsqOMA::CalcPeakFreq(std::vector<double> p_vecCoef, unsigned) const
+double CFitLsqOMA::CalcPeakFreq(const VecCoef& p_vecCoef, unsigned) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPeakFreq");
     if (p_vecCoef.size() < g_nCoefs)
@@ -64,7 +65,7 @@ double CFitLsqOMA::CalcPeakFreq(std::vector<double> p_vecCoef, unsigned) const
     return -1.0;
 }
 
-bool CFitLsqOMA::CalcPeakLogAmplMax(std::vector<double> p_vecCoef, unsigned p_nLeft, double* p_pfLog) const
+bool CFitLsqOMA::CalcPeakLogAmplMax(const VecCoef& p_vecCoef, unsigned p_nLeft, double* p_pfLog) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPeakLogAmplMax");
     const double fFreq = CalcPeakFreq(p_vecCoef, p_nLeft);
@@ -77,16 +78,16 @@ bool CFitLsqOMA::CalcPeakLogAmplMax(std::vector<double> p_vecCoef, unsigned p_nL
     return true;
 }
 
-double CFitLsqOMA::CalcPeakAmplMax(std::vector<double> p_vecCoef, unsigned p_nLeft) const
+double CFitLsqOMA::CalcPeakAmplMax(const VecCoef& p_vecCoef, unsigned p_nLeft) const
 {
     double fLog = 0.0;
-    if (CalcPeakLogAmplMax(std::move(p_vecCoef), p_nLeft, &fLog))
+    if (CalcPeakLogAmplMax(p_vecCoef, p_nLeft, &fLog))
         return std::pow(10.0, fLog);
     CMethodTrace(m_pTrace, g_strClass, "CalcPeakAmplMax").Warning("Invalid PS peak freq.channel");
     return -1.0;
 }
 
-double CFitLsqOMA::CalcPeakFWHM(std::vector<double> p_vecCoef, unsigned p_nLeft) const
+double CFitLsqOMA::CalcPeakFWHM(const VecCoef& p_vecCoef, unsigned p_nLeft) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPeakFWHM");
     if (CalcPeakFreq(p_vecCoef, p_nLeft) < 0.0)
@@ -104,7 +105,7 @@ double CFitLsqOMA::CalcPeakFWHM(std::vector<double> p_vecCoef, unsigned p_nLeft)
     return fDisc < 0.0 ? -1.0 : std::sqrt(fDisc) / std::abs(p_vecCoef[2]);
 }
 
-bool CFitLsqOMA::CalcPeakData(std::vector<double> p_vecCoef, unsigned p_nLeft, double p_fStep_Hz, double* p_pfFreq_Hz,
+bool CFitLsqOMA::CalcPeakData(const VecCoef& p_vecCoef, unsigned p_nLeft, double p_fStep_Hz, double* p_pfFreq_Hz,
                               double* p_pfFWHM_Hz, double* p_pfAmplMax) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPeakData");
@@ -129,17 +130,15 @@ bool CFitLsqOMA::CalcPeakData(std::vector<double> p_vecCoef, unsigned p_nLeft, d
     return true;
 }
 
-void CFitLsqOMA::CalcCurve(std::vector<double> p_vecCoef, std::valarray<double>* p_pvecOut) const
+void CFitLsqOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pvecOut) const
 {
+    const double fC0 = p_vecCoef[0];
+    const double fC1 = p_vecCoef[1];
+    const double fC2 = p_vecCoef[2];
     for (std::size_t nChan = 0; nChan < p_pvecOut->size(); ++nChan)
     {
-        double fLog = 0.0;
-        double fPower = 1.0;
-        for (const double fCoef : p_vecCoef)
-        {
-            fLog += fCoef * fPower;
-            fPower *= static_cast<double>(nChan);
-        }
-        (*p_pvecOut)[nChan] = std::pow(10.0, fLog);
+        const auto fX = static_cast<double>(nChan);
+        const double fLog = fC0 + fC1 * fX + fC2 * (fX * fX);
+        (*p_pvecOut)[nChan] = fLog < g_fNoLog ? 0.0 : std::pow(10.0, fLog);
     }
 }

@@ -8,18 +8,19 @@ class CFitLsqOMA : public CFitLSQ
   public:
     /// @param p_vecLog log10 of the amplitudes.
     CFitLsqOMA(const std::valarray<double>& p_vecLog, CTraceOMA* p_pTrace);
+    CFitLsqOMA(std::valarray<double>&&, CTraceOMA*) = delete;
 
     /// Fits channels *p_pnLeft to *p_pnRight. @param[out] p_pvecCoef c0, c1, c2.
-    bool FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, std::vector<double>* p_pvecCoef);
-    bool CalcPeakData(std::vector<double> p_vecCoef, unsigned p_nLeft, double p_fStep_Hz, double* p_pfFreq_Hz,
+    bool FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, VecCoef* p_pvecCoef);
+    bool CalcPeakData(const VecCoef& p_vecCoef, unsigned p_nLeft, double p_fStep_Hz, double* p_pfFreq_Hz,
                       double* p_pfFWHM_Hz, double* p_pfAmplMax) const;
     /// In channels; -1.0 after a line.
-    double CalcPeakFreq(std::vector<double> p_vecCoef, unsigned p_nLeft) const;
-    double CalcPeakFWHM(std::vector<double> p_vecCoef, unsigned p_nLeft) const;
-    double CalcPeakAmplMax(std::vector<double> p_vecCoef, unsigned p_nLeft) const;
-    bool CalcPeakLogAmplMax(std::vector<double> p_vecCoef, unsigned p_nLeft, double* p_pfLog) const;
+    double CalcPeakFreq(const VecCoef& p_vecCoef, unsigned p_nLeft) const;
+    double CalcPeakFWHM(const VecCoef& p_vecCoef, unsigned p_nLeft) const;
+    double CalcPeakAmplMax(const VecCoef& p_vecCoef, unsigned p_nLeft) const;
+    bool CalcPeakLogAmplMax(const VecCoef& p_vecCoef, unsigned p_nLeft, double* p_pfLog) const;
     /// Fit curve (linear) over all channels of *p_pvecOut.
-    void CalcCurve(std::vector<double> p_vecCoef, std::valarray<double>* p_pvecOut) const;
+    void CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pvecOut) const;
 
   private:
     void ExactParabola(unsigned p_nLeft);

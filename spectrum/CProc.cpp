@@ -3,6 +3,8 @@
 #include "host/Epsilon.h"
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numeric>
 
 namespace
 {
@@ -14,26 +16,24 @@ CProc::CProc(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDO
 {
 }
 
-bool CProc::FindNextPeakNEW(std::valarray<double> p_vecData, unsigned p_nOffs, const std::vector<unsigned>& p_vecBeg,
-                            const std::vector<unsigned>& p_vecEnd, double p_fThresh, unsigned* p_pnPeak) const
+bool CProc::FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_nOffs,
+                            const std::vector<unsigned>& p_vecBeg, const std::vector<unsigned>& p_vecEnd,
+                            double p_fThresh, unsigned* p_pnPeak) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "FindNextPeakNEW");
     const std::size_t nData = p_vecData.size();
     if (nData < p_nOffs)
         return trace.Error("Invalid no.of data");
-    std::fill_n(std::begin(p_vecData), p_nOffs, 0.0);
     for (std::size_t i = 0; i < p_vecBeg.size(); ++i)
-    {
         if (i >= p_vecEnd.size() || p_vecBeg[i] >= nData || p_vecEnd[i] >= nData)
             return trace.Error(" Invalid prohibited region");
-        for (std::size_t nChan = p_vecBeg[i]; nChan <= p_vecEnd[i]; ++nChan)
-            p_vecData[nChan] = 0.0;
-    }
 
+    const auto Allowed = [&](std::size_t p_nChan)
+    { return p_nChan >= p_nOffs && IsChanAllowed(static_cast<unsigned>(p_nChan), p_vecBeg, p_vecEnd); };
     double fMax = 0.0;
     std::size_t nMax = p_nOffs;
     for (std::size_t nChan = p_nOffs; nChan < nData; ++nChan)
-        if (p_vecData[nChan] > fMax)
+        if (p_vecData[nChan] > fMax && Allowed(nChan))
         {
             fMax = p_vecData[nChan];
             nMax = nChan;
@@ -42,7 +42,8 @@ bool CProc::FindNextPeakNEW(std::valarray<double> p_vecData, unsigned p_nOffs, c
     // One candidate is judged and one only: a rejected one ends the search. Kept as it stands.
     if (nMax == p_nOffs || nMax + 1 >= nData)
         return false;
-    if (p_vecData[nMax - 1] < g_fEpsilon || p_vecData[nMax + 1] < g_fEpsilon)
+    if (!Allowed(nMax - 1) || !Allowed(nMax + 1) || p_vecData[nMax - 1] < g_fEpsilon ||
+        p_vecData[nMax + 1] < g_fEpsilon)
         return false;
     // The weight favours higher channels.
     if (!(p_fThresh <= std::sqrt(static_cast<double>(nMax) + 1.0) * fMax))
@@ -58,14 +59,9 @@ bool CProc::CalcDataThresh(const std::valarray<double>& p_vecData, unsigned p_nO
     const auto nDiff = static_cast<std::int64_t>(p_vecData.size()) - static_cast<std::int64_t>(p_nOffs);
     if (nDiff < 1)
         return trace.Error("Invalid no.of data: #nData#=", p_vecData.size(), " #nOffs#=)", p_nOffs);
-    double fSum = 0.0;
-    double fSumCheck = 0.0;
-    for (std::size_t nChan = 0; nChan < p_vecData.size(); ++nChan)
-    {
-        fSum += std::abs(p_vecData[nChan]);
-        if (nChan >= p_nOffs)
-            fSumCheck += p_vecData[nChan];
-    }
+    const double fSum = std::transform_reduce(std::begin(p_vecData), std::end(p_vecData), 0.0, std::plus<>(),
+                                              [](double p_fAmpl) { return std::abs(p_fAmpl); });
+    const double fSumCheck = std::reduce(std::begin(p_vecData) + p_nOffs, std::end(p_vecData));
     const double fMean = fSum / static_cast<double>(nDiff);
     const double fMeanCheck = fSumCheck / static_cast<double>(nDiff);
     if (std::abs(fMeanCheck) > g_fEpsilon && std::abs(fMean - fMeanCheck) / std::abs(fMeanCheck) > 0.001)

@@ -16,12 +16,13 @@ class CProc
 
     /// Next candidate: the largest channel from p_nOffs up outside the regions [beg, end]. One candidate is judged and
     /// one only: a rejected one ends the search. False is not an error.
-    bool FindNextPeakNEW(std::valarray<double> p_vecData, unsigned p_nOffs, const std::vector<unsigned>& p_vecBeg,
-                         const std::vector<unsigned>& p_vecEnd, double p_fThresh, unsigned* p_pnPeak) const;
+    bool FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_nOffs,
+                         const std::vector<unsigned>& p_vecBeg, const std::vector<unsigned>& p_vecEnd, double p_fThresh,
+                         unsigned* p_pnPeak) const;
     /// Noise level: mean amplitude times p_fFactor.
     bool CalcDataThresh(const std::valarray<double>& p_vecData, unsigned p_nOffs, double p_fFactor,
                         double* p_pfThresh) const;
-    /// True if the channel lies in none of the regions. Nobody calls it at present.
+    /// True if the channel lies in none of the regions.
     bool IsChanAllowed(unsigned p_nChan, const std::vector<unsigned>& p_vecBeg,
                        const std::vector<unsigned>& p_vecEnd) const;
     /// Zeroes a region and notes it. Nobody calls it at present.

@@ -1,12 +1,11 @@
 #include "spectrum/CProcOMA.h"
+#include "TPool.h"
 #include "host/CMethodTrace.h"
 #include "host/CShellOMA.h"
 #include "host/Epsilon.h"
 #include "host/TraceFilter.h"
 #include "offline/CWriteFile.h"
-#include "spectrum/CFFT.h"
-#include "spectrum/CFitLmaOMA.h"
-#include "spectrum/CFitLsqOMA.h"
+#include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
@@ -21,6 +20,9 @@ constexpr double g_fMagnFactor = 0.2;     ///< of the lowest magnitude limit
 constexpr double g_fMaxAmplFactor = 0.2;  ///< of the largest searched amplitude
 constexpr double g_fNoiseFactor = 2.0;    ///< of the mean amplitude
 constexpr unsigned g_nNameField = 10;
+constexpr unsigned g_nMaxPeaks = 4; ///< what is usual
+
+TPool<SProcBuffers> g_poolProc;
 
 /// Truncation to a channel number; what is none (negative, NaN) becomes 0, what is too large the largest one.
 unsigned ToChannel(double p_fChannel)
@@ -48,20 +50,18 @@ bool CProcOMA::Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, cons
         return true;
     }
     const std::uint32_t nSamples = m_pSpec->GetNoOfSamples();
-    std::valarray<double> vecInput(nSamples);
-    SRun run{p_fMaxFreq_Hz, p_eGridQual, p_pvecpPeak};
-    bool bOk = nSamples == 0 || m_pdeqData->CopyNewest(&vecInput[0], nSamples);
+    const auto pBuffers = g_poolProc.Lend(nSamples);
+    SRun run{p_fMaxFreq_Hz, p_eGridQual, p_pvecpPeak, *pBuffers};
+    bool bOk = nSamples == 0 || m_pdeqData->CopyNewest(&pBuffers->vecInput[0], nSamples);
     if (bOk)
     {
-        run.pFFT = std::make_unique<CFFT>(m_pTrace);
+        pBuffers->fft.Restart(m_pTrace);
         trace.DataNamed(IsTraceData(7), "Apply FFT of length=", nSamples);
-        if (!run.pFFT->FFTbyMKL(vecInput, m_fDeltaT_s))
+        if (!pBuffers->fft.FFTbyMKL(pBuffers->vecInput, m_fDeltaT_s))
             bOk = trace.Error("FFT error!");
     }
-    bOk = bOk && Transform(run, p_wstrFileFFT, trace);
-    if (bOk)
-        OpenFileTUI(run, p_wstrFileTUI, vecInput, trace);
-    if (bOk && PrepareSearch(run, p_eFit, trace))
+    if (bOk && Transform(run, p_wstrFileFFT, trace) && OpenFileTUI(run, p_wstrFileTUI, trace) &&
+        PrepareSearch(run, p_eFit, trace))
     {
         trace.DataNamed(IsTraceData(7), "Before Peak Detect, fMagnThresh=", run.fMagnThresh);
         for (unsigned nTurn = 0; nTurn < p_nMaxPeaks; ++nTurn)
@@ -77,18 +77,15 @@ bool CProcOMA::Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, cons
 /// Spectra of the block, normalised so that a sinusoid of amplitude A has height A.
 bool CProcOMA::Transform(SRun& r_run, const std::wstring& p_wstrFileFFT, const CMethodTrace& p_trace)
 {
-    if (!p_wstrFileFFT.empty() && !r_run.pFFT->DataToFile(p_wstrFileFFT))
+    const CFFT& fft = r_run.buffers.fft;
+    if (!p_wstrFileFFT.empty() && !fft.DataToFile(p_wstrFileFFT))
         return p_trace.Error("Error writing FFT data");
-    const unsigned nChan = r_run.pFFT->GetNoOfChannels();
-    m_fFreqStep_Hz = r_run.pFFT->GetDeltaF();
-    m_vecAmpl.resize(nChan);
-    m_vecDegs.resize(nChan);
-    m_vecPhaseStep.resize(nChan);
-    r_run.pFFT->RetrveAmpl(m_vecAmpl);
-    m_vecAmpl /= static_cast<double>(nChan);
-    r_run.pFFT->RetrveDegs(m_vecDegs);
-    if (!CalcPhaseSteps(m_vecDegs, m_vecPhaseStep))
-        return p_trace.Error("Cannot create FFT phase angle data set");
+    const unsigned nChan = fft.GetNoOfChannels();
+    m_fFreqStep_Hz = fft.GetDeltaF();
+    if (m_vecAmpl.size() != nChan)
+        m_vecAmpl.resize(nChan);
+    fft.RetrveAmpl(m_vecAmpl);
+    m_vecAmpl *= 1.0 / nChan; // exact: a power of two
     return true;
 }
 
@@ -121,46 +118,53 @@ bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valar
     return true;
 }
 
-void CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const std::valarray<double>& p_vecInput,
-                           const CMethodTrace& p_trace)
+/// @return false if the phases that only this file needs cannot be made; a file that cannot be written ends nothing.
+bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace)
 {
     if (!g_pShell || !g_pShell->IsFilePSM())
-        return;
+        return true;
+    m_vecDegs.resize(m_vecAmpl.size());
+    m_vecPhaseStep.resize(m_vecAmpl.size());
+    r_run.buffers.fft.RetrveDegs(m_vecDegs);
+    if (!CalcPhaseSteps(m_vecDegs, m_vecPhaseStep))
+        return p_trace.Error("Cannot create FFT phase angle data set");
     auto pFile = std::make_unique<CWriteFile>(p_wstrFileTUI, m_pTrace);
     if (!pFile->Open())
     {
         p_trace.Warning("Cannot open TUI input file");
-        return;
+        return true;
     }
     pFile->WriteValue("TimeStep", g_nNameField, m_fDeltaT_s, 6, 3);
-    pFile->WriteArray("TimeData", g_nNameField, p_vecInput, 5, 10, 3);
+    pFile->WriteArray("TimeData", g_nNameField, r_run.buffers.vecInput, 5, 10, 3);
     pFile->WriteValue("FreqStep", g_nNameField, m_fFreqStep_Hz, 10, 3);
     pFile->WriteArray("Magn", g_nNameField, m_vecAmpl, 5, 10, 3);
     pFile->WriteArray("Degs", g_nNameField, m_vecDegs, 5, 10, 3);
     r_run.pFileTUI = std::move(pFile);
+    return true;
 }
 
-/// Search buffer without its low channels, fits on the spectrum as it is now, thresholds.
+/// Search buffer without its low channels, fits, thresholds.
 bool CProcOMA::PrepareSearch(SRun& r_run, int p_eFit, const CMethodTrace& p_trace)
 {
-    r_run.vecCurve.resize(m_vecAmpl.size());
-    r_run.vecSearch.resize(m_vecAmpl.size());
-    r_run.vecSearch = m_vecAmpl;
-    if (r_run.vecSearch.size() == 0)
+    std::valarray<double>& vecSearch = r_run.buffers.vecSearch;
+    vecSearch = m_vecAmpl;
+    if (vecSearch.size() == 0)
         return p_trace.Error("Invalid spec.ampl. buf.size: 0");
     if (!CalcLowChannels(r_run, p_trace))
         return false;
-    std::fill_n(std::begin(r_run.vecSearch), r_run.nOffs, g_fEpsilon);
-    r_run.pFitLSQ = std::make_unique<CFitLsqOMA>(std::valarray<double>(std::log10(r_run.vecSearch)), m_pTrace);
+    std::fill_n(std::begin(vecSearch), r_run.nOffs, g_fEpsilon);
+    r_run.pFitLSQ.emplace(r_run.buffers.vecLog, m_pTrace);
     if (p_eFit == 2)
-        r_run.pFitLMA = std::make_unique<CFitLmaOMA>(r_run.vecSearch, m_pTrace);
+        r_run.pFitLMA.emplace(r_run.buffers.vecFit, m_pTrace);
     if (!m_pDOE)
         return p_trace.BadPointer("m_pDOE");
-    r_run.fMaxAmplThresh = g_fMaxAmplFactor * r_run.vecSearch.max();
+    r_run.fMaxAmplThresh = g_fMaxAmplFactor * vecSearch.max();
     const CDOE::VecLimit* const pvecLimitMagn = m_pDOE->GetLimitMagn();
     if (!pvecLimitMagn || pvecLimitMagn->empty())
         return p_trace.BadPointer("pvecLimitMagn");
     r_run.fMagnThresh = g_fMagnFactor * pvecLimitMagn->front();
+    r_run.buffers.vecBeg.clear();
+    r_run.buffers.vecEnd.clear();
     return true;
 }
 
@@ -171,10 +175,10 @@ bool CProcOMA::CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const
     if (!(fDeltaT_s >= g_fEpsilon))
         return p_trace.Error("Calc. of max.freq.value failed");
     const double fNyquist_Hz = 0.5 / fDeltaT_s;
-    const double fSize = static_cast<double>(r_run.vecSearch.size());
+    const double fSize = static_cast<double>(m_vecAmpl.size());
     const unsigned nLow = ToChannel(g_fLowChanFactor * m_pSpec->GetFreqEnd() / fNyquist_Hz * fSize);
     r_run.nOffs = nLow == std::numeric_limits<unsigned>::max() ? nLow : nLow + 1;
-    if (r_run.vecSearch.size() <= r_run.nOffs)
+    if (m_vecAmpl.size() <= r_run.nOffs)
         return p_trace.Error("Insufficient spec.ampl. buf.size: ", r_run.nOffs);
     return true;
 }
@@ -195,36 +199,53 @@ CProcOMA::ETurn CProcOMA::EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMet
     std::unique_ptr<CPeakOMA> pPeak = CreatePeak(r_run, fFreq_Hz, fFWHM_Hz, fAmpl);
     if (!RatePeak(r_run, p_nTurn, *pPeak, p_trace))
         return ETurn::eEnd;
+    if (r_run.pvecpPeak->empty())
+        r_run.pvecpPeak->reserve(g_nMaxPeaks);
     r_run.pvecpPeak->push_back(std::move(pPeak));
     return ETurn::eNext;
+}
+
+/// The spectrum on the channels of a fit, without what earlier curves took off. Here the last digit counts, as the fit
+/// makes it larger by many powers of ten: an amplitude is taken by the exact way, unlike in the search.
+void CProcOMA::FillFitData(SRun& r_run, unsigned p_nLeft, unsigned p_nRight) const
+{
+    const CFFT::VecComplex& vecSpectrum = *r_run.buffers.fft.GetData();
+    for (std::size_t nChan = p_nLeft; nChan <= p_nRight; ++nChan)
+    {
+        const double fAmpl = std::abs(vecSpectrum[nChan]) / static_cast<double>(vecSpectrum.size());
+        r_run.buffers.vecFit[nChan] = nChan < r_run.nOffs ? g_fEpsilon : fAmpl;
+        r_run.buffers.vecLog[nChan] = std::log10(r_run.buffers.vecFit[nChan]);
+    }
 }
 
 /// Candidate, its limits, its fit; the fitted curve is taken off the search buffer.
 bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, double& r_fAmpl,
                           const CMethodTrace& p_trace)
 {
-    auto nPeak = static_cast<unsigned>(r_run.vecSearch.size());
+    SProcBuffers& buffers = r_run.buffers;
+    auto nPeak = static_cast<unsigned>(buffers.vecSearch.size());
     const bool bFound =
-        FindNextPeakNEW(r_run.vecSearch, r_run.nOffs, r_run.vecBeg, r_run.vecEnd, r_run.fMagnThresh, &nPeak);
+        FindNextPeakNEW(buffers.vecSearch, r_run.nOffs, buffers.vecBeg, buffers.vecEnd, r_run.fMagnThresh, &nPeak);
     if (r_run.pFileTUI)
         r_run.pFileTUI->WriteArray("SearchBuf", g_nNameField, m_vecAmpl * m_vecPhaseStep, 5, 10, 3);
     if (!bFound)
         return false;
     double fNoiseThresh = -1.0;
-    if (!CalcDataThresh(r_run.vecSearch, r_run.nOffs, g_fNoiseFactor, &fNoiseThresh))
+    if (!CalcDataThresh(buffers.vecSearch, r_run.nOffs, g_fNoiseFactor, &fNoiseThresh))
         return p_trace.Error("Cannot calc. ampl.thresh. for peak detection");
     const double fAmplThresh = std::max(r_run.fMaxAmplThresh, fNoiseThresh);
     p_trace.DataNamed(IsTraceData(7), "Before Peak Evaluation: #fAmplThresh#=", fAmplThresh,
                       ", #fMaxAmplThresh#=", r_run.fMaxAmplThresh, ", #fNoiseThresh#=", fNoiseThresh);
-    auto nLeft = static_cast<unsigned>(r_run.vecSearch.size());
+    auto nLeft = static_cast<unsigned>(buffers.vecSearch.size());
     unsigned nRight = nLeft;
-    if (!FindPeakLimits(r_run.vecSearch, fAmplThresh, nPeak, &nLeft, &nRight))
+    if (!FindPeakLimits(buffers.vecSearch, fAmplThresh, nPeak, &nLeft, &nRight))
         return false;
 
-    std::vector<double> vecCoef;
+    FillFitData(r_run, nLeft, nRight);
+    CFit::VecCoef vecCoef;
     if (!r_run.pFitLSQ->FitPeak(&nLeft, &nRight, &vecCoef))
         return false;
-    std::vector<double> vecCoefLMA;
+    CFit::VecCoef vecCoefLMA;
     if (r_run.pFitLMA)
     {
         const bool bFit = r_run.pFitLMA->PresetCoefs({r_run.pFitLSQ->CalcPeakAmplMax(vecCoef, nLeft),
@@ -236,10 +257,10 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
             r_run.pFitLMA.reset();
     }
     if (r_run.pFitLMA)
-        r_run.pFitLMA->CalcCurve(vecCoefLMA, &r_run.vecCurve);
+        r_run.pFitLMA->CalcCurve(vecCoefLMA, &buffers.vecCurve);
     else
-        r_run.pFitLSQ->CalcCurve(vecCoef, &r_run.vecCurve);
-    SubtractFit(r_run.vecSearch, r_run.vecCurve);
+        r_run.pFitLSQ->CalcCurve(vecCoef, &buffers.vecCurve);
+    SubtractFit(buffers.vecSearch, buffers.vecCurve);
 
     const bool bData =
         r_run.pFitLMA ? r_run.pFitLMA->CalcPeakData(vecCoefLMA, m_fFreqStep_Hz, &r_fFreq_Hz, &r_fFWHM_Hz, &r_fAmpl)
@@ -251,10 +272,11 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
 
 void CProcOMA::SubtractFit(std::valarray<double>& r_vecSearch, const std::valarray<double>& p_vecCurve)
 {
-    r_vecSearch -= p_vecCurve;
-    for (double& r_fAmpl : r_vecSearch)
-        if (r_fAmpl <= g_fEpsilon)
-            r_fAmpl = g_fEpsilon;
+    for (std::size_t nChan = 0; nChan < r_vecSearch.size(); ++nChan)
+    {
+        const double fRest = r_vecSearch[nChan] - p_vecCurve[nChan];
+        r_vecSearch[nChan] = fRest <= g_fEpsilon ? g_fEpsilon : fRest;
+    }
 }
 
 std::unique_ptr<CPeakOMA> CProcOMA::CreatePeak(const SRun& p_run, double p_fFreq_Hz, double p_fFWHM_Hz,
@@ -274,8 +296,9 @@ std::unique_ptr<CPeakOMA> CProcOMA::CreatePeak(const SRun& p_run, double p_fFreq
 bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const CMethodTrace& p_trace)
 {
     if (r_run.pFileTUI)
-        r_run.pFileTUI->WriteArray("Peak" + std::to_string(p_nTurn + 1), g_nNameField, r_run.vecCurve, 5, 10, 3);
-    const unsigned nChan = r_run.pFFT->GetNoOfChannels();
+        r_run.pFileTUI->WriteArray("Peak" + std::to_string(p_nTurn + 1), g_nNameField, r_run.buffers.vecCurve, 5, 10,
+                                   3);
+    const unsigned nChan = r_run.buffers.fft.GetNoOfChannels();
     unsigned nLo = 0;
     unsigned nHi = 0;
     if (!CalcPeakRange(r_peak.GetFreq(), r_peak.GetFWHM(), nChan, &nLo, &nHi))
@@ -283,13 +306,12 @@ bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const C
     p_trace.DataNamed(IsTraceData(3), "Peak at f[Hz]=", r_peak.GetFreq());
     double fDamp = 0.0;
     double fMagn = -1.0;
-    std::valarray<double> vecTime(2 * static_cast<std::size_t>(nChan));
-    if (!DampFromTimeData(nLo, nHi, r_run.pFFT.get(), r_peak.GetFreq(), &vecTime, &fMagn, &fDamp))
+    if (!DampFromTimeData(nLo, nHi, &r_run.buffers.fft, r_peak.GetFreq(), &r_run.buffers.vecTime, &fMagn, &fDamp))
         return false;
     r_peak.SetMagn(fMagn);
     r_peak.SetDamp(fDamp);
-    r_run.vecBeg.push_back(nLo);
-    r_run.vecEnd.push_back(nHi);
+    r_run.buffers.vecBeg.push_back(nLo);
+    r_run.buffers.vecEnd.push_back(nHi);
 
     // The peaks come in falling order of height: the first one below the threshold ends the search.
     double fLimit = 0.0;
@@ -300,7 +322,7 @@ bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const C
     }
     // The file has the ratio of the width without a sign: the sign mark comes behind it. Kept as it stands.
     if (r_run.pFileTUI)
-        WritePeakToTUI(r_run, p_nTurn, r_peak, vecTime);
+        WritePeakToTUI(r_run, p_nTurn, r_peak);
     r_peak.SetNegDamp(fDamp < 0.0 ? 1.0 : 0.0);
     double fDampFreq = -1.0;
     r_peak.CalcDamp(&fDampFreq);
@@ -309,11 +331,10 @@ bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const C
     return true;
 }
 
-void CProcOMA::WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak,
-                              const std::valarray<double>& p_vecTime) const
+void CProcOMA::WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak) const
 {
     const std::string strTurn = std::to_string(p_nTurn + 1);
-    r_run.pFileTUI->WriteArray("IFFT" + strTurn, g_nNameField, p_vecTime, 5, 10, 3);
+    r_run.pFileTUI->WriteArray("IFFT" + strTurn, g_nNameField, r_run.buffers.vecTime, 5, 10, 3);
     double fDampFreq = -1.0;
     p_peak.CalcDamp(&fDampFreq);
     std::ostringstream stream;
@@ -333,8 +354,8 @@ bool CProcOMA::CalcPeakRange(double p_fFreq_Hz, double p_fFWHM_Hz, unsigned p_nC
     return true;
 }
 
-bool CProcOMA::FindPeakLimits(std::valarray<double> p_vecData, double p_fThresh, unsigned p_nPeak, unsigned* p_pnLeft,
-                              unsigned* p_pnRight) const
+bool CProcOMA::FindPeakLimits(const std::valarray<double>& p_vecData, double p_fThresh, unsigned p_nPeak,
+                              unsigned* p_pnLeft, unsigned* p_pnRight) const
 {
     const std::size_t nData = p_vecData.size();
     if (p_nPeak >= nData)

@@ -1,17 +1,20 @@
 #pragma once
+#include "spectrum/CFitLmaOMA.h"
+#include "spectrum/CFitLsqOMA.h"
 #include "spectrum/CPeakOMA.h"
 #include "spectrum/CProc.h"
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <valarray>
 #include <vector>
 
 class CFFT;
-class CFitLmaOMA;
-class CFitLsqOMA;
 class CMethodTrace;
 class CWriteFile;
+struct SDampBuffers;
+struct SProcBuffers;
 
 /// Evaluation of one spectrum resolution of one job: from the newest samples to rated peaks. The raw samples go into
 /// the transform as they are: no mean is removed, no window is applied.
@@ -32,12 +35,10 @@ class CProcOMA : public CProc
 
     /// Normalised amplitude spectrum of the last Run: a sinusoid of amplitude A has height A.
     const std::valarray<double>& GetAmpl() const { return m_vecAmpl; }
-    const std::valarray<double>& GetDegs() const { return m_vecDegs; }
-    const std::valarray<double>& GetPhaseStep() const { return m_vecPhaseStep; }
     double GetFreqStep() const { return m_fFreqStep_Hz; }
 
     /// Channels around a peak to fit: the first ones below half height on both sides.
-    bool FindPeakLimits(std::valarray<double> p_vecData, double p_fThresh, unsigned p_nPeak, unsigned* p_pnLeft,
+    bool FindPeakLimits(const std::valarray<double>& p_vecData, double p_fThresh, unsigned p_nPeak, unsigned* p_pnLeft,
                         unsigned* p_pnRight) const;
     /// Channels handed to the inverse transform: the frequency minus and plus one FWHM. Always true.
     bool CalcPeakRange(double p_fFreq_Hz, double p_fFWHM_Hz, unsigned p_nChan, unsigned* p_pnLo,
@@ -58,50 +59,38 @@ class CProcOMA : public CProc
         double fMaxFreq_Hz;
         std::int32_t eGridQual;
         VecPeak* pvecpPeak;
-        std::unique_ptr<CFFT> pFFT{};
+        SProcBuffers& buffers;
         std::unique_ptr<CWriteFile> pFileTUI{}; ///< extended peak data, null: none
-        std::unique_ptr<CFitLsqOMA> pFitLSQ{};
-        std::unique_ptr<CFitLmaOMA> pFitLMA{}; ///< null: least squares alone, or given up after a failed fit
-        std::valarray<double> vecSearch{};     ///< search buffer
-        std::valarray<double> vecCurve{};      ///< fit curve of the current peak
-        unsigned nOffs = 0;                    ///< channels below are never searched
+        std::optional<CFitLsqOMA> pFitLSQ{};
+        std::optional<CFitLmaOMA> pFitLMA{}; ///< none: least squares alone, or given up after a failed fit
+        unsigned nOffs = 0;                  ///< channels below are never searched
         double fMaxAmplThresh = 0.0;
         double fMagnThresh = 0.0;
-        std::vector<unsigned> vecBeg{}; ///< prohibited regions
-        std::vector<unsigned> vecEnd{};
     };
     enum class ETurn
     {
         eNext,
         eEnd
     };
-    /// Half cycles of a time signal: extremes by turns, and where they lie.
-    struct SHalfCycles
-    {
-        std::vector<double> vecFirst;
-        std::vector<double> vecSecond;
-        std::vector<unsigned> vecIdx;
-    };
-
     // ---- steps of Run ----
     bool Transform(SRun& r_run, const std::wstring& p_wstrFileFFT, const CMethodTrace& p_trace);
-    void OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const std::valarray<double>& p_vecInput,
-                     const CMethodTrace& p_trace);
+    bool OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace);
     bool PrepareSearch(SRun& r_run, int p_eFit, const CMethodTrace& p_trace);
     bool CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const;
     ETurn EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMethodTrace& p_trace);
+    void FillFitData(SRun& r_run, unsigned p_nLeft, unsigned p_nRight) const;
     bool FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, double& r_fAmpl, const CMethodTrace& p_trace);
     std::unique_ptr<CPeakOMA> CreatePeak(const SRun& p_run, double p_fFreq_Hz, double p_fFWHM_Hz, double p_fAmpl) const;
     bool RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const CMethodTrace& p_trace);
-    void WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak,
-                        const std::valarray<double>& p_vecTime) const;
+    void WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak) const;
 
     // ---- steps of DampFromTimeData ----
-    static SHalfCycles FindHalfCycles(const std::valarray<double>& p_vecTime);
-    bool DampFromSeries(const SHalfCycles& p_half, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const;
+    /// The newest half cycles, at most p_nMax (4 up), in time order.
+    static void FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p_nMax, SDampBuffers& r_buffers);
+    bool DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const;
 
     std::valarray<double> m_vecAmpl;      ///< one value a channel
-    std::valarray<double> m_vecDegs;      ///< phase, degrees
-    std::valarray<double> m_vecPhaseStep; ///< normalised phase step; for the extended data file only
+    std::valarray<double> m_vecDegs;      ///< phase, degrees; made for the extended data file only, as the next one
+    std::valarray<double> m_vecPhaseStep; ///< normalised phase step
     double m_fFreqStep_Hz = -1.0;         ///< Hz a channel
 };

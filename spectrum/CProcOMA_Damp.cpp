@@ -1,10 +1,13 @@
+#include "TPool.h"
 #include "host/CMethodTrace.h"
 #include "host/CShellOMA.h"
 #include "modes/CDataPS.h"
-#include "spectrum/CFFT.h"
 #include "spectrum/CMathBAS.h"
 #include "spectrum/CProcOMA.h"
+#include "spectrum/ProcBuffers.h"
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 
 // Magnitude and damping ratio of a peak from the time signal of its band: the signal is cut at its zero crossings into
 // half cycles, their extremes give the envelope, its decay the damping ratio.
@@ -13,7 +16,9 @@ namespace
 {
 constexpr std::string_view g_strClass = "CProcOMA";
 constexpr std::string_view g_strMethod = " DampFromTimeData";
-constexpr unsigned g_nMaxHS = 8;
+constexpr int g_nMaxHS = 8;
+
+TPool<SDampBuffers> g_poolDamp;
 } // namespace
 
 bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,
@@ -22,106 +27,100 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     const CMethodTrace trace(m_pTrace, g_strClass, g_strMethod);
     if (!p_pFFT || !p_pvecTime || p_pvecTime->size() == 0)
         return trace.BadPointer(!p_pFFT ? "p_pFFT" : "p_pvecTime");
-    {
-        CFFT fftInverse(m_pTrace);
-        fftInverse.IFFTbyMKL(p_pFFT->GetData(), p_nLoChan, p_nHiChan);
-        fftInverse.RetrveTime(*p_pvecTime);
-    }
-    *p_pvecTime -= p_pvecTime->sum() / static_cast<double>(p_pvecTime->size());
+    const auto pBuffers = g_poolDamp.Lend(p_pvecTime->size());
+    pBuffers->fft.Restart(m_pTrace);
+    pBuffers->fft.IFFTbyMKL(p_pFFT->GetData(), p_nLoChan, p_nHiChan);
+    if (!pBuffers->fft.RetrveTime(*p_pvecTime))
+        *p_pvecTime = 0.0;
+    *p_pvecTime -=
+        std::reduce(std::begin(*p_pvecTime), std::end(*p_pvecTime)) / static_cast<double>(p_pvecTime->size());
 
-    const SHalfCycles half = FindHalfCycles(*p_pvecTime);
-    const std::size_t nFirst = half.vecFirst.size();
-    const std::size_t nSecond = half.vecSecond.size();
-    if (nFirst == 0)
+    FindHalfCycles(*p_pvecTime, static_cast<unsigned>(g_pShell ? g_pShell->GetNoMaxHS() : g_nMaxHS), *pBuffers);
+    const std::vector<double>& vecExt = pBuffers->vecExt;
+    if (vecExt.empty())
     {
         trace.Warning("No max. found");
         return false;
     }
-    if (nSecond == 0)
+    if (vecExt.size() == 1)
     {
         trace.Warning("Too few data");
         return false;
     }
-    const double fDeltaT_s = m_fDeltaT_s;
     bool bOk = false;
-    double fAtten = 0.0;
-    if (nFirst == 1 && nSecond == 1)
+    if (vecExt.size() == 2)
     {
-        *p_pfMagn = (half.vecFirst[0] + half.vecSecond[0]) * 0.5;
-        const double fDelta_s = (half.vecIdx[1] - half.vecIdx[0]) * fDeltaT_s;
-        bOk = CMathBAS::Atten(half.vecFirst[0], half.vecSecond[0], fDelta_s, m_pTrace, &fAtten);
-        if (bOk)
-            *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, fAtten);
-    }
-    else if (nFirst == 2 && nSecond == 1)
-    {
-        const double fSwing1 = half.vecFirst[0] + half.vecSecond[0];
-        const double fSwing2 = half.vecSecond[0] + half.vecFirst[1];
-        *p_pfMagn = 0.5 * fSwing2;
-        const double fDelta_s = (half.vecIdx[2] - half.vecIdx[0]) * 0.5 * fDeltaT_s;
-        bOk = CMathBAS::Atten(fSwing1, fSwing2, fDelta_s, m_pTrace, &fAtten);
+        *p_pfMagn = (vecExt[0] + vecExt[1]) * 0.5;
+        const double fDelta_s = (pBuffers->vecIdx[1] - pBuffers->vecIdx[0]) * m_fDeltaT_s;
+        double fAtten = 0.0;
+        bOk = CMathBAS::Atten(vecExt[0], vecExt[1], fDelta_s, m_pTrace, &fAtten);
         if (bOk)
             *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, fAtten);
     }
     else
-        bOk = DampFromSeries(half, p_fFreq_Hz, p_pfMagn, p_pfDamp);
+        bOk = DampFromSeries(*pBuffers, p_fFreq_Hz, p_pfMagn, p_pfDamp);
     if (bOk && *p_pfMagn < 0.0)
         return trace.Error("Invalid PS magn.: ", *p_pfMagn);
     return bOk;
 }
 
-/// The half cycles before the first and behind the last crossing are open and do not count; an exact zero is no crossing.
-CProcOMA::SHalfCycles CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime)
+/// The half cycles before the first and behind the last crossing are open and do not count; an exact zero is no crossing,
+/// and one at the very start hides all of them. Goes from the end: older half cycles than the newest have no say.
+void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p_nMax, SDampBuffers& r_buffers)
 {
-    SHalfCycles half;
-    bool bCrossed = false;
-    bool bToFirst = true;
+    std::vector<double>& vecExt = r_buffers.vecExt;
+    std::vector<unsigned>& vecIdx = r_buffers.vecIdx;
+    vecExt.clear();
+    vecIdx.clear();
+    if (p_vecTime[0] == 0.0)
+        return;
+    bool bOpen = true;
+    double fSign = 0.0; // a sample of the half cycle in hand, 0: none yet
     double fExt = 0.0;
     unsigned nExt = 0;
-    double fLast = p_vecTime[0];
-    for (unsigned i = 1; i < p_vecTime.size(); ++i)
+    for (auto i = static_cast<unsigned>(p_vecTime.size()); i-- > 0 && vecExt.size() < p_nMax;)
     {
         const double fValue = p_vecTime[i];
-        if (fValue * fLast < 0.0)
+        const double fHeight = std::abs(fValue);
+        if (fValue * fSign < 0.0)
         {
-            if (bCrossed)
+            if (!bOpen)
             {
-                (bToFirst ? half.vecFirst : half.vecSecond).push_back(fExt);
-                half.vecIdx.push_back(nExt);
-                bToFirst = !bToFirst;
+                vecExt.push_back(fExt);
+                vecIdx.push_back(nExt);
             }
-            fExt = std::abs(fValue);
+            bOpen = false;
+            fSign = fValue;
+            fExt = fHeight;
             nExt = i;
-            fLast = fValue;
-            bCrossed = true;
         }
-        else if (fExt < std::abs(fValue))
+        else if (fHeight >= fExt) // of equal ones the earliest
         {
-            fExt = std::abs(fValue);
+            fExt = fHeight;
             nExt = i;
+            if (fSign == 0.0)
+                fSign = fValue;
         }
     }
-    return half;
+    std::reverse(vecExt.begin(), vecExt.end());
+    std::reverse(vecIdx.begin(), vecIdx.end());
 }
 
 /// Each sum of two neighbouring extremes is a peak-to-peak swing, in which an offset cancels; two overlapping swings one
-/// half cycle apart give one rate. Only the newest half cycles take part.
-bool CProcOMA::DampFromSeries(const SHalfCycles& p_half, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const
+/// half cycle apart give one rate.
+bool CProcOMA::DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const
 {
-    const auto nTuples = static_cast<unsigned>(p_half.vecFirst.size() + p_half.vecSecond.size() - 2);
-    const auto nLimit = static_cast<unsigned>(g_pShell ? g_pShell->GetNoMaxHS() : static_cast<int>(g_nMaxHS)) - 2U;
-    const unsigned nStart = nTuples > nLimit ? nTuples - nLimit : 0;
-    std::valarray<double> vecAtten(0.0, nTuples);
-    bool bEven = nStart % 2 == 0;
-    for (unsigned i = nStart; i < nTuples; ++i)
+    const std::vector<double>& vecExt = r_buffers.vecExt;
+    const std::vector<unsigned>& vecIdx = r_buffers.vecIdx;
+    const std::size_t nTuples = vecExt.size() - 2;
+    std::valarray<double>& vecAtten = r_buffers.vecAtten;
+    if (vecAtten.size() != nTuples)
+        vecAtten.resize(nTuples);
+    for (std::size_t i = 0; i < nTuples; ++i)
     {
-        const double fDelta_s = (p_half.vecIdx[i + 2] - p_half.vecIdx[i]) * 0.5 * m_fDeltaT_s;
-        const unsigned k = i / 2;
-        const double fSwing1 =
-            bEven ? p_half.vecFirst[k] + p_half.vecSecond[k] : p_half.vecSecond[k] + p_half.vecFirst[k + 1];
-        const double fSwing2 =
-            bEven ? p_half.vecSecond[k] + p_half.vecFirst[k + 1] : p_half.vecFirst[k + 1] + p_half.vecSecond[k + 1];
-        bEven = !bEven;
+        const double fDelta_s = (vecIdx[i + 2] - vecIdx[i]) * 0.5 * m_fDeltaT_s;
+        const double fSwing1 = vecExt[i] + vecExt[i + 1];
+        const double fSwing2 = vecExt[i + 1] + vecExt[i + 2];
         if (i + 1 == nTuples)
             *p_pfMagn = 0.5 * fSwing2;
         if (!CMathBAS::Atten(fSwing1, fSwing2, fDelta_s, m_pTrace, &vecAtten[i]))
@@ -132,5 +131,5 @@ bool CProcOMA::DampFromSeries(const SHalfCycles& p_half, double p_fFreq_Hz, doub
         *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, vecAtten[0]);
         return true;
     }
-    return CDataPS::DampTriple(vecAtten, nStart, p_fFreq_Hz, m_pTrace, *p_pfDamp);
+    return CDataPS::DampTriple(vecAtten, 0, p_fFreq_Hz, m_pTrace, *p_pfDamp);
 }

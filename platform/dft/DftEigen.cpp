@@ -38,10 +38,12 @@ void DftForward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfData)
     }
 }
 
-void DftBackward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfData)
+void DftBackward(const SDftPlans&, MKL_LONG p_nLength, double p_fScale, double* p_pfData)
 {
     std::vector<std::complex<double>> vecSpec(static_cast<std::size_t>(p_nLength) / 2 + 1);
     for (std::size_t k = 0; k < vecSpec.size(); ++k)
         vecSpec[k] = {p_pfData[2 * k], p_pfData[2 * k + 1]};
     Engine().inv(p_pfData, vecSpec.data(), p_nLength);
+    for (MKL_LONG i = 0; i < p_nLength; ++i)
+        p_pfData[i] *= p_fScale;
 }

@@ -1,12 +1,16 @@
 #include "Dfti.h"
 #include "DftiDescriptor.h"
 #include <bit>
+#include <memory>
 #include <new>
 
 namespace
 {
 constexpr MKL_LONG g_nMaxLength = MKL_LONG{1} << 30;
-}
+
+/// The descriptor that the thread has freed last, for its next one.
+thread_local std::unique_ptr<DFTI_DESCRIPTOR> g_pFree;
+} // namespace
 
 MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc, DFTI_CONFIG_VALUE p_ePrecision,
                               DFTI_CONFIG_VALUE p_eDomain, MKL_LONG p_nDimension, MKL_LONG p_nLength)
@@ -16,7 +20,9 @@ MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc, DFTI_CONFIG_VALU
         p_nLength > g_nMaxLength || !std::has_single_bit(static_cast<unsigned long>(p_nLength)))
         return DFTI_INVALID_CONFIGURATION;
     // A plain pointer: the handle of the interface, freed by DftiFreeDescriptor.
-    *p_phDesc = new (std::nothrow) DFTI_DESCRIPTOR{p_nLength};
+    *p_phDesc = g_pFree ? g_pFree.release() : new (std::nothrow) DFTI_DESCRIPTOR;
+    if (*p_phDesc)
+        **p_phDesc = {p_nLength};
     return *p_phDesc ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
@@ -49,9 +55,7 @@ MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
 {
     if (!p_hDesc || !p_hDesc->pPlans || !p_pfData)
         return DFTI_INCONSISTENT_CONFIGURATION;
-    DftBackward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfData);
-    for (MKL_LONG i = 0; i < p_hDesc->nLength; ++i)
-        p_pfData[i] *= p_hDesc->fBackwardScale;
+    DftBackward(*p_hDesc->pPlans, p_hDesc->nLength, p_hDesc->fBackwardScale, p_pfData);
     return DFTI_NO_ERROR;
 }
 
@@ -59,7 +63,7 @@ MKL_LONG DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc)
 {
     if (!p_phDesc || !*p_phDesc)
         return DFTI_INVALID_CONFIGURATION;
-    delete *p_phDesc;
+    g_pFree.reset(*p_phDesc);
     *p_phDesc = nullptr;
     return DFTI_NO_ERROR;
 }

@@ -15,7 +15,7 @@ struct FitTest : testing::Test
     CaptureTrace capture;
     unsigned nLeft = 0;
     unsigned nRight = 0;
-    std::vector<double> vecCoef;
+    CFit::VecCoef vecCoef;
     double fFreq = 0.0;
     double fFWHM = 0.0;
     double fAmpl = 0.0;
@@ -60,7 +60,8 @@ TEST_F(FitTest, GaussianGivesItsFrequencyWidthAndHeight)
     for (const unsigned nLast : {21U, 22U, 25U})
     {
         ASSERT_TRUE(FitLSQ(Gaussian(40, 20.3, 4.5), 19, nLast));
-        const CFitLsqOMA fit({}, &trace);
+        const std::valarray<double> vecNone;
+        const CFitLsqOMA fit(vecNone, &trace);
         ASSERT_TRUE(fit.CalcPeakData(vecCoef, nLeft, 0.1, &fFreq, &fFWHM, &fAmpl));
         EXPECT_NEAR(fFreq, 2.03, 1e-9);
         EXPECT_NEAR(fFWHM, 0.45, 1e-8);
@@ -90,14 +91,16 @@ TEST_F(FitTest, LorentzianTakesTenSteps)
     nLeft = 12;
     nRight = 28;
     // The derivatives of the steps lack the height and a factor of 2: they are those of a peak of height 0.5.
-    CFitLmaOMA fitExact(ModelOf(0.5, 20.2, 6.0), &trace);
+    const std::valarray<double> vecExact = ModelOf(0.5, 20.2, 6.0);
+    CFitLmaOMA fitExact(vecExact, &trace);
     fitExact.PresetCoefs({0.4, 19.9, 6.5});
     ASSERT_TRUE(fitExact.FitPeak(&nLeft, &nRight, &vecCoef));
     EXPECT_NEAR(vecCoef[0], 0.5, 1e-12);
     EXPECT_NEAR(vecCoef[1], 20.2, 1e-12);
     EXPECT_NEAR(vecCoef[2], 6.0, 1e-12);
     // With another height steps are refused and lambda grows: the values of a second program (Cramer's rule).
-    CFitLmaOMA fit(ModelOf(1.0, 20.2, 6.0), &trace);
+    const std::valarray<double> vecAmpl = ModelOf(1.0, 20.2, 6.0);
+    CFitLmaOMA fit(vecAmpl, &trace);
     fit.PresetCoefs({0.8, 19.5, 7.0});
     ASSERT_TRUE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
     EXPECT_NEAR(vecCoef[0], 0.9429301549997439, 1e-9);
@@ -108,10 +111,11 @@ TEST_F(FitTest, LorentzianTakesTenSteps)
 
 TEST_F(FitTest, LorentzianThatCannotGetBetterIsAFailedFit)
 {
-    CFitLmaOMA fit(ModelOf(1.0, 20.0, 6.0), &trace);
+    const std::valarray<double> vecAmpl = ModelOf(1.0, 20.0, 6.0);
+    CFitLmaOMA fit(vecAmpl, &trace);
     nLeft = 12;
     nRight = 28;
-    for (const std::vector<double>& vecStart : {std::vector{1.0, 20.0, 6.0}, {g_fNaN, 20.0, 6.0}, {1.0, 20.0, 0.0}})
+    for (const CFit::VecCoef& vecStart : {CFit::VecCoef{1.0, 20.0, 6.0}, {g_fNaN, 20.0, 6.0}, {1.0, 20.0, 0.0}})
     {
         fit.PresetCoefs(vecStart);
         EXPECT_FALSE(fit.FitPeak(&nLeft, &nRight, &vecCoef));

@@ -1,0 +1,56 @@
+#pragma once
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+/// Working memory of a size, lent out and taken back: what many threads need by turns exists as often as it is in use at
+/// one time, and the piece that was used last, which the processor still has at hand, is lent first.
+/// T is made of its size. It comes back as it was left.
+/// Threads  any. Owner: a static object; a loan must not outlive it.
+template <class T>
+class TPool
+{
+  public:
+    struct SReturn
+    {
+        void operator()(T* p_pPiece) const { pPool->Return(nSize, std::unique_ptr<T>(p_pPiece)); }
+        TPool* pPool;
+        std::size_t nSize;
+    };
+    using Loan = std::unique_ptr<T, SReturn>;
+
+    Loan Lend(std::size_t p_nSize)
+    {
+        std::unique_ptr<T> pPiece = Take(p_nSize);
+        if (!pPiece)
+            pPiece = std::make_unique<T>(p_nSize);
+        return Loan(pPiece.release(), SReturn{this, p_nSize});
+    }
+
+  private:
+    static constexpr std::size_t g_nKeep = 16; ///< pieces of a size that stay when nobody needs them
+
+    std::unique_ptr<T> Take(std::size_t p_nSize)
+    {
+        const std::lock_guard lock(m_mtx);
+        std::vector<std::unique_ptr<T>>& vecpFree = m_mapFree[p_nSize];
+        vecpFree.reserve(g_nKeep); // nothing is thrown where it comes back
+        if (vecpFree.empty())
+            return nullptr;
+        std::unique_ptr<T> pPiece = std::move(vecpFree.back());
+        vecpFree.pop_back();
+        return pPiece;
+    }
+    void Return(std::size_t p_nSize, std::unique_ptr<T> p_pPiece)
+    {
+        const std::lock_guard lock(m_mtx);
+        std::vector<std::unique_ptr<T>>& vecpFree = m_mapFree[p_nSize];
+        if (vecpFree.size() < g_nKeep)
+            vecpFree.push_back(std::move(p_pPiece));
+    }
+
+    std::mutex m_mtx;
+    std::map<std::size_t, std::vector<std::unique_ptr<T>>> m_mapFree;
+};
