@@ -26,6 +26,9 @@ oma_layer(oma_spectrum
             modes/CDataPS modes/CDOE modes/CSpec
     PUBLIC oma_shell platform_files PRIVATE platform_dft)
 
+# Nobody asks for errno after a square root: thousands of them are then taken side by side, with the same digits.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/spectrum/CProcOMA.cpp PROPERTIES COMPILE_OPTIONS -fno-math-errno)
+
 # Output channels, swing events and the modes that use them.
 oma_layer(oma_modes
     SOURCES link/CVdsOut link/CVdsOutMeas link/CVdsOutPS link/CVdsOutCb link/CVdsOutCbMeas link/CVdsOutCbPS

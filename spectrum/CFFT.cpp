@@ -7,7 +7,6 @@
 #include <bit>
 #include <cmath>
 #include <iomanip>
-#include <limits>
 #include <sstream>
 
 namespace
@@ -52,14 +51,24 @@ double* CFFT::Buffer(std::size_t p_nLength)
 
 bool CFFT::FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s)
 {
+    std::copy(std::begin(p_vecData), std::end(p_vecData), Input(p_vecData.size()));
+    return FFTbyMKL(p_vecData.size(), p_fDeltaT_s);
+}
+
+double* CFFT::Input(std::size_t p_nData)
+{
+    return Buffer(std::bit_ceil(p_nData));
+}
+
+bool CFFT::FFTbyMKL(std::size_t p_nData, double p_fDeltaT_s)
+{
     const CMethodTrace trace(m_pTrace, g_strClass, "FFTbyMKL");
-    const std::size_t nData = p_vecData.size();
-    m_fDeltaF_Hz = 1.0 / (static_cast<double>(nData) * p_fDeltaT_s);
-    const std::size_t nLength = nData == 0 ? 0 : std::bit_ceil(nData);
+    m_fDeltaF_Hz = 1.0 / (static_cast<double>(p_nData) * p_fDeltaT_s);
+    const std::size_t nLength = p_nData == 0 ? 0 : std::bit_ceil(p_nData);
     if (nLength < 2)
         return trace.Error("Invalid binary data size returned");
     double* const pfBuffer = Buffer(nLength);
-    std::fill(std::copy(std::begin(p_vecData), std::end(p_vecData), pfBuffer), pfBuffer + nLength + 2, 0.0);
+    std::fill(pfBuffer + p_nData, pfBuffer + nLength + 2, 0.0);
     if (!Transform(pfBuffer, nLength, false))
         return false;
     if (IsTraceData(8) && m_pTrace && m_pTrace->IsDataOn())
@@ -148,17 +157,18 @@ bool CFFT::RetrveAmpl(std::valarray<double>& r_vecOut) const
 {
     if (!CheckData("RetrveAmpl", "No FFT data"))
         return false;
-    const std::size_t nChan = std::min(r_vecOut.size(), m_pvecData->size());
-    std::size_t nOutside = 0;
-    for (std::size_t k = 0; k < nChan; ++k)
-    {
-        const double fSquare = std::norm((*m_pvecData)[k]);
-        nOutside += !(fSquare <= std::numeric_limits<double>::max());
-        r_vecOut[k] = std::sqrt(fSquare);
-    }
-    // Rare: squares that have left the range of numbers though their root is within.
-    for (std::size_t k = 0; nOutside > 0 && k < nChan; ++k)
+    for (std::size_t k = 0; k < std::min(r_vecOut.size(), m_pvecData->size()); ++k)
         r_vecOut[k] = std::abs((*m_pvecData)[k]);
+    return true;
+}
+
+bool CFFT::RetrveSquares(std::valarray<double>& r_vecOut) const
+{
+    if (!CheckData("RetrveSquares", "No FFT data"))
+        return false;
+    const std::size_t nChan = std::min(r_vecOut.size(), m_pvecData->size());
+    for (std::size_t k = 0; k < nChan; ++k)
+        r_vecOut[k] = std::norm((*m_pvecData)[k]);
     return true;
 }
 

@@ -22,8 +22,13 @@ class CFFT
 
     /// Spectrum of a block; padded with zeros to a power of two. The frequency step is that of the unpadded length.
     bool FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s);
+    /// The same without a copy: the block of p_nData samples is written into Input(p_nData) first.
+    double* Input(std::size_t p_nData);
+    bool FFTbyMKL(std::size_t p_nData, double p_fDeltaT_s);
     /// Time signal of channels p_nLowChan to p_nHighChan inclusive; p_nHighChan 0: of all.
     bool IFFTbyMKL(const VecComplex* p_pvecData, unsigned p_nLowChan, unsigned p_nHighChan);
+    /// |X|^2: may leave the range of numbers where |X| does not.
+    bool RetrveSquares(std::valarray<double>& r_vecOut) const;
     /// |X|, phase in degrees, samples. The caller sizes the output; what does not fit is left out.
     bool RetrveAmpl(std::valarray<double>& r_vecOut) const;
     bool RetrveDegs(std::valarray<double>& r_vecOut) const;

@@ -1,6 +1,7 @@
 #include "spectrum/CFitLsqOMA.h"
 #include "host/CMethodTrace.h"
 #include "host/Epsilon.h"
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -135,10 +136,23 @@ void CFitLsqOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pv
     const double fC0 = p_vecCoef[0];
     const double fC1 = p_vecCoef[1];
     const double fC2 = p_vecCoef[2];
-    for (std::size_t nChan = 0; nChan < p_pvecOut->size(); ++nChan)
+    /// @return false, nothing written, where the curve is nothing.
+    const auto Put = [&](std::size_t p_nChan)
     {
-        const auto fX = static_cast<double>(nChan);
+        const auto fX = static_cast<double>(p_nChan);
         const double fLog = fC0 + fC1 * fX + fC2 * (fX * fX);
-        (*p_pvecOut)[nChan] = fLog < g_fNoLog ? 0.0 : std::pow(10.0, fLog);
-    }
+        if (fLog < g_fNoLog)
+            return false;
+        (*p_pvecOut)[p_nChan] = std::pow(10.0, fLog);
+        return true;
+    };
+    *p_pvecOut = 0.0;
+    const std::size_t nSize = p_pvecOut->size();
+    // A peak falls to both sides of its centre, and what has become nothing stays nothing.
+    const double fCentre = fC2 < 0.0 ? std::clamp(-fC1 / (2.0 * fC2), 0.0, static_cast<double>(nSize)) : 0.0;
+    const auto nCentre = static_cast<std::size_t>(fCentre + 0.5);
+    for (std::size_t nChan = nCentre; nChan < nSize && (Put(nChan) || fC2 >= 0.0); ++nChan)
+        ;
+    for (std::size_t nChan = std::min(nCentre, nSize); nChan-- > 0 && Put(nChan);)
+        ;
 }

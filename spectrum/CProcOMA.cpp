@@ -30,6 +30,12 @@ unsigned ToChannel(double p_fChannel)
     constexpr double fMax = std::numeric_limits<unsigned>::max();
     return p_fChannel > 0.0 ? static_cast<unsigned>(std::min(p_fChannel, fMax)) : 0U;
 }
+
+/// Whether the extended data file is wanted.
+bool IsFilePSM()
+{
+    return g_pShell && g_pShell->IsFilePSM();
+}
 } // namespace
 
 CProcOMA::CProcOMA(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace)
@@ -52,21 +58,23 @@ bool CProcOMA::Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, cons
     const std::uint32_t nSamples = m_pSpec->GetNoOfSamples();
     const auto pBuffers = g_poolProc.Lend(nSamples);
     SRun run{p_fMaxFreq_Hz, p_eGridQual, p_pvecpPeak, *pBuffers};
-    bool bOk = nSamples == 0 || m_pdeqData->CopyNewest(&pBuffers->vecInput[0], nSamples);
+    CFFT& fft = pBuffers->fft;
+    fft.Restart(m_pTrace);
+    bool bOk = m_pdeqData->CopyNewest(fft.Input(nSamples), nSamples);
     if (bOk)
     {
-        pBuffers->fft.Restart(m_pTrace);
+        if (IsFilePSM())
+            std::copy_n(fft.Input(nSamples), nSamples, std::begin(pBuffers->vecInput));
         trace.DataNamed(IsTraceData(7), "Apply FFT of length=", nSamples);
-        if (!pBuffers->fft.FFTbyMKL(pBuffers->vecInput, m_fDeltaT_s))
+        if (!fft.FFTbyMKL(nSamples, m_fDeltaT_s))
             bOk = trace.Error("FFT error!");
     }
     if (bOk && Transform(run, p_wstrFileFFT, trace) && OpenFileTUI(run, p_wstrFileTUI, trace) &&
-        PrepareSearch(run, p_eFit, trace))
+        PrepareSearch(run, trace))
     {
         trace.DataNamed(IsTraceData(7), "Before Peak Detect, fMagnThresh=", run.fMagnThresh);
-        for (unsigned nTurn = 0; nTurn < p_nMaxPeaks; ++nTurn)
-            if (EvaluatePeak(run, nTurn, trace) == ETurn::eEnd)
-                break;
+        if (run.pFileTUI || !IsQuiet(run))
+            SearchPeaks(run, p_eFit, p_nMaxPeaks, trace);
     }
     trace.DataNamed(IsTraceData(7), "Peak Detection Done, #PEAKS=", p_pvecpPeak->size());
     if (run.pFileTUI)
@@ -84,9 +92,20 @@ bool CProcOMA::Transform(SRun& r_run, const std::wstring& p_wstrFileFFT, const C
     m_fFreqStep_Hz = fft.GetDeltaF();
     if (m_vecAmpl.size() != nChan)
         m_vecAmpl.resize(nChan);
-    fft.RetrveAmpl(m_vecAmpl);
-    m_vecAmpl *= 1.0 / nChan; // exact: a power of two
+    m_bSquares = fft.RetrveSquares(m_vecAmpl);
     return true;
+}
+
+const std::valarray<double>& CProcOMA::GetAmpl() const
+{
+    if (m_bSquares)
+    {
+        const double fScale = 1.0 / static_cast<double>(m_vecAmpl.size()); // exact: a power of two
+        for (double& r_fAmpl : m_vecAmpl)
+            r_fAmpl = std::sqrt(r_fAmpl) * fScale;
+        m_bSquares = false;
+    }
+    return m_vecAmpl;
 }
 
 bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valarray<double>& r_vecStep)
@@ -121,8 +140,9 @@ bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valar
 /// @return false if the phases that only this file needs cannot be made; a file that cannot be written ends nothing.
 bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace)
 {
-    if (!g_pShell || !g_pShell->IsFilePSM())
+    if (!IsFilePSM())
         return true;
+    CheckSquares(r_run.buffers.fft);
     m_vecDegs.resize(m_vecAmpl.size());
     m_vecPhaseStep.resize(m_vecAmpl.size());
     r_run.buffers.fft.RetrveDegs(m_vecDegs);
@@ -137,35 +157,71 @@ bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const
     pFile->WriteValue("TimeStep", g_nNameField, m_fDeltaT_s, 6, 3);
     pFile->WriteArray("TimeData", g_nNameField, r_run.buffers.vecInput, 5, 10, 3);
     pFile->WriteValue("FreqStep", g_nNameField, m_fFreqStep_Hz, 10, 3);
-    pFile->WriteArray("Magn", g_nNameField, m_vecAmpl, 5, 10, 3);
+    pFile->WriteArray("Magn", g_nNameField, GetAmpl(), 5, 10, 3);
     pFile->WriteArray("Degs", g_nNameField, m_vecDegs, 5, 10, 3);
     r_run.pFileTUI = std::move(pFile);
     return true;
 }
 
-/// Search buffer without its low channels, fits, thresholds.
-bool CProcOMA::PrepareSearch(SRun& r_run, int p_eFit, const CMethodTrace& p_trace)
+/// Range and threshold of the search.
+bool CProcOMA::PrepareSearch(SRun& r_run, const CMethodTrace& p_trace) const
 {
-    std::valarray<double>& vecSearch = r_run.buffers.vecSearch;
-    vecSearch = m_vecAmpl;
-    if (vecSearch.size() == 0)
+    if (m_vecAmpl.size() == 0)
         return p_trace.Error("Invalid spec.ampl. buf.size: 0");
     if (!CalcLowChannels(r_run, p_trace))
         return false;
-    std::fill_n(std::begin(vecSearch), r_run.nOffs, g_fEpsilon);
-    r_run.pFitLSQ.emplace(r_run.buffers.vecLog, m_pTrace);
-    if (p_eFit == 2)
-        r_run.pFitLMA.emplace(r_run.buffers.vecFit, m_pTrace);
     if (!m_pDOE)
         return p_trace.BadPointer("m_pDOE");
-    r_run.fMaxAmplThresh = g_fMaxAmplFactor * vecSearch.max();
     const CDOE::VecLimit* const pvecLimitMagn = m_pDOE->GetLimitMagn();
     if (!pvecLimitMagn || pvecLimitMagn->empty())
         return p_trace.BadPointer("pvecLimitMagn");
     r_run.fMagnThresh = g_fMagnFactor * pvecLimitMagn->front();
-    r_run.buffers.vecBeg.clear();
-    r_run.buffers.vecEnd.clear();
     return true;
+}
+
+/// Whether no channel reaches the threshold of the search: seen on the squares, before thousands of roots are taken.
+bool CProcOMA::IsQuiet(const SRun& p_run) const
+{
+    constexpr double fMargin = 0.999; // for the rounding: what is near the threshold is left to the search
+    const double fLimit = fMargin * std::pow(p_run.fMagnThresh * static_cast<double>(m_vecAmpl.size()), 2);
+    // By octaves, each with the weight of its end.
+    for (std::size_t nBeg = p_run.nOffs; nBeg < m_vecAmpl.size(); nBeg *= 2)
+    {
+        const std::size_t nEnd = std::min(2 * nBeg, m_vecAmpl.size());
+        const double fLimitHere = fLimit / static_cast<double>(nEnd);
+        const auto IsBelow = [fLimitHere](double p_fSquare) { return p_fSquare < fLimitHere; };
+        if (!std::all_of(std::begin(m_vecAmpl) + nBeg, std::begin(m_vecAmpl) + nEnd, IsBelow))
+            return false;
+    }
+    return p_run.fMagnThresh > 0.0;
+}
+
+/// Squares that have left the range of numbers, or come from what is none: rare, and then the roots are taken by themselves.
+void CProcOMA::CheckSquares(const CFFT& p_fft)
+{
+    const auto IsSquare = [](double p_fSquare) { return p_fSquare <= std::numeric_limits<double>::max(); };
+    if (std::all_of(std::begin(m_vecAmpl), std::end(m_vecAmpl), IsSquare))
+        return;
+    p_fft.RetrveAmpl(m_vecAmpl);
+    m_vecAmpl /= static_cast<double>(m_vecAmpl.size());
+    m_bSquares = false;
+}
+
+/// Search buffer without its low channels, fits on the spectrum as it is, the turns of the peak loop.
+void CProcOMA::SearchPeaks(SRun& r_run, int p_eFit, unsigned p_nMaxPeaks, const CMethodTrace& p_trace)
+{
+    SProcBuffers& buffers = r_run.buffers;
+    CheckSquares(buffers.fft);
+    buffers.vecSearch = GetAmpl();
+    std::fill_n(std::begin(buffers.vecSearch), r_run.nOffs, g_fEpsilon);
+    buffers.vecBeg.clear();
+    buffers.vecEnd.clear();
+    r_run.pFitLSQ.emplace(buffers.vecLog, m_pTrace);
+    if (p_eFit == 2)
+        r_run.pFitLMA.emplace(buffers.vecFit, m_pTrace);
+    for (unsigned nTurn = 0; nTurn < p_nMaxPeaks; ++nTurn)
+        if (EvaluatePeak(r_run, nTurn, p_trace) == ETurn::eEnd)
+            break;
 }
 
 /// With no detrending before the transform, the mean stays out of the search in this way alone.
@@ -227,9 +283,11 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
     const bool bFound =
         FindNextPeakNEW(buffers.vecSearch, r_run.nOffs, buffers.vecBeg, buffers.vecEnd, r_run.fMagnThresh, &nPeak);
     if (r_run.pFileTUI)
-        r_run.pFileTUI->WriteArray("SearchBuf", g_nNameField, m_vecAmpl * m_vecPhaseStep, 5, 10, 3);
+        r_run.pFileTUI->WriteArray("SearchBuf", g_nNameField, GetAmpl() * m_vecPhaseStep, 5, 10, 3);
     if (!bFound)
         return false;
+    // The first candidate is the largest amplitude of all.
+    r_run.fMaxAmplThresh = std::max(r_run.fMaxAmplThresh, g_fMaxAmplFactor * buffers.vecSearch[nPeak]);
     double fNoiseThresh = -1.0;
     if (!CalcDataThresh(buffers.vecSearch, r_run.nOffs, g_fNoiseFactor, &fNoiseThresh))
         return p_trace.Error("Cannot calc. ampl.thresh. for peak detection");

@@ -34,7 +34,7 @@ class CProcOMA : public CProc
              std::int32_t p_eGridQual, VecPeak* p_pvecpPeak, unsigned p_nMaxPeaks = 4);
 
     /// Normalised amplitude spectrum of the last Run: a sinusoid of amplitude A has height A.
-    const std::valarray<double>& GetAmpl() const { return m_vecAmpl; }
+    const std::valarray<double>& GetAmpl() const;
     double GetFreqStep() const { return m_fFreqStep_Hz; }
 
     /// Channels around a peak to fit: the first ones below half height on both sides.
@@ -75,7 +75,10 @@ class CProcOMA : public CProc
     // ---- steps of Run ----
     bool Transform(SRun& r_run, const std::wstring& p_wstrFileFFT, const CMethodTrace& p_trace);
     bool OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace);
-    bool PrepareSearch(SRun& r_run, int p_eFit, const CMethodTrace& p_trace);
+    bool PrepareSearch(SRun& r_run, const CMethodTrace& p_trace) const;
+    bool IsQuiet(const SRun& p_run) const;
+    void CheckSquares(const CFFT& p_fft);
+    void SearchPeaks(SRun& r_run, int p_eFit, unsigned p_nMaxPeaks, const CMethodTrace& p_trace);
     bool CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const;
     ETurn EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMethodTrace& p_trace);
     void FillFitData(SRun& r_run, unsigned p_nLeft, unsigned p_nRight) const;
@@ -89,8 +92,9 @@ class CProcOMA : public CProc
     static void FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p_nMax, SDampBuffers& r_buffers);
     bool DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const;
 
-    std::valarray<double> m_vecAmpl;      ///< one value a channel
-    std::valarray<double> m_vecDegs;      ///< phase, degrees; made for the extended data file only, as the next one
-    std::valarray<double> m_vecPhaseStep; ///< normalised phase step
-    double m_fFreqStep_Hz = -1.0;         ///< Hz a channel
+    mutable std::valarray<double> m_vecAmpl; ///< one value a channel
+    mutable bool m_bSquares = false;         ///< m_vecAmpl holds squares, not normalised: nobody has needed roots yet
+    std::valarray<double> m_vecDegs;         ///< phase, degrees; made for the extended data file only, as the next one
+    std::valarray<double> m_vecPhaseStep;    ///< normalised phase step
+    double m_fFreqStep_Hz = -1.0;            ///< Hz a channel
 };

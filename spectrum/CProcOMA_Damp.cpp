@@ -19,6 +19,11 @@ constexpr std::string_view g_strMethod = " DampFromTimeData";
 constexpr int g_nMaxHS = 8;
 
 TPool<SDampBuffers> g_poolDamp;
+
+bool IsLower(double p_fLeft, double p_fRight)
+{
+    return std::abs(p_fLeft) < std::abs(p_fRight);
+}
 } // namespace
 
 bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,
@@ -74,33 +79,24 @@ void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p
     vecIdx.clear();
     if (p_vecTime[0] == 0.0)
         return;
-    bool bOpen = true;
+    const double* const pfTime = std::begin(p_vecTime);
+    std::size_t nBeg = p_vecTime.size();
     double fSign = 0.0; // a sample of the half cycle in hand, 0: none yet
-    double fExt = 0.0;
-    unsigned nExt = 0;
-    for (auto i = static_cast<unsigned>(p_vecTime.size()); i-- > 0 && vecExt.size() < p_nMax;)
+    for (bool bOpen = true; vecExt.size() < p_nMax; bOpen = false)
     {
-        const double fValue = p_vecTime[i];
-        const double fHeight = std::abs(fValue);
-        if (fValue * fSign < 0.0)
-        {
-            if (!bOpen)
-            {
-                vecExt.push_back(fExt);
-                vecIdx.push_back(nExt);
-            }
-            bOpen = false;
-            fSign = fValue;
-            fExt = fHeight;
-            nExt = i;
-        }
-        else if (fHeight >= fExt) // of equal ones the earliest
-        {
-            fExt = fHeight;
-            nExt = i;
+        const std::size_t nEnd = nBeg;
+        for (; nBeg > 0 && !(pfTime[nBeg - 1] * fSign < 0.0); --nBeg)
             if (fSign == 0.0)
-                fSign = fValue;
+                fSign = pfTime[nBeg - 1];
+        if (nBeg == 0)
+            break;
+        if (!bOpen)
+        {
+            const double* const pfExt = std::max_element(pfTime + nBeg, pfTime + nEnd, IsLower);
+            vecExt.push_back(std::abs(*pfExt));
+            vecIdx.push_back(static_cast<unsigned>(pfExt - pfTime));
         }
+        fSign = pfTime[nBeg - 1];
     }
     std::reverse(vecExt.begin(), vecExt.end());
     std::reverse(vecIdx.begin(), vecIdx.end());
