@@ -99,7 +99,7 @@ bool CFFT::IFFTbyMKL(const VecComplex* p_pvecData, unsigned p_nLowChan, unsigned
         return trace.Error("Lower peak channel has higher value than upper peak channel");
 
     double* const pfBuffer = Buffer(2 * nData);
-    std::fill(m_pvecBuffer->begin(), m_pvecBuffer->end(), 0.0);
+    std::fill_n(pfBuffer, 2 * nData + 2, 0.0);
     std::copy_n(p_pvecData->data() + nLow, nHigh - nLow + 1, m_pvecBuffer->data() + nLow);
     if (!Transform(pfBuffer, 2 * nData, true))
         return false;

@@ -7,7 +7,6 @@
 #include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 // Magnitude and damping ratio of a peak from the time signal of its band: the signal is cut at its zero crossings into
 // half cycles, their extremes give the envelope, its decay the damping ratio.
@@ -19,11 +18,6 @@ constexpr std::string_view g_strMethod = " DampFromTimeData";
 constexpr int g_nMaxHS = 8;
 
 TPool<SDampBuffers> g_poolDamp;
-
-bool IsLower(double p_fLeft, double p_fRight)
-{
-    return std::abs(p_fLeft) < std::abs(p_fRight);
-}
 } // namespace
 
 bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,
@@ -37,8 +31,9 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     pBuffers->fft.IFFTbyMKL(p_pFFT->GetData(), p_nLoChan, p_nHiChan);
     if (!pBuffers->fft.RetrveTime(*p_pvecTime))
         *p_pvecTime = 0.0;
-    *p_pvecTime -=
-        std::reduce(std::begin(*p_pvecTime), std::end(*p_pvecTime)) / static_cast<double>(p_pvecTime->size());
+    // A band above channel 0 has no mean.
+    if (p_nLoChan == 0 || p_nHiChan == 0)
+        *p_pvecTime -= p_pvecTime->sum() / static_cast<double>(p_pvecTime->size());
 
     FindHalfCycles(*p_pvecTime, static_cast<unsigned>(g_pShell ? g_pShell->GetNoMaxHS() : g_nMaxHS), *pBuffers);
     const std::vector<double>& vecExt = pBuffers->vecExt;
@@ -79,24 +74,32 @@ void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p
     vecIdx.clear();
     if (p_vecTime[0] == 0.0)
         return;
-    const double* const pfTime = std::begin(p_vecTime);
-    std::size_t nBeg = p_vecTime.size();
+    bool bOpen = true;
     double fSign = 0.0; // a sample of the half cycle in hand, 0: none yet
-    for (bool bOpen = true; vecExt.size() < p_nMax; bOpen = false)
+    double fExt = 0.0;
+    unsigned nExt = 0;
+    for (auto i = static_cast<unsigned>(p_vecTime.size()); i-- > 0 && vecExt.size() < p_nMax;)
     {
-        const std::size_t nEnd = nBeg;
-        for (; nBeg > 0 && !(pfTime[nBeg - 1] * fSign < 0.0); --nBeg)
-            if (fSign == 0.0)
-                fSign = pfTime[nBeg - 1];
-        if (nBeg == 0)
-            break;
-        if (!bOpen)
+        const double fValue = p_vecTime[i];
+        if (fValue * fSign < 0.0)
         {
-            const double* const pfExt = std::max_element(pfTime + nBeg, pfTime + nEnd, IsLower);
-            vecExt.push_back(std::abs(*pfExt));
-            vecIdx.push_back(static_cast<unsigned>(pfExt - pfTime));
+            if (!bOpen)
+            {
+                vecExt.push_back(fExt);
+                vecIdx.push_back(nExt);
+            }
+            bOpen = false;
+            fSign = fValue;
+            fExt = std::abs(fValue);
+            nExt = i;
         }
-        fSign = pfTime[nBeg - 1];
+        else if (fExt <= std::abs(fValue)) // of equal ones the earliest
+        {
+            fExt = std::abs(fValue);
+            nExt = i;
+            if (fSign == 0.0)
+                fSign = fValue;
+        }
     }
     std::reverse(vecExt.begin(), vecExt.end());
     std::reverse(vecIdx.begin(), vecIdx.end());
