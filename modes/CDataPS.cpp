@@ -18,7 +18,7 @@ bool CDataPS::DampTriple(const std::valarray<double>& p_vecAtten, unsigned p_nSt
         return trace.Error("No.of data [", nData, "] smaller or equal start index [", p_nStart, "]");
 
     // A polynomial of degree 0 is the mean. The fit refuses a single value; the coefficient is 0 then.
-    CFitLSQ fit(p_vecAtten, p_pTrace, {});
+    CFitLSQ fit(p_vecAtten, p_pTrace);
     fit.PolFit(p_nStart, static_cast<unsigned>(nData - 1), 0, CFitLSQ::eWeightNone);
     CFit::VecCoef vecCoef(2, 0.0);
     fit.SwapCoefs(vecCoef);

@@ -1,5 +1,7 @@
 #include "spectrum/CFit.h"
 
+const std::valarray<double> CFit::s_vecNoSigma;
+
 CFit::CFit(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace, const std::valarray<double>& p_vecSigma)
     : m_vecData(p_vecData), m_vecSigma(p_vecSigma), m_pTrace(p_pTrace)
 {

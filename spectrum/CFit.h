@@ -11,9 +11,11 @@ class CFit
     /// Three coefficients and fewer need no heap.
     using VecCoef = boost::container::small_vector<double, 3>;
 
-    /// @param p_vecData the caller's; it outlives the fit and may change between two of its calls.
-    CFit(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace, const std::valarray<double>& p_vecSigma);
-    CFit(std::valarray<double>&&, CTraceOMA*, const std::valarray<double>&) = delete;
+    /// @param p_vecData, p_vecSigma the caller's; they outlive the fit and may change between two of its calls.
+    CFit(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace,
+         const std::valarray<double>& p_vecSigma = s_vecNoSigma);
+    CFit(std::valarray<double>&&, CTraceOMA*) = delete;
+    CFit(const std::valarray<double>&, CTraceOMA*, std::valarray<double>&&) = delete;
 
     double GetChiSq() const { return m_fChiSq; }
 
@@ -24,7 +26,8 @@ class CFit
     bool IsRange(unsigned p_nFirst, unsigned p_nLast) const;
 
     const std::valarray<double>& m_vecData;
-    std::valarray<double> m_vecSigma; ///< may be empty
+    const std::valarray<double>& m_vecSigma; ///< may be empty
+    static const std::valarray<double> s_vecNoSigma;
     double m_fChiSq = 0.0;
     CTraceOMA* m_pTrace;
 };

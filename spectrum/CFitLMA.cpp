@@ -9,7 +9,7 @@ constexpr std::string_view g_strClass = "CFitLMA";
 constexpr unsigned g_nSteps = 10;
 } // namespace
 
-CFitLMA::CFitLMA(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace) : CFit(p_vecData, p_pTrace, {}) {}
+CFitLMA::CFitLMA(const std::valarray<double>& p_vecData, CTraceOMA* p_pTrace) : CFit(p_vecData, p_pTrace) {}
 
 bool CFitLMA::PresetCoefs(const VecCoef& p_vecCoefs)
 {

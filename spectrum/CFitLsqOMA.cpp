@@ -11,7 +11,7 @@ constexpr unsigned g_nCoefs = 3;
 constexpr double g_fNoLog = -24.0; ///< what is less takes nothing off an amplitude of epsilon or more
 } // namespace
 
-CFitLsqOMA::CFitLsqOMA(const std::valarray<double>& p_vecLog, CTraceOMA* p_pTrace) : CFitLSQ(p_vecLog, p_pTrace, {}) {}
+CFitLsqOMA::CFitLsqOMA(const std::valarray<double>& p_vecLog, CTraceOMA* p_pTrace) : CFitLSQ(p_vecLog, p_pTrace) {}
 
 bool CFitLsqOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, VecCoef* p_pvecCoef)
 {

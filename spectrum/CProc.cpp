@@ -1,6 +1,7 @@
 #include "spectrum/CProc.h"
 #include "host/CMethodTrace.h"
 #include "host/Epsilon.h"
+#include "spectrum/LargestOf.h"
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -9,7 +10,8 @@
 namespace
 {
 constexpr std::string_view g_strClass = "CProc";
-}
+constexpr std::size_t g_nBlock = 64; ///< channels that are looked at together
+} // namespace
 
 CProc::CProc(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace)
     : m_pdeqData(p_pdeqData), m_pSpec(p_pSpec), m_pDOE(p_pDOE), m_pTrace(p_pTrace)
@@ -32,12 +34,18 @@ bool CProc::FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_n
     { return p_nChan >= p_nOffs && IsChanAllowed(static_cast<unsigned>(p_nChan), p_vecBeg, p_vecEnd); };
     double fMax = 0.0;
     std::size_t nMax = p_nOffs;
-    for (std::size_t nChan = p_nOffs; nChan < nData; ++nChan)
-        if (p_vecData[nChan] > fMax && Allowed(nChan))
-        {
-            fMax = p_vecData[nChan];
-            nMax = nChan;
-        }
+    for (std::size_t nBeg = p_nOffs; nBeg < nData; nBeg += g_nBlock)
+    {
+        const std::size_t nEnd = std::min(nBeg + g_nBlock, nData);
+        if (!(LargestOf(std::begin(p_vecData) + nBeg, std::begin(p_vecData) + nEnd) > fMax))
+            continue;
+        for (std::size_t nChan = nBeg; nChan < nEnd; ++nChan)
+            if (p_vecData[nChan] > fMax && Allowed(nChan))
+            {
+                fMax = p_vecData[nChan];
+                nMax = nChan;
+            }
+    }
 
     // One candidate is judged and one only: a rejected one ends the search. Kept as it stands.
     if (nMax == p_nOffs || nMax + 1 >= nData)

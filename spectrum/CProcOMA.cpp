@@ -5,6 +5,7 @@
 #include "host/Epsilon.h"
 #include "host/TraceFilter.h"
 #include "offline/CWriteFile.h"
+#include "spectrum/LargestOf.h"
 #include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
@@ -188,9 +189,8 @@ bool CProcOMA::IsQuiet(const SRun& p_run) const
     for (std::size_t nBeg = p_run.nOffs; nBeg < m_vecAmpl.size(); nBeg *= 2)
     {
         const std::size_t nEnd = std::min(2 * nBeg, m_vecAmpl.size());
-        const double fLimitHere = fLimit / static_cast<double>(nEnd);
-        const auto IsBelow = [fLimitHere](double p_fSquare) { return p_fSquare < fLimitHere; };
-        if (!std::all_of(std::begin(m_vecAmpl) + nBeg, std::begin(m_vecAmpl) + nEnd, IsBelow))
+        const double fLargest = LargestOf(std::begin(m_vecAmpl) + nBeg, std::begin(m_vecAmpl) + nEnd);
+        if (!(fLargest * static_cast<double>(nEnd) < fLimit))
             return false;
     }
     return p_run.fMagnThresh > 0.0;

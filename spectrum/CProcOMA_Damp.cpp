@@ -4,6 +4,7 @@
 #include "modes/CDataPS.h"
 #include "spectrum/CMathBAS.h"
 #include "spectrum/CProcOMA.h"
+#include "spectrum/LargestOf.h"
 #include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
@@ -35,7 +36,8 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     if (p_nLoChan == 0 || p_nHiChan == 0)
         *p_pvecTime -= p_pvecTime->sum() / static_cast<double>(p_pvecTime->size());
 
-    FindHalfCycles(*p_pvecTime, static_cast<unsigned>(g_pShell ? g_pShell->GetNoMaxHS() : g_nMaxHS), *pBuffers);
+    const auto nMaxHS = static_cast<unsigned>(g_pShell ? g_pShell->GetNoMaxHS() : g_nMaxHS);
+    FindHalfCycles(*p_pvecTime, nMaxHS, *pBuffers);
     const std::vector<double>& vecExt = pBuffers->vecExt;
     if (vecExt.empty())
     {
@@ -58,7 +60,11 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
             *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, fAtten);
     }
     else
+    {
+        if (pBuffers->vecAtten.size() != nMaxHS - 2)
+            pBuffers->vecAtten.resize(nMaxHS - 2);
         bOk = DampFromSeries(*pBuffers, p_fFreq_Hz, p_pfMagn, p_pfDamp);
+    }
     if (bOk && *p_pfMagn < 0.0)
         return trace.Error("Invalid PS magn.: ", *p_pfMagn);
     return bOk;
@@ -74,32 +80,24 @@ void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p
     vecIdx.clear();
     if (p_vecTime[0] == 0.0)
         return;
-    bool bOpen = true;
-    double fSign = 0.0; // a sample of the half cycle in hand, 0: none yet
-    double fExt = 0.0;
-    unsigned nExt = 0;
-    for (auto i = static_cast<unsigned>(p_vecTime.size()); i-- > 0 && vecExt.size() < p_nMax;)
+    const double* const pfTime = std::begin(p_vecTime);
+    std::size_t nBeg = p_vecTime.size();
+    while (pfTime[nBeg - 1] == 0.0)
+        --nBeg; // ends at the first sample at the latest
+    for (bool bOpen = true; vecExt.size() < p_nMax; bOpen = false)
     {
-        const double fValue = p_vecTime[i];
-        if (fValue * fSign < 0.0)
-        {
-            if (!bOpen)
-            {
-                vecExt.push_back(fExt);
-                vecIdx.push_back(nExt);
-            }
-            bOpen = false;
-            fSign = fValue;
-            fExt = std::abs(fValue);
-            nExt = i;
-        }
-        else if (fExt <= std::abs(fValue)) // of equal ones the earliest
-        {
-            fExt = std::abs(fValue);
-            nExt = i;
-            if (fSign == 0.0)
-                fSign = fValue;
-        }
+        const std::size_t nEnd = nBeg;
+        const double fSign = pfTime[nEnd - 1];
+        while (nBeg > 0 && !(pfTime[nBeg - 1] * fSign < 0.0))
+            --nBeg;
+        if (nBeg == 0)
+            break;
+        if (bOpen)
+            continue;
+        const double fExt = LargestOf(pfTime + nBeg, pfTime + nEnd);
+        const auto IsExt = [fExt](double p_fValue) { return std::abs(p_fValue) == fExt; };
+        vecExt.push_back(fExt);
+        vecIdx.push_back(static_cast<unsigned>(std::find_if(pfTime + nBeg, pfTime + nEnd, IsExt) - pfTime));
     }
     std::reverse(vecExt.begin(), vecExt.end());
     std::reverse(vecIdx.begin(), vecIdx.end());
@@ -113,8 +111,7 @@ bool CProcOMA::DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double
     const std::vector<unsigned>& vecIdx = r_buffers.vecIdx;
     const std::size_t nTuples = vecExt.size() - 2;
     std::valarray<double>& vecAtten = r_buffers.vecAtten;
-    if (vecAtten.size() != nTuples)
-        vecAtten.resize(nTuples);
+    const std::size_t nStart = vecAtten.size() - nTuples;
     for (std::size_t i = 0; i < nTuples; ++i)
     {
         const double fDelta_s = (vecIdx[i + 2] - vecIdx[i]) * 0.5 * m_fDeltaT_s;
@@ -122,13 +119,13 @@ bool CProcOMA::DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double
         const double fSwing2 = vecExt[i + 1] + vecExt[i + 2];
         if (i + 1 == nTuples)
             *p_pfMagn = 0.5 * fSwing2;
-        if (!CMathBAS::Atten(fSwing1, fSwing2, fDelta_s, m_pTrace, &vecAtten[i]))
+        if (!CMathBAS::Atten(fSwing1, fSwing2, fDelta_s, m_pTrace, &vecAtten[nStart + i]))
             return false;
     }
     if (nTuples == 1)
     {
-        *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, vecAtten[0]);
+        *p_pfDamp = CDataPS::DampFromDecay(p_fFreq_Hz, vecAtten[nStart]);
         return true;
     }
-    return CDataPS::DampTriple(vecAtten, 0, p_fFreq_Hz, m_pTrace, *p_pfDamp);
+    return CDataPS::DampTriple(vecAtten, static_cast<unsigned>(nStart), p_fFreq_Hz, m_pTrace, *p_pfDamp);
 }

@@ -31,5 +31,5 @@ struct SDampBuffers
     CFFT fft{nullptr};
     std::vector<double> vecExt;       ///< extremes of the newest half cycles, newest first
     std::vector<unsigned> vecIdx;     ///< where they lie
-    std::valarray<double> vecAtten{}; ///< rates between them, 1/s
+    std::valarray<double> vecAtten{}; ///< rates between them, 1/s: as many as there may be, the newest at the end
 };
