@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <optional>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
@@ -114,7 +115,15 @@ void TraceFaults(const std::string& p_strFaults)
     }
 }
 
-std::unique_ptr<CConfiguration> ReadTree(const std::filesystem::path& p_path, const std::string& p_strSchema,
+/// The schema that is built in, parsed once.
+const CSchema& BuiltInSchema()
+{
+    static CFaults s_faults({});
+    static const CSchema s_schema(g_strOmaXsd, s_faults);
+    return s_schema;
+}
+
+std::unique_ptr<CConfiguration> ReadTree(const std::filesystem::path& p_path, const CSchema& p_schema,
                                          CFaults& r_faults)
 {
     std::string strText;
@@ -123,8 +132,7 @@ std::unique_ptr<CConfiguration> ReadTree(const std::filesystem::path& p_path, co
     const XmlDocPtr pDoc = Parse(strText, r_faults);
     if (!pDoc)
         return nullptr;
-    const CSchema schema(p_strSchema, r_faults);
-    if (r_faults.Any() || !schema.Check(pDoc.get(), r_faults))
+    if (!p_schema.Check(pDoc.get(), r_faults))
         return nullptr;
     auto pTree = CConfigBuilder(r_faults, p_path.parent_path()).Build(xmlDocGetRootElement(pDoc.get()));
     return r_faults.Any() ? nullptr : std::move(pTree);
@@ -146,18 +154,19 @@ int CXMLConfiguration::Read(const std::string& p_strPath, const std::string& p_s
     m_pTree.reset();
     const std::filesystem::path path = FileNameForReading(WideText(p_strPath));
     CFaults faults(path.empty() ? p_strPath : path.string());
-    std::string strSchema(g_strOmaXsd);
+    std::optional<CSchema> schema; // instead of the one that is built in
+    m_strFaults.clear();
     if (!p_strSchema.empty())
     {
         const std::filesystem::path pathSchema = FileNameForReading(WideText(p_strSchema));
         CFaults faultsSchema(pathSchema.string());
-        if (!ReadWholeFile(pathSchema, strSchema, faultsSchema))
-            strSchema.clear();
+        if (std::string strSchema; ReadWholeFile(pathSchema, strSchema, faultsSchema))
+            schema.emplace(strSchema, faultsSchema);
         m_strFaults = faultsSchema.Text();
     }
-    if (!strSchema.empty())
+    if (m_strFaults.empty())
     {
-        m_pTree = ReadTree(path, strSchema, faults);
+        m_pTree = ReadTree(path, schema ? *schema : BuiltInSchema(), faults);
         m_strFaults = faults.Text();
     }
     TraceFaults(m_strFaults);

@@ -192,3 +192,19 @@ TEST(CXMLConfiguration, FileThatCannotBeReadIsNamed)
     EXPECT_NE(reader.Read("", ""), 0);
     EXPECT_TRUE(capture.Has(CaptureTrace::ETraceLevel::eError, "/nowhere/grid.xml: cannot be opened"));
 }
+
+TEST(CXMLConfiguration, SchemaOfTheCallerTakesThePlaceOfTheOneThatIsBuiltIn)
+{
+    const TempFile file("<Configuration/>");
+    const std::string strSchema = file.Path() + ".xsd";
+    CXMLConfiguration reader;
+    std::ofstream(strSchema) << "<Configuration/>";
+    EXPECT_NE(reader.Read(file.Path(), strSchema), 0);
+    EXPECT_THAT(reader.Faults(), StartsWith(strSchema + ":"));
+    std::ofstream(strSchema)
+        << R"(<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema"><xs:element name="Own"/></xs:schema>)";
+    EXPECT_NE(reader.Read(file.Path(), strSchema), 0);
+    EXPECT_THAT(reader.Faults(), HasSubstr("expected Own"));
+    EXPECT_NE(reader.Read(file.Path(), ""), 0);
+    EXPECT_THAT(reader.Faults(), HasSubstr("VDS"));
+}
