@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace
 {
@@ -53,6 +54,16 @@ bool ParseWhole(std::string_view p_strText, T& r_value, Args... p_args)
     const char* pEnd = p_strText.data() + p_strText.size();
     const auto result = std::from_chars(p_strText.data(), pEnd, r_value, p_args...);
     return result.ec == std::errc{} && result.ptr == pEnd;
+}
+
+/// What is too small for single precision is none.
+bool ParseSample(std::string_view p_strText, float& r_fValue)
+{
+    if (ParseWhole(p_strText, r_fValue))
+        return true;
+    double fValue = 0.0;
+    r_fValue = 0.0F;
+    return ParseWhole(p_strText, fValue) && std::abs(fValue) < std::numeric_limits<float>::min();
 }
 
 bool ParseState(std::string_view p_strText, std::uint64_t& r_nState)
@@ -310,10 +321,10 @@ bool CSourceReplay::ParseField(const SColumn& p_column, std::string_view p_strTe
     {
     case SColumn::eMagn:
         sample.bPresent = !p_strText.empty();
-        return p_strText.empty() || ParseWhole(p_strText, sample.fMagn) || fail("a magnitude as a decimal number");
+        return p_strText.empty() || ParseSample(p_strText, sample.fMagn) || fail("a magnitude as a decimal number");
     case SColumn::eAngle:
         sample.bPresent = sample.bPresent && !p_strText.empty();
-        return p_strText.empty() || ParseWhole(p_strText, sample.fAngle_deg) ||
+        return p_strText.empty() || ParseSample(p_strText, sample.fAngle_deg) ||
                fail("an angle in degrees as a decimal number");
     default:
         return p_strText.empty() || ParseState(p_strText, sample.nState) ||

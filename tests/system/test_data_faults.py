@@ -1,4 +1,5 @@
 """Faults in the data: each gives the line that belongs to it, and the analysis goes on."""
+import data_faults
 from harness import *
 
 
@@ -84,6 +85,9 @@ class DataFaults(SwingTest):
         oma.wait_text("Unknown APP event")
         self.wait_event(key=12345, transition="DIS")
         self.assertEqual(oma.stop(), 0)
+
+    def test_random_faults(self):
+        data_faults.play(self, 2, 1, faulty_s=40)
 
 
 if __name__ == "__main__":

@@ -61,7 +61,7 @@ TEST(CSourceReplay, EachFieldReachesItsDatapoint)
                          "2024-03-05T10:00:00.0000000Z;230940.5;-19.989990234375;0x2000;1e3;180\r\n"
                          "\r\n"
                          "2024-03-05T10:00:00.0200000Z;;1;;nan;-inf\r\n"
-                         "2024-03-05T10:00:00.0400000Z;5;;8192;7;8");
+                         "2024-03-05T10:00:00.0400000Z;5;;8192;1e-320;-1e-45");
     std::string strError;
     const auto pSource = OpenReplay(file.Path(), 0, &strError);
     ASSERT_NE(pSource, nullptr) << strError;
@@ -86,6 +86,7 @@ TEST(CSourceReplay, EachFieldReachesItsDatapoint)
     ASSERT_TRUE(pSource->Next(cycle));
     EXPECT_FALSE(cycle.vecSample[0].bPresent);
     EXPECT_EQ(cycle.vecSample[0].nState, 8192U);
+    EXPECT_EQ(cycle.vecSample[1].fMagn, 0.0F) << "too small for single precision";
     EXPECT_FALSE(pSource->Next(cycle));
     EXPECT_EQ(pSource->Error(), "");
 
