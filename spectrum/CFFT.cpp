@@ -19,6 +19,12 @@ bool IsOk(MKL_LONG p_nStatus)
     return DftiErrorClass(p_nStatus, DFTI_NO_ERROR);
 }
 
+/// Complex numbers as real and imaginary parts by turns.
+double* Numbers(CFFT::VecComplex& r_vecComplex)
+{
+    return reinterpret_cast<double*>(r_vecComplex.data());
+}
+
 /// A descriptor that is freed in any case.
 class CDescriptor
 {
@@ -40,40 +46,37 @@ void CFFT::Restart(CTraceOMA* p_pTrace)
         m_pvecBuffer = std::move(m_pvecData);
 }
 
-/// Room for the transform of p_nLength samples, seen as plain numbers. What stands in it is of no meaning.
-double* CFFT::Buffer(std::size_t p_nLength)
+/// Room for the result of a transform. What stands in it is of no meaning.
+CFFT::VecComplex& CFFT::Buffer(std::size_t p_nSize)
 {
     if (!m_pvecBuffer)
         m_pvecBuffer = std::make_unique<VecComplex>();
-    m_pvecBuffer->resize(p_nLength / 2 + 1);
-    return reinterpret_cast<double*>(m_pvecBuffer->data());
+    m_pvecBuffer->resize(p_nSize);
+    return *m_pvecBuffer;
 }
 
 bool CFFT::FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s)
 {
-    std::copy(std::begin(p_vecData), std::end(p_vecData), Input(p_vecData.size()));
-    return FFTbyMKL(p_vecData.size(), p_fDeltaT_s);
-}
-
-double* CFFT::Input(std::size_t p_nData)
-{
-    return Buffer(std::bit_ceil(p_nData));
-}
-
-bool CFFT::FFTbyMKL(std::size_t p_nData, double p_fDeltaT_s)
-{
     const CMethodTrace trace(m_pTrace, g_strClass, "FFTbyMKL");
-    m_fDeltaF_Hz = 1.0 / (static_cast<double>(p_nData) * p_fDeltaT_s);
-    const std::size_t nLength = p_nData == 0 ? 0 : std::bit_ceil(p_nData);
+    const std::size_t nData = p_vecData.size();
+    m_fDeltaF_Hz = 1.0 / (static_cast<double>(nData) * p_fDeltaT_s);
+    const std::size_t nLength = nData == 0 ? 0 : std::bit_ceil(nData);
     if (nLength < 2)
         return trace.Error("Invalid binary data size returned");
-    double* const pfBuffer = Buffer(nLength);
-    std::fill(pfBuffer + p_nData, pfBuffer + nLength + 2, 0.0);
-    if (!Transform(pfBuffer, nLength, false))
+    std::valarray<double> vecPadded;
+    if (nData < nLength)
+    {
+        vecPadded.resize(nLength);
+        std::copy(std::begin(p_vecData), std::end(p_vecData), std::begin(vecPadded));
+    }
+    const double* const pfTime = std::begin(nData < nLength ? vecPadded : p_vecData);
+    double* const pfSpec = Numbers(Buffer(nLength / 2 + 1));
+    if (!Transform(nLength, false,
+                   [&](DFTI_DESCRIPTOR_HANDLE p_hDesc) { return DftiComputeForward(p_hDesc, pfTime, pfSpec); }))
         return false;
     if (IsTraceData(8) && m_pTrace && m_pTrace->IsDataOn())
-        TraceResults(pfBuffer, nLength);
-    StoreBuffer();
+        TraceResults(pfSpec, nLength);
+    StoreBuffer(nLength / 2);
     return true;
 }
 
@@ -98,16 +101,20 @@ bool CFFT::IFFTbyMKL(const VecComplex* p_pvecData, unsigned p_nLowChan, unsigned
     else if (nLow > nHigh)
         return trace.Error("Lower peak channel has higher value than upper peak channel");
 
-    double* const pfBuffer = Buffer(2 * nData);
-    std::fill_n(pfBuffer, 2 * nData + 2, 0.0);
-    std::copy_n(p_pvecData->data() + nLow, nHigh - nLow + 1, m_pvecBuffer->data() + nLow);
-    if (!Transform(pfBuffer, 2 * nData, true))
+    m_vecBand.resize(nData + 1);
+    std::fill_n(Numbers(m_vecBand), 2 * nData + 2, 0.0);
+    std::copy_n(p_pvecData->data() + nLow, nHigh - nLow + 1, m_vecBand.data() + nLow);
+    double* const pfTime = Numbers(Buffer(nData));
+    if (!Transform(2 * nData, true,
+                   [&](DFTI_DESCRIPTOR_HANDLE p_hDesc)
+                   { return DftiComputeBackward(p_hDesc, Numbers(m_vecBand), pfTime); }))
         return false;
-    StoreBuffer();
+    StoreBuffer(nData);
     return true;
 }
 
-bool CFFT::Transform(double* p_pfBuffer, std::size_t p_nLength, bool p_bBackward) const
+template <class TCompute>
+bool CFFT::Transform(std::size_t p_nLength, bool p_bBackward, TCompute p_fnCompute) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, p_bBackward ? "IFFTbyMKL" : "FFTbyMKL");
     CDescriptor desc;
@@ -117,8 +124,7 @@ bool CFFT::Transform(double* p_pfBuffer, std::size_t p_nLength, bool p_bBackward
         return trace.Error("DftiSetValue() failed");
     if (!IsOk(DftiCommitDescriptor(desc.m_hDesc)))
         return trace.Error("DftiCommitDescriptor() failed");
-    if (p_bBackward ? !IsOk(DftiComputeBackward(desc.m_hDesc, p_pfBuffer))
-                    : !IsOk(DftiComputeForward(desc.m_hDesc, p_pfBuffer)))
+    if (!IsOk(p_fnCompute(desc.m_hDesc)))
         return trace.Error(p_bBackward ? "DftiComputeBackward() failed" : "DftiComputeForward() failed");
     if (!IsOk(DftiFreeDescriptor(&desc.m_hDesc)))
         return trace.Error("DftiFreeDescriptor() failed");
@@ -133,15 +139,15 @@ void CFFT::TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const
     m_pTrace->TraceData(strText, true);
 }
 
-/// The buffer, without the Nyquist channel, becomes the data. Data that exist already keep their size.
-void CFFT::StoreBuffer()
+/// The buffer, without a Nyquist channel, becomes the data. Data that exist already keep their size.
+void CFFT::StoreBuffer(std::size_t p_nChannels)
 {
+    m_pvecBuffer->resize(p_nChannels);
     if (m_pvecData)
     {
         std::copy_n(m_pvecBuffer->begin(), std::min(m_pvecData->size(), m_pvecBuffer->size()), m_pvecData->begin());
         return;
     }
-    m_pvecBuffer->pop_back();
     m_pvecData = std::move(m_pvecBuffer);
 }
 
@@ -185,8 +191,7 @@ bool CFFT::RetrveTime(std::valarray<double>& r_vecOut) const
 {
     if (!CheckData("RetrveTime", "No time domain data"))
         return false;
-    const auto* const pfTime = reinterpret_cast<const double*>(m_pvecData->data());
-    std::copy_n(pfTime, std::min(r_vecOut.size(), 2 * m_pvecData->size()), std::begin(r_vecOut));
+    std::copy_n(Numbers(*m_pvecData), std::min(r_vecOut.size(), 2 * m_pvecData->size()), std::begin(r_vecOut));
     return true;
 }
 

@@ -22,9 +22,6 @@ class CFFT
 
     /// Spectrum of a block; padded with zeros to a power of two. The frequency step is that of the unpadded length.
     bool FFTbyMKL(const std::valarray<double>& p_vecData, double p_fDeltaT_s);
-    /// The same without a copy: the block of p_nData samples is written into Input(p_nData) first.
-    double* Input(std::size_t p_nData);
-    bool FFTbyMKL(std::size_t p_nData, double p_fDeltaT_s);
     /// Time signal of channels p_nLowChan to p_nHighChan inclusive; p_nHighChan 0: of all.
     bool IFFTbyMKL(const VecComplex* p_pvecData, unsigned p_nLowChan, unsigned p_nHighChan);
     /// |X|^2: may leave the range of numbers where |X| does not.
@@ -41,16 +38,18 @@ class CFFT
     unsigned GetNoOfChannels() const { return m_pvecData ? static_cast<unsigned>(m_pvecData->size()) : 0; }
 
   private:
-    double* Buffer(std::size_t p_nLength);
-    bool Transform(double* p_pfBuffer, std::size_t p_nLength, bool p_bBackward) const;
+    VecComplex& Buffer(std::size_t p_nSize);
+    template <class TCompute>
+    bool Transform(std::size_t p_nLength, bool p_bBackward, TCompute p_fnCompute) const;
     void TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const;
-    void StoreBuffer();
+    void StoreBuffer(std::size_t p_nChannels);
     bool CheckData(const char* p_pszMethod, const char* p_pszEmpty) const;
 
     [[maybe_unused]] double m_fSpare1 = -1.0;
     [[maybe_unused]] double m_fSpare2 = -1.0;
     double m_fDeltaF_Hz = -1.0;
     std::unique_ptr<VecComplex> m_pvecData;   ///< spectrum; after the inverse two samples in each element
-    std::unique_ptr<VecComplex> m_pvecBuffer; ///< of the transform: one element more than the data; null: none yet
+    std::unique_ptr<VecComplex> m_pvecBuffer; ///< of the transform, becomes the data; null: none yet
+    VecComplex m_vecBand;                     ///< what goes into the inverse
     CTraceOMA* m_pTrace;
 };

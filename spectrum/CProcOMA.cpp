@@ -31,12 +31,6 @@ unsigned ToChannel(double p_fChannel)
     constexpr double fMax = std::numeric_limits<unsigned>::max();
     return p_fChannel > 0.0 ? static_cast<unsigned>(std::min(p_fChannel, fMax)) : 0U;
 }
-
-/// Whether the extended data file is wanted.
-bool IsFilePSM()
-{
-    return g_pShell && g_pShell->IsFilePSM();
-}
 } // namespace
 
 CProcOMA::CProcOMA(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace)
@@ -61,13 +55,11 @@ bool CProcOMA::Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, cons
     SRun run{p_fMaxFreq_Hz, p_eGridQual, p_pvecpPeak, *pBuffers};
     CFFT& fft = pBuffers->fft;
     fft.Restart(m_pTrace);
-    bool bOk = m_pdeqData->CopyNewest(fft.Input(nSamples), nSamples);
+    bool bOk = nSamples == 0 || m_pdeqData->CopyNewest(&pBuffers->vecInput[0], nSamples);
     if (bOk)
     {
-        if (IsFilePSM())
-            std::copy_n(fft.Input(nSamples), nSamples, std::begin(pBuffers->vecInput));
         trace.DataNamed(IsTraceData(7), "Apply FFT of length=", nSamples);
-        if (!fft.FFTbyMKL(nSamples, m_fDeltaT_s))
+        if (!fft.FFTbyMKL(pBuffers->vecInput, m_fDeltaT_s))
             bOk = trace.Error("FFT error!");
     }
     if (bOk && Transform(run, p_wstrFileFFT, trace) && OpenFileTUI(run, p_wstrFileTUI, trace) &&
@@ -141,7 +133,7 @@ bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valar
 /// @return false if the phases that only this file needs cannot be made; a file that cannot be written ends nothing.
 bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace)
 {
-    if (!IsFilePSM())
+    if (!g_pShell || !g_pShell->IsFilePSM())
         return true;
     CheckSquares(r_run.buffers.fft);
     m_vecDegs.resize(m_vecAmpl.size());

@@ -13,7 +13,7 @@ struct SProcBuffers
           vecFit(vecSearch.size()), vecLog(vecSearch.size()), vecTime(2 * vecSearch.size())
     {
     }
-    std::valarray<double> vecInput;  ///< samples; for the extended data file only
+    std::valarray<double> vecInput;  ///< samples
     std::valarray<double> vecSearch; ///< search buffer: amplitudes less the curves of the peaks found
     std::valarray<double> vecCurve;  ///< fit curve of the current peak
     std::valarray<double> vecFit;    ///< amplitudes, on the channels of the current fit only

@@ -1,7 +1,6 @@
 #include "DftiDescriptor.h"
 #include <complex>
 #include <unsupported/Eigen/FFT>
-#include <vector>
 
 namespace
 {
@@ -26,24 +25,12 @@ const SDftPlans* DftPrepare(MKL_LONG)
     return &s_plans;
 }
 
-void DftForward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfData)
+void DftForward(const SDftPlans&, MKL_LONG p_nLength, const double* p_pfTime, double* p_pfSpec)
 {
-    const std::vector<double> vecTime(p_pfData, p_pfData + p_nLength);
-    std::vector<std::complex<double>> vecSpec(static_cast<std::size_t>(p_nLength) / 2 + 1);
-    Engine().fwd(vecSpec.data(), vecTime.data(), p_nLength);
-    for (std::size_t k = 0; k < vecSpec.size(); ++k)
-    {
-        p_pfData[2 * k] = vecSpec[k].real();
-        p_pfData[2 * k + 1] = vecSpec[k].imag();
-    }
+    Engine().fwd(reinterpret_cast<std::complex<double>*>(p_pfSpec), p_pfTime, p_nLength);
 }
 
-void DftBackward(const SDftPlans&, MKL_LONG p_nLength, double p_fScale, double* p_pfData)
+void DftBackward(const SDftPlans&, MKL_LONG p_nLength, double* p_pfSpec, double* p_pfTime)
 {
-    std::vector<std::complex<double>> vecSpec(static_cast<std::size_t>(p_nLength) / 2 + 1);
-    for (std::size_t k = 0; k < vecSpec.size(); ++k)
-        vecSpec[k] = {p_pfData[2 * k], p_pfData[2 * k + 1]};
-    Engine().inv(p_pfData, vecSpec.data(), p_nLength);
-    for (MKL_LONG i = 0; i < p_nLength; ++i)
-        p_pfData[i] *= p_fScale;
+    Engine().inv(p_pfTime, reinterpret_cast<const std::complex<double>*>(p_pfSpec), p_nLength);
 }

@@ -1,5 +1,4 @@
 #include "DftiDescriptor.h"
-#include "TPool.h"
 #include <algorithm>
 #include <fftw3.h>
 #include <map>
@@ -13,14 +12,7 @@ struct SPlanDeleter
     void operator()(fftw_plan_s* p_pPlan) const { fftw_destroy_plan(p_pPlan); }
 };
 using PlanPtr = std::unique_ptr<fftw_plan_s, SPlanDeleter>;
-
-/// Aligned memory of the library, as the plans expect it.
-struct SBuffer
-{
-    explicit SBuffer(std::size_t p_nSize) : pfData(fftw_alloc_real(p_nSize), &fftw_free) {}
-    std::unique_ptr<double, decltype(&fftw_free)> pfData;
-};
-TPool<SBuffer> g_poolBuffer;
+using BufferPtr = std::unique_ptr<double, decltype(&fftw_free)>;
 } // namespace
 
 struct SDftPlans
@@ -34,39 +26,45 @@ namespace
 /// The cache and the planning, which is not thread-safe, are under the lock; executing takes none.
 std::mutex g_mtxPlans;
 
+BufferPtr MakeBuffer(MKL_LONG p_nLength)
+{
+    return {fftw_alloc_real(static_cast<std::size_t>(p_nLength) + 2), &fftw_free};
+}
+
 fftw_complex* AsComplex(double* p_pfData)
 {
     return reinterpret_cast<fftw_complex*>(p_pfData);
 }
 
-std::size_t SizeOf(MKL_LONG p_nLength)
-{
-    return static_cast<std::size_t>(p_nLength) + 2;
-}
-
-/// From one buffer into another: in place the library takes a buffer from the heap at each call and copies slowly.
+/// From one buffer into another: in place the library takes memory from the heap at each call, and copies slowly.
 SDftPlans MakePlans(MKL_LONG p_nLength)
 {
-    const SBuffer from(SizeOf(p_nLength));
-    const SBuffer to(SizeOf(p_nLength));
-    double* const pfFrom = from.pfData.get();
-    double* const pfTo = to.pfData.get();
-    if (!pfFrom || !pfTo)
+    const BufferPtr pfTime = MakeBuffer(p_nLength);
+    const BufferPtr pfSpec = MakeBuffer(p_nLength);
+    if (!pfTime || !pfSpec)
         return {};
     // ESTIMATE: the same plan, and so the same digits, on every run.
     const int nLength = static_cast<int>(p_nLength);
-    return {PlanPtr(fftw_plan_dft_r2c_1d(nLength, pfFrom, AsComplex(pfTo), FFTW_ESTIMATE)),
-            PlanPtr(fftw_plan_dft_c2r_1d(nLength, AsComplex(pfFrom), pfTo, FFTW_ESTIMATE))};
+    return {PlanPtr(fftw_plan_dft_r2c_1d(nLength, pfTime.get(), AsComplex(pfSpec.get()), FFTW_ESTIMATE)),
+            PlanPtr(fftw_plan_dft_c2r_1d(nLength, AsComplex(pfSpec.get()), pfTime.get(), FFTW_ESTIMATE))};
 }
 
-/// Where the plans may read from: the caller's data, or a copy of them if they are not aligned.
-double* Aligned(double* p_pfData, std::size_t p_nSize, TPool<SBuffer>::Loan& r_pCopy)
+/// Runs p_fnPlan(from, to). Buffers of a caller that are not as aligned as those of the plan are copied.
+template <class TPlan>
+void Execute(MKL_LONG p_nLength, double* p_pfFrom, MKL_LONG p_nFrom, double* p_pfTo, MKL_LONG p_nTo, TPlan p_fnPlan)
 {
-    if (fftw_alignment_of(p_pfData) == 0)
-        return p_pfData;
-    r_pCopy = g_poolBuffer.Lend(p_nSize);
-    std::copy_n(p_pfData, p_nSize, r_pCopy->pfData.get());
-    return r_pCopy->pfData.get();
+    if (fftw_alignment_of(p_pfFrom) == 0 && fftw_alignment_of(p_pfTo) == 0)
+    {
+        p_fnPlan(p_pfFrom, p_pfTo);
+        return;
+    }
+    const BufferPtr pfFrom = MakeBuffer(p_nLength);
+    const BufferPtr pfTo = MakeBuffer(p_nLength);
+    if (!pfFrom || !pfTo)
+        throw std::bad_alloc();
+    std::copy_n(p_pfFrom, p_nFrom, pfFrom.get());
+    p_fnPlan(pfFrom.get(), pfTo.get());
+    std::copy_n(pfTo.get(), p_nTo, p_pfTo);
 }
 } // namespace
 
@@ -83,22 +81,17 @@ const SDftPlans* DftPrepare(MKL_LONG p_nLength)
     return &s_mapPlans.emplace(p_nLength, std::move(plans)).first->second;
 }
 
-void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, double* p_pfData)
+void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, const double* p_pfTime, double* p_pfSpec)
 {
-    const std::size_t nSize = SizeOf(p_nLength);
-    const auto pTo = g_poolBuffer.Lend(nSize);
-    double* const pfTo = pTo->pfData.get();
-    TPool<SBuffer>::Loan pCopy;
-    fftw_execute_dft_r2c(p_plans.pForward.get(), Aligned(p_pfData, nSize, pCopy), AsComplex(pfTo));
-    std::copy_n(pfTo, nSize, p_pfData);
+    // A forward plan leaves its input as it is, though its type does not say so.
+    Execute(p_nLength, const_cast<double*>(p_pfTime), p_nLength, p_pfSpec, p_nLength + 2,
+            [&](double* p_pfFrom, double* p_pfTo)
+            { fftw_execute_dft_r2c(p_plans.pForward.get(), p_pfFrom, AsComplex(p_pfTo)); });
 }
 
-void DftBackward(const SDftPlans& p_plans, MKL_LONG p_nLength, double p_fScale, double* p_pfData)
+void DftBackward(const SDftPlans& p_plans, MKL_LONG p_nLength, double* p_pfSpec, double* p_pfTime)
 {
-    const std::size_t nSize = SizeOf(p_nLength);
-    const auto pTo = g_poolBuffer.Lend(nSize);
-    double* const pfTo = pTo->pfData.get();
-    TPool<SBuffer>::Loan pCopy;
-    fftw_execute_dft_c2r(p_plans.pBackward.get(), AsComplex(Aligned(p_pfData, nSize, pCopy)), pfTo);
-    std::transform(pfTo, pfTo + p_nLength, p_pfData, [p_fScale](double p_fValue) { return p_fValue * p_fScale; });
+    Execute(p_nLength, p_pfSpec, p_nLength + 2, p_pfTime, p_nLength,
+            [&](double* p_pfFrom, double* p_pfTo)
+            { fftw_execute_dft_c2r(p_plans.pBackward.get(), AsComplex(p_pfFrom), p_pfTo); });
 }

@@ -43,19 +43,21 @@ MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE p_hDesc)
     return p_hDesc->pPlans ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
-MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
+MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, const double* p_pfTime, double* p_pfSpec)
 {
-    if (!p_hDesc || !p_hDesc->pPlans || !p_pfData)
+    if (!p_hDesc || !p_hDesc->pPlans || !p_pfTime || !p_pfSpec)
         return DFTI_INCONSISTENT_CONFIGURATION;
-    DftForward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfData);
+    DftForward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfTime, p_pfSpec);
     return DFTI_NO_ERROR;
 }
 
-MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData)
+MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfSpec, double* p_pfTime)
 {
-    if (!p_hDesc || !p_hDesc->pPlans || !p_pfData)
+    if (!p_hDesc || !p_hDesc->pPlans || !p_pfSpec || !p_pfTime)
         return DFTI_INCONSISTENT_CONFIGURATION;
-    DftBackward(*p_hDesc->pPlans, p_hDesc->nLength, p_hDesc->fBackwardScale, p_pfData);
+    DftBackward(*p_hDesc->pPlans, p_hDesc->nLength, p_pfSpec, p_pfTime);
+    for (MKL_LONG i = 0; i < p_hDesc->nLength; ++i)
+        p_pfTime[i] *= p_hDesc->fBackwardScale;
     return DFTI_NO_ERROR;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 #include <cstdint>
 
-/// Discrete Fourier transforms of real double-precision data of one dimension, in place, under the names of the DFTI
-/// interface. The buffer has n + 2 doubles: n samples on the time side, Re(0), Im(0), ..., Re(n/2), Im(n/2) on the other.
+/// Discrete Fourier transforms of real double-precision data of one dimension, from one buffer into another, under the
+/// names of the DFTI interface: n samples on the time side, Re(0), Im(0), ..., Re(n/2), Im(n/2) on the other.
 /// Forward unscaled, kernel exp(-2 pi i j k / n); backward with the scale given.
 ///
 /// Plans are kept by length and direction for the life of the process: a descriptor is cheap.
@@ -30,8 +30,10 @@ MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc, DFTI_CONFIG_VALU
 MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE p_hDesc, DFTI_CONFIG_VALUE p_eParam, double p_fValue);
 /// Makes the plans of the length if nobody has yet.
 MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE p_hDesc);
-MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData);
-MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfData);
+/// @param p_pfTime n samples. p_pfSpec receives n + 2 numbers.
+MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE p_hDesc, const double* p_pfTime, double* p_pfSpec);
+/// @param p_pfSpec n + 2 numbers, of no meaning afterwards. p_pfTime receives n samples.
+MKL_LONG DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE p_hDesc, double* p_pfSpec, double* p_pfTime);
 /// Frees the descriptor and clears the handle.
 MKL_LONG DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* p_phDesc);
 /// Whether a status is of the class p_nClass.

@@ -14,6 +14,6 @@ struct DFTI_DESCRIPTOR
 
 /// Back end: plans of a length, made at the first call. Null if that cannot be done.
 const SDftPlans* DftPrepare(MKL_LONG p_nLength);
-/// Back end: transforms in place, forward unscaled, backward scaled.
-void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, double* p_pfData);
-void DftBackward(const SDftPlans& p_plans, MKL_LONG p_nLength, double p_fScale, double* p_pfData);
+/// Back end: the transforms, unscaled in both directions.
+void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, const double* p_pfTime, double* p_pfSpec);
+void DftBackward(const SDftPlans& p_plans, MKL_LONG p_nLength, double* p_pfSpec, double* p_pfTime);

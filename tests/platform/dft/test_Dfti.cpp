@@ -17,9 +17,9 @@ Buffer Noise(std::size_t p_nLength)
 {
     std::mt19937 engine(static_cast<unsigned>(p_nLength));
     std::uniform_real_distribution<double> dist(-1.0, 1.0);
-    Buffer vecData(p_nLength + 2, 0.0);
-    for (std::size_t i = 0; i < p_nLength; ++i)
-        vecData[i] = dist(engine);
+    Buffer vecData(p_nLength);
+    for (double& r_fValue : vecData)
+        r_fValue = dist(engine);
     return vecData;
 }
 
@@ -43,11 +43,12 @@ class CDesc
     DFTI_DESCRIPTOR_HANDLE h = nullptr;
 };
 
-Buffer Forward(Buffer p_vecData)
+Buffer Forward(const Buffer& p_vecTime)
 {
-    const CDesc desc(p_vecData.size() - 2);
-    EXPECT_EQ(DftiComputeForward(desc.h, p_vecData.data()), DFTI_NO_ERROR);
-    return p_vecData;
+    Buffer vecSpec(p_vecTime.size() + 2);
+    const CDesc desc(p_vecTime.size());
+    EXPECT_EQ(DftiComputeForward(desc.h, p_vecTime.data(), vecSpec.data()), DFTI_NO_ERROR);
+    return vecSpec;
 }
 } // namespace
 
@@ -86,9 +87,10 @@ TEST(Dfti, ManyThreadsAtTheFirstUseOfALengthGetTheSameDigitsAtAnyAddress)
                     const std::ptrdiff_t nOffset = t % 2;
                     Buffer vecData = Noise(vecnLength[i]);
                     vecData.insert(vecData.begin(), nOffset, 0.0);
+                    Buffer vecSpec(vecnLength[i] + 2 + nOffset);
                     const CDesc desc(vecnLength[i]);
-                    DftiComputeForward(desc.h, vecData.data() + nOffset);
-                    vecvecResult[t][i].assign(vecData.begin() + nOffset, vecData.end());
+                    DftiComputeForward(desc.h, vecData.data() + nOffset, vecSpec.data() + nOffset);
+                    vecvecResult[t][i].assign(vecSpec.begin() + nOffset, vecSpec.end());
                 }
             });
     for (std::thread& thread : vecThread)
