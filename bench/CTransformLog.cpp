@@ -1,4 +1,5 @@
 #include "bench/CTransformLog.h"
+#include <chrono>
 #include <cmath>
 #include <dlfcn.h>
 #include <map>
@@ -7,6 +8,7 @@ namespace
 {
 bool g_bNote = false;
 std::vector<STransform> g_vecNote;
+double g_fTime_us = 0.0;
 
 std::map<fftw_plan, STransform>& Plans()
 {
@@ -26,10 +28,19 @@ fftw_complex* AsComplex(double* p_pfData)
     return reinterpret_cast<fftw_complex*>(p_pfData);
 }
 
-void Note(fftw_plan p_pPlan)
+/// Calls the library's own function, and notes what and how long.
+template <class TExecute>
+void Execute(fftw_plan p_pPlan, TExecute p_fnExecute)
 {
-    if (g_bNote)
-        g_vecNote.push_back(Plans().at(p_pPlan));
+    if (!g_bNote)
+    {
+        p_fnExecute();
+        return;
+    }
+    g_vecNote.push_back(Plans().at(p_pPlan));
+    const auto tBegin = std::chrono::steady_clock::now();
+    p_fnExecute();
+    g_fTime_us += std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - tBegin).count();
 }
 } // namespace
 
@@ -51,19 +62,18 @@ fftw_plan fftw_plan_dft_c2r_1d(int p_nLength, fftw_complex* p_pIn, double* p_pfO
 void fftw_execute_dft_r2c(const fftw_plan p_pPlan, double* p_pfIn, fftw_complex* p_pOut)
 {
     static auto* const s_fnReal = Real(&fftw_execute_dft_r2c, "fftw_execute_dft_r2c");
-    Note(p_pPlan);
-    s_fnReal(p_pPlan, p_pfIn, p_pOut);
+    Execute(p_pPlan, [=] { s_fnReal(p_pPlan, p_pfIn, p_pOut); });
 }
 void fftw_execute_dft_c2r(const fftw_plan p_pPlan, fftw_complex* p_pIn, double* p_pfOut)
 {
     static auto* const s_fnReal = Real(&fftw_execute_dft_c2r, "fftw_execute_dft_c2r");
-    Note(p_pPlan);
-    s_fnReal(p_pPlan, p_pIn, p_pfOut);
+    Execute(p_pPlan, [=] { s_fnReal(p_pPlan, p_pIn, p_pfOut); });
 }
 
 void StartTransformLog()
 {
     g_vecNote.clear();
+    g_fTime_us = 0.0;
     g_bNote = true;
 }
 
@@ -71,6 +81,11 @@ std::vector<STransform> StopTransformLog()
 {
     g_bNote = false;
     return g_vecNote;
+}
+
+double TransformLog_us()
+{
+    return g_fTime_us;
 }
 
 CTransforms::CTransforms(const std::vector<STransform>& p_vecTransform, unsigned p_nFlags)

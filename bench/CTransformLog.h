@@ -16,6 +16,8 @@ struct STransform
 void StartTransformLog();
 /// Ends the notes and answers them in their order.
 std::vector<STransform> StopTransformLog();
+/// Time that the transforms have taken while they were noted, us.
+double TransformLog_us();
 
 /// The same transforms done by FFTW alone, from one buffer into another, on plans and buffers that are ready.
 class CTransforms

@@ -22,12 +22,12 @@ oma_layer(oma_shell
 oma_layer(oma_spectrum
     SOURCES offline/CFileBAS offline/CReadFile offline/CWriteFile offline/CStudyOMA
             spectrum/CFit spectrum/CFitLSQ spectrum/CFitLsqOMA spectrum/CFitLMA spectrum/CFitLmaOMA
-            spectrum/CFFT spectrum/CMathBAS spectrum/CProc spectrum/CProcOMA spectrum/CProcOMA_Damp
+            spectrum/CFFT spectrum/CMathBAS spectrum/ManyNumbers spectrum/CProc spectrum/CProcOMA spectrum/CProcOMA_Damp
             modes/CDataPS modes/CDOE modes/CSpec
     PUBLIC oma_shell platform_files PRIVATE platform_dft)
 
 # Nobody asks for errno after a square root: thousands of them are then taken side by side, with the same digits.
-set_source_files_properties(${PROJECT_SOURCE_DIR}/spectrum/CProcOMA.cpp PROPERTIES COMPILE_OPTIONS -fno-math-errno)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/spectrum/ManyNumbers.cpp PROPERTIES COMPILE_OPTIONS -fno-math-errno)
 
 # Output channels, swing events and the modes that use them.
 oma_layer(oma_modes

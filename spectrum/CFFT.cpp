@@ -3,6 +3,7 @@
 #include "host/CMethodTrace.h"
 #include "host/TraceFilter.h"
 #include "offline/CWriteFile.h"
+#include "spectrum/ManyNumbers.h"
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -172,9 +173,7 @@ bool CFFT::RetrveSquares(std::valarray<double>& r_vecOut) const
 {
     if (!CheckData("RetrveSquares", "No FFT data"))
         return false;
-    const std::size_t nChan = std::min(r_vecOut.size(), m_pvecData->size());
-    for (std::size_t k = 0; k < nChan; ++k)
-        r_vecOut[k] = std::norm((*m_pvecData)[k]);
+    SquaresOf(m_pvecData->data(), std::min(r_vecOut.size(), m_pvecData->size()), std::begin(r_vecOut));
     return true;
 }
 

@@ -1,11 +1,9 @@
 #include "spectrum/CProc.h"
 #include "host/CMethodTrace.h"
 #include "host/Epsilon.h"
-#include "spectrum/LargestOf.h"
+#include "spectrum/ManyNumbers.h"
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <numeric>
 
 namespace
 {
@@ -67,11 +65,10 @@ bool CProc::CalcDataThresh(const std::valarray<double>& p_vecData, unsigned p_nO
     const auto nDiff = static_cast<std::int64_t>(p_vecData.size()) - static_cast<std::int64_t>(p_nOffs);
     if (nDiff < 1)
         return trace.Error("Invalid no.of data: #nData#=", p_vecData.size(), " #nOffs#=)", p_nOffs);
-    const double fSum = std::transform_reduce(std::begin(p_vecData), std::end(p_vecData), 0.0, std::plus<>(),
-                                              [](double p_fAmpl) { return std::abs(p_fAmpl); });
-    const double fSumCheck = std::reduce(std::begin(p_vecData) + p_nOffs, std::end(p_vecData));
-    const double fMean = fSum / static_cast<double>(nDiff);
-    const double fMeanCheck = fSumCheck / static_cast<double>(nDiff);
+    const SSums sumsLow = SumsOf(std::begin(p_vecData), std::begin(p_vecData) + p_nOffs);
+    const SSums sums = SumsOf(std::begin(p_vecData) + p_nOffs, std::end(p_vecData));
+    const double fMean = (sumsLow.fSumAbs + sums.fSumAbs) / static_cast<double>(nDiff);
+    const double fMeanCheck = sums.fSum / static_cast<double>(nDiff);
     if (std::abs(fMeanCheck) > g_fEpsilon && std::abs(fMean - fMeanCheck) / std::abs(fMeanCheck) > 0.001)
         return trace.Error("Data thresh. calc. failed: #fMean#=", fMean, " #fMeanCheck#=)", fMeanCheck);
     *p_pfThresh = fMean * p_fFactor;

@@ -5,7 +5,7 @@
 #include "host/Epsilon.h"
 #include "host/TraceFilter.h"
 #include "offline/CWriteFile.h"
-#include "spectrum/LargestOf.h"
+#include "spectrum/ManyNumbers.h"
 #include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
@@ -94,8 +94,7 @@ const std::valarray<double>& CProcOMA::GetAmpl() const
     if (m_bSquares)
     {
         const double fScale = 1.0 / static_cast<double>(m_vecAmpl.size()); // exact: a power of two
-        for (double& r_fAmpl : m_vecAmpl)
-            r_fAmpl = std::sqrt(r_fAmpl) * fScale;
+        TakeRoots(std::begin(m_vecAmpl), m_vecAmpl.size(), fScale);
         m_bSquares = false;
     }
     return m_vecAmpl;
@@ -322,11 +321,7 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
 
 void CProcOMA::SubtractFit(std::valarray<double>& r_vecSearch, const std::valarray<double>& p_vecCurve)
 {
-    for (std::size_t nChan = 0; nChan < r_vecSearch.size(); ++nChan)
-    {
-        const double fRest = r_vecSearch[nChan] - p_vecCurve[nChan];
-        r_vecSearch[nChan] = fRest <= g_fEpsilon ? g_fEpsilon : fRest;
-    }
+    TakeOff(std::begin(r_vecSearch), r_vecSearch.size(), std::begin(p_vecCurve), g_fEpsilon);
 }
 
 std::unique_ptr<CPeakOMA> CProcOMA::CreatePeak(const SRun& p_run, double p_fFreq_Hz, double p_fFWHM_Hz,

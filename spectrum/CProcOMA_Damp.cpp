@@ -4,7 +4,7 @@
 #include "modes/CDataPS.h"
 #include "spectrum/CMathBAS.h"
 #include "spectrum/CProcOMA.h"
-#include "spectrum/LargestOf.h"
+#include "spectrum/ManyNumbers.h"
 #include "spectrum/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>
