@@ -82,7 +82,7 @@ void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const S
             passJob.Add(p_fnSignal(nIndex++));
         passJob.NextCycle();
     };
-    for (int i = 0; i < 5; ++i) // channels have started, events have come
+    for (int i = 0; i < 20; ++i) // channels have started, events have come, histories are full
     {
         Cycle();
         passJob.Pass();

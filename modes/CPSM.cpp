@@ -150,13 +150,14 @@ bool CPSM::UpdateDeque(CSpecDyn* p_pSpec)
     const CMethodTrace trace(m_pTrace, g_strClass, "UpdateDeque");
     if (!p_pSpec)
         return trace.BadPointer("p_pSpec");
-    std::deque<CDataPS>* const pdeqDataPS = p_pSpec->GetDeqDataPS();
+    CSpecDyn::DeqDataPS* const pdeqDataPS = p_pSpec->GetDeqDataPS();
     if (!pdeqDataPS)
         return trace.BadPointer("m_pdeqDataPS");
     if (!p_pSpec->GetActDataPS())
         return trace.BadPointer("m_pActDataPS");
-    if (!pdeqDataPS->empty() && pdeqDataPS->size() >= p_pSpec->GetDeqMax())
-        pdeqDataPS->pop_front();
+    const std::size_t nMax = std::max(1U, p_pSpec->GetDeqMax());
+    if (pdeqDataPS->full() && pdeqDataPS->capacity() < nMax)
+        pdeqDataPS->set_capacity(std::min(nMax, 2 * pdeqDataPS->capacity() + 8));
     pdeqDataPS->push_back(*p_pSpec->GetActDataPS());
     return true;
 }

@@ -175,7 +175,7 @@ bool CPsmOut::CalcOutpDOE(const CSpecDyn* p_pSpec, double& r_fValue) const
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcOutpDOE");
     if (!ActData(p_pSpec, "CalcOutpDOE"))
         return false;
-    const std::deque<CDataPS>* const pDeqDataPS = p_pSpec->GetDeqDataPS();
+    const CSpecDyn::DeqDataPS* const pDeqDataPS = p_pSpec->GetDeqDataPS();
     if (!pDeqDataPS)
         return trace.BadPointer("pDeqDataPS");
     if (pDeqDataPS->empty())

@@ -10,7 +10,7 @@ constexpr std::string_view g_strClass = "CSpecDyn";
 
 CSpecDyn::CSpecDyn(const CSpec* p_pSpecSrc, std::uint32_t p_nDeqMax, std::uint32_t p_nOwnerId, CTraceOMA* p_pTrace)
     : CSpec(*p_pSpecSrc), m_pLastTimePS(std::make_unique<CTime>(0)), m_pActDataPS(std::make_unique<CDataPS>()),
-      m_pdeqDataPS(std::make_unique<std::deque<CDataPS>>()), m_nDeqMax(p_nDeqMax)
+      m_pdeqDataPS(std::make_unique<DeqDataPS>()), m_nDeqMax(p_nDeqMax)
 {
     m_nOwnerId = p_nOwnerId;
     m_pTrace = p_pTrace;

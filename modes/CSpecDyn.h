@@ -2,7 +2,7 @@
 #include "host/CTime.h"
 #include "modes/CDataPS.h"
 #include "modes/CSpec.h"
-#include <deque>
+#include <boost/circular_buffer.hpp>
 #include <memory>
 #include <vector>
 
@@ -11,6 +11,8 @@
 class CSpecDyn : public CSpec
 {
   public:
+    using DeqDataPS = boost::circular_buffer<CDataPS>;
+
     CSpecDyn(const CSpec* p_pSpecSrc, std::uint32_t p_nDeqMax, std::uint32_t p_nOwnerId, CTraceOMA* p_pTrace);
 
     /// Priority for the output, 1 to 12, from the VALID cycles in a row and the place; 0 after an error line.
@@ -23,15 +25,15 @@ class CSpecDyn : public CSpec
     void SetPrioOutp(std::int32_t p_ePrio) { m_ePrioOutp = p_ePrio; }
     CTime* GetLastTimePS() const { return m_pLastTimePS.get(); }
     CDataPS* GetActDataPS() const { return m_pActDataPS.get(); }
-    std::deque<CDataPS>* GetDeqDataPS() const { return m_pdeqDataPS.get(); }
+    DeqDataPS* GetDeqDataPS() const { return m_pdeqDataPS.get(); }
     std::uint32_t GetDeqMax() const { return m_nDeqMax; }
 
   private:
     std::int32_t m_ePrioOutp = 0;
-    std::vector<double> m_vecfWork;                    ///< nobody uses it
-    std::unique_ptr<CTime> m_pLastTimePS;              ///< PS cycle of the last peak; starts as the zero time
-    std::unique_ptr<CDataPS> m_pActDataPS;             ///< record of that cycle
-    std::unique_ptr<std::deque<CDataPS>> m_pdeqDataPS; ///< history, newest at the back
+    std::vector<double> m_vecfWork;          ///< nobody uses it
+    std::unique_ptr<CTime> m_pLastTimePS;    ///< PS cycle of the last peak; starts as the zero time
+    std::unique_ptr<CDataPS> m_pActDataPS;   ///< record of that cycle
+    std::unique_ptr<DeqDataPS> m_pdeqDataPS; ///< history, newest at the back; grows to m_nDeqMax records, at least 1
     std::uint32_t m_nDeqMax;
     std::uint32_t m_nCntValid = 0; ///< PS cycles in a row with VALID data
 };
