@@ -1,7 +1,7 @@
 """What many jobs cost: a server and an application in two processes, a grid of up to 300 three-phase PMUs.
 
-load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all] prints one line of JSON: what was analysed, what it took, what was
-lost. OMA_BIN_DIR names the binaries. ./measure prints the tables.
+load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all] [--places N] [--recording] prints one line of
+JSON: what was analysed, what it took, what was lost. OMA_BIN_DIR names the binaries. ./measure prints the tables.
 """
 import argparse
 import sys
@@ -79,6 +79,41 @@ def scenario_of(places, seconds, swings):
                        for freq, start, end, damping in swings_of(swings, seconds)]}
 
 
+def write_recording_of(path, scenario):
+    """What the simulator would play, as a recording; some 60 phasors, or it becomes large."""
+    import numpy
+    rng = numpy.random.default_rng(scenario["seed"])
+    places = [p["name"] for p in scenario["places"]]
+    ids = [pmu["phases"][phase] for pmu in scenario["pmus"] for phase in ("L1", "L2", "L3")]
+    reactance = {line["name"]: (places.index(line["from"]), places.index(line["to"]), line["reactance_Ohm"])
+                 for line in scenario["lines"]}
+    with open(path, "w") as f:
+        f.write(";".join(["time"] + [f"{i}.magn;{i}.angle" for i in ids]) + "\n")
+        row = "%.2f" + ";%.7g;%.4f" * len(ids) + "\n"
+        for begin in range(0, scenario["duration_s"] * RATE, 3000):
+            t = numpy.arange(begin, min(begin + 3000, scenario["duration_s"] * RATE)) / RATE
+            angle = numpy.zeros((len(places), t.size))
+            for i, place in enumerate(scenario["places"]):
+                angle[i] = place["angle_deg"]
+                for s in scenario["swings"]:
+                    swinging = (t >= s["start_s"]) & (t < s["end_s"])
+                    angle[i] += s["shape"][place["name"]] * swinging * s["amplitude_deg"] * \
+                        numpy.sin(2 * math.pi * s["frequency_hz"] * (t - s["start_s"]))
+            voltage = scenario["places"][0]["voltage_V"] * numpy.exp(1j * numpy.radians(angle))
+            columns = [t]
+            for pmu in scenario["pmus"]:
+                phasor = voltage[places.index(pmu["place"])]
+                if "line" in pmu:
+                    near, far, ohm = reactance[pmu["line"]]
+                    phasor = (voltage[near] - voltage[far]) / (1j * ohm)
+                for k in range(3):
+                    noise = rng.normal(size=(2, t.size))
+                    columns.append(abs(phasor) * (1 + scenario["noise"]["magnitude_percent"] / 100 * noise[0]))
+                    turned = numpy.degrees(numpy.angle(phasor)) - 120 * k + scenario["noise"]["angle_deg"] * noise[1]
+                    columns.append((turned + 180) % 360 - 180)
+            f.writelines(row % tuple(values) for values in numpy.array(columns).T)
+
+
 class Load(SystemTest):
     """Not a test: what the tests have to start and end processes with."""
 
@@ -91,12 +126,17 @@ class Load(SystemTest):
         fields = (folder / "stat").read_text().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) * CLOCK_S, int(fields[21]) * os.sysconf("SC_PAGE_SIZE"), int(fields[17])
 
-    def measure(self, jobs, seconds, speed, modes, swings):
-        places = max(2, min(PLACES, jobs))
+    def measure(self, jobs, seconds, speed, modes, swings, places, recording):
+        places = max(2, min(places, jobs)) // 2 * 2
         self.config.write_text(config_xml(self.ports, jobs=jobs_of(jobs, places, modes), rate=RATE))
-        (self.dir / "load.json").write_text(json.dumps(scenario_of(places, seconds, swings)))
-        vds = self.start("vds", [BIN / "vds", f"-xml:{self.config}", "--simulate", self.dir / "load.json", "--speed", speed,
-                                 "--once", "--log-dir", self.dir])
+        scenario = scenario_of(places, seconds, swings)
+        source = ["--simulate", self.dir / "load.json"]
+        if recording:
+            source = ["--replay", self.dir / "load.csv"]
+            write_recording_of(source[1], scenario)
+        else:
+            source[1].write_text(json.dumps(scenario))
+        vds = self.start("vds", [BIN / "vds", f"-xml:{self.config}", *source, "--speed", speed, "--once", "--log-dir", self.dir])
         wait_for(self.listening, "vds listening")
         begin = time.monotonic()
         oma = self.start("oma", [BIN / "oma", f"-xml:{self.config}"])
@@ -124,7 +164,7 @@ class Load(SystemTest):
             "cpu_oma_s": round(last[oma.name][0], 1), "cpu_vds_s": round(last[vds.name][0], 1),
             "MB_oma": round(last[oma.name][1] / 1e6, 1), "MB_vds": round(last[vds.name][1] / 1e6, 1),
             "threads_oma": last[oma.name][2],
-            "input_data_losses": text.count("Input data loss"), "lines": len(text.splitlines()),
+            "input_data_losses": text.count("Input data loss"), "gaps": len(re.findall("delayed by|too early by|Missing OMA input data", text)), "lines": len(text.splitlines()),
             "swing_events": len(self.swing_events()),
             "errors_oma": sum(" error " in line for line in text.splitlines()),
             "errors": Counter(re.sub(r"[0-9]+", "N", line.split(" error ", 1)[1]) for line in text.splitlines()
@@ -139,11 +179,13 @@ def main():
     parser.add_argument("--speed", default="1")
     parser.add_argument("--modes", type=int, default=3, choices=(1, 3))
     parser.add_argument("--swings", default="some", choices=("none", "some", "all"))
+    parser.add_argument("--places", type=int, default=PLACES, help="with two three-phase PMUs each")
+    parser.add_argument("--recording", action="store_true", help="from a file instead of the simulator")
     args = parser.parse_args()
     load = Load()
     load.setUp()
     try:
-        print(json.dumps(load.measure(args.jobs, args.seconds, args.speed, args.modes, args.swings)))
+        print(json.dumps(load.measure(args.jobs, args.seconds, args.speed, args.modes, args.swings, args.places, args.recording)))
     finally:
         load.tearDown()
 

@@ -61,12 +61,15 @@ void CJobOMA::CreateProcs()
         else if (pSpec->IsUsed())
             m_pvecpProc->push_back(std::make_unique<CProcOMA>(m_pdeqMeas.get(), pSpec.get(), m_pDOE.get(), m_pTrace));
     }
+    if (m_bOk)
+        m_nMaxSpecSize = RetrveMaxSpecSize();
 }
 
 void CJobOMA::DeleteAllSpecs()
 {
     m_pvecpProc.reset();
     m_pvecpSpec.reset();
+    m_nMaxSpecSize = 0;
 }
 
 void CJobOMA::DeleteTrace()
@@ -130,6 +133,8 @@ unsigned CJobOMA::NoOfCyclesInactive() const
 
 std::uint32_t CJobOMA::RetrveMaxSpecSize() const
 {
+    if (m_nMaxSpecSize > 0)
+        return m_nMaxSpecSize;
     const CMethodTrace trace(m_pTrace, g_strClass, "RetrveMaxSpecSize");
     if (!m_pvecpSpec)
         return trace.BadPointer("m_pvecpSpec");

@@ -125,6 +125,7 @@ class CJobOMA : public CJob
     std::unique_ptr<CVdsOutMeas> m_pVdsOutMeas;  ///< null until CreateVdsOutMeas; [R] makes it before event 0
     HANDLE m_hStatus = nullptr;                  ///< the writer has a handle of its own; this one stays null
     std::unique_ptr<VecSpec> m_pvecpSpec;
+    std::uint32_t m_nMaxSpecSize = 0; ///< kept, since each cycle asks for it; 0: to be looked up
     std::uint32_t m_nSamplesPS;
     std::int32_t m_nRepRate;                ///< PS repetition rate
     CPmu* m_pPmu1st = nullptr;              ///< voltage; the session's

@@ -42,7 +42,7 @@ void CDataReceiver::Started(unsigned p_nStart, std::int64_t p_nCycle_ms, bool p_
 
 void CDataReceiver::PushCycle(const Link::Cycle& p_cycle)
 {
-    const std::lock_guard<std::mutex> lock(m_mtx);
+    std::unique_lock<std::mutex> lock(m_mtx);
     if (p_cycle.start() != m_nStart || m_nStart == 0)
         return;
     std::unique_ptr<SCycle> pCycle;
@@ -67,7 +67,10 @@ void CDataReceiver::PushCycle(const Link::Cycle& p_cycle)
     m_queCycle.push_back(std::move(pCycle));
     if (!m_bReady && std::chrono::steady_clock::now() - m_tStarted > g_tReady)
         m_bReady = true;
-    ScheduleReceive();
+    if (!BeginReceive())
+        return;
+    lock.unlock(); // ahead of the lane, whose first step takes it
+    m_pool.Submit(shared_from_this(), eLaneReceive);
 }
 
 void CDataReceiver::CallStatus(const SStatus& p_status)
@@ -90,7 +93,8 @@ void CDataReceiver::StatusDone(const SStatus& p_status)
         if (p_status.nStart != m_nStart)
             return;
         m_bReady = true;
-        ScheduleReceive();
+        if (BeginReceive())
+            m_pool.Submit(shared_from_this(), eLaneReceive);
     }
     if (const std::shared_ptr<IReport> pReport = m_pReport.lock())
         pReport->ReportReady(p_status.nStart);
@@ -164,11 +168,12 @@ void CDataReceiver::DropQueue()
     m_queCycle.clear();
 }
 
-void CDataReceiver::ScheduleReceive()
+/// Under m_mtx. @return true: the lane has to be submitted.
+bool CDataReceiver::BeginReceive()
 {
     if (m_bReceiveRuns || m_queCycle.empty() || !m_bReady)
-        return;
+        return false;
     m_bReceiveRuns = true;
-    m_pool.Submit(shared_from_this(), eLaneReceive);
+    return true;
 }
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -61,7 +61,7 @@ class CDataReceiver : public CReceiver
     };
     void Fill(const SCycle& p_cycle);
     void DropQueue();
-    void ScheduleReceive();
+    bool BeginReceive();
 
     CChannelDataCallBack* const m_pCallBack; ///< the application's
     const std::weak_ptr<IReport> m_pReport;

@@ -14,12 +14,13 @@ constexpr auto g_tShutdown = std::chrono::seconds(2);
 
 void CThreadPool::Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane)
 {
-    const std::lock_guard<std::mutex> lock(m_mtx);
+    std::unique_lock<std::mutex> lock(m_mtx);
     if (m_bStop)
         return;
     m_queWork.push_back({std::move(p_pLanes), p_nLane});
     if (m_queWork.size() <= m_nFree)
     {
+        lock.unlock(); // the woken thread meets an open door
         m_cvWork.notify_one();
         return;
     }
