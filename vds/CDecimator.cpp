@@ -7,8 +7,6 @@ namespace
 constexpr std::int64_t g_nHalfPeriods = 8; ///< of the lower rate
 constexpr double g_fCutOff = 0.45;         ///< part of the lower rate
 constexpr double g_fLeastWeight = 0.75;
-/// Bits of a state word that readers take as INVALID.
-constexpr std::uint64_t g_nInvalid = 0xE030 | (std::uint64_t{0x78600000} << 32);
 constexpr double g_fRad = std::numbers::pi / 180.0;
 
 std::vector<double> Weights(std::int64_t p_nHalf, std::int64_t p_nEvery)
@@ -27,12 +25,6 @@ std::vector<double> Weights(std::int64_t p_nHalf, std::int64_t p_nEvery)
     for (double& fWeight : vecfWeight)
         fWeight /= fSum;
     return vecfWeight;
-}
-
-bool IsUsable(const SSourceSample& p_sample)
-{
-    return p_sample.bPresent && (p_sample.nState & g_nInvalid) == 0 && std::isfinite(p_sample.fMagn) &&
-           std::isfinite(p_sample.fAngle_deg);
 }
 } // namespace
 
@@ -54,7 +46,7 @@ void CDecimator::Store(std::int64_t p_nIndex, const SSourceCycle* p_pCycle)
             continue;
         const SSourceSample& sample = p_pCycle->vecSample[m_veciSample[i]];
         slot.vecSample[i] = sample;
-        if (IsUsable(sample))
+        if (sample.IsUsable())
             slot.vecValue[i] = std::polar<double>(1.0, sample.fAngle_deg * g_fRad) * double{sample.fMagn};
     }
 }
@@ -87,7 +79,7 @@ SSourceSample CDecimator::Filtered(std::int64_t p_nCentre, std::size_t p_iWanted
     for (std::int64_t i = -m_nHalf; i <= m_nHalf; ++i)
     {
         const SSlot& slot = Slot(p_nCentre + i);
-        if (!IsUsable(slot.vecSample[p_iWanted]))
+        if (!slot.vecSample[p_iWanted].IsUsable())
             continue;
         const double fWeight = m_vecfWeight[static_cast<std::size_t>(std::abs(i))];
         sum += fWeight * slot.vecValue[p_iWanted];
@@ -95,10 +87,10 @@ SSourceSample CDecimator::Filtered(std::int64_t p_nCentre, std::size_t p_iWanted
     }
     const SSourceSample& middle = Slot(p_nCentre).vecSample[p_iWanted];
     if (fWeights < g_fLeastWeight)
-        return IsUsable(middle) ? SSourceSample{} : middle;
+        return middle.IsUsable() ? SSourceSample{} : middle;
     sum /= fWeights;
     return {static_cast<float>(std::abs(sum)), static_cast<float>(std::arg(sum) / g_fRad),
-            IsUsable(middle) ? middle.nState : 0, true};
+            middle.IsUsable() ? middle.nState : 0, true};
 }
 
 void CDecimator::Emit(std::int64_t p_nCentre, const std::function<void(const SSourceCycle&)>& p_fnOut)

@@ -87,6 +87,7 @@ CReadSet::CReadSet(const ISource& p_source, const Link::StartSet& p_start, std::
         const auto it = mapIndex.find(nId);
         m_veciSample.push_back(it == mapIndex.end() ? p_source.Ids().size() : it->second);
     }
+    m_vecLast.resize(m_veciSample.size());
     if (p_source.IsFiltered() && m_nRate > 0 && m_nRate < m_nSourceRate)
         m_pDecimator = std::make_unique<CDecimator>(m_nSourceRate, m_nRate, m_veciSample);
 }
@@ -110,12 +111,17 @@ void CReadSet::Fill(const SSourceCycle& p_cycle, TTime p_tNow, Link::Cycle& r_cy
     r_cycle.set_start(m_nStart);
     r_cycle.set_seq(++m_nSent);
     r_cycle.set_time(p_cycle.nTicks);
-    for (const std::size_t i : m_veciSample)
+    for (std::size_t i = 0; i < m_veciSample.size(); ++i)
     {
-        const bool bPresent = i < p_cycle.vecSample.size() && p_cycle.vecSample[i].bPresent;
-        r_cycle.add_magn(bPresent ? p_cycle.vecSample[i].fMagn : 0.0F);
-        r_cycle.add_angle(bPresent ? p_cycle.vecSample[i].fAngle_deg : 0.0F);
-        r_cycle.add_state(bPresent ? p_cycle.vecSample[i].nState : g_nStateNoSample);
+        static const SSourceSample s_none;
+        const bool bKnown = m_veciSample[i] < p_cycle.vecSample.size();
+        const SSourceSample& sample = bKnown ? p_cycle.vecSample[m_veciSample[i]] : s_none;
+        if (sample.IsUsable())
+            m_vecLast[i] = sample;
+        const SSourceSample& value = sample.IsInvalid() ? m_vecLast[i] : sample;
+        r_cycle.add_magn(value.fMagn);
+        r_cycle.add_angle(value.fAngle_deg);
+        r_cycle.add_state(sample.bPresent ? sample.nState : g_nStateNoSample);
     }
     m_quetSent.emplace_back(p_tNow, p_cycle.nTicks);
     if (m_quetSent.size() > g_nMaxTimes)

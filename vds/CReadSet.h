@@ -49,6 +49,8 @@ class CReadSet
     /// skipped; a stamp that is on neither is a fault of the data and is passed on.
     std::size_t Channels() const { return m_veciSample.size(); }
     bool Takes(std::int64_t p_nTicks) const;
+    /// A sample that is missing or INVALID carries the value that its channel had last: readers look at the state of
+    /// some cycles and at the values of all, and a piece of nothing among values looks like a swing.
     void Fill(const SSourceCycle& p_cycle, TTime p_tNow, Norvik::Energy::Kestrel::Link::Cycle& r_cycle);
 
     // ---- how far the client has come ----
@@ -70,6 +72,7 @@ class CReadSet
     const std::size_t m_nWindow;
     std::unique_ptr<CDecimator> m_pDecimator; ///< null: no filter
     std::vector<std::size_t> m_veciSample;    ///< place of each channel in the source's samples; beyond: unknown id
+    std::vector<SSourceSample> m_vecLast;     ///< the last usable sample of each channel
     std::uint64_t m_nSent = 0;
     std::uint64_t m_nTaken = 0;
     std::deque<std::pair<TTime, std::int64_t>> m_quetSent; ///< of the cycles not yet taken, the newest ones; and stamps

@@ -61,6 +61,35 @@ TEST(CReadSet, TakesTheCyclesOnItsGridAndStampsThatAreOnNoGrid)
     EXPECT_TRUE(set.Takes(-333333)) << "no stamp is out of range";
 }
 
+TEST(CReadSet, WhatIsMissingOrInvalidCarriesTheLastUsableValueAndItsOwnState)
+{
+    struct SCase
+    {
+        SSourceSample sample;
+        float fMagn;
+        std::uint64_t nState;
+    };
+    const float fNan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<SCase> vecCase = {{{}, 0.0F, 0x2000},
+                                        {{5.0F, 1.0F, 0, true}, 5.0F, 0},
+                                        {{}, 5.0F, 0x2000},
+                                        {{0.0F, 0.0F, 0x10, true}, 5.0F, 0x10},
+                                        {{6.0F, 1.0F, 1, true}, 6.0F, 1},
+                                        {{fNan, 0.0F, 0, true}, fNan, 0},
+                                        {{fNan, 0.0F, 0x8000, true}, 6.0F, 0x8000}};
+    CReadSet set = MakeSet(50, 50);
+    for (const SCase& expected : vecCase)
+    {
+        SSourceCycle cycle;
+        cycle.vecSample = {expected.sample};
+        Link::Cycle message;
+        set.Fill(cycle, CReadSet::TTime(), message);
+        const bool bSame = std::isnan(expected.fMagn) ? std::isnan(message.magn(0)) : message.magn(0) == expected.fMagn;
+        EXPECT_TRUE(bSame) << message.magn(0) << " in place of " << expected.fMagn;
+        EXPECT_EQ(message.state(0), expected.nState);
+    }
+}
+
 TEST(CReadSet, CreditEndsWithTheWindowAndComesBackWithWhatHasBeenTaken)
 {
     CReadSet set = MakeSet(50, 50);
