@@ -35,7 +35,7 @@ bool CProc::FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_n
     for (std::size_t nBeg = p_nOffs; nBeg < nData; nBeg += g_nBlock)
     {
         const std::size_t nEnd = std::min(nBeg + g_nBlock, nData);
-        if (!(LargestOf(std::begin(p_vecData) + nBeg, std::begin(p_vecData) + nEnd) > fMax))
+        if (!IsOneAbove(std::begin(p_vecData) + nBeg, std::begin(p_vecData) + nEnd, fMax))
             continue;
         for (std::size_t nChan = nBeg; nChan < nEnd; ++nChan)
             if (p_vecData[nChan] > fMax && Allowed(nChan))

@@ -180,8 +180,7 @@ bool CProcOMA::IsQuiet(const SRun& p_run) const
     for (std::size_t nBeg = p_run.nOffs; nBeg < m_vecAmpl.size(); nBeg *= 2)
     {
         const std::size_t nEnd = std::min(2 * nBeg, m_vecAmpl.size());
-        const double fLargest = LargestOf(std::begin(m_vecAmpl) + nBeg, std::begin(m_vecAmpl) + nEnd);
-        if (!(fLargest * static_cast<double>(nEnd) < fLimit))
+        if (IsOneAbove(std::begin(m_vecAmpl) + nBeg, std::begin(m_vecAmpl) + nEnd, fLimit / static_cast<double>(nEnd)))
             return false;
     }
     return p_run.fMagnThresh > 0.0;
@@ -190,8 +189,7 @@ bool CProcOMA::IsQuiet(const SRun& p_run) const
 /// Squares that have left the range of numbers, or come from what is none: rare, and then the roots are taken by themselves.
 void CProcOMA::CheckSquares(const CFFT& p_fft)
 {
-    const auto IsSquare = [](double p_fSquare) { return p_fSquare <= std::numeric_limits<double>::max(); };
-    if (std::all_of(std::begin(m_vecAmpl), std::end(m_vecAmpl), IsSquare))
+    if (SumsOf(std::begin(m_vecAmpl), std::end(m_vecAmpl)).fSum <= std::numeric_limits<double>::max())
         return;
     p_fft.RetrveAmpl(m_vecAmpl);
     m_vecAmpl /= static_cast<double>(m_vecAmpl.size());

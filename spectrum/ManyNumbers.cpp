@@ -16,6 +16,12 @@ namespace
 constexpr std::ptrdiff_t g_nLanes = 8;
 }
 
+OMA_WIDE bool IsOneAbove(const double* p_pfBegin, const double* p_pfEnd, double p_fLimit)
+{
+    // All are counted: to stop at the first one would take them one by one.
+    return std::count_if(p_pfBegin, p_pfEnd, [p_fLimit](double p_fValue) { return p_fValue > p_fLimit; }) != 0;
+}
+
 OMA_WIDE double LargestOf(const double* p_pfBegin, const double* p_pfEnd)
 {
     double vecfLane[g_nLanes] = {};

@@ -5,6 +5,9 @@
 // Loops over thousands of numbers. They go side by side in lanes, wider where the processor can; the digits are the same
 // on all of them.
 
+/// Whether one of them is greater than p_fLimit.
+bool IsOneAbove(const double* p_pfBegin, const double* p_pfEnd, double p_fLimit);
+
 /// Largest absolute value, 0.0 for none; what is no number is passed over.
 double LargestOf(const double* p_pfBegin, const double* p_pfEnd);
 
