@@ -23,7 +23,8 @@ constexpr double g_fNoiseFactor = 2.0;    ///< of the mean amplitude
 constexpr unsigned g_nNameField = 10;
 constexpr unsigned g_nMaxPeaks = 4; ///< what is usual
 
-TPool<SProcBuffers> g_poolProc;
+/// Never destroyed: it may be in use while the process ends.
+TPool<SProcBuffers>& g_poolProc = *new TPool<SProcBuffers>;
 
 /// Truncation to a channel number; what is none (negative, NaN) becomes 0, what is too large the largest one.
 unsigned ToChannel(double p_fChannel)

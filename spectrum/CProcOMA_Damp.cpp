@@ -18,7 +18,8 @@ constexpr std::string_view g_strClass = "CProcOMA";
 constexpr std::string_view g_strMethod = " DampFromTimeData";
 constexpr int g_nMaxHS = 8;
 
-TPool<SDampBuffers> g_poolDamp;
+/// Never destroyed: it may be in use while the process ends.
+TPool<SDampBuffers>& g_poolDamp = *new TPool<SDampBuffers>;
 } // namespace
 
 bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,

@@ -8,7 +8,7 @@
 /// Working memory of a size, lent out and taken back: what many threads need by turns exists as often as it is in use at
 /// one time, and the piece that was used last, which the processor still has at hand, is lent first.
 /// T is made of its size. It comes back as it was left.
-/// Threads  any. Owner: a static object; a loan must not outlive it.
+/// Threads  any. A loan must not outlive its pool.
 template <class T>
 class TPool
 {
