@@ -59,15 +59,21 @@ double Median(std::vector<double> p_vecfValue)
     return *itMiddle;
 }
 
-/// Peaks that the evaluators see in what the job holds now.
-std::size_t CountPeaks(CJobOMA& p_job)
+/// Peaks that the evaluators see in what the job holds now: of each resolution, and of all.
+void CountPeaks(benchmark::State& r_state, CJobOMA& p_job)
 {
-    CProcOMA::VecPeak vecpPeak;
+    constexpr const char* vecpszReso[] = {"peaks_LR", "peaks_MR", "peaks_HR"};
     double fFreqEnd_Hz = -1.0;
     p_job.RetrveTotalFreqEnd(&fFreqEnd_Hz);
+    double fAll = 0.0;
     for (const auto& pProc : *p_job.m_pvecpProc)
+    {
+        CProcOMA::VecPeak vecpPeak;
         pProc->Run(fFreqEnd_Hz, L"", L"", 1, 0, &vecpPeak);
-    return vecpPeak.size();
+        r_state.counters[vecpszReso[pProc->GetSpec()->GetReso()]] = static_cast<double>(vecpPeak.size());
+        fAll += static_cast<double>(vecpPeak.size());
+    }
+    r_state.counters["peaks"] = fAll;
 }
 
 void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const Signal& p_fnSignal)
@@ -122,7 +128,7 @@ void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const S
     r_state.counters["ratio_within"] = Median(vecfPass) / Median(vecfWithin);
     r_state.counters["ratio_tuned"] = Median(vecfPass) / Median(vecfTuned);
     r_state.counters["transforms"] = static_cast<double>(vecTransform.size());
-    r_state.counters["peaks"] = static_cast<double>(CountPeaks(passJob.Job()));
+    CountPeaks(r_state, passJob.Job());
     r_state.counters["allocs"] = *std::max_element(vecfAllocs.begin(), vecfAllocs.end());
 }
 
