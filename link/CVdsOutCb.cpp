@@ -15,8 +15,14 @@ CVdsOutCb::CVdsOutCb(std::string_view p_strClass, HANDLE p_hStatus, CChanneldata
                      std::uint32_t p_nVirtualPmuId, const std::vector<unsigned long>& p_vecnChanId,
                      std::int32_t p_nCycleRate, CTraceOMA* p_pTrace)
     : m_nCycleRate(p_nCycleRate), m_strClass(p_strClass), m_hStatus(p_hStatus), m_pChanData(p_pChanData),
-      m_nVirtualPmuId(p_nVirtualPmuId), m_vecnChanId(p_vecnChanId), m_pTrace(p_pTrace)
+      m_nVirtualPmuId(p_nVirtualPmuId), m_vecnChanId(p_vecnChanId), m_pTrace(p_pTrace),
+      m_hAnswered(CreateEventW(nullptr, 0, 0, nullptr))
 {
+}
+
+CVdsOutCb::~CVdsOutCb()
+{
+    CloseHandle(m_hAnswered);
 }
 
 void CVdsOutCb::Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
@@ -116,8 +122,8 @@ bool CVdsOutCb::WaitForStartWriteResponse(unsigned p_nTimeout_ms)
     {
         if (m_bStarted)
             return true;
-        m_nWaited_ms += g_nPoll_ms;
-        Sleep(g_nPoll_ms);
+        m_nWaited_ms += g_nPoll_ms; // a full pass, though the answer may cut it short: kept as it stands
+        WaitForSingleObject(m_hAnswered, g_nPoll_ms);
     }
     return false;
 }
@@ -130,6 +136,7 @@ bool CVdsOutCb::OnChannelDataWriteResponse(unsigned long p_nId, unsigned long p_
     if (p_nId != m_nVirtualPmuId)
         return trace.Error("'Virtual PMU' ID received from VDS server does not match");
     m_bStarted = true;
+    SetEvent(m_hAnswered);
     return true;
 }
 

@@ -20,6 +20,9 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
     CVdsOutCb(std::string_view p_strClass, HANDLE p_hStatus,
               Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite* p_pChanData, std::uint32_t p_nVirtualPmuId,
               const std::vector<unsigned long>& p_vecnChanId, std::int32_t p_nCycleRate, CTraceOMA* p_pTrace);
+    ~CVdsOutCb() override;
+    CVdsOutCb(const CVdsOutCb&) = delete;
+    CVdsOutCb& operator=(const CVdsOutCb&) = delete;
 
     void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) override;
     virtual bool OnConnected() = 0;
@@ -29,7 +32,7 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
     /// @param p_pTime PS cycle, null for a start without one.
     bool DoStart(const CTime* p_pTime);
     bool DoStop(const CTime* p_pTime);
-    /// Polls m_bStarted in steps of 10 ms.
+    /// Looks at m_bStarted every 10 ms and when the answer comes.
     bool WaitForStartWriteResponse(unsigned p_nTimeout_ms);
     bool OnChannelDataWriteResponse(unsigned long p_nId, unsigned long p_nError);
 
@@ -63,4 +66,5 @@ class CVdsOutCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataWrit
     std::uint32_t m_nVirtualPmuId;
     std::vector<unsigned long> m_vecnChanId;
     CTraceOMA* m_pTrace;
+    const HANDLE m_hAnswered; ///< set behind m_bStarted
 };

@@ -3,6 +3,7 @@
 #include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
@@ -34,6 +35,8 @@ constexpr auto g_tIdle = std::chrono::milliseconds(4800);
 constexpr std::size_t g_nFrameBytes = 64U << 10U;
 /// Bytes queued for a peer that does not take them, beyond which it is given up.
 constexpr std::size_t g_nMaxPending = 64U << 20U;
+/// Time in which values gather.
+constexpr auto g_tGather = std::chrono::milliseconds(1);
 /// Frames kept for use again.
 constexpr std::size_t g_nSpare = 4;
 
@@ -64,7 +67,7 @@ std::string SubjectEntry(const X509* p_pCertificate, int p_nId)
 struct CLinkStream::SWeb
 {
     SWeb(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls)
-        : pTls(std::move(p_pTls)), web(MakeWeb(std::move(p_socket), pTls))
+        : pTls(std::move(p_pTls)), web(MakeWeb(std::move(p_socket), pTls)), timerGather(Tcp().get_executor())
     {
     }
 
@@ -101,6 +104,7 @@ struct CLinkStream::SWeb
     const TTlsPtr pTls;
     TWeb web;
     std::string strFault; ///< of the peer's certificate
+    asio::steady_timer timerGather;
     beast::flat_buffer bufIn;
     http::request<http::string_body> request;
 };
@@ -327,7 +331,7 @@ Frame& CLinkStream::BackFrame()
     return m_queFrame.back()->frame;
 }
 
-void CLinkStream::Queued(std::size_t p_nBytes)
+void CLinkStream::Queued(std::size_t p_nBytes, EUrgency p_eUrgency)
 {
     m_queFrame.back()->nBytes += p_nBytes;
     m_nPending += p_nBytes;
@@ -337,21 +341,29 @@ void CLinkStream::Queued(std::size_t p_nBytes)
         Close("does not take what is sent to it");
         return;
     }
-    if (m_bWriting)
+    if (m_bWriting || (m_bPosted && !(m_bWaiting && p_eUrgency == eAtOnce)))
         return;
-    m_bWriting = true;
-    asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this()] { self->WriteNext(); });
+    m_bPosted = true;
+    m_bWaiting = p_eUrgency == eGathered;
+    asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this(), p_eUrgency]
+               { p_eUrgency == eGathered ? self->WriteLater() : self->WriteNext(); });
+}
+
+void CLinkStream::WriteLater()
+{
+    m_pWeb->timerGather.expires_after(g_tGather);
+    m_pWeb->timerGather.async_wait([self = shared_from_this()](const beast::error_code&) { self->WriteNext(); });
 }
 
 void CLinkStream::WriteNext()
 {
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
-        if (!m_bOpen || m_queFrame.empty())
-        {
-            m_bWriting = false;
+        m_bPosted = false;
+        m_bWaiting = false;
+        if (m_bWriting || !m_bOpen || m_queFrame.empty())
             return;
-        }
+        m_bWriting = true;
         std::unique_ptr<SFrame> pFrame = std::move(m_queFrame.front());
         m_queFrame.pop_front();
         pFrame->frame.SerializeToString(&m_strOut);
@@ -369,6 +381,10 @@ void CLinkStream::WriteNext()
                              {
                                  if (p_ec)
                                      return self->Closed(self->m_pWeb->Reason(p_ec));
+                                 {
+                                     const std::lock_guard<std::mutex> lock(self->m_mtxOut);
+                                     self->m_bWriting = false;
+                                 }
                                  self->WriteNext();
                              });
         });

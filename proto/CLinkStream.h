@@ -43,7 +43,8 @@ class ILinkUser
 ///
 /// Owner    shared: the side that made it, and its own operations until it has closed.
 /// Threads  Send and Close: any. Everything else, and all calls of the user: the one thread of the io_context.
-/// Writing  never blocks: messages gather in a frame while the one before it is on its way.
+/// Writing  never blocks: messages gather in a frame while the one before it is on its way. What can wait (values, by
+///          the thousand a second) gathers for a millisecond, or until something comes that cannot.
 /// Peer     pinged when silent; a peer silent for 4.8 s counts as dead.
 class CLinkStream : public std::enable_shared_from_this<CLinkStream>
 {
@@ -60,17 +61,22 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     /// Client side: connects within 2 s.
     void Connect(const boost::asio::ip::tcp::endpoint& p_endpoint, std::shared_ptr<ILinkUser> p_pUser);
 
+    enum EUrgency
+    {
+        eAtOnce,
+        eGathered
+    };
     /// Queues one message, filled by p_fnFill(Message&) under the stream's lock.
     /// @return false if the stream is not open.
     template <class TFill>
-    bool Send(TFill&& p_fnFill)
+    bool Send(TFill&& p_fnFill, EUrgency p_eUrgency = eAtOnce)
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         if (!m_bOpen)
             return false;
         Message& message = *BackFrame().add_messages();
         p_fnFill(message);
-        Queued(message.ByteSizeLong());
+        Queued(message.ByteSizeLong(), p_eUrgency);
         return true;
     }
     /// Bytes that wait to be sent.
@@ -94,12 +100,13 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     void Opened();
     void Read();
     bool Dispatch();
+    void WriteLater();
     void WriteNext();
     void Refuse(const std::string& p_strReason);
     void Closed(const std::string& p_strReason);
     // ---- under m_mtxOut ----
     Frame& BackFrame();
-    void Queued(std::size_t p_nBytes);
+    void Queued(std::size_t p_nBytes, EUrgency p_eUrgency);
 
     const std::unique_ptr<SWeb> m_pWeb;
     SLinkPeer m_peer;
@@ -109,7 +116,9 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
 
     mutable std::mutex m_mtxOut;
     bool m_bOpen = false;
-    bool m_bWriting = false; ///< a write is under way or posted
+    bool m_bPosted = false;  ///< WriteNext will come
+    bool m_bWaiting = false; ///< but not before the messages have had their time to gather
+    bool m_bWriting = false; ///< a write is under way; WriteNext comes behind it
     std::size_t m_nPending = 0;
     std::deque<std::unique_ptr<SFrame>> m_queFrame;
     std::vector<std::unique_ptr<SFrame>> m_vecSpare;

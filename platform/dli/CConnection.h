@@ -70,7 +70,8 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     bool SendValues(TFill&& p_fnFill)
     {
         const std::shared_ptr<Link::CLinkStream> pStream = Stream();
-        return pStream && pStream->Pending() < g_nMaxWaiting && pStream->Send(std::forward<TFill>(p_fnFill));
+        return pStream && pStream->Pending() < g_nMaxWaiting &&
+               pStream->Send(std::forward<TFill>(p_fnFill), Link::CLinkStream::eGathered);
     }
 
     // ---- receivers: told of the connection's state from now on, at once if it stands ----
