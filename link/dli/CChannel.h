@@ -29,17 +29,18 @@ class CChannel
     static void* operator new(std::size_t p_nSize);
     static void operator delete(void* p_pMem);
 
-    unsigned long GetId() const;
+    // Inline: each cycle of a large set makes thousands of these calls.
+    unsigned long GetId() const { return m_nId; }
     /// Ticks of 100 ns from 0001-01-01 UTC.
-    std::int64_t GetTime() const;
-    std::int64_t GetState() const;
-    EType GetType() const;
-    void SetTime(std::int64_t p_nTicks);
-    void SetStatus(std::int64_t p_nState);
+    std::int64_t GetTime() const { return m_nTicks; }
+    std::int64_t GetState() const { return m_nState; }
+    EType GetType() const { return m_eType; }
+    void SetTime(std::int64_t p_nTicks) { m_nTicks = p_nTicks; }
+    void SetStatus(std::int64_t p_nState) { m_nState = p_nState; }
 
     // ---- the library's side ----
-    void SetId(unsigned long p_nId);
-    void SetType(EType p_eType);
+    void SetId(unsigned long p_nId) { m_nId = p_nId; }
+    void SetType(EType p_eType) { m_eType = p_eType; }
 
   protected:
     CChannel(unsigned long p_nId, std::int64_t p_nTicks, std::int64_t p_nState);

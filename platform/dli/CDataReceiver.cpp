@@ -131,18 +131,13 @@ bool CDataReceiver::ReceiveNext()
 /// Brings a cycle into the channel objects. Under m_mtx, since it looks at the ids.
 void CDataReceiver::Fill(const SCycle& p_cycle)
 {
-    if (m_vecpOwned.size() != m_vecnId.size())
-    {
-        m_vecpOwned.clear();
-        for (const unsigned long nId : m_vecnId)
-            m_vecpOwned.push_back(std::make_unique<CChannelAnalog>(nId, 0, 0.0F, 0));
-    }
-    m_vecpChannel.resize(m_vecpOwned.size());
+    m_vecChannel.resize(m_vecnId.size(), CChannelAnalog(0, 0, 0.0F, 0));
+    m_vecpChannel.resize(m_vecChannel.size());
     const std::size_t nSamples =
         std::min({p_cycle.vecfMagn.size(), p_cycle.vecfAngle.size(), p_cycle.vecnState.size()});
-    for (std::size_t i = 0; i < m_vecpOwned.size(); ++i)
+    for (std::size_t i = 0; i < m_vecChannel.size(); ++i)
     {
-        CChannelAnalog& channel = *m_vecpOwned[i];
+        CChannelAnalog& channel = m_vecChannel[i];
         CChannel::vdsData data;
         data.nKind = CChannel::eValuePhasor;
         channel.SetId(m_vecnId[i]);

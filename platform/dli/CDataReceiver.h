@@ -77,7 +77,7 @@ class CDataReceiver : public CReceiver
     std::vector<std::unique_ptr<SCycle>> m_vecSpare;
 
     // ---- Receive lane ----
-    std::vector<std::unique_ptr<CChannelAnalog>> m_vecpOwned;
-    std::vector<CChannel*> m_vecpChannel; ///< as handed out; refilled for each cycle
+    std::vector<CChannelAnalog> m_vecChannel; ///< side by side: they are written and read in one go
+    std::vector<CChannel*> m_vecpChannel;     ///< as handed out; refilled for each cycle
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
