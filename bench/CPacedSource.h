@@ -17,6 +17,7 @@ class CPacedSource final : public ISource
     {
         std::atomic<Clock::rep> tCycle{0};  ///< of the last cycle
         std::atomic<Clock::rep> tSecond{0}; ///< of the last cycle on a whole second
+        std::atomic<bool> bEnded{false};    ///< there is no further one
     };
 
     CPacedSource(std::unique_ptr<ISource> p_pSource, std::chrono::microseconds p_tInterval,
@@ -39,8 +40,13 @@ class CPacedSource final : public ISource
     void Stop() override { m_pTimer.reset(); }
     bool Next(SSourceCycle& r_cycle) override
     {
-        if (Clock::now() < m_tNext || !m_pSource->Next(r_cycle))
+        if (Clock::now() < m_tNext)
             return false;
+        if (!m_pSource->Next(r_cycle))
+        {
+            m_pMoments->bEnded = true;
+            return false;
+        }
         m_tNext = std::max(m_tNext + m_tInterval, Clock::now());
         Wake();
         const Clock::rep tNow = Clock::now().time_since_epoch().count();

@@ -1,8 +1,8 @@
 #include "bench/CPacedSource.h"
+#include "bench/Percentile.h"
 #include "link.pb.h"
 #include "link/dli/CChanneldata.h"
 #include "vds/CServer.h"
-#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
@@ -196,9 +196,7 @@ std::size_t CycleBytes()
 
 double Percentile_us(std::vector<double>& r_vecfTime_ns, double p_fPart)
 {
-    const auto nPlace = static_cast<std::ptrdiff_t>(p_fPart * static_cast<double>(r_vecfTime_ns.size() - 1));
-    std::nth_element(r_vecfTime_ns.begin(), r_vecfTime_ns.begin() + nPlace, r_vecfTime_ns.end());
-    return r_vecfTime_ns[static_cast<std::size_t>(nPlace)] * 1e-3;
+    return Percentile(r_vecfTime_ns, p_fPart) * 1e-3;
 }
 
 void BM_Link(benchmark::State& r_state)

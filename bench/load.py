@@ -1,7 +1,9 @@
 """What many jobs cost: a server and an application in two processes, a grid of up to 300 three-phase PMUs.
 
-load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all] [--places N] [--recording] prints one line of
-JSON: what was analysed, what it took, what was lost. OMA_BIN_DIR names the binaries. ./measure prints the tables.
+load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all|bursts] [--places N] [--recording] prints one
+line of JSON: what was analysed, what it took, what was lost. With --events US it prints instead how long after the cycle
+that completes a second the events came, at a cycle each so many microseconds. OMA_BIN_DIR names the binaries. ./measure
+prints the tables.
 """
 import argparse
 import sys
@@ -54,6 +56,8 @@ def swings_of(kind, seconds):
         return [(freq, 1, seconds, 0) for freq in (1.13, 0.43, 0.117)]
     if kind == "some":
         return [(1.13, 0.35 * seconds, 0.5 * seconds, 0), (0.43, 0.6 * seconds, 0.8 * seconds, 0)]
+    if kind == "bursts":
+        return [(1.13, begin, begin + 12, 0) for begin in range(20, seconds, 40)]
     return []
 
 
@@ -126,10 +130,23 @@ class Load(SystemTest):
         fields = (folder / "stat").read_text().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) * CLOCK_S, int(fields[21]) * os.sysconf("SC_PAGE_SIZE"), int(fields[17])
 
-    def measure(self, jobs, seconds, speed, modes, swings, places, recording):
+    def prepare(self, jobs, seconds, modes, swings, places):
+        """The configuration is written. @return the scenario."""
         places = max(2, min(places, jobs)) // 2 * 2
         self.config.write_text(config_xml(self.ports, jobs=jobs_of(jobs, places, modes), rate=RATE))
-        scenario = scenario_of(places, seconds, swings)
+        return scenario_of(places, seconds, swings)
+
+    def events_after(self, jobs, seconds, modes, swings, places, interval_us):
+        (self.dir / "load.json").write_text(json.dumps(self.prepare(jobs, seconds, modes, swings, places)))
+        server = self.start("server", [BIN / "bench_events", self.config, self.dir / "load.json", interval_us])
+        wait_for(self.listening, "bench_events listening")
+        oma = self.start("oma", [BIN / "oma", f"-xml:{self.config}"])
+        if server.wait(limit_s=60 + seconds * RATE * interval_us * 2e-6) != 0 or oma.stop() != 0:
+            raise AssertionError(server.text()[-3000:] + oma.text()[-3000:])
+        return {"jobs": jobs, "seconds": seconds, "interval_us": interval_us, **json.loads(server.text().splitlines()[-1])}
+
+    def measure(self, jobs, seconds, speed, modes, swings, places, recording):
+        scenario = self.prepare(jobs, seconds, modes, swings, places)
         source = ["--simulate", self.dir / "load.json"]
         if recording:
             source = ["--replay", self.dir / "load.csv"]
@@ -178,14 +195,18 @@ def main():
     parser.add_argument("seconds", type=int)
     parser.add_argument("--speed", default="1")
     parser.add_argument("--modes", type=int, default=3, choices=(1, 3))
-    parser.add_argument("--swings", default="some", choices=("none", "some", "all"))
+    parser.add_argument("--swings", default="some", choices=("none", "some", "all", "bursts"))
     parser.add_argument("--places", type=int, default=PLACES, help="with two three-phase PMUs each")
     parser.add_argument("--recording", action="store_true", help="from a file instead of the simulator")
+    parser.add_argument("--events", type=int, metavar="US", help="time of events instead, at a cycle each US microseconds")
     args = parser.parse_args()
     load = Load()
     load.setUp()
     try:
-        print(json.dumps(load.measure(args.jobs, args.seconds, args.speed, args.modes, args.swings, args.places, args.recording)))
+        scene = (args.modes, args.swings, args.places)
+        result = load.events_after(args.jobs, args.seconds, *scene, args.events) if args.events else \
+            load.measure(args.jobs, args.seconds, args.speed, *scene, args.recording)
+        print(json.dumps(result))
     finally:
         load.tearDown()
 

@@ -46,7 +46,26 @@ def table(m, quick):
         m.row(f"Pass of 512/2048/8192 samples {what}, in times of its {got['transforms']:.0f} transforms alone", goal,
               got["ratio"], f"{got['ratio']:.2f} ({got['pass_us']:.0f} us against {got['transforms_us']:.0f} us; "
               f"{got['peaks']:.0f} peaks)")
-        m.row(f"Heap allocations of that pass", 20, m.bench("bench_pass", case, "allocs"))
+        m.row("Heap allocations of that pass", 20, m.bench("bench_pass", case, "allocs"))
+
+    got = {name: m.bench("bench_receive", "BM_Receive", name) for name in ("ratio", "ns_phasor", "bare_ns_phasor", "allocs")}
+    m.row("Receive with 300 three-phase PMUs and 300 jobs, no pass due, in times of a bare loop", 3.0, got["ratio"],
+          f"{got['ratio']:.2f} ({got['ns_phasor']:.0f} ns against {got['bare_ns_phasor']:.0f} ns a phasor)")
+    m.row("Heap allocations in it", 0, got["allocs"])
+    got = {name: m.bench("bench_link", "BM_Link", name)
+           for name in ("ratio", "ratio_99", "link_us", "link_us_99", "echo_us", "echo_us_99", "echo_one_core_us")}
+    for part, suffix in (("median", ""), ("99th percentile", "_99")):
+        ratio, link, echo = (got[name + suffix] for name in ("ratio", "link_us", "echo_us"))
+        m.row(f"One cycle of 900 phasors through the link, in times of a TCP echo between two cores, {part}", 2.0, ratio,
+              f"{ratio:.2f} ({link:.0f} us against {echo:.0f} us)")
+    m.row("TCP echo with both ends on one core, us", None, got["echo_one_core_us"])
+    pass_us = m.bench("bench_pass", "BM_Pass_Peaks", "pass_us")
+    for jobs, seconds, interval_us in ((1, 2000, 400), (300, 400, 4000)):
+        r = m.load(jobs, seconds, "--swings", "bursts", "--events", interval_us)
+        what = f"From the sample that completes a PS cycle to the event, {jobs} {'job' if jobs == 1 else 'jobs'}"
+        m.row(f"{what}, median, ms beyond one pass", 2.0 if jobs == 1 else None, (r["median_us"] - pass_us) / 1000,
+              f"{(r['median_us'] - pass_us) / 1000:.2f} (of {r['events']} events: median {r['median_us'] / 1000:.2f} ms, "
+              f"99th percentile {r['p99_us'] / 1000:.2f} ms)")
 
     seconds = 360 if quick else 3600
     r = m.load(100, seconds, "--speed", "max", "--places", 10, "--recording")
