@@ -4,7 +4,7 @@
 namespace
 {
 constexpr std::uint64_t g_nStateSuspect = 0x0080000000000000;
-constexpr std::size_t g_nMaxWriters = 10000;
+constexpr std::size_t g_nMaxWriters = 20000; ///< 5,000 jobs of three modes
 /// Channels of which the newest value is kept after their stop.
 constexpr std::size_t g_nMaxStopped = 10000;
 constexpr std::size_t g_nMaxChannels = 100000;
@@ -27,7 +27,8 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
     const auto itOwner = m_mapOwner.find(p_nPmu);
     if (itOwner != m_mapOwner.end() && itOwner->second.nSession != p_nSession)
         return eOtherConnection;
-    if (m_mapWriter.size() >= g_nMaxWriters || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels)
+    const bool bNew = !m_mapWriter.contains({p_nSession, p_nWriter});
+    if ((bNew && m_mapWriter.size() >= g_nMaxWriters) || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels)
         return eTooMany;
     SWriter& writer = m_mapWriter[{p_nSession, p_nWriter}];
     for (const std::uint64_t nId : writer.vecnId)

@@ -125,6 +125,66 @@ class Security(SystemTest):
         self.assertIn("none.token", vds.text())
 
 
+class Bounds(SystemTest):
+    """An application works with the server all the time: it must not notice."""
+
+    def setUp(self):
+        super().setUp()
+        self.write_config()
+        write_recording(self.dir / "rec.csv", 2000)
+        self.server = self.serve()
+        self.application = self.oma()
+        self.application.wait_text("RESET Meas.Deque!")  # by now it has cleared the events that it finds
+
+    def serve(self):
+        # Files may not grow beyond 256 kB, which is answered like a full disk.
+        limited = ["bash", "-c", "trap '' XFSZ; ulimit -f 256; exec \"$@\"", "vds"]
+        server = self.start("vds", [*limited, BIN / "vds", f"-xml:{self.config}", "--replay", self.dir / "rec.csv",
+                                    "--speed", "20", "--state", self.dir / "state.jsonl"])
+        wait_for(self.listening, "vds listening")
+        return server
+
+    def test_peers_that_say_nothing_or_half_of_it(self):
+        upgrade = (b"GET /dli HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                   b"Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n")
+        said = (b"", upgrade[:40], upgrade, upgrade + b"\x82\xfe\x01")
+        peers = []
+        while not self.server.has("from there already"):
+            self.assertLess(len(peers), 200, "no bound on connections")
+            peers.append(socket.create_connection(("127.0.0.1", self.ports[len(peers) % 2])))
+            peers[-1].sendall(said[len(peers) // 2 % len(said)])
+            time.sleep(0.002)
+        for peer in peers:  # all are dropped in the end, and their places are free again
+            peer.settimeout(LIMIT_S)
+            try:
+                while peer.recv(4096):
+                    pass
+            except ConnectionResetError:
+                pass
+            peer.close()
+        self.server.wait_text("closed: ", count=len(peers) // 2)
+        wait_for(lambda: self.vdsctl("standing", check=False).returncode == 0, "a place is free again")
+        self.assertLessEqual(self.server.count("refused: there are"), 2, "one line a second")
+        self.assertFalse(self.application.has("Connection to VDS server lost!"))
+        self.assertEqual(self.application.stop(), 0)
+
+    def test_disk_that_is_full(self):
+        kept = refused = 0
+        for number in range(20):
+            r = self.vdsctl("post", 4204, "APP", 3, 5000 + number, "x" * 30000, check=False)
+            kept += r.returncode == 0
+            refused += r.returncode != 0 and "could not be kept" in r.stderr
+        self.assertEqual(kept + refused, 20)
+        self.assertGreater(kept, 3)
+        self.assertGreater(refused, 3)
+        self.assertEqual(self.server.count("cannot be written: File too large"), refused, "a line for each")
+        self.assertEqual(len(self.vdsctl("standing").stdout.splitlines()), kept)
+        self.server.kill()
+        self.serve()
+        self.assertEqual(len(self.vdsctl("standing").stdout.splitlines()), kept)
+        self.assertEqual(self.application.stop(), 0)
+
+
 class KillNine(SystemTest):
     def test_acknowledged_events_survive(self):
         rng = random.Random(9)
