@@ -2,13 +2,31 @@
 #include "WideMain.h"
 #include "FileName.h"
 #include "WinSignal.h"
+#include <algorithm>
 #include <csignal>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <string>
+#include <thread>
 #include <vector>
+
+namespace
+{
+/// One heap a core. The C library makes up to eight, and what is free in one and missing in another then makes a process
+/// of hundreds of threads grow for hours.
+void ShareHeaps()
+{
+#ifdef __GLIBC__
+    mallopt(M_ARENA_MAX, static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
+#endif
+}
+} // namespace
 
 int RunWideMain(int p_nArgc, char* p_ppArgv[], int (*p_fnMain)(int p_nArgc, wchar_t* p_ppArgv[]))
 {
     std::signal(SIGPIPE, SIG_IGN);
+    ShareHeaps();
     std::vector<std::wstring> vecArg;
     for (int n = 0; n < p_nArgc; ++n)
         vecArg.push_back(WideText(p_ppArgv[n]));
