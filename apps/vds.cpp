@@ -111,6 +111,7 @@ int Serve(const SVdsCommand& p_command)
 int main(int p_nArgc, char* p_ppArgv[])
 {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is like a full disk: the event is refused, no more
     const std::string strFirst = p_nArgc > 1 ? p_ppArgv[1] : "";
     if (strFirst == "--help")
         return std::printf("%s", g_pVdsUsage) < 0 ? 1 : 0;

@@ -39,7 +39,7 @@ bool CReadFile::SetPos(std::uint64_t p_nPos)
 bool CReadFile::ReadLine()
 {
     m_nPosPrev = m_nPos;
-    std::array<char, g_nLineLimit> vecLine{};
+    std::array<char, g_nLineLimit> vecLine; // getline ends the text: clearing it all costs more than reading
     m_stream.getline(vecLine.data(), g_nLineLimit);
     // A last line without its end sets the end-of-file state but is a line; nothing read, or too much, is none.
     if (!m_stream)

@@ -10,6 +10,8 @@ namespace
 constexpr std::string_view g_strClass = "CReadFileMeas";
 constexpr char g_cSeparator = ';';
 constexpr std::size_t g_nMaxPhases = 3;
+/// A file that never ends, such as a device, ends here; a pass takes one line a second: a hundred days.
+constexpr std::size_t g_nMaxLines = 10'000'000;
 constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr double g_fDegPerRad = 57.29577951308232;
 constexpr double g_fTwoPi = 6.283185307179586;
@@ -147,7 +149,8 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
     ReadLine(); // header
     while (!(bStart && bStop) && ReadLine())
     {
-        ++nLines;
+        if (++nLines > g_nMaxLines)
+            return p_trace.Error("File has more lines than ", g_nMaxLines);
         const std::string_view strTime = CFields(GetLine()).Next();
         bStart = bStart || strTime.find(m_strStart) != std::string_view::npos;
         // An empty stop text is part of every time stamp: without one the first accepted record is the last. A stop text

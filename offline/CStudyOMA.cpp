@@ -13,7 +13,7 @@ constexpr std::string_view g_strClass = "CStudyOMA";
 constexpr double g_fNoiseDivisor = 4294967295.0; ///< whatever the range of rand(): kept as it stands
 } // namespace
 
-unsigned CStudyOMA::s_nCount = 0;
+std::atomic<unsigned> CStudyOMA::s_nCount = 0;
 
 CStudyOMA::CStudyOMA(CDeqMeas* p_pdeqData, unsigned p_nSamples, double p_fDeltaT_s, CTraceOMA* p_pTrace)
     : m_pdeqData(p_pdeqData), m_nSamples(p_nSamples), m_fDeltaT_s(p_fDeltaT_s), m_pTrace(p_pTrace)

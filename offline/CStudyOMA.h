@@ -2,6 +2,7 @@
 #include "host/CTraceOMA.h"
 #include "job/CDeqMeas.h"
 #include "spectrum/CPeakOMA.h"
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -16,8 +17,8 @@ class CStudyOMA
     bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples,
                     double p_fNoise, double p_fShift, double p_fRange_s);
 
-    /// Evaluations so far, across all instances: study mode is meant for a single job.
-    static unsigned s_nCount;
+    /// Evaluations so far, across all instances: study mode is meant for a single job. The threads of several ones share it.
+    static std::atomic<unsigned> s_nCount;
 
   private:
     bool AddPeak(const CPeakOMA& p_peak, double p_fTime, double& r_fValue) const;

@@ -37,6 +37,32 @@ class Cycle(SwingTest):
         self.assertEqual(oma.stop(), 0)
         self.assertNothingStands()
 
+    def test_orders_and_zones_at_any_moment_of_a_pass(self):
+        """Restarts, suspensions and splits without end, at once or after a while: while a pass is built, runs or ends."""
+        rng = random.Random(4)
+        self.write_config(jobs=[POWER_JOB, ANGLE_JOB], ntm=True)
+        write_recording(self.dir / "rec.csv", 4000, lambda t: swing(t, 1.1, 30e6), lambda t: swing(t, 1.1, 20))
+        vds = self.vds("--replay", self.dir / "rec.csv", "--speed", "30")
+        oma = self.oma()
+        zones = "#ZONE_DATA#~ZONE=1 NAME ID=1011 ZONE=2 NAME ID=1031 END"
+        orders = [(7, "APP", 3, 900)] * 2 + [(7, "APP", 0, 0), (4201, "APP", 3, 900)] + \
+            [(key, transition, 2, 1, zones) for key in (4003, 4005) for transition in ("APP", "DIS")]
+        for _ in range(int(os.environ.get("OMA_ROUNDS", 60))):
+            self.vdsctl("post", *rng.choice(orders))
+            time.sleep(rng.choice((0, 0, 0.02, 0.1, 0.5, 1.5)) * rng.random())
+        for key in (4003, 4005):
+            self.vdsctl("post", key, "DIS", 2, 1, zones)
+        passes = oma.count("Start Reading Config.File")
+        self.assertGreater(passes, 3)
+
+        def both_stand():
+            rows = [line.split() for line in self.vdsctl("standing").stdout.splitlines()]
+            return sorted(int(row[3]) for row in rows if 4203 <= int(row[1]) <= 4206) == [603, 611]
+        wait_for(both_stand, "the swings, each once, when the orders have ended\n" + oma.text()[-3000:])
+        self.assertTrue(vds.running())
+        self.assertEqual(oma.stop(), 0)
+        self.assertNothingStands()
+
     def test_restart_with_an_unreadable_file_suspends_until_stopped(self):
         _, oma = self.begin()
         self.wait_swing()

@@ -3,6 +3,7 @@ import cmath
 import re
 import subprocess
 
+from data_faults import QUIET_JOB
 from harness import *
 
 TOOL = Path(__file__).resolve().parents[2] / "tools" / "result_view.py"
@@ -33,9 +34,9 @@ def spectrum(x):
 
 
 class Study(SystemTest):
-    def play(self, *args, results=None, seconds=50):
+    def play(self, *args, results=None, seconds=50, jobs=(POWER_JOB,)):
         """A recording of a quiet line drives the passes."""
-        self.write_config()
+        self.write_config(jobs=jobs)
         for log in ("events.jsonl", "channels.jsonl"):
             (self.dir / log).unlink(missing_ok=True)
         write_recording(self.dir / "rec.csv", seconds)
@@ -43,7 +44,7 @@ class Study(SystemTest):
         wait_for(self.listening, "vds")
         oma = self.oma(*args, env={"OMA_RESULT_DIR": str(results or self.dir)})
         self.assertEqual(vds.wait(), 0, vds.text())
-        oma.stop()
+        self.assertEqual(oma.stop(), 0, oma.text()[-3000:])
         return oma
 
     def lines(self, name):
@@ -51,10 +52,10 @@ class Study(SystemTest):
         self.assertTrue(text.endswith("\n"))
         return text.split("\n")[:-1]
 
-    def sets(self):
+    def sets(self, file=FILES[2]):
         """Name and values of each line of the extended peak file, layout checked to the character."""
         result = []
-        for line in self.lines(FILES[2]):
+        for line in self.lines(file):
             name = line[:10].rstrip()
             values = [float(v) for v in re.findall(r"-?\d+\.\d{3}", line[10:])]
             if name == "TimeStep":
@@ -201,18 +202,60 @@ class Study(SystemTest):
 
     def test_measurement_files_that_cannot_be_used(self):
         (self.dir / "m.csv").write_text("t;v;p;i;p\n1;1;0;1;0\n")
+        (self.dir / "long.csv").write_bytes(b"\n" * 10_000_002)
+        os.mkfifo(self.dir / "pipe")
         self.write_config()
         for args, text in (
                 (["-measfile:none.csv", "-study"], "Specified meas.data CSV file does not exist! -> Suspend Application."),
+                (["-measfile:pipe"], "Specified meas.data CSV file does not exist! -> Suspend Application."),
+                (["-measfile:long.csv", "-voltage:1,0,0", "-current:3,0,0", "-start:never"],
+                 "CReadFileMeas::ReadData():File has more lines than 10000000!"),
+                (["-measfile:/dev/zero", "-voltage:1,0,0", "-current:3,0,0"], ""),
                 (["-measfile:m.csv"], "CReadFileMeas::DoSort():Invalid no.of 1st PMU data: 0!"),
                 (["-measfile:m.csv", "-voltage:1"], "CReadFileMeas::DoSort():Invalid no.of 2nd PMU data: 0!"),
                 (["-measfile:m.csv", "-voltage:1,3,0", "-current:1,0,0"],
                  "CalcActivePower():Invalid current/voltage phase configuration: #phases V=2, #phases I=1!")):
             oma = self.oma(*args)
             oma.wait_text(text)
-            if "none.csv" not in args[0]:
+            if args[0] not in ("-measfile:none.csv", "-measfile:pipe", "-measfile:/dev/zero"):
                 oma.wait_text("Error reading meas.file! -> Suspend Application.")
             oma.wait_text("Application waiting for service being stopped...")
+            self.assertEqual(oma.stop(), 0)
+
+    def test_two_jobs_share_a_measurement_file_and_a_study_signal(self):
+        second = {**QUIET_JOB, "pmu1": POWER_JOB["pmu1"], "pmu2": POWER_JOB["pmu2"]}
+        files = (FILES[2], "OMA_QUIET_PsmExt.dat")
+        rows = [f"10:{i // 60:02}:{i % 60:02};230000;20;{1000 + i};20" for i in range(200)]
+        (self.dir / "meas.csv").write_text("time;v;phi;i;phi\n" + "\n".join(rows) + "\n")
+        want = {3 * 230000.0 * (1000 + i) for i in range(200)}
+        oma = self.play(f"-measfile:{self.dir}/meas.csv", "-voltage:1,0,0", "-current:3,0,0", "-stop:10:03:19", "-spec3",
+                        "-file:psm", jobs=(POWER_JOB, second))
+        taken = [dict(self.sets(file))["TimeData"][::-51] for file in files]
+        for values in taken:
+            self.assertLessEqual(set(map(round, values)), set(map(round, want)))
+            steps = [round(a - b) // 690000 % 200 for a, b in zip(values, values[1:])]
+            self.assertTrue(all(0 < step <= 4 for step in steps), f"each takes the samples in their order: {steps}")
+        for file in files:
+            (self.dir / file).unlink()
+        self.play(*STUDY, "-shift:0.3", "-range:20", jobs=(POWER_JOB, second))
+        for file in files:
+            self.assertTrue(dict(self.sets(file))["Magn"])
+
+    def test_options_of_any_value_go_through_whole_passes(self):
+        numbers = ["", "nan", "inf", "-inf", "1e308", "-1e308", "1e-320", "-1", "0", "99999999999999999999", "0.5", "20000000",
+                   "x", "\u00fc", "9" * 5000, "-0.02", "1e9"]
+        rng = random.Random(6)
+        for _ in range(int(os.environ.get("OMA_ROUNDS", 6))):
+            some = lambda n: ",".join(rng.choices(numbers, k=n))
+            options = ["-study", *(f"-peak:{some(rng.randint(1, 6))}" for _ in range(rng.randint(1, 4)))]
+            options += [f"-{name}:{some(1)}" for name in ("noise", "shift", "range", "nmaxhs", "csv", "minfreq", "maxfreq",
+                                                          "dampcorr", "spec") if rng.random() < 0.5]
+            options += rng.sample(["-lma", "-rawmagn", "-rawdamp", "-file:fft", "-file:psm", "-DATA"], rng.randint(0, 3))
+            with self.subTest(options=options):
+                oma = self.play(*options)
+                self.assertIn("Start Reading Config.File", oma.text())
+                values = [c["value"] for c in self.channels() if c["op"] == "write" and "value" in c]
+                self.assertFalse([v for v in values if not isinstance(v, (int, float)) or not math.isfinite(v)])
 
 
 if __name__ == "__main__":

@@ -167,7 +167,9 @@ bool FileCanBeRead(const std::wstring& p_wstrName)
 {
     const fs::path name = FileNameForReading(p_wstrName);
     std::error_code error;
-    return !fs::is_directory(name, error) && std::ifstream(name).is_open();
+    // Opening a pipe would wait for somebody who writes.
+    const fs::file_type eType = fs::status(name, error).type();
+    return eType != fs::file_type::directory && eType != fs::file_type::fifo && std::ifstream(name).is_open();
 }
 
 void FileNameRemember(const std::wstring& p_wstrAsGiven)

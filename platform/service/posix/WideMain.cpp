@@ -26,6 +26,7 @@ void ShareHeaps()
 int RunWideMain(int p_nArgc, char* p_ppArgv[], int (*p_fnMain)(int p_nArgc, wchar_t* p_ppArgv[]))
 {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     ShareHeaps();
     std::vector<std::wstring> vecArg;
     for (int n = 0; n < p_nArgc; ++n)
