@@ -118,7 +118,9 @@ class FaultRun:
             wait_for(self.recovered, f"recovery from {name}", 180)
         except AssertionError as error:
             raise AssertionError(f"fault {sum(self.count.values())}: {error}\nchannels {self.times()}\nstanding "
-                                 f"{self.standing()}\n{self.history()}{self.oma.text()[-6000:]}") from None
+                                 f"{self.standing()}\n{self.history()}{self.oma.text()[-6000:]}\n"
+                                 f"server {self.vds.proc.poll()}, wires {[len(p.wires) for p in self.proxies]}, "
+                                 f"connections {self.connections()}\n{self.vds.text()[-4000:]}") from None
         if not self.oma.running():
             raise AssertionError(f"oma has ended after {name}:\n" + self.oma.text()[-6000:])
         self.levels.append(self.level())

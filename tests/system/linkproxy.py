@@ -108,7 +108,7 @@ class Wire:
                 self.server.settimeout(None)
                 threading.Thread(target=self.down, daemon=True).start()
                 self.pump(self.client, lambda data: self.put(self.server, data, "up"))
-        except (OSError, ValueError):
+        except (OSError, ValueError, IndexError):
             pass
         self.close()
 
@@ -122,7 +122,7 @@ class Wire:
                     self.put(self.client, piece, "down")
         try:
             self.pump(self.server, forward)
-        except (OSError, ValueError):
+        except (OSError, ValueError, IndexError):
             pass
         self.close()
 
