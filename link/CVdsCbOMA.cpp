@@ -512,8 +512,10 @@ bool CVdsCbOMA::WaitForAllJobsDone()
     if (!m_pvecpJob)
         return trace.BadPointer("m_pvecpJob");
     bool bDone = true;
-    for (const auto& pJob : *m_pvecpJob)
+    // From the end: who was woken last is done last, and then there is one wait instead of one for each job.
+    for (auto it = m_pvecpJob->rbegin(); it != m_pvecpJob->rend(); ++it)
     {
+        const auto& pJob = *it;
         if (m_bStop)
             break;
         if (!pJob)

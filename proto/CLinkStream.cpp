@@ -335,6 +335,7 @@ void CLinkStream::Queued(std::size_t p_nBytes, EUrgency p_eUrgency)
 {
     m_queFrame.back()->nBytes += p_nBytes;
     m_nPending += p_nBytes;
+    m_bUrgent = m_bUrgent || p_eUrgency == eAtOnce;
     if (m_nPending > g_nMaxPending)
     {
         m_bOpen = false;
@@ -364,36 +365,37 @@ void CLinkStream::WriteNext()
         if (m_bWriting || !m_bOpen || m_queFrame.empty())
             return;
         m_bWriting = true;
-        std::unique_ptr<SFrame> pFrame = std::move(m_queFrame.front());
+        m_pOut = std::move(m_queFrame.front());
         m_queFrame.pop_front();
-        pFrame->frame.SerializeToString(&m_strOut);
-        m_nPending -= pFrame->nBytes;
-        pFrame->frame.Clear();
-        pFrame->nBytes = 0;
-        if (m_vecSpare.size() < g_nSpare)
-            m_vecSpare.push_back(std::move(pFrame));
+        m_bUrgent = !m_queFrame.empty();
+        m_nPending -= m_pOut->nBytes;
     }
+    // Not under the lock, where those who write values would wait for it.
+    m_pOut->frame.SerializeToString(&m_strOut);
+    m_pOut->frame.Clear();
+    m_pOut->nBytes = 0;
     m_pWeb->Do(
         [this](auto& r_ws)
         {
             r_ws.async_write(asio::buffer(m_strOut),
                              [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
-                             {
-                                 if (p_ec)
-                                     return self->Closed(self->m_pWeb->Reason(p_ec));
-                                 {
-                                     const std::lock_guard<std::mutex> lock(self->m_mtxOut);
-                                     self->m_bWriting = false;
-                                 }
-                                 self->WriteNext();
-                             });
+                             { p_ec ? self->Closed(self->m_pWeb->Reason(p_ec)) : self->Written(); });
         });
 }
 
-std::size_t CLinkStream::Pending() const
+void CLinkStream::Written()
 {
-    const std::lock_guard<std::mutex> lock(m_mtxOut);
-    return m_nPending;
+    bool bLater = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtxOut);
+        m_bWriting = false;
+        if (m_vecSpare.size() < g_nSpare)
+            m_vecSpare.push_back(std::move(m_pOut));
+        bLater = !m_queFrame.empty() && !m_bUrgent;
+        m_bPosted = bLater;
+        m_bWaiting = bLater;
+    }
+    bLater ? WriteLater() : WriteNext();
 }
 
 void CLinkStream::Close(const std::string& p_strReason)

@@ -67,20 +67,18 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
         eGathered
     };
     /// Queues one message, filled by p_fnFill(Message&) under the stream's lock.
-    /// @return false if the stream is not open.
+    /// @return false if the stream is not open, or p_nMost bytes wait to be sent.
     template <class TFill>
-    bool Send(TFill&& p_fnFill, EUrgency p_eUrgency = eAtOnce)
+    bool Send(TFill&& p_fnFill, EUrgency p_eUrgency = eAtOnce, std::size_t p_nMost = SIZE_MAX)
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
-        if (!m_bOpen)
+        if (!m_bOpen || m_nPending >= p_nMost)
             return false;
         Message& message = *BackFrame().add_messages();
         p_fnFill(message);
         Queued(message.ByteSizeLong(), p_eUrgency);
         return true;
     }
-    /// Bytes that wait to be sent.
-    std::size_t Pending() const;
     /// From OnLinkOpen on.
     const SLinkPeer& Peer() const { return m_peer; }
     void Close(const std::string& p_strReason);
@@ -102,6 +100,7 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     bool Dispatch();
     void WriteLater();
     void WriteNext();
+    void Written();
     void Refuse(const std::string& p_strReason);
     void Closed(const std::string& p_strReason);
     // ---- under m_mtxOut ----
@@ -112,13 +111,15 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     SLinkPeer m_peer;
     std::shared_ptr<ILinkUser> m_pUser; ///< null before the handshake and after the end
     Frame m_frameIn;
-    std::string m_strOut; ///< the frame on its way
+    std::unique_ptr<SFrame> m_pOut; ///< the frame on its way
+    std::string m_strOut;           ///< its bytes
 
-    mutable std::mutex m_mtxOut;
+    std::mutex m_mtxOut;
     bool m_bOpen = false;
     bool m_bPosted = false;  ///< WriteNext will come
     bool m_bWaiting = false; ///< but not before the messages have had their time to gather
-    bool m_bWriting = false; ///< a write is under way; WriteNext comes behind it
+    bool m_bWriting = false; ///< a write is under way; Written comes behind it
+    bool m_bUrgent = false;  ///< not only gathered messages wait
     std::size_t m_nPending = 0;
     std::deque<std::unique_ptr<SFrame>> m_queFrame;
     std::vector<std::unique_ptr<SFrame>> m_vecSpare;

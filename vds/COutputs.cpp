@@ -96,7 +96,7 @@ void COutputs::StopAll(std::uint64_t p_nSession)
 }
 
 bool COutputs::Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t p_nPmu, std::int64_t p_nTicks,
-                     const std::vector<float>& p_vecfValue, const std::vector<std::uint64_t>& p_vecnState)
+                     std::span<const float> p_vecfValue, std::span<const std::uint64_t> p_vecnState)
 {
     const auto it = m_mapWriter.find({p_nSession, p_nWriter});
     if (it == m_mapWriter.end())

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,7 +47,7 @@ class COutputs
     void Stop(std::uint64_t p_nSession, unsigned p_nWriter);
     /// @return false if the writer has not started this virtual PMU with so many channels: the values are refused.
     bool Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t p_nPmu, std::int64_t p_nTicks,
-               const std::vector<float>& p_vecfValue, const std::vector<std::uint64_t>& p_vecnState);
+               std::span<const float> p_vecfValue, std::span<const std::uint64_t> p_vecnState);
     /// The connection has gone: all that it has started is stopped.
     void StopAll(std::uint64_t p_nSession);
 

@@ -356,8 +356,9 @@ void CSession::OnStartWrite(const Link::StartWrite& p_start)
 
 void CSession::OnWriteValues(const Link::WriteValues& p_write)
 {
-    const std::vector<float> vecfValue(p_write.values().begin(), p_write.values().end());
-    const std::vector<std::uint64_t> vecnState(p_write.states().begin(), p_write.states().end());
+    const std::span<const float> vecfValue(p_write.values().data(), static_cast<std::size_t>(p_write.values_size()));
+    const std::span<const std::uint64_t> vecnState(p_write.states().data(),
+                                                   static_cast<std::size_t>(p_write.states_size()));
     m_core.Guarded(
         [&]
         {

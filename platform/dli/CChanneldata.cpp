@@ -19,7 +19,7 @@ struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
     /// may start ahead of the Add of the thread that has registered it.
     void SendStart();
     void ReportReady(unsigned p_nStart) override;
-    void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq) override;
+    void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq, bool p_bMore) override;
 
     const std::shared_ptr<Dli::CConnection> pConn;
     const unsigned nSet;
@@ -71,7 +71,7 @@ void CChanneldata::SImpl::ReportReady(unsigned p_nStart)
         });
 }
 
-void CChanneldata::SImpl::ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq)
+void CChanneldata::SImpl::ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq, bool p_bMore)
 {
     pConn->Send(
         [&](Link::Message& r_message)
@@ -80,7 +80,8 @@ void CChanneldata::SImpl::ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq)
             ack.set_set(nSet);
             ack.set_start(p_nStart);
             ack.set_seq(p_nSeq);
-        });
+        },
+        p_bMore ? Link::CLinkStream::eGathered : Link::CLinkStream::eAtOnce);
 }
 
 CChanneldata::CChanneldata(unsigned long& p_hConn)

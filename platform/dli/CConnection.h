@@ -60,18 +60,17 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     /// Queues a message. @return false without a connection: it is dropped.
     template <class TFill>
-    bool Send(TFill&& p_fnFill)
+    bool Send(TFill&& p_fnFill, Link::CLinkStream::EUrgency p_eUrgency = Link::CLinkStream::eAtOnce)
     {
         const std::shared_ptr<Link::CLinkStream> pStream = Stream();
-        return pStream && pStream->Send(std::forward<TFill>(p_fnFill));
+        return pStream && pStream->Send(std::forward<TFill>(p_fnFill), p_eUrgency);
     }
     /// The same for values that are worth nothing later: also dropped when too much waits.
     template <class TFill>
     bool SendValues(TFill&& p_fnFill)
     {
         const std::shared_ptr<Link::CLinkStream> pStream = Stream();
-        return pStream && pStream->Pending() < g_nMaxWaiting &&
-               pStream->Send(std::forward<TFill>(p_fnFill), Link::CLinkStream::eGathered);
+        return pStream && pStream->Send(std::forward<TFill>(p_fnFill), Link::CLinkStream::eGathered, g_nMaxWaiting);
     }
 
     // ---- receivers: told of the connection's state from now on, at once if it stands ----

@@ -118,13 +118,15 @@ bool CDataReceiver::ReceiveNext()
         Call([this] { m_pCallBack->Receive(m_vecpChannel); });
     const unsigned nStart = pCycle->nStart;
     const std::uint64_t nSeq = pCycle->nSeq;
+    bool bMore = false;
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (m_vecSpare.size() < m_nMaxQueue)
             m_vecSpare.push_back(std::move(pCycle));
+        bMore = !m_queCycle.empty();
     }
     if (const std::shared_ptr<IReport> pReport = m_pReport.lock())
-        pReport->ReportTaken(nStart, nSeq);
+        pReport->ReportTaken(nStart, nSeq, bMore);
     return true;
 }
 

@@ -29,7 +29,8 @@ class CDataReceiver : public CReceiver
       public:
         virtual ~IReport() = default;
         virtual void ReportReady(unsigned p_nStart) = 0;
-        virtual void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq) = 0;
+        /// @param p_bMore the next one is there already: word of this one may wait.
+        virtual void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq, bool p_bMore) = 0;
     };
 
     CDataReceiver(CThreadPool& p_pool, CChannelDataCallBack* p_pCallBack, std::weak_ptr<IReport> p_pReport)

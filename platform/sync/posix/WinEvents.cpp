@@ -1,31 +1,57 @@
 #include "WinEvents.h"
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
+#include <semaphore.h>
 #include <thread>
 #include <unordered_map>
 #include <vector>
 
 // One lock for the whole layer. A wait that cannot be answered at once is parked in a list, and whoever signals an event,
 // closes a handle or moves the fake clock answers it there and then and takes it off the list. So the answer of a wait is
-// decided in one place, and a wait that stands in the list has seen everything so far.
+// decided in one place, and a wait that stands in the list has seen everything so far. Who is answered does not need the lock
+// again: a hundred workers woken one after the other would meet at it.
 
 namespace
 {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+constexpr std::int64_t g_nPerSecond = 1'000'000'000; // ns
 
-/// A parked wait. Lives on the stack of its thread.
+/// A parked wait. Lives on the stack of its thread, and may be gone as soon as it has been rung.
 struct SWait
 {
+    SWait() { sem_init(&semAnswered, 0, 0); }
+    ~SWait() { sem_destroy(&semAnswered); }
+    SWait(const SWait&) = delete;
+    SWait& operator=(const SWait&) = delete;
+
+    /// @return false if the deadline has passed without an answer.
+    bool Sleep(bool p_bDeadline)
+    {
+        std::int64_t nEnd_ns = 0; // of CLOCK_MONOTONIC, which Clock reads
+        if (p_bDeadline)
+            nEnd_ns = std::chrono::nanoseconds(deadline->time_since_epoch()).count();
+        const timespec end{static_cast<time_t>(nEnd_ns / g_nPerSecond), static_cast<long>(nEnd_ns % g_nPerSecond)};
+        while ((p_bDeadline ? sem_clockwait(&semAnswered, CLOCK_MONOTONIC, &end) : sem_wait(&semAnswered)) != 0)
+        {
+            if (errno != EINTR)
+                return false;
+        }
+        return true;
+    }
+
     const HANDLE* phEvents = nullptr;
     DWORD nCount = 0;
+    bool bParked = false;
     std::size_t nParked = 0;                   ///< its place in the list of all
     std::optional<Clock::time_point> deadline; ///< none: waits for ever
-    std::optional<DWORD> nAnswer;
-    std::condition_variable cvAnswer;
+    std::atomic<DWORD> nAnswer{WAIT_TIMEOUT};
+    sem_t semAnswered{};
 };
 
 struct SEvent
@@ -94,17 +120,15 @@ class CEventTable
         m_cvParked.notify_all();
         JumpIfAllParked();
 
-        while (!wait.nAnswer)
+        const bool bDeadline = wait.deadline && !m_bFake;
+        lock.unlock();
+        if (!wait.Sleep(bDeadline))
         {
-            if (m_bFake || !wait.deadline)
-                wait.cvAnswer.wait(lock);
-            else if (wait.cvAnswer.wait_until(lock, *wait.deadline) == std::cv_status::timeout && !wait.nAnswer)
-            {
+            lock.lock();
+            if (wait.bParked)
                 Unpark(wait);
-                return WAIT_TIMEOUT;
-            }
         }
-        return *wait.nAnswer;
+        return wait.nAnswer;
     }
 
     std::int64_t Now_ms()
@@ -158,6 +182,7 @@ class CEventTable
     /// All its handles are in the table.
     void Park(SWait& r_wait)
     {
+        r_wait.bParked = true;
         r_wait.nParked = m_vecpParked.size();
         m_vecpParked.push_back(&r_wait);
         for (DWORD n = 0; n < r_wait.nCount; ++n)
@@ -166,6 +191,7 @@ class CEventTable
 
     void Unpark(SWait& r_wait)
     {
+        r_wait.bParked = false;
         m_vecpParked[r_wait.nParked] = m_vecpParked.back();
         m_vecpParked[r_wait.nParked]->nParked = r_wait.nParked;
         m_vecpParked.pop_back();
@@ -177,7 +203,7 @@ class CEventTable
     {
         Unpark(r_wait);
         r_wait.nAnswer = p_nAnswer;
-        r_wait.cvAnswer.notify_one();
+        sem_post(&r_wait.semAnswered);
     }
 
     /// Answer that needs no parking: a bad handle, or the first signalled one.
