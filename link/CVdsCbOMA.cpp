@@ -203,6 +203,23 @@ void CVdsCbOMA::WaitForAllJobsStarted() const
             PollUntil([this, &pJob] { return m_bStop || pJob->m_bStartDone; }, g_nPassesWorker, g_nWaitWorker_ms);
 }
 
+template <class TDo>
+bool CVdsCbOMA::ForAllJobs(const CMethodTrace& p_trace, TDo p_fnDo) const
+{
+    if (!m_pvecpJob)
+        return p_trace.BadPointer("m_pvecpJob");
+    for (const auto& pJob : *m_pvecpJob)
+    {
+        if (m_bStop)
+            return true;
+        if (!pJob)
+            return p_trace.BadPointer("pJob");
+        if (!p_fnDo(*pJob))
+            return false;
+    }
+    return true;
+}
+
 bool CVdsCbOMA::SetCycleOfAllJobs(double p_fCycle_s)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "OnReqCycle");
@@ -250,35 +267,23 @@ bool CVdsCbOMA::CreateVdsOutMeasForAllJobs()
 
 void CVdsCbOMA::NotifyAllJobs(unsigned p_nIndex)
 {
-    const CMethodTrace trace(m_pTrace, g_strClass, "NotifyAllJobs");
-    if (!m_pvecpJob)
-    {
-        trace.BadPointer("m_pvecpJob");
-        return;
-    }
-    for (const auto& pJob : *m_pvecpJob)
-    {
-        if (m_bStop)
-            return;
-        if (!pJob)
-        {
-            trace.BadPointer("pJob");
-            return;
-        }
-        if (!pJob->HasThread())
-            continue;
-        const HANDLE hOMA = HandleOf(*pJob, p_nIndex);
-        if (!hOMA)
-            continue;
-        if (p_nIndex == eJobEventStart)
-        {
-            // A stop that a busy worker has not taken yet must not be taken behind this start, which does its work too.
-            if (const HANDLE hStop = HandleOf(*pJob, eJobEventStop))
-                WaitForSingleObject(hStop, 0);
-            pJob->m_bStartDone = false;
-        }
-        SetEvent(hOMA);
-    }
+    ForAllJobs(CMethodTrace(m_pTrace, g_strClass, "NotifyAllJobs"),
+               [p_nIndex](CJobOMA& r_job)
+               {
+                   const HANDLE hOMA = r_job.HasThread() ? HandleOf(r_job, p_nIndex) : nullptr;
+                   if (!hOMA)
+                       return true;
+                   if (p_nIndex == eJobEventStart)
+                   {
+                       // A stop that a busy worker has not taken yet must not be taken behind this start, which does its
+                       // work too.
+                       if (const HANDLE hStop = HandleOf(r_job, eJobEventStop))
+                           WaitForSingleObject(hStop, 0);
+                       r_job.m_bStartDone = false;
+                   }
+                   SetEvent(hOMA);
+                   return true;
+               });
 }
 
 // ---- one measurement cycle ----
@@ -346,45 +351,23 @@ bool CVdsCbOMA::IsNextTimeStamp(std::int64_t p_tsIn) const
 
 void CVdsCbOMA::InitAllJobs()
 {
-    const CMethodTrace trace(m_pTrace, g_strClass, "InitAllJobs");
-    if (!m_pvecpJob)
-    {
-        trace.BadPointer("m_pvecpJob");
-        return;
-    }
-    for (const auto& pJob : *m_pvecpJob)
-    {
-        if (m_bStop)
-            return;
-        if (!pJob)
-        {
-            trace.BadPointer("pJob");
-            return;
-        }
-        if (pJob->HasThread())
-            pJob->InitForNewTimeLine();
-    }
+    ForAllJobs(CMethodTrace(m_pTrace, g_strClass, "InitAllJobs"),
+               [](CJobOMA& r_job)
+               {
+                   if (r_job.HasThread())
+                       r_job.InitForNewTimeLine();
+                   return true;
+               });
 }
 
 void CVdsCbOMA::SetActTimeForAllJobs()
 {
-    const CMethodTrace trace(m_pTrace, g_strClass, "SetActTimeForAllJobs");
-    if (!m_pvecpJob)
-    {
-        trace.BadPointer("m_pvecpJob");
-        return;
-    }
-    for (const auto& pJob : *m_pvecpJob)
-    {
-        if (m_bStop)
-            return;
-        if (!pJob)
-        {
-            trace.BadPointer("pJob");
-            return;
-        }
-        pJob->m_pTimeInp = m_pActTime.get();
-    }
+    ForAllJobs(CMethodTrace(m_pTrace, g_strClass, "SetActTimeForAllJobs"),
+               [this](CJobOMA& r_job)
+               {
+                   r_job.m_pTimeInp = m_pActTime.get();
+                   return true;
+               });
 }
 
 /// Samples come in the order in which the session has declared them. A PMU beyond the last sample becomes INVALID.
@@ -458,19 +441,8 @@ void CVdsCbOMA::ExtractActualPhasor(const CPmu* p_pPmu, unsigned p_nIndex, CChan
 
 bool CVdsCbOMA::ProcessAllJobsData()
 {
-    const CMethodTrace trace(m_pTrace, g_strClass, "ProcessAllJobsData");
-    if (!m_pvecpJob)
-        return trace.BadPointer("m_pvecpJob");
-    for (const auto& pJob : *m_pvecpJob)
-    {
-        if (m_bStop)
-            return true;
-        if (!pJob)
-            return trace.BadPointer("pJob");
-        if (pJob->HasThread() && !ProcessJobData(pJob.get()))
-            return false;
-    }
-    return true;
+    return ForAllJobs(CMethodTrace(m_pTrace, g_strClass, "ProcessAllJobsData"),
+                      [this](CJobOMA& r_job) { return !r_job.HasThread() || ProcessJobData(&r_job); });
 }
 
 bool CVdsCbOMA::ProcessJobData(CJobOMA* p_pJob)

@@ -38,6 +38,9 @@ class CVdsCbOMA : public CVdsCb
     void OnUnknownStatus(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) const;
     void WaitForUpcDone() const;
     bool StartChannel();
+    /// Until the session stops or p_fnDo(job) says false. @return false for the latter, or a null pointer, which is traced.
+    template <class TDo>
+    bool ForAllJobs(const CMethodTrace& p_trace, TDo p_fnDo) const;
     bool SetCycleOfAllJobs(double p_fCycle_s);
     bool CreateVdsOutMeasForAllJobs();
     void NotifyAllJobs(unsigned p_nIndex);

@@ -5,7 +5,7 @@ As a program (see ./soak): soak.py [HOURS [JOBS]].
 from faults import SCENARIO
 from harness import *
 
-SAMPLE_S = 0.3
+SAMPLE_S = (0.3, 5.0)  # of short and of long runs: a look costs a process
 
 
 def jobs_of(count):
@@ -73,7 +73,7 @@ class SoakRun:
             self.look()
             if self.samples["oma"]:
                 told(self.samples["oma"][-1][0])
-            time.sleep(SAMPLE_S)
+            time.sleep(min(max(SAMPLE_S[0], self.hours / 2), SAMPLE_S[1]))
         self.test.assertEqual(self.vds.wait(), 0, self.vds.text()[-3000:])
         self.test.assertEqual(self.oma.stop(), 0)
 

@@ -47,10 +47,10 @@ TEST_F(CVdsOutPSTest, GapIsCountedInPsCyclesAtEveryRate)
     {
         SCOPED_TRACE(nRate);
         CVdsOutPS swing(1, 9, {91, 92, 93, 94}, nRate, &m_trace);
-        const auto Write = [&](std::int64_t p_nCycle)
+        const auto Write = [&, nDist_ms = nCycle_ms](std::int64_t p_nCycle)
         {
             const std::size_t nWrites = FakeDli::Writes(9).size();
-            const STestTime time(p_nCycle * nCycle_ms);
+            const STestTime time(p_nCycle * nDist_ms);
             EXPECT_TRUE(swing.DoWritePS(&time, 1.0, 1.0, -0.1, 1.0, 0));
             EXPECT_EQ(FakeDli::Writes(9).size(), nWrites + 1);
         };
