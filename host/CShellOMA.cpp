@@ -33,7 +33,7 @@ std::wstring TakeToken(std::wstring* p_pwstrList)
     const std::size_t nComma = p_pwstrList->find(L',');
     if (nComma == std::wstring::npos)
         return *p_pwstrList;
-    const std::wstring wstrToken = p_pwstrList->substr(0, nComma);
+    std::wstring wstrToken = p_pwstrList->substr(0, nComma);
     p_pwstrList->erase(0, nComma + 1);
     return wstrToken;
 }

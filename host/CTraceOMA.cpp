@@ -2,7 +2,6 @@
 #include "CTrace.h"
 
 using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
-using Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper;
 using Norvik::Energy::Kestrel::VDS::Runtime::CTraceStream;
 using Norvik::Energy::Kestrel::VDS::Runtime::TEnd;
 

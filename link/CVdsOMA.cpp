@@ -43,7 +43,7 @@ CVdsOMA::~CVdsOMA()
 
 // ---- session thread ----
 
-int CVdsOMA::ThreadCB(std::vector<boost::thread*> p_pvecThread)
+int CVdsOMA::ThreadCB(const std::vector<boost::thread*>& p_pvecThread)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "ThreadCB");
     if (p_pvecThread.empty())

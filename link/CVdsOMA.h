@@ -26,7 +26,7 @@ class CVdsOMA : public CVds
     ~CVdsOMA() override;
 
     /// Body of the session thread. @return 0, or -1 if it could not begin or met a null job.
-    int ThreadCB(std::vector<boost::thread*> p_pvecThread);
+    int ThreadCB(const std::vector<boost::thread*>& p_pvecThread);
     /// The session thread ends; without a callback, as after a failed set-up, the workers are told so from here.
     void StopThread() override;
     /// Posts the DIS of the event stored in m_nIncidenceKey and m_strAddition.

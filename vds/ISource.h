@@ -70,7 +70,9 @@ class ISource
     virtual bool IsLive() const { return false; }
     /// What a source does between its cycles, all on the server's thread. @param p_fnReady is to be called when Next
     /// may have a cycle, p_fnLine with a line for the operator.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): a live source keeps them
     virtual void Start(boost::asio::io_context&, std::function<void()> /*p_fnReady*/,
+                       // NOLINTNEXTLINE(performance-unnecessary-value-param)
                        std::function<void(const std::string&)> /*p_fnLine*/)
     {
     }
