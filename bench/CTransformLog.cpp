@@ -7,7 +7,7 @@
 namespace
 {
 bool g_bNote = false;
-std::vector<STransform> g_vecNote;
+std::vector<SCall> g_vecNote;
 double g_fTime_us = 0.0;
 
 std::map<fftw_plan, STransform>& Plans()
@@ -27,17 +27,21 @@ fftw_complex* AsComplex(double* p_pfData)
 {
     return reinterpret_cast<fftw_complex*>(p_pfData);
 }
+double* AsNumbers(fftw_complex* p_pData)
+{
+    return reinterpret_cast<double*>(p_pData);
+}
 
 /// Calls the library's own function, and notes what and how long.
 template <class TExecute>
-void Execute(fftw_plan p_pPlan, TExecute p_fnExecute)
+void Execute(fftw_plan p_pPlan, double* p_pfFrom, double* p_pfTo, TExecute p_fnExecute)
 {
     if (!g_bNote)
     {
         p_fnExecute();
         return;
     }
-    g_vecNote.push_back(Plans().at(p_pPlan));
+    g_vecNote.push_back({Plans().at(p_pPlan), p_pPlan, p_pfFrom, p_pfTo});
     const auto tBegin = std::chrono::steady_clock::now();
     p_fnExecute();
     g_fTime_us += std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - tBegin).count();
@@ -62,12 +66,12 @@ fftw_plan fftw_plan_dft_c2r_1d(int p_nLength, fftw_complex* p_pIn, double* p_pfO
 void fftw_execute_dft_r2c(const fftw_plan p_pPlan, double* p_pfIn, fftw_complex* p_pOut)
 {
     static auto* const s_fnReal = Real(&fftw_execute_dft_r2c, "fftw_execute_dft_r2c");
-    Execute(p_pPlan, [=] { s_fnReal(p_pPlan, p_pfIn, p_pOut); });
+    Execute(p_pPlan, p_pfIn, AsNumbers(p_pOut), [=] { s_fnReal(p_pPlan, p_pfIn, p_pOut); });
 }
 void fftw_execute_dft_c2r(const fftw_plan p_pPlan, fftw_complex* p_pIn, double* p_pfOut)
 {
     static auto* const s_fnReal = Real(&fftw_execute_dft_c2r, "fftw_execute_dft_c2r");
-    Execute(p_pPlan, [=] { s_fnReal(p_pPlan, p_pIn, p_pfOut); });
+    Execute(p_pPlan, AsNumbers(p_pIn), p_pfOut, [=] { s_fnReal(p_pPlan, p_pIn, p_pfOut); });
 }
 
 void StartTransformLog()
@@ -77,7 +81,7 @@ void StartTransformLog()
     g_bNote = true;
 }
 
-std::vector<STransform> StopTransformLog()
+std::vector<SCall> StopTransformLog()
 {
     g_bNote = false;
     return g_vecNote;
@@ -88,15 +92,30 @@ double TransformLog_us()
     return g_fTime_us;
 }
 
-CTransforms::CTransforms(const std::vector<STransform>& p_vecTransform, unsigned p_nFlags)
+void Fill(const std::vector<SCall>& p_vecCall)
 {
-    m_vecBuffers.reserve(p_vecTransform.size()); // elements stay where they are
-    for (const STransform& transform : p_vecTransform)
+    for (const SCall& call : p_vecCall)
+        for (int i = 0; i < call.transform.nLength; ++i)
+            call.pfFrom[i] = std::sin(0.05 * i);
+}
+
+void Repeat(const std::vector<SCall>& p_vecCall)
+{
+    for (const SCall& call : p_vecCall)
+        if (call.transform.bInverse)
+            fftw_execute_dft_c2r(call.pPlan, AsComplex(call.pfFrom), call.pfTo);
+        else
+            fftw_execute_dft_r2c(call.pPlan, call.pfFrom, AsComplex(call.pfTo));
+}
+
+CTransforms::CTransforms(const std::vector<SCall>& p_vecCall)
+{
+    m_vecBuffers.reserve(p_vecCall.size()); // elements stay where they are
+    for (const SCall& call : p_vecCall)
     {
-        const SBuffers& buffers = Buffers(transform.nLength);
-        m_vecStep.push_back({transform, buffers.pfFrom.get(), buffers.pfTo.get(), Plan(transform, buffers, p_nFlags)});
+        const SBuffers& buffers = Buffers(call.transform.nLength);
+        m_vecCall.push_back({call.transform, Plan(call.transform, buffers), buffers.pfFrom.get(), buffers.pfTo.get()});
     }
-    Fill();
 }
 
 const CTransforms::SBuffers& CTransforms::Buffers(int p_nLength)
@@ -109,7 +128,7 @@ const CTransforms::SBuffers& CTransforms::Buffers(int p_nLength)
     return m_vecBuffers.back();
 }
 
-fftw_plan CTransforms::Plan(const STransform& p_transform, const SBuffers& p_buffers, unsigned p_nFlags)
+fftw_plan CTransforms::Plan(const STransform& p_transform, const SBuffers& p_buffers)
 {
     for (const auto& [transform, pPlan] : m_vecPlan)
         if (transform == p_transform)
@@ -118,23 +137,7 @@ fftw_plan CTransforms::Plan(const STransform& p_transform, const SBuffers& p_buf
     double* const pfTo = p_buffers.pfTo.get();
     m_vecPlan.emplace_back(p_transform,
                            p_transform.bInverse
-                               ? fftw_plan_dft_c2r_1d(p_transform.nLength, AsComplex(pfFrom), pfTo, p_nFlags)
-                               : fftw_plan_dft_r2c_1d(p_transform.nLength, pfFrom, AsComplex(pfTo), p_nFlags));
+                               ? fftw_plan_dft_c2r_1d(p_transform.nLength, AsComplex(pfFrom), pfTo, FFTW_MEASURE)
+                               : fftw_plan_dft_r2c_1d(p_transform.nLength, pfFrom, AsComplex(pfTo), FFTW_MEASURE));
     return m_vecPlan.back().second.get();
-}
-
-void CTransforms::Fill()
-{
-    for (const SBuffers& buffers : m_vecBuffers)
-        for (int i = 0; i < buffers.nLength + 2; ++i)
-            buffers.pfFrom.get()[i] = std::sin(0.05 * i);
-}
-
-void CTransforms::Run() const
-{
-    for (const SStep& step : m_vecStep)
-        if (step.transform.bInverse)
-            fftw_execute_dft_c2r(step.pPlan, AsComplex(step.pfFrom), step.pfTo);
-        else
-            fftw_execute_dft_r2c(step.pPlan, step.pfFrom, AsComplex(step.pfTo));
 }

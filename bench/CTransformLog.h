@@ -12,35 +12,40 @@ struct STransform
     bool operator==(const STransform&) const = default;
 };
 
+/// One call: what is transformed by which plan, from where and to where.
+struct SCall
+{
+    STransform transform;
+    fftw_plan pPlan;
+    double* pfFrom;
+    double* pfTo;
+};
+
 /// Forgets what has been noted and notes from now on; plans are known if they were made after the start of the process.
 void StartTransformLog();
 /// Ends the notes and answers them in their order.
-std::vector<STransform> StopTransformLog();
+std::vector<SCall> StopTransformLog();
 /// Time that the transforms have taken while they were noted, us.
 double TransformLog_us();
 
-/// The same transforms done by FFTW alone, from one buffer into another, on plans and buffers that are ready.
+/// Fresh numbers where the calls take theirs from: what is transformed again and again would leave the range of numbers.
+void Fill(const std::vector<SCall>& p_vecCall);
+/// The same transforms once more by FFTW alone, on the same plans and buffers. Those must still be there, as they are in
+/// the system's pools until the next pass.
+void Repeat(const std::vector<SCall>& p_vecCall);
+
+/// The same transforms done by FFTW alone on buffers of its own, by plans that it has found by trying.
 class CTransforms
 {
   public:
-    /// @param p_nFlags planning flags of FFTW.
-    CTransforms(const std::vector<STransform>& p_vecTransform, unsigned p_nFlags);
-    /// Fresh numbers into all buffers: what is transformed again and again would leave the range of numbers.
-    void Fill();
-    void Run() const;
+    explicit CTransforms(const std::vector<SCall>& p_vecCall);
+    const std::vector<SCall>& Calls() const { return m_vecCall; }
 
   private:
     struct SFree
     {
         void operator()(double* p_pfData) const { fftw_free(p_pfData); }
         void operator()(fftw_plan_s* p_pPlan) const { fftw_destroy_plan(p_pPlan); }
-    };
-    struct SStep
-    {
-        STransform transform;
-        double* pfFrom;
-        double* pfTo;
-        fftw_plan pPlan;
     };
     using BufferPtr = std::unique_ptr<double, SFree>;
     struct SBuffers
@@ -50,10 +55,10 @@ class CTransforms
         BufferPtr pfTo;
     };
     const SBuffers& Buffers(int p_nLength);
-    fftw_plan Plan(const STransform& p_transform, const SBuffers& p_buffers, unsigned p_nFlags);
+    fftw_plan Plan(const STransform& p_transform, const SBuffers& p_buffers);
 
     /// Two buffers for each length, a plan for each length and direction, as in the system.
     std::vector<SBuffers> m_vecBuffers;
     std::vector<std::pair<STransform, std::unique_ptr<fftw_plan_s, SFree>>> m_vecPlan;
-    std::vector<SStep> m_vecStep;
+    std::vector<SCall> m_vecCall;
 };
