@@ -94,9 +94,12 @@ double TransformLog_us()
 
 void Fill(const std::vector<SCall>& p_vecCall)
 {
-    for (const SCall& call : p_vecCall)
-        for (int i = 0; i < call.transform.nLength; ++i)
-            call.pfFrom[i] = std::sin(0.05 * i);
+    for (const auto& [transform, pPlan, pfFrom, pfTo] : p_vecCall)
+    {
+        const int nNumbers = transform.bInverse ? 2 * (transform.nLength / 2 + 1) : transform.nLength;
+        for (int i = 0; i < nNumbers; ++i)
+            pfFrom[i] = std::sin(0.05 * i);
+    }
 }
 
 void Repeat(const std::vector<SCall>& p_vecCall)

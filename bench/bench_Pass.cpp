@@ -9,9 +9,10 @@
 #include <numbers>
 #include <random>
 
-// One pass of a job against its own transforms, done once more by FFTW alone on the same plans and buffers. The whole pass of the worker is timed: checks of
-// time and grid, three evaluations, assignment to the modes, their ageing, degree of exposure, output and events. The
-// link behind the outputs costs nothing here. Pass and transforms take turns in one run; the figures are medians.
+// One pass of a job against its own transforms, done once more by FFTW alone on the same plans and buffers. The whole
+// pass of the worker is timed: checks of time and grid, three evaluations, assignment to the modes, their ageing,
+// degree of exposure, output and events. The link behind the outputs costs nothing here. Pass and transforms take turns
+// in one run; the figures are medians.
 
 namespace
 {
