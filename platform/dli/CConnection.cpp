@@ -11,8 +11,9 @@ namespace
 {
 constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
-/// Readers know of a loss so much earlier than writers.
-constexpr auto g_tReadersFirst = std::chrono::milliseconds(500);
+constexpr auto g_tLookAtReaders = std::chrono::milliseconds(10);
+/// Writers that nobody stops on the word of a reader hear of the loss all the same. Far above what a pass may take.
+constexpr auto g_tWritersAtLast = std::chrono::seconds(30);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 
 /// Ticks of 100 ns from 0001-01-01 UTC.
@@ -23,11 +24,20 @@ std::int64_t NowTicks()
     return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
+/// A time that is now, give or take what a call may be held up. It is held against the clock of this machine alone:
+/// neither the data's clock nor the server's has a say in it.
+bool IsPresent(std::int64_t p_nTicks)
+{
+    constexpr std::int64_t nNow = 60LL * 10000000;
+    return p_nTicks > NowTicks() - nNow;
+}
+
 std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 {
-    return std::make_unique<CEvent>(
-        static_cast<ETransition>(p_event.transition()), static_cast<EElementType>(p_event.element_type()),
-        static_cast<unsigned long>(p_event.element_id()), static_cast<EIncidenceKey>(p_event.key()), p_event.text());
+    return std::make_unique<CEvent>(static_cast<ETransition>(p_event.transition()),
+                                    static_cast<EElementType>(p_event.element_type()),
+                                    static_cast<unsigned long>(p_event.element_id()),
+                                    static_cast<EIncidenceKey>(p_event.key()), p_event.text(), p_event.source());
 }
 } // namespace
 
@@ -120,19 +130,21 @@ void CConnection::OnLinkOpen()
         });
 }
 
-void CConnection::OnWelcome()
+void CConnection::OnWelcome(const Link::Welcome& p_welcome)
 {
-    bool bSubscribed = false;
-    std::int64_t nFrom = 0;
+    m_nEpoch = p_welcome.position().epoch();
     {
+        const std::lock_guard<std::mutex> lockElements(m_mtxElements);
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (m_bUp || m_bShutdown)
             return;
         m_bUp = true;
+        // Before anything that the application sends on the word of this connection.
+        m_pStream->Send([this](Link::Message& r_message) { FillElements(r_message); });
         m_tDelay = g_tFirstDelay;
         m_strRefusal.clear();
-        bSubscribed = m_bSubscribed;
-        nFrom = m_nSubscribed;
+        if (m_told.epoch() == 0)
+            m_told = p_welcome.position();
         for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
             pReceiver->PushStatus(eConnected);
         m_cvUp.notify_all();
@@ -140,9 +152,55 @@ void CConnection::OnWelcome()
     // What was asked for and not answered is asked again; a subscription goes on where the last connection ended.
     for (const CEventInbox::SRequest& request : m_inbox.Open())
         SendRead(request.lReqNum, request.nTicks);
-    if (bSubscribed)
-        Send([nFrom](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(nFrom); });
+    ContinueSubscription();
     StartWritersAgain();
+}
+
+/// A server that knows the place sends what came after it. Another one does not know what has ended: the library asks
+/// for what stands, and the subscription follows the reply.
+void CConnection::ContinueSubscription()
+{
+    bool bSubscribed = false;
+    bool bSameEpoch = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        bSubscribed = m_bSubscribed;
+        bSameEpoch = m_told.epoch() == m_nEpoch;
+    }
+    if (!bSubscribed)
+        return;
+    if (bSameEpoch)
+        SendSubscribe(0, true);
+    else if (m_lOwnRead == 0) // else it has been asked again
+        m_lOwnRead = AskStanding(0);
+}
+
+void CConnection::SendElements()
+{
+    // Two threads must not bring the old ones after the new ones.
+    const std::lock_guard<std::mutex> lock(m_mtxElements);
+    Send([this](Link::Message& r_message) { FillElements(r_message); });
+}
+
+void CConnection::FillElements(Link::Message& r_message) const
+{
+    const std::vector<unsigned long> vecnId = m_fnElements();
+    r_message.mutable_elements()->mutable_ids()->Assign(vecnId.begin(), vecnId.end());
+}
+
+Link::Position CConnection::Told() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_told;
+}
+
+void CConnection::NoteTold(std::uint64_t p_nEpoch, std::uint64_t p_nSeq)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (m_told.epoch() == p_nEpoch && p_nSeq <= m_told.seq())
+        return;
+    m_told.set_epoch(p_nEpoch);
+    m_told.set_seq(p_nSeq);
 }
 
 /// Offers the starts again that the server has refused or not answered.
@@ -179,7 +237,6 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
         {
             m_bUp = false;
             m_cvUp.notify_all();
-            m_nSubscribed = NowTicks();
             for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
                 pReceiver->OnLost();
             for (const std::shared_ptr<CEventReceiver>& pReceiver : m_vecEventReceiver)
@@ -199,7 +256,7 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
     if (vecpWriter.empty())
         return ConnectLater();
     ++*m_pnTelling;
-    TellWriters(std::move(vecpWriter));
+    TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now() + g_tWritersAtLast);
 }
 
 /// One line as long as the reason stays the same; the next attempts follow at the longest distance.
@@ -233,15 +290,32 @@ void CConnection::GiveUp()
         m_pStream->Close("another connection to the server is lost");
 }
 
-/// The application ends its swings and their events in order on the word of its readers, who have been told on all
-/// connections by now; a writer that has stopped ahead of that would leave an event behind, which is then not reported
-/// anew.
-void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter)
+CConnection::EReaders CConnection::Readers() const
 {
-    m_timerWriters.expires_after(g_tReadersFirst);
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (m_mapReader.empty())
+        return EReaders::eNone;
+    const bool bAtRest = !m_bUp && std::all_of(m_mapReader.begin(), m_mapReader.end(),
+                                               [](const auto& p_entry) { return p_entry.second->IsAtRest(); });
+    return bAtRest ? EReaders::eAtRest : EReaders::eBusy;
+}
+
+/// The application ends its swings and their events in order on the word of its readers; a writer that has stopped ahead
+/// of that would leave an event behind, which is then not reported anew. A job that is in the middle of a pass takes its
+/// stop after it: so the readers' calls have to have returned, and what was started has to have been stopped.
+void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLimit)
+{
+    m_timerWriters.expires_after(g_tLookAtReaders);
     m_timerWriters.async_wait(
-        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter)](const boost::system::error_code& p_ec)
+        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter),
+         p_tLimit](const boost::system::error_code& p_ec) mutable
         {
+            const EReaders eReaders = p_ec ? EReaders::eNone : self->m_fnReaders();
+            const bool bBegun = std::any_of(vecpWriter.begin(), vecpWriter.end(),
+                                            [](const auto& p_pWriter) { return p_pWriter->IsBegun(); });
+            const bool bWait = eReaders == EReaders::eBusy || (eReaders == EReaders::eAtRest && bBegun);
+            if (bWait && std::chrono::steady_clock::now() < p_tLimit)
+                return self->TellWriters(std::move(vecpWriter), p_tLimit);
             --*self->m_pnTelling;
             if (p_ec)
                 return;
@@ -310,7 +384,9 @@ void CConnection::OnLinkMessage(const Link::Message& p_message)
         m_cvUp.notify_all();
     }
     else if (p_message.has_welcome() && p_message.welcome().version() == Link::g_nLinkVersion)
-        OnWelcome();
+        OnWelcome(p_message.welcome());
+    else if (p_message.has_subscribed())
+        NoteTold(p_message.subscribed().position().epoch(), p_message.subscribed().position().seq());
     else
         throw std::runtime_error("unexpected message");
 }
@@ -367,7 +443,10 @@ void CConnection::OnEventDelivery(const Link::EventDelivery& p_delivery)
 {
     auto pBatch = std::make_shared<SEventBatch>();
     for (const Link::Event& event : p_delivery.events())
+    {
         pBatch->vecpEvent.push_back(MakeEvent(event));
+        NoteTold(m_nEpoch, event.seq());
+    }
     const std::weak_ptr<Link::CLinkStream> pwStream = Stream();
     pBatch->fnTaken = [pwStream, nSeq = p_delivery.seq()]
     {
@@ -382,11 +461,28 @@ void CConnection::OnEventsReply(const Link::EventsReply& p_reply)
     std::vector<std::unique_ptr<CEvent>> vecpEvent;
     for (const Link::Event& event : p_reply.events())
         vecpEvent.push_back(MakeEvent(event));
-    m_inbox.PushReply(static_cast<unsigned long>(p_reply.number()), std::move(vecpEvent), p_reply.more());
+    const auto lReqNum = static_cast<unsigned long>(p_reply.number());
+    if (!p_reply.more() && m_inbox.IsOfPresent(lReqNum))
+        NoteTold(p_reply.position().epoch(), p_reply.position().seq());
+    m_inbox.PushReply(lReqNum, std::move(vecpEvent), p_reply.more());
+    if (p_reply.more() || lReqNum != m_lOwnRead)
+        return;
+    bool bSubscribed = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        bSubscribed = m_bSubscribed;
+    }
+    if (bSubscribed)
+        SendSubscribe(0, true);
 }
 
 void CConnection::DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch)
 {
+    if (p_pBatch->lReqNum != 0 && p_pBatch->lReqNum == m_lOwnRead)
+    {
+        p_pBatch->lReqNum = 0;
+        m_lOwnRead = 0;
+    }
     std::vector<std::shared_ptr<CEventReceiver>> vecpReceiver;
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
@@ -398,15 +494,29 @@ void CConnection::DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch)
 
 void CConnection::SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks)
 {
+    const Link::Position told = Told();
     Send(
         [&](Link::Message& r_message)
         {
             r_message.mutable_read_events()->set_number(p_lReqNum);
             r_message.mutable_read_events()->set_time(p_nTicks);
+            *r_message.mutable_read_events()->mutable_told() = told;
         });
 }
 
 unsigned long CConnection::Read(std::int64_t p_nTicks, unsigned long)
+{
+    if (!IsPresent(p_nTicks))
+        return AskStanding(p_nTicks);
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_nReadTicks = p_nTicks;
+    }
+    return AskStanding(0);
+}
+
+/// @param p_nTicks 0: what stands at present.
+unsigned long CConnection::AskStanding(std::int64_t p_nTicks)
 {
     const unsigned long lReqNum = m_inbox.NewRequest(p_nTicks);
     SendRead(lReqNum, p_nTicks);
@@ -414,14 +524,28 @@ unsigned long CConnection::Read(std::int64_t p_nTicks, unsigned long)
     return lReqNum;
 }
 
+/// With the time of a Read it goes on where the reply has ended.
 void CConnection::Subscribe(std::int64_t p_nTicks, int, int, int)
 {
+    bool bAfterRead = false;
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         m_bSubscribed = true;
-        m_nSubscribed = p_nTicks;
+        bAfterRead = p_nTicks == m_nReadTicks;
     }
-    Send([p_nTicks](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(p_nTicks); });
+    SendSubscribe(IsPresent(p_nTicks) ? 0 : p_nTicks, bAfterRead);
+}
+
+void CConnection::SendSubscribe(std::int64_t p_nTicks, bool p_bAfterTold)
+{
+    const Link::Position told = Told();
+    Send(
+        [&](Link::Message& r_message)
+        {
+            r_message.mutable_subscribe()->set_time(p_nTicks);
+            if (p_bAfterTold)
+                *r_message.mutable_subscribe()->mutable_after() = told;
+        });
 }
 
 void CConnection::Unsubscribe()
@@ -455,12 +579,12 @@ void CConnection::PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransitio
         });
 }
 
-void CConnection::AddCallBack(CEventDataCallBack* p_pCallBack, int)
+void CConnection::AddCallBack(CEventDataCallBack* p_pCallBack, int p_nElem)
 {
     if (!p_pCallBack)
         return;
     RemoveCallBack(p_pCallBack);
-    auto pReceiver = std::make_shared<CEventReceiver>(m_pool, p_pCallBack);
+    auto pReceiver = std::make_shared<CEventReceiver>(m_pool, p_pCallBack, p_nElem);
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_vecEventReceiver.push_back(pReceiver);
     if (m_bUp)
