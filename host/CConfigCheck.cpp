@@ -138,6 +138,7 @@ void CConfigCheck::CheckInstance(const COMA& p_oma)
     {
         const std::string strJob = "Job " + Quoted(pJob->Name());
         WarnOfRate(*pJob, strJob, nRate);
+        WarnOfNoData(*pJob, strJob, *pvecpSpec, fCycle_s);
         WarnOfBands(*pJob, strJob, *pvecpSpec, fCycle_s);
         AddFigures(*pJob, *pvecpSpec, fCycle_s);
     }

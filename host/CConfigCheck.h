@@ -54,6 +54,7 @@ class CConfigCheck
     void WarnOfEvents(const CJobConf& p_job, const std::string& p_strJob);
     void WarnOfBands(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec, double p_fCycle_s);
     void WarnOfModes(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec);
+    void WarnOfNoData(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec, double p_fCycle_s);
     void WarnOfRate(const CJobConf& p_job, const std::string& p_strJob, int p_nRate);
 
     void AddFigures(const CJobConf& p_job, const VecSpec& p_vecpSpec, double p_fCycle_s);

@@ -11,8 +11,10 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-constexpr double g_fPeriodsMin = 3.0;  ///< of its lowest frequency that a window should hold
-constexpr double g_fEpsilon_Hz = 1e-6; ///< two limits that are the same
+constexpr double g_fPeriodsMin = 3.0;     ///< of its lowest frequency that a window should hold
+constexpr double g_fNoDataFirst_s = 40.0; ///< without a pass: what the start of a job is given
+constexpr double g_fNoData_s = 20.0;      ///< without a pass, from then on
+constexpr double g_fEpsilon_Hz = 1e-6;    ///< two limits that are the same
 
 std::string Number(double p_fValue)
 {
@@ -114,6 +116,28 @@ void CConfigCheck::WarnOfModes(const CJobConf& p_job, const std::string& p_strJo
                          " Hz lies on the edge of two bands: a swing there changes mode and window at once");
         }
     }
+}
+
+/// A job hears of no data by the wait for its next pass, so settings with long waits raise the incident while data flow.
+void CConfigCheck::WarnOfNoData(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec,
+                                double p_fCycle_s)
+{
+    const auto itLeast = std::min_element(p_vecpSpec.begin(), p_vecpSpec.end(),
+                                          [](const auto& p_p1, const auto& p_p2)
+                                          { return p_p1->GetNoOfSamples() < p_p2->GetNoOfSamples(); });
+    const double fFill_s = (*itLeast)->GetNoOfSamples() * p_fCycle_s;
+    if (fFill_s > g_fNoData_s)
+        Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
+             "the shortest window takes " + Number(fFill_s) +
+                 " s to fill: event 4202 \"No phasor data available\" comes although data flow, after each gap and "
+                 "loss " +
+                 (fFill_s > g_fNoDataFirst_s ? "and at the start" : "but not at the start"));
+    const double fPass_s = CTime::CycleTimeFromRate(p_job.PSModes().ReportingRate());
+    if (fPass_s >= g_fNoData_s)
+        Warn(p_job.PSModes().Line(), "PSModes of " + p_strJob,
+             "a pass every " + Number(fPass_s) +
+                 " s: event 4202 \"No phasor data available\" comes before each, although data flow; expected below 20 "
+                 "s");
 }
 
 void CConfigCheck::WarnOfRate(const CJobConf& p_job, const std::string& p_strJob, int p_nRate)

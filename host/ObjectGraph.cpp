@@ -3,6 +3,7 @@
 #include "host/ObjectGraphSteps.h"
 #include "link/CEventWriteOMA.h"
 #include "link/dli/EDli.h"
+#include "link/dli/Elements.h"
 #include "link/dli/Security.h"
 #include <exception>
 
@@ -87,6 +88,23 @@ struct SBase
     }
 };
 
+/// Whom the application speaks for: itself, its instances, jobs and modes.
+std::vector<unsigned long> ElementsOf(const OMA::COMAs& p_omas)
+{
+    std::vector<unsigned long> vecnId = {p_omas.Id()};
+    for (const OMA::COMA& oma : p_omas)
+    {
+        vecnId.push_back(oma.Id());
+        for (const OMA::CJob& job : oma.GetJobs())
+        {
+            vecnId.push_back(job.Id());
+            for (const OMA::CPSMode& mode : job.PSModes())
+                vecnId.push_back(mode.Id());
+        }
+    }
+    return vecnId;
+}
+
 /// First connection: events in both directions, phasors in. Kept if address and port are as before.
 bool ConnectEvent(const SBase& p_base, unsigned long* p_phSockEvent)
 {
@@ -97,6 +115,7 @@ bool ConnectEvent(const SBase& p_base, unsigned long* p_phSockEvent)
     const CSecurity& security = vds.Security();
     SetSecurity({security.IsOn(), security.CAFile(), security.ClientCertificateFile(), security.ClientKeyFile(),
                  security.TokenFile()});
+    SetElements(ElementsOf(pConfig->GetOMAs()));
     if (vds.IPAddr() == g_strVdsIp && vds.Port() == g_nVdsPort)
         return true;
     g_strVdsIp = vds.IPAddr();

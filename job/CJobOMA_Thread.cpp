@@ -54,6 +54,9 @@ int CJobOMA::ThreadCB()
         thread.pFileCSV->Close();
         thread.pFileCSV.reset();
     }
+    // Whoever comes next begins without it, and would never end it.
+    if (thread.bNoDataReported && g_pEventWrite)
+        g_pEventWrite->PostDisOMA(eIkNoPhasorData, m_nId, g_pszNoData, nullptr);
     m_bThreadDone = true;
     trace.Info("Terminating thread");
     return 0;

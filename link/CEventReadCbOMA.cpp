@@ -130,8 +130,11 @@ bool CEventReadCbOMA::ProcessAppEvent(const CEvent& p_event, unsigned long p_lRe
     switch (p_event.IncidenceKey())
     {
     case eIkRestart:
+        WarnOfEnd(p_event);
         return bApp ? OnRestart(p_event.ElementType(), eElemOMA) : true;
     case eIkServiceStopOMA:
+        if (p_event.ElementType() == eElemOMA)
+            WarnOfEnd(p_event);
         return bApp ? OnSuspend(p_event.ElementType(), eElemOMA) : true;
     case eIkNoPhasorData:
         if (bApp)
@@ -148,6 +151,27 @@ bool CEventReadCbOMA::ProcessAppEvent(const CEvent& p_event, unsigned long p_lRe
     default:
         return OnUnknownData(p_event.Transition(), p_event.ElementID(), p_event.IncidenceKey(), p_event.Addition());
     }
+}
+
+/// What an operator has to know of an order that ends the pass: who has given it, and how it is taken back.
+void CEventReadCbOMA::WarnOfEnd(const CEvent& p_event) const
+{
+    const CMethodTrace trace(m_pTrace, g_strClass, "ProcessEvent");
+    if (p_event.Transition() != eAPP)
+        return;
+    const std::string strEvent = std::to_string(p_event.IncidenceKey()) + " APP of element type " +
+                                 std::to_string(p_event.ElementType()) + ", element id " +
+                                 std::to_string(p_event.ElementID()) + ", from \"" + p_event.Source() + '"';
+    if (p_event.IncidenceKey() == eIkRestart)
+    {
+        trace.Warning("This pass ends by event ", strEvent, "; it does not stand, nothing is to be cleared");
+        return;
+    }
+    const std::string strServer =
+        m_pConfig ? m_pConfig->VDS().IPAddr() + ":" + std::to_string(m_pConfig->VDS().Port()) : "ADDRESS:PORT";
+    trace.Warning("This pass ends by event ", strEvent, "; what clears it: vdsctl ", strServer, " post ",
+                  static_cast<int>(p_event.IncidenceKey()), " DIS ", static_cast<int>(p_event.ElementType()), " ",
+                  p_event.ElementID());
 }
 
 bool CEventReadCbOMA::ProcessGridEvent(const CEvent& p_event)

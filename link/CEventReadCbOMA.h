@@ -43,6 +43,7 @@ class CEventReadCbOMA : public CEventReadCb
   private:
     class CTokens;
 
+    void WarnOfEnd(const Norvik::Energy::Kestrel::VDS::Runtime::CEvent& p_event) const;
     bool ProcessAppEvent(const Norvik::Energy::Kestrel::VDS::Runtime::CEvent& p_event, unsigned long p_lReqNum);
     bool ProcessGridEvent(const Norvik::Energy::Kestrel::VDS::Runtime::CEvent& p_event);
     /// Skips one token, then applies all "ID=" behind it; stands on the first token that is none.

@@ -13,7 +13,7 @@
 
 namespace Norvik::Energy::Kestrel::Link
 {
-inline constexpr std::uint32_t g_nLinkVersion = 1;
+inline constexpr std::uint32_t g_nLinkVersion = 2;
 inline constexpr std::size_t g_nMaxMessage = 4U << 20U;    ///< bytes of a message that a peer accepts
 inline constexpr std::size_t g_nMaxEventText = 64U << 10U; ///< bytes of an event's text
 

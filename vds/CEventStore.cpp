@@ -2,6 +2,7 @@
 #include "vds/IsoTime.h"
 #include <algorithm>
 #include <boost/json.hpp>
+#include <random>
 #include <stdexcept>
 
 namespace json = boost::json;
@@ -14,15 +15,25 @@ constexpr std::size_t g_nMaxHistory = 100000;
 constexpr std::size_t g_nMaxStanding = 10000;
 constexpr std::size_t g_nMaxTextBytes = 32U << 20U; ///< of a history's texts
 
-std::string StateLine(const SEvent& p_event)
+constexpr unsigned g_nLifeBits = 32; ///< numbers of arrival that one life of a server has
+
+/// 63 bits, which any reader of JSON holds, and never 0.
+std::uint64_t RandomEpoch()
 {
-    return "{\"arrival\":" + std::to_string(p_event.nArrival) + ',' + EventLine(p_event).substr(1);
+    std::random_device device;
+    return (static_cast<std::uint64_t>(device()) << 31U | device() >> 1U) | 1U;
+}
+
+/// A number that lines of earlier versions do not have.
+std::uint64_t OptionalNumber(const json::object& p_object, const char* p_pName)
+{
+    const json::value* const pValue = p_object.if_contains(p_pName);
+    return pValue ? pValue->to_number<std::uint64_t>() : 0;
 }
 
 /// @throws anything that tells what is wrong with the line.
-SEvent ParseStateLine(const std::string& p_strLine)
+SEvent ParseStateLine(const json::object& object)
 {
-    const json::object object = json::parse(p_strLine).as_object();
     SEvent event;
     event.nTicks = object.at("time").to_number<std::int64_t>();
     event.nArrival = object.at("arrival").to_number<std::int64_t>();
@@ -32,6 +43,8 @@ SEvent ParseStateLine(const std::string& p_strLine)
     event.nElemId = object.at("elementId").to_number<std::uint64_t>();
     event.strText = std::string(object.at("text").as_string());
     event.strFrom = std::string(object.at("from").as_string());
+    event.nSeq = OptionalNumber(object, "seq");
+    event.nOwner = OptionalNumber(object, "owner");
     return event;
 }
 } // namespace
@@ -46,6 +59,25 @@ std::string EventLine(const SEvent& p_event)
            ",\"from\":" + JsonText(p_event.strFrom) + '}';
 }
 
+CEventStore::CEventStore(std::size_t p_nCompactSize) : m_nCompactSize(p_nCompactSize), m_nEpoch(RandomEpoch()) {}
+
+std::string CEventStore::StateLine(const SEvent& p_event) const
+{
+    const std::string strOwner = p_event.nOwner != 0 ? ",\"owner\":" + std::to_string(p_event.nOwner) : "";
+    return "{\"arrival\":" + std::to_string(p_event.nArrival) + ",\"epoch\":" + std::to_string(m_nEpoch) +
+           ",\"seq\":" + std::to_string(p_event.nSeq) + strOwner + ',' + EventLine(p_event).substr(1);
+}
+
+void CEventStore::TakeLine(const std::string& p_strLine)
+{
+    const json::object object = json::parse(p_strLine).as_object();
+    SEvent event = ParseStateLine(object);
+    if (const std::uint64_t nEpoch = OptionalNumber(object, "epoch"); nEpoch != 0)
+        m_nEpoch = nEpoch;
+    event.nSeq = std::max(event.nSeq, m_nSeq + 1);
+    Take(event);
+}
+
 void CEventStore::Open(const std::string& p_strPath)
 {
     m_file.Open(p_strPath,
@@ -53,7 +85,7 @@ void CEventStore::Open(const std::string& p_strPath)
                 {
                     try
                     {
-                        Take(ParseStateLine(p_strLine));
+                        TakeLine(p_strLine);
                     }
                     catch (const std::exception& ex)
                     {
@@ -61,18 +93,22 @@ void CEventStore::Open(const std::string& p_strPath)
                                                  ": expected an event of the server: " + ex.what());
                     }
                 });
+    m_nSeq = m_nSeqOpened = ((m_nSeq >> g_nLifeBits) + 1) << g_nLifeBits;
     CompactIfLarge();
 }
 
-void CEventStore::Add(const SEvent& p_event)
+std::uint64_t CEventStore::Add(const SEvent& p_event)
 {
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     if (p_event.eTrans == g_eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
         throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " stand already");
-    if (p_event.eKey != g_eKeyRestart && m_file.IsOpen())
-        m_file.Append(StateLine(p_event));
-    Take(p_event);
+    SEvent event = p_event;
+    event.nSeq = m_nSeq + 1;
+    if (event.eKey != g_eKeyRestart && m_file.IsOpen())
+        m_file.Append(StateLine(event));
+    Take(event);
     CompactIfLarge();
+    return event.nSeq;
 }
 
 /// What is kept in memory is kept in the file.
@@ -80,15 +116,15 @@ void CEventStore::CompactIfLarge()
 {
     if (!m_file.IsOpen() || m_file.Size() < m_nCompactSize)
         return;
-    const std::uint64_t nFirst = m_nOrder - m_queAll.size() + 1;
+    const std::uint64_t nFirst = m_queAll.empty() ? m_nSeq + 1 : m_queAll.front().nSeq;
     std::map<std::uint64_t, const SEvent*> mapOld; ///< standing, and older than the history
     for (const auto& [key, span] : m_mapStanding)
     {
-        if (span.nOrder < nFirst)
-            mapOld[span.nOrder] = &span.app;
+        if (span.app.nSeq < nFirst)
+            mapOld[span.app.nSeq] = &span.app;
     }
     std::string strText;
-    for (const auto& [nOrder, pEvent] : mapOld)
+    for (const auto& [nSeq, pEvent] : mapOld)
         strText += StateLine(*pEvent) + '\n';
     for (const SEvent& event : m_queAll)
     {
@@ -108,7 +144,7 @@ void CEventStore::CompactIfLarge()
 
 void CEventStore::Take(const SEvent& p_event)
 {
-    ++m_nOrder;
+    m_nSeq = p_event.nSeq;
     m_queAll.push_back(p_event);
     m_nTextBytes += p_event.strText.size();
     while (m_queAll.size() > g_nMaxHistory || m_nTextBytes > g_nMaxTextBytes)
@@ -121,7 +157,7 @@ void CEventStore::Take(const SEvent& p_event)
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     Close(key, p_event.nTicks);
     if (p_event.eTrans == g_eAPP)
-        m_mapStanding[key] = {p_event, m_nOrder};
+        m_mapStanding[key] = {p_event};
 }
 
 /// The order of arrival decides: an end that is stamped ahead of its beginning leaves a span without extent.
@@ -155,20 +191,27 @@ std::vector<SEvent> CEventStore::StandingAt(std::int64_t p_nTicks) const
             vecpSpan.push_back(&span);
     }
     std::sort(vecpSpan.begin(), vecpSpan.end(),
-              [](const SSpan* p_p1, const SSpan* p_p2) { return p_p1->nOrder < p_p2->nOrder; });
+              [](const SSpan* p_p1, const SSpan* p_p2) { return p_p1->app.nSeq < p_p2->app.nSeq; });
     std::vector<SEvent> vecEvent;
     for (const SSpan* pSpan : vecpSpan)
         vecEvent.push_back(pSpan->app);
     return vecEvent;
 }
 
-std::vector<SEvent> CEventStore::Since(std::int64_t p_nTicks, bool p_bByArrival) const
+std::vector<SEvent> CEventStore::Since(std::int64_t p_nTicks) const
 {
     std::vector<SEvent> vecEvent;
     for (const SEvent& event : m_queAll)
     {
-        if ((p_bByArrival ? event.nArrival : event.nTicks) >= p_nTicks)
+        if (event.nTicks >= p_nTicks)
             vecEvent.push_back(event);
     }
     return vecEvent;
+}
+
+std::vector<SEvent> CEventStore::After(std::uint64_t p_nSeq) const
+{
+    const auto itFirst = std::partition_point(m_queAll.begin(), m_queAll.end(),
+                                              [p_nSeq](const SEvent& p_event) { return p_event.nSeq <= p_nSeq; });
+    return {itFirst, m_queAll.end()};
 }

@@ -18,7 +18,9 @@ struct SEvent
     std::int32_t eElemType = 0;
     std::uint64_t nElemId = 0;
     std::string strText;
-    std::string strFrom; ///< name of the connection, or "source"
+    std::string strFrom;      ///< name of the connection, or "source"
+    std::uint64_t nSeq = 0;   ///< of arrival, given by the store
+    std::uint64_t nOwner = 0; ///< application that posted it, by its element id; 0: an operator, or the source
 };
 
 /// One JSON line as the event log has it.
@@ -28,6 +30,8 @@ std::string EventLine(const SEvent& p_event);
 /// id. A restart request (key 7) is told and forgotten: it is an order, and standing it would restart the application
 /// again on each of its starts.
 ///
+/// Order       each event has a number of arrival, which grows and is never used twice in an epoch. A state file keeps its
+///             epoch; what it has not kept (orders) may have been told, so each opening leaves a great gap of numbers.
 /// State file  one line an event, written and synced before the event stands and before anybody is told of it. When it
 ///             has grown beyond a size, what memory has dropped is left out of it, by a new file in place of the old.
 /// Bounds      10,000 standing events; a history of 100,000 events and 32 MB of their texts.
@@ -35,34 +39,49 @@ class CEventStore
 {
   public:
     /// @param p_nCompactSize bytes of the state file at which it is written anew.
-    explicit CEventStore(std::size_t p_nCompactSize = 64U << 20U) : m_nCompactSize(p_nCompactSize) {}
+    explicit CEventStore(std::size_t p_nCompactSize = 64U << 20U);
     /// Reads the state file and keeps it open. @throws std::runtime_error that names file, line and what was expected.
     void Open(const std::string& p_strPath);
 
     /// @throws std::runtime_error if the state file cannot be written or too much stands: the event has not happened.
-    void Add(const SEvent& p_event);
+    /// @return its number of arrival.
+    std::uint64_t Add(const SEvent& p_event);
 
     std::vector<SEvent> Standing() const { return StandingAt(std::numeric_limits<std::int64_t>::max()); }
     /// What stood at a time, by the events' own time stamps, in order of arrival.
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
-    /// Events from a time on, in order of arrival, by their own time stamps or by their arrival.
-    std::vector<SEvent> Since(std::int64_t p_nTicks, bool p_bByArrival) const;
+    /// Events from a time on, by their own time stamps, in order of arrival.
+    std::vector<SEvent> Since(std::int64_t p_nTicks) const;
+    /// Events that arrived after that number, in order of arrival.
+    std::vector<SEvent> After(std::uint64_t p_nSeq) const;
+
+    std::uint64_t Epoch() const { return m_nEpoch; }
+    std::uint64_t LastSeq() const { return m_nSeq; }
+    /// The number that a place in the order stands for here. Of another epoch nothing is known: the end of what was
+    /// there when the store was opened.
+    std::uint64_t SeqOf(std::uint64_t p_nEpoch, std::uint64_t p_nSeq) const
+    {
+        return p_nEpoch == m_nEpoch && p_nSeq <= m_nSeq ? p_nSeq : m_nSeqOpened;
+    }
 
   private:
     using TKey = std::tuple<std::int32_t, std::int32_t, std::uint64_t>;
     struct SSpan
     {
         SEvent app;
-        std::uint64_t nOrder = 0; ///< of arrival
         std::int64_t nEnd = std::numeric_limits<std::int64_t>::max();
     };
     void CompactIfLarge();
+    std::string StateLine(const SEvent& p_event) const;
+    void TakeLine(const std::string& p_strLine);
     void Take(const SEvent& p_event);
     void Close(const TKey& p_key, std::int64_t p_nTicks);
 
     CStateFile m_file;
     std::size_t m_nCompactSize;
-    std::uint64_t m_nOrder = 0; ///< events taken so far
+    std::uint64_t m_nEpoch;
+    std::uint64_t m_nSeq = 0; ///< of the event taken last
+    std::uint64_t m_nSeqOpened = 0;
     std::size_t m_nTextBytes = 0;
     std::size_t m_nEndedBytes = 0;
     std::map<TKey, SSpan> m_mapStanding;

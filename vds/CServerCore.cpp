@@ -6,7 +6,6 @@
 #include <boost/asio/post.hpp>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -24,8 +23,6 @@ constexpr int g_nBatch = 16;
 constexpr auto g_tMoreSets = std::chrono::seconds(3);
 constexpr auto g_tSettle = std::chrono::seconds(5);
 constexpr auto g_tRecheck = std::chrono::milliseconds(20);
-/// What a client may lag behind the wall clock when it says "now".
-constexpr std::int64_t g_nNow = 60 * g_nTicksPerSec;
 } // namespace
 
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
@@ -287,12 +284,6 @@ std::int64_t CServerCore::DataNow() const
     return m_nNow != 0 ? m_nNow : WallTicks();
 }
 
-bool CServerCore::IsWallTime(std::int64_t p_nTicks) const
-{
-    const std::int64_t nWall = WallTicks();
-    return std::abs(DataNow() - nWall) > g_nNow && p_nTicks > nWall - g_nNow;
-}
-
 bool CServerCore::Publish(SEvent p_event)
 {
     p_event.nArrival = WallTicks();
@@ -302,7 +293,7 @@ bool CServerCore::Publish(SEvent p_event)
     Guarded(
         [&]
         {
-            m_events.Add(p_event);
+            p_event.nSeq = m_events.Add(p_event);
             bKept = true;
         });
     if (!bKept)
@@ -312,7 +303,7 @@ bool CServerCore::Publish(SEvent p_event)
         pStream->OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
     {
-        if (pSession->IsSubscribed())
+        if (pSession->IsSubscribed() && Concerns(p_event, *pSession))
             pSession->SendEvent(p_event);
     }
     return true;
@@ -320,14 +311,32 @@ bool CServerCore::Publish(SEvent p_event)
 
 std::vector<SEvent> CServerCore::StandingAt(std::int64_t p_nTicks) const
 {
-    if (p_nTicks >= DataNow() || IsWallTime(p_nTicks))
+    if (p_nTicks == 0 || p_nTicks >= DataNow())
         return m_events.Standing();
     return m_events.StandingAt(p_nTicks);
 }
 
-std::vector<SEvent> CServerCore::EventsSince(std::int64_t p_nTicks) const
+/// An operator's order to an element goes to the application that has the element; if none has it, to all.
+bool CServerCore::Concerns(const SEvent& p_event, const CSession& p_session) const
 {
-    return m_events.Since(p_nTicks, IsWallTime(p_nTicks));
+    if (p_session.Elements().Hears(p_event))
+        return true;
+    return IsOrder(p_event) && p_event.nOwner == 0 &&
+           std::none_of(m_mapSession.begin(), m_mapSession.end(),
+                        [&](const auto& p_entry) { return p_entry.second->Elements().Has(p_event); });
+}
+
+void CServerCore::EndLeftOver(const CSession& p_session)
+{
+    for (SEvent event : m_events.Standing())
+    {
+        if (!p_session.Elements().IsLeftOver(event))
+            continue;
+        event.nTicks = 0;
+        event.eTrans = 0;
+        event.strFrom = p_session.Name();
+        Publish(event);
+    }
 }
 
 // ---- the source ----

@@ -76,7 +76,10 @@ class CServerCore
     /// @return false if the event could not be kept, and so nobody has been told of it.
     bool Publish(SEvent p_event);
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
-    std::vector<SEvent> EventsSince(std::int64_t p_nTicks) const;
+    /// @return true if the client has to hear of the event.
+    bool Concerns(const SEvent& p_event, const CSession& p_session) const;
+    /// An application has started: what it has said of itself in an earlier life ends.
+    void EndLeftOver(const CSession& p_session);
     void ValuesRefused() { ++m_nRefused; }
     void Drop(const CSession& p_except, bool p_bEventPort, bool p_bDataPort);
     void Stall(std::chrono::milliseconds p_tStall);
@@ -95,8 +98,6 @@ class CServerCore
 
     // ---- the source ----
     std::int64_t DataNow() const;
-    /// A client's time in terms of the wall clock, where the data's clock is another one.
-    bool IsWallTime(std::int64_t p_nTicks) const;
     void FetchNext();
     void Pump();
     bool PumpOne();

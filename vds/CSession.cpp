@@ -41,6 +41,7 @@ void ToLink(const SEvent& p_event, Link::Event& r_event)
     r_event.set_element_id(p_event.nElemId);
     r_event.set_text(p_event.strText);
     r_event.set_source(p_event.strFrom);
+    r_event.set_seq(p_event.nSeq);
 }
 
 void CheckEvent(const Link::Event& p_event)
@@ -106,6 +107,8 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
         OnHello(p_message.hello());
     else if (!m_bHello)
         throw std::runtime_error("message ahead of the greeting");
+    else if (p_message.has_elements())
+        OnElements(p_message.elements());
     else if (p_message.has_cycle_ack() && !m_bDataPort)
         OnCycleAck(p_message.cycle_ack());
     else if (p_message.has_event_ack())
@@ -159,7 +162,12 @@ void CSession::OnHello(const Link::Hello& p_hello)
         m_strName += "@" + peer.strName;
     m_eElemType = p_hello.element_type();
     m_nClient = p_hello.client();
-    m_pStream->Send([](Link::Message& r_message) { r_message.mutable_welcome()->set_version(Link::g_nLinkVersion); });
+    m_pStream->Send(
+        [this](Link::Message& r_message)
+        {
+            r_message.mutable_welcome()->set_version(Link::g_nLinkVersion);
+            FillPosition(*r_message.mutable_welcome()->mutable_position());
+        });
 }
 
 // ---- read sets ----
@@ -236,7 +244,7 @@ bool CSession::OnEventMessage(const Link::Message& p_message)
     else if (p_message.has_read_events())
         OnReadEvents(p_message.read_events());
     else if (p_message.has_subscribe())
-        OnSubscribe(p_message.subscribe().time());
+        OnSubscribe(p_message.subscribe());
     else if (p_message.has_unsubscribe())
         m_bSubscribed = false;
     else if (p_message.has_control_request())
@@ -259,8 +267,15 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
     CheckEvent(p_event);
     SEvent event = FromLink(p_event);
     event.strFrom = m_strName;
+    if (!p_bControl && event.eElemType == m_eElemType)
+        event.nOwner = m_elements.Application();
     if (p_bControl || MayPost(m_eElemType, event))
-        return m_core.Publish(event) ? "" : "the event could not be kept";
+    {
+        const bool bKept = m_core.Publish(event);
+        if (!p_bControl && m_elements.IsStart(event))
+            m_core.EndLeftOver(*this);
+        return bKept ? "" : "the event could not be kept";
+    }
     ++m_nPostsRefused;
     m_core.Line("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
                 std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
@@ -278,15 +293,58 @@ void CSession::SendParts(TFill p_fnFill)
         ;
 }
 
+void CSession::OnElements(const Link::Elements& p_elements)
+{
+    if (static_cast<std::size_t>(p_elements.ids().size()) > g_nMaxIds)
+        throw std::runtime_error("more than " + std::to_string(g_nMaxIds) + " elements");
+    m_elements.Declare(m_eElemType, {p_elements.ids().begin(), p_elements.ids().end()});
+}
+
+void CSession::FillPosition(Link::Position& r_position) const
+{
+    r_position.set_epoch(m_core.Events().Epoch());
+    r_position.set_seq(m_core.Events().LastSeq());
+}
+
+std::uint64_t CSession::SeqOf(const Link::Position& p_position) const
+{
+    return m_core.Events().SeqOf(p_position.epoch(), p_position.seq());
+}
+
+/// What stands, in order of arrival, and the orders that have been given since the client was told last. An order that
+/// stands is no state: whoever has carried it out, or was not there when it was given, is not given it again.
+std::vector<SEvent> CSession::ReplyTo(const Link::ReadEvents& p_read) const
+{
+    std::vector<SEvent> vecEvent;
+    const std::uint64_t nTold = p_read.has_told() ? SeqOf(p_read.told()) : m_core.Events().LastSeq();
+    for (const SEvent& event : m_core.StandingAt(p_read.time()))
+    {
+        const bool bNews = p_read.time() != 0 || !IsOrder(event) || event.nSeq > nTold;
+        if (bNews && m_core.Concerns(event, *this))
+            vecEvent.push_back(event);
+    }
+    if (p_read.time() != 0)
+        return vecEvent;
+    for (const SEvent& event : m_core.Events().After(nTold))
+    {
+        if (IsRestart(event) && m_core.Concerns(event, *this))
+            vecEvent.push_back(event);
+    }
+    std::sort(vecEvent.begin(), vecEvent.end(),
+              [](const SEvent& p_event1, const SEvent& p_event2) { return p_event1.nSeq < p_event2.nSeq; });
+    return vecEvent;
+}
+
 void CSession::OnReadEvents(const Link::ReadEvents& p_read)
 {
-    const std::vector<SEvent> vecEvent = m_core.StandingAt(p_read.time());
+    const std::vector<SEvent> vecEvent = ReplyTo(p_read);
     std::size_t i = 0;
     SendParts(
         [&](Link::Message& r_message)
         {
             Link::EventsReply& reply = *r_message.mutable_events_reply();
             reply.set_number(p_read.number());
+            FillPosition(*reply.mutable_position());
             for (std::size_t nBytes = 0; i < vecEvent.size() && nBytes < g_nPartBytes; ++i)
             {
                 ToLink(vecEvent[i], *reply.add_events());
@@ -297,11 +355,21 @@ void CSession::OnReadEvents(const Link::ReadEvents& p_read)
         });
 }
 
-void CSession::OnSubscribe(std::int64_t p_nTicks)
+void CSession::OnSubscribe(const Link::Subscribe& p_subscribe)
 {
     m_bSubscribed = true;
-    for (const SEvent& event : m_core.EventsSince(p_nTicks))
-        SendEvent(event);
+    std::vector<SEvent> vecEvent;
+    if (p_subscribe.has_after())
+        vecEvent = m_core.Events().After(SeqOf(p_subscribe.after()));
+    else if (p_subscribe.time() != 0)
+        vecEvent = m_core.Events().Since(p_subscribe.time());
+    for (const SEvent& event : vecEvent)
+    {
+        if (m_core.Concerns(event, *this))
+            SendEvent(event);
+    }
+    m_pStream->Send([this](Link::Message& r_message)
+                    { FillPosition(*r_message.mutable_subscribed()->mutable_position()); });
 }
 
 void CSession::SendEvent(const SEvent& p_event)

@@ -1,6 +1,7 @@
 #pragma once
 #include "CLinkStream.h"
 #include "vds/CAccess.h"
+#include "vds/CElements.h"
 #include "vds/CReadSet.h"
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -33,6 +34,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     const std::string& Name() const { return m_strName; }
     std::map<unsigned, CReadSet>& Sets() { return m_mapSet; }
     bool IsSubscribed() const { return m_bSubscribed; }
+    const CElements& Elements() const { return m_elements; }
     /// Event deliveries and flushes that the client has not answered.
     bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
     bool IsClient() const { return m_bHello && !m_bControl; }
@@ -60,7 +62,11 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     template <class TFill>
     void SendParts(TFill p_fnFill);
     void OnReadEvents(const Norvik::Energy::Kestrel::Link::ReadEvents& p_read);
-    void OnSubscribe(std::int64_t p_nTicks);
+    void OnElements(const Norvik::Energy::Kestrel::Link::Elements& p_elements);
+    std::vector<SEvent> ReplyTo(const Norvik::Energy::Kestrel::Link::ReadEvents& p_read) const;
+    std::uint64_t SeqOf(const Norvik::Energy::Kestrel::Link::Position& p_position) const;
+    void FillPosition(Norvik::Energy::Kestrel::Link::Position& r_position) const;
+    void OnSubscribe(const Norvik::Energy::Kestrel::Link::Subscribe& p_subscribe);
     void OnStartWrite(const Norvik::Energy::Kestrel::Link::StartWrite& p_start);
     void OnWriteValues(const Norvik::Energy::Kestrel::Link::WriteValues& p_write);
     void OnControl(const Norvik::Energy::Kestrel::Link::ControlRequest& p_request);
@@ -78,6 +84,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     bool m_bHello = false;
     ERole m_eRole = ERole::eApplication;
     std::int32_t m_eElemType = 0; ///< of the greeting
+    CElements m_elements;
     unsigned m_nPostsRefused = 0;
     bool m_bControl = false; ///< has sent a request of vdsctl
     std::string m_strName;

@@ -10,9 +10,9 @@ class CEvent
 {
   public:
     CEvent(ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId, EIncidenceKey p_eKey,
-           std::string p_strAddition)
+           std::string p_strAddition, std::string p_strSource = "")
         : m_eTrans(p_eTrans), m_eElem(p_eElem), m_nElemId(p_nElemId), m_eKey(p_eKey),
-          m_strAddition(std::move(p_strAddition))
+          m_strAddition(std::move(p_strAddition)), m_strSource(std::move(p_strSource))
     {
     }
     ETransition Transition() const { return m_eTrans; }
@@ -20,6 +20,8 @@ class CEvent
     unsigned long ElementID() const { return m_nElemId; }
     EIncidenceKey IncidenceKey() const { return m_eKey; }
     const std::string& Addition() const { return m_strAddition; }
+    /// Name of the connection that posted it; empty if unknown.
+    const std::string& Source() const { return m_strSource; }
 
   private:
     ETransition m_eTrans;
@@ -27,5 +29,6 @@ class CEvent
     unsigned long m_nElemId;
     EIncidenceKey m_eKey;
     std::string m_strAddition;
+    std::string m_strSource;
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -11,24 +11,10 @@ namespace
 {
 constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
-/// Readers know of a loss so much earlier than writers.
-constexpr auto g_tReadersFirst = std::chrono::milliseconds(500);
+constexpr auto g_tLookAtReaders = std::chrono::milliseconds(10);
+/// Writers that nobody stops on the word of a reader hear of the loss all the same. Far above what a pass may take.
+constexpr auto g_tWritersAtLast = std::chrono::seconds(30);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
-
-/// Ticks of 100 ns from 0001-01-01 UTC.
-std::int64_t NowTicks()
-{
-    constexpr std::int64_t nEpoch = 621355968000000000;
-    using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-    return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
-std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
-{
-    return std::make_unique<CEvent>(
-        static_cast<ETransition>(p_event.transition()), static_cast<EElementType>(p_event.element_type()),
-        static_cast<unsigned long>(p_event.element_id()), static_cast<EIncidenceKey>(p_event.key()), p_event.text());
-}
 } // namespace
 
 CConnection::CConnection(boost::asio::io_context& p_io, CThreadPool& p_pool, EElementType p_eElem,
@@ -120,19 +106,21 @@ void CConnection::OnLinkOpen()
         });
 }
 
-void CConnection::OnWelcome()
+void CConnection::OnWelcome(const Link::Welcome& p_welcome)
 {
-    bool bSubscribed = false;
-    std::int64_t nFrom = 0;
+    m_nEpoch = p_welcome.position().epoch();
     {
+        const std::lock_guard<std::mutex> lockElements(m_mtxElements);
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (m_bUp || m_bShutdown)
             return;
         m_bUp = true;
+        // Before anything that the application sends on the word of this connection.
+        m_pStream->Send([this](Link::Message& r_message) { FillElements(r_message); });
         m_tDelay = g_tFirstDelay;
         m_strRefusal.clear();
-        bSubscribed = m_bSubscribed;
-        nFrom = m_nSubscribed;
+        if (m_told.epoch() == 0)
+            m_told = p_welcome.position();
         for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
             pReceiver->PushStatus(eConnected);
         m_cvUp.notify_all();
@@ -140,8 +128,7 @@ void CConnection::OnWelcome()
     // What was asked for and not answered is asked again; a subscription goes on where the last connection ended.
     for (const CEventInbox::SRequest& request : m_inbox.Open())
         SendRead(request.lReqNum, request.nTicks);
-    if (bSubscribed)
-        Send([nFrom](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(nFrom); });
+    ContinueSubscription();
     StartWritersAgain();
 }
 
@@ -179,7 +166,6 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
         {
             m_bUp = false;
             m_cvUp.notify_all();
-            m_nSubscribed = NowTicks();
             for (const std::shared_ptr<CReceiver>& pReceiver : AllReceivers())
                 pReceiver->OnLost();
             for (const std::shared_ptr<CEventReceiver>& pReceiver : m_vecEventReceiver)
@@ -199,7 +185,7 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
     if (vecpWriter.empty())
         return ConnectLater();
     ++*m_pnTelling;
-    TellWriters(std::move(vecpWriter));
+    TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now() + g_tWritersAtLast);
 }
 
 /// One line as long as the reason stays the same; the next attempts follow at the longest distance.
@@ -233,15 +219,32 @@ void CConnection::GiveUp()
         m_pStream->Close("another connection to the server is lost");
 }
 
-/// The application ends its swings and their events in order on the word of its readers, who have been told on all
-/// connections by now; a writer that has stopped ahead of that would leave an event behind, which is then not reported
-/// anew.
-void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter)
+CConnection::EReaders CConnection::Readers() const
 {
-    m_timerWriters.expires_after(g_tReadersFirst);
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    if (m_mapReader.empty())
+        return EReaders::eNone;
+    const bool bAtRest = !m_bUp && std::all_of(m_mapReader.begin(), m_mapReader.end(),
+                                               [](const auto& p_entry) { return p_entry.second->IsAtRest(); });
+    return bAtRest ? EReaders::eAtRest : EReaders::eBusy;
+}
+
+/// The application ends its swings and their events in order on the word of its readers; a writer that has stopped ahead
+/// of that would leave an event behind, which is then not reported anew. A job that is in the middle of a pass takes its
+/// stop after it: so the readers' calls have to have returned, and what was started has to have been stopped.
+void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLimit)
+{
+    m_timerWriters.expires_after(g_tLookAtReaders);
     m_timerWriters.async_wait(
-        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter)](const boost::system::error_code& p_ec)
+        [self = shared_from_this(), vecpWriter = std::move(p_vecpWriter),
+         p_tLimit](const boost::system::error_code& p_ec) mutable
         {
+            const EReaders eReaders = p_ec ? EReaders::eNone : self->m_fnReaders();
+            const bool bBegun = std::any_of(vecpWriter.begin(), vecpWriter.end(),
+                                            [](const auto& p_pWriter) { return p_pWriter->IsBegun(); });
+            const bool bWait = eReaders == EReaders::eBusy || (eReaders == EReaders::eAtRest && bBegun);
+            if (bWait && std::chrono::steady_clock::now() < p_tLimit)
+                return self->TellWriters(std::move(vecpWriter), p_tLimit);
             --*self->m_pnTelling;
             if (p_ec)
                 return;
@@ -310,7 +313,9 @@ void CConnection::OnLinkMessage(const Link::Message& p_message)
         m_cvUp.notify_all();
     }
     else if (p_message.has_welcome() && p_message.welcome().version() == Link::g_nLinkVersion)
-        OnWelcome();
+        OnWelcome(p_message.welcome());
+    else if (p_message.has_subscribed())
+        NoteTold(p_message.subscribed().position().epoch(), p_message.subscribed().position().seq());
     else
         throw std::runtime_error("unexpected message");
 }
@@ -359,127 +364,5 @@ void CConnection::RemoveWriter(unsigned p_nWriter)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_mapWriter.erase(p_nWriter);
-}
-
-// ---- events ----
-
-void CConnection::OnEventDelivery(const Link::EventDelivery& p_delivery)
-{
-    auto pBatch = std::make_shared<SEventBatch>();
-    for (const Link::Event& event : p_delivery.events())
-        pBatch->vecpEvent.push_back(MakeEvent(event));
-    const std::weak_ptr<Link::CLinkStream> pwStream = Stream();
-    pBatch->fnTaken = [pwStream, nSeq = p_delivery.seq()]
-    {
-        if (const std::shared_ptr<Link::CLinkStream> pStream = pwStream.lock())
-            pStream->Send([nSeq](Link::Message& r_message) { r_message.mutable_event_ack()->set_seq(nSeq); });
-    };
-    m_inbox.Push(std::move(pBatch));
-}
-
-void CConnection::OnEventsReply(const Link::EventsReply& p_reply)
-{
-    std::vector<std::unique_ptr<CEvent>> vecpEvent;
-    for (const Link::Event& event : p_reply.events())
-        vecpEvent.push_back(MakeEvent(event));
-    m_inbox.PushReply(static_cast<unsigned long>(p_reply.number()), std::move(vecpEvent), p_reply.more());
-}
-
-void CConnection::DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch)
-{
-    std::vector<std::shared_ptr<CEventReceiver>> vecpReceiver;
-    {
-        const std::lock_guard<std::mutex> lock(m_mtx);
-        vecpReceiver = m_vecEventReceiver;
-    }
-    for (const std::shared_ptr<CEventReceiver>& pReceiver : vecpReceiver)
-        pReceiver->PushEvents(p_pBatch);
-}
-
-void CConnection::SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks)
-{
-    Send(
-        [&](Link::Message& r_message)
-        {
-            r_message.mutable_read_events()->set_number(p_lReqNum);
-            r_message.mutable_read_events()->set_time(p_nTicks);
-        });
-}
-
-unsigned long CConnection::Read(std::int64_t p_nTicks, unsigned long)
-{
-    const unsigned long lReqNum = m_inbox.NewRequest(p_nTicks);
-    SendRead(lReqNum, p_nTicks);
-    m_inbox.Returned(lReqNum);
-    return lReqNum;
-}
-
-void CConnection::Subscribe(std::int64_t p_nTicks, int, int, int)
-{
-    {
-        const std::lock_guard<std::mutex> lock(m_mtx);
-        m_bSubscribed = true;
-        m_nSubscribed = p_nTicks;
-    }
-    Send([p_nTicks](Link::Message& r_message) { r_message.mutable_subscribe()->set_time(p_nTicks); });
-}
-
-void CConnection::Unsubscribe()
-{
-    {
-        const std::lock_guard<std::mutex> lock(m_mtx);
-        m_bSubscribed = false;
-    }
-    Send([](Link::Message& r_message) { r_message.mutable_unsubscribe(); });
-}
-
-void CConnection::Post(EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem, unsigned long p_nElemId,
-                       const std::string& p_strText)
-{
-    PostAt(0, p_eKey, p_eTrans, p_eElem, p_nElemId, p_strText);
-}
-
-void CConnection::PostAt(std::int64_t p_nTicks, EIncidenceKey p_eKey, ETransition p_eTrans, EElementType p_eElem,
-                         unsigned long p_nElemId, const std::string& p_strText)
-{
-    Send(
-        [&](Link::Message& r_message)
-        {
-            Link::Event& event = *r_message.mutable_post_event()->mutable_event();
-            event.set_time(p_nTicks);
-            event.set_key(p_eKey);
-            event.set_transition(p_eTrans);
-            event.set_element_type(p_eElem);
-            event.set_element_id(p_nElemId);
-            event.set_text(p_strText.data(), std::min(p_strText.size(), Link::g_nMaxEventText));
-        });
-}
-
-void CConnection::AddCallBack(CEventDataCallBack* p_pCallBack, int)
-{
-    if (!p_pCallBack)
-        return;
-    RemoveCallBack(p_pCallBack);
-    auto pReceiver = std::make_shared<CEventReceiver>(m_pool, p_pCallBack);
-    const std::lock_guard<std::mutex> lock(m_mtx);
-    m_vecEventReceiver.push_back(pReceiver);
-    if (m_bUp)
-        pReceiver->PushStatus(eConnected);
-}
-
-void CConnection::RemoveCallBack(CEventDataCallBack* p_pCallBack)
-{
-    std::shared_ptr<CEventReceiver> pOld;
-    {
-        const std::lock_guard<std::mutex> lock(m_mtx);
-        const auto it = std::find_if(m_vecEventReceiver.begin(), m_vecEventReceiver.end(),
-                                     [p_pCallBack](const std::shared_ptr<CEventReceiver>& p_pReceiver)
-                                     { return p_pReceiver->GetCallBack() == p_pCallBack; });
-        if (it == m_vecEventReceiver.end())
-            return;
-        pOld = *it;
-        m_vecEventReceiver.erase(it);
-    }
-    pOld->Close();
 }
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -36,6 +36,9 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     /// Called on the link's thread ahead of each attempt. Set ahead of Open.
     std::function<Link::SLinkSecurity()> m_fnSecurity;
+    /// Whom the process speaks for. Called when a connection has come. Set ahead of Open.
+    std::function<std::vector<unsigned long>()> m_fnElements;
+    void SendElements();
     /// Why the two sides do not accept each other; empty if that is not the trouble.
     std::string Refusal() const;
 
@@ -44,6 +47,15 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     /// The connections of the process to one server are one link: called when this one is lost, gives up the others.
     /// On the link's thread. Set ahead of Open.
     std::function<void()> m_fnLost;
+    /// Called on the link's thread: readers of the process on that server, on any connection. Set ahead of Open.
+    enum class EReaders
+    {
+        eNone,
+        eBusy, ///< one of them has not been told yet of a loss, or is inside of a call
+        eAtRest
+    };
+    std::function<EReaders()> m_fnReaders;
+    EReaders Readers() const; ///< of this connection
     /// Cuts the connection, or its present attempt; it connects again like after any loss.
     void GiveUp();
     const boost::asio::ip::tcp::endpoint& Endpoint() const { return m_endpoint; }
@@ -104,12 +116,18 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
 
     std::shared_ptr<Link::CLinkStream> Stream() const;
     void TryConnect();
-    void OnWelcome();
+    void OnWelcome(const Link::Welcome& p_welcome);
+    void ContinueSubscription();
+    void SendSubscribe(std::int64_t p_nTicks, bool p_bAfterTold);
+    void FillElements(Link::Message& r_message) const;
+    Link::Position Told() const;
+    void NoteTold(std::uint64_t p_nEpoch, std::uint64_t p_nSeq);
     void StartWritersAgain();
-    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter);
+    void TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLimit);
     void ConnectLater();
     void NoteRefusal(const std::string& p_strReason);
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
+    unsigned long AskStanding(std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
     void OnEventsReply(const Link::EventsReply& p_reply);
@@ -130,7 +148,10 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::string m_strToken;                   ///< of this attempt
     boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
     CEventInbox m_inbox;
+    std::uint64_t m_nEpoch = 0;   ///< of the server of this connection
+    unsigned long m_lOwnRead = 0; ///< request of the library itself, for a subscription on a server that is another
 
+    std::mutex m_mtxElements; ///< taken before m_mtx
     mutable std::mutex m_mtx;
     // ---- under m_mtx ----
     std::condition_variable m_cvUp;
@@ -144,6 +165,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::map<unsigned, std::shared_ptr<CWriteReceiver>> m_mapWriter;
     std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
     bool m_bSubscribed = false;
-    std::int64_t m_nSubscribed = 0; ///< ticks from which events are wanted on the next connection
+    std::int64_t m_nReadTicks = 0; ///< of the newest Read of the present
+    Link::Position m_told;         ///< what has come so far, or need not come
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -43,6 +43,13 @@ std::vector<CEventInbox::SRequest> CEventInbox::Open() const
     return vecRequest;
 }
 
+bool CEventInbox::IsOfPresent(unsigned long p_lReqNum) const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    const auto it = m_mapOpen.find(p_lReqNum);
+    return it != m_mapOpen.end() && it->second.nTicks == 0;
+}
+
 void CEventInbox::Push(std::shared_ptr<SEventBatch> p_pBatch)
 {
     m_queBatch.push_back(std::move(p_pBatch));
@@ -77,7 +84,11 @@ void CEventInbox::Drain()
         if (pBatch->lReqNum != 0)
         {
             const std::lock_guard<std::mutex> lock(m_mtx);
-            bAsked = m_mapOpen.erase(pBatch->lReqNum) != 0;
+            const auto it = m_mapOpen.find(pBatch->lReqNum);
+            bAsked = it != m_mapOpen.end();
+            pBatch->bStanding = bAsked && it->second.nTicks == 0;
+            if (bAsked)
+                m_mapOpen.erase(it);
         }
         if (bAsked)
             m_fnDeliver(std::move(pBatch));

@@ -29,9 +29,11 @@ class CEventInbox
 
     CEventInbox(boost::asio::io_context& p_io, Deliver p_fnDeliver);
 
-    /// Opens a request. Its reply is held until 100 ms after Returned.
+    /// Opens a request for what stands at a time; 0: at present. Its reply is held until 100 ms after Returned.
     unsigned long NewRequest(std::int64_t p_nTicks);
     void Returned(unsigned long p_lReqNum);
+    /// @return true if the request is open and asks for what stands at present.
+    bool IsOfPresent(unsigned long p_lReqNum) const;
     /// Requests without a reply: to be asked again on a new connection.
     std::vector<SRequest> Open() const;
 

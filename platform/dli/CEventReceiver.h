@@ -3,7 +3,10 @@
 #include "platform/dli/CReceiver.h"
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
@@ -22,15 +25,22 @@ struct SEventBatch
     }
 
     unsigned long lReqNum = 0; ///< of the Read that it answers; 0: live
+    bool bStanding = false;    ///< all that stands at present
     std::vector<std::unique_ptr<CEvent>> vecpEvent;
     std::function<void()> fnTaken;
 };
 
-/// Registration of an event callback.
+/// Registration of an event callback, and what it has been told of events of other kinds that have come and not ended.
+///
+/// Who has been away has not heard what ended meanwhile, and a server that has lost its memory cannot say it: so each
+/// reply with all that stands begins with the ends of what this object was told of and what stands no longer. They carry
+/// the text of their beginning. Events of the object's own kind are its own doing and need no such end.
 class CEventReceiver : public CReceiver
 {
   public:
-    CEventReceiver(CThreadPool& p_pool, CEventDataCallBack* p_pCallBack) : CReceiver(p_pool), m_pCallBack(p_pCallBack)
+    /// @param p_eElem element type of the object's own events.
+    CEventReceiver(CThreadPool& p_pool, CEventDataCallBack* p_pCallBack, int p_eElem)
+        : CReceiver(p_pool), m_pCallBack(p_pCallBack), m_eElem(p_eElem)
     {
     }
     void PushEvents(std::shared_ptr<SEventBatch> p_pBatch);
@@ -41,7 +51,17 @@ class CEventReceiver : public CReceiver
     bool ReceiveNext() override;
 
   private:
-    CEventDataCallBack* const m_pCallBack;               ///< the application's
+    using TKey = std::tuple<EIncidenceKey, EElementType, unsigned long>;
+    using VecEvent = std::vector<std::unique_ptr<CEvent>>;
+    static TKey KeyOf(const CEvent& p_event);
+    bool IsForeign(const CEvent& p_event) const;
+    bool IsTold(const CEvent& p_event) const;
+    VecEvent EndsBefore(const VecEvent& p_vecpStanding) const;
+    void Note(const CEvent& p_event);
+
+    CEventDataCallBack* const m_pCallBack; ///< the application's
+    const int m_eElem;
+    std::map<TKey, std::string> m_mapTold;               ///< texts; of the receive lane
     std::deque<std::shared_ptr<SEventBatch>> m_queBatch; ///< under m_mtx
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -19,6 +19,11 @@ void SetSecurity(const SSecurity& p_security)
     Dli::CLibrary::Get().Secure(p_security);
 }
 
+void SetElements(const std::vector<unsigned long>& p_vecnId)
+{
+    Dli::CLibrary::Get().Declare(p_vecnId);
+}
+
 CEventdata& CEventdata::GetInstance(unsigned long& p_hConn)
 {
     return *Dli::CLibrary::Get().Connection(p_hConn);
@@ -84,6 +89,8 @@ unsigned long CLibrary::Init(EElementType p_eElem, const std::string& p_strName,
     const auto pConnection =
         std::make_shared<CConnection>(m_io, m_pool, p_eElem, p_strName, endpoint, p_strIPAddr, m_nClient, m_pnTelling);
     pConnection->m_fnSecurity = [this] { return Security(); };
+    pConnection->m_fnReaders = [this, address] { return ReadersOf(address); };
+    pConnection->m_fnElements = [this] { return Elements(); };
     pConnection->m_fnLost = [this, address, pLost = pConnection.get()]
     {
         for (const std::shared_ptr<CConnection>& pOther : ConnectionsTo(address))
@@ -116,12 +123,44 @@ Link::SLinkSecurity CLibrary::Security() const
     return m_security;
 }
 
+void CLibrary::Declare(const std::vector<unsigned long>& p_vecnId)
+{
+    std::vector<std::shared_ptr<CConnection>> vecpConnection;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        m_vecnElement = p_vecnId;
+        vecpConnection = m_vecConnection;
+    }
+    for (const std::shared_ptr<CConnection>& pConnection : vecpConnection)
+        pConnection->SendElements();
+}
+
+std::vector<unsigned long> CLibrary::Elements() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_vecnElement;
+}
+
 std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
     if (p_hConn == 0 || p_hConn > m_vecConnection.size())
         throw CDliError("connection handle " + std::to_string(p_hConn) + " is none");
     return m_vecConnection[p_hConn - 1];
+}
+
+CConnection::EReaders CLibrary::ReadersOf(const boost::asio::ip::address& p_address)
+{
+    CConnection::EReaders eAll = CConnection::EReaders::eNone;
+    for (const std::shared_ptr<CConnection>& pConnection : ConnectionsTo(p_address))
+    {
+        const CConnection::EReaders eOne = pConnection->Readers();
+        if (eOne == CConnection::EReaders::eBusy)
+            return eOne;
+        if (eOne == CConnection::EReaders::eAtRest)
+            eAll = eOne;
+    }
+    return eAll;
 }
 
 std::vector<std::shared_ptr<CConnection>> CLibrary::ConnectionsTo(const asio::ip::address& p_address)

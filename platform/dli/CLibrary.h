@@ -1,4 +1,5 @@
 #pragma once
+#include "link/dli/Elements.h"
 #include "link/dli/Security.h"
 #include "platform/dli/CConnection.h"
 #include "platform/dli/CThreadPool.h"
@@ -28,6 +29,8 @@ class CLibrary
                        unsigned p_nPort);
     void Secure(const SSecurity& p_security);
     Link::SLinkSecurity Security() const;
+    void Declare(const std::vector<unsigned long>& p_vecnId);
+    std::vector<unsigned long> Elements() const;
     /// @throws CDliError
     std::shared_ptr<CConnection> Connection(unsigned long p_hConn);
 
@@ -39,6 +42,7 @@ class CLibrary
 
   private:
     CLibrary();
+    CConnection::EReaders ReadersOf(const boost::asio::ip::address& p_address);
     std::vector<std::shared_ptr<CConnection>> ConnectionsTo(const boost::asio::ip::address& p_address);
     boost::asio::ip::tcp::endpoint Resolve(const std::string& p_strIPAddr, unsigned p_nPort);
 
@@ -49,6 +53,7 @@ class CLibrary
     const std::shared_ptr<int> m_pnTelling = std::make_shared<int>(0); ///< of the link thread, see CConnection
     mutable std::mutex m_mtx;
     Link::SLinkSecurity m_security;
+    std::vector<unsigned long> m_vecnElement;
     std::vector<std::shared_ptr<CConnection>> m_vecConnection; ///< handle - 1 is the index
     std::set<const void*> m_setObject;
     bool m_bShutdown = false;

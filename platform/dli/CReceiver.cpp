@@ -16,6 +16,12 @@ void CReceiver::Push(const SStatus& p_status)
     Schedule();
 }
 
+bool CReceiver::IsAtRest()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_queStatus.empty() && !m_bStatusRuns && !m_bReceiveRuns;
+}
+
 /// Starts the lanes that have something to do. Under m_mtx.
 void CReceiver::Schedule()
 {

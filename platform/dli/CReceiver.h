@@ -26,6 +26,8 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     /// The connection has been lost: what has not been received yet is void.
     virtual void OnLost() {}
     void Close() { m_gate.Close(); }
+    /// @return true if every call that was due has been made and has returned. An answer has no say in it.
+    bool IsAtRest();
 
     void RunLane(int p_nLane) override;
 

@@ -17,6 +17,7 @@ void CWriteReceiver::Begin(Link::StartWrite& r_start)
     const std::lock_guard<std::mutex> lock(m_mtx);
     r_start.set_start(++m_nStart);
     m_start = r_start;
+    m_bBegun = true;
     m_bStands = true;
     m_bRefused = false;
     m_tDelay = g_tFirstDelay;
@@ -27,6 +28,7 @@ void CWriteReceiver::End()
 {
     std::unique_lock<std::mutex> lock(m_mtx);
     m_start.reset();
+    m_bBegun = false;
     m_bStands = false;
     m_cvTold.wait(lock,
                   [this] { return m_idTelling == std::thread::id() || m_idTelling == std::this_thread::get_id(); });
@@ -37,6 +39,12 @@ void CWriteReceiver::OnLost()
     const std::lock_guard<std::mutex> lock(m_mtx);
     m_start.reset();
     m_bStands = false;
+}
+
+bool CWriteReceiver::IsBegun()
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    return m_bBegun;
 }
 
 void CWriteReceiver::Answered(const Link::WriteResponse& p_response)

@@ -43,6 +43,8 @@ class CWriteReceiver : public CReceiver
             p_fnSend(*m_start);
     }
     void OnLost() override;
+    /// @return true from Begin to End, whatever has become of the link meanwhile.
+    bool IsBegun();
 
   protected:
     void CallStatus(const SStatus& p_status) override;
@@ -57,7 +59,8 @@ class CWriteReceiver : public CReceiver
     // ---- under m_mtx ----
     std::optional<Link::StartWrite> m_start; ///< not accepted yet
     unsigned m_nStart = 0;                   ///< number of the present start
-    bool m_bStands = false;                  ///< begun and not ended
+    bool m_bBegun = false;                   ///< and not ended
+    bool m_bStands = false;                  ///< begun and not ended, on the present connection
     bool m_bRefused = false;                 ///< and told so
     std::thread::id m_idTelling;             ///< thread in a call that tells an answer; none: no call
     std::condition_variable m_cvTold;

@@ -2,6 +2,7 @@
 #include "link/dli/CChanneldata.h"
 #include "link/dli/CChanneldataWrite.h"
 #include "link/dli/CEventdata.h"
+#include "link/dli/Elements.h"
 #include "link/dli/Security.h"
 #include <algorithm>
 #include <atomic>
@@ -244,6 +245,7 @@ bool DeliverStatus(const TSlotPtr& p_pSlot, unsigned long p_eStatus, unsigned lo
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 void SetSecurity(const SSecurity&) {}
+void SetElements(const std::vector<unsigned long>&) {}
 
 unsigned long Init(EElementType, const std::string& p_strName, const std::string& p_strIPAddr, unsigned int p_nPort)
 {

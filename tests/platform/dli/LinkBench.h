@@ -19,6 +19,7 @@
 #include <thread>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace Norvik::Energy::Kestrel;
@@ -44,7 +45,10 @@ inline bool Eventually(const std::function<bool()>& p_fnTrue)
 class CTestSource : public ISource
 {
   public:
-    CTestSource(std::int32_t p_nRate, std::uint64_t p_nCycles) : m_nRate(p_nRate), m_nCycles(p_nCycles) {}
+    CTestSource(std::int32_t p_nRate, std::uint64_t p_nCycles, std::int64_t p_nT0 = g_nT0)
+        : m_nRate(p_nRate), m_nCycles(p_nCycles), m_nT0(p_nT0)
+    {
+    }
 
     const std::vector<unsigned long>& Ids() const override { return m_vecnId; }
     std::int32_t Rate() const override { return m_nRate; }
@@ -54,7 +58,7 @@ class CTestSource : public ISource
             return false;
         const auto nIdx = static_cast<std::int64_t>(m_nNext % static_cast<std::uint64_t>(m_nRate));
         const auto nSec = static_cast<std::int64_t>(m_nNext / static_cast<std::uint64_t>(m_nRate));
-        r_cycle.nTicks = g_nT0 + nSec * g_nTicksPerSec + GridTicks(nIdx, m_nRate);
+        r_cycle.nTicks = m_nT0 + nSec * g_nTicksPerSec + GridTicks(nIdx, m_nRate);
         r_cycle.vecSample.clear();
         for (unsigned long k = 1; k <= 3; ++k)
             r_cycle.vecSample.push_back(
@@ -73,6 +77,7 @@ class CTestSource : public ISource
     const std::vector<unsigned long> m_vecnId = {1, 2, 3};
     const std::int32_t m_nRate;
     const std::uint64_t m_nCycles;
+    const std::int64_t m_nT0;
     std::uint64_t m_nNext = 0;
     std::string m_strError;
 };
@@ -182,10 +187,20 @@ class CEventLog : public TLog<CEventDataCallBack>
             const std::lock_guard<std::mutex> lock(m_mtx);
             m_vecReplies.push_back(p_lReqNum);
             m_nEvents += p_vecEvent.size();
+            for (const CEvent* pEvent : p_vecEvent)
+                m_vecstrEvent.push_back(std::string(p_lReqNum != 0 ? "read " : "live ") +
+                                        (pEvent->Transition() == eAPP ? "APP " : "DIS ") +
+                                        std::to_string(pEvent->IncidenceKey()) + " " + pEvent->Addition());
             fnHook = m_fnOnReceive;
         }
         if (fnHook)
             fnHook(p_lReqNum);
+    }
+    /// "read" or "live", transition, key, text; the list is emptied.
+    std::vector<std::string> TakeEvents()
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        return std::exchange(m_vecstrEvent, {});
     }
     std::size_t Events() const
     {
@@ -205,6 +220,7 @@ class CEventLog : public TLog<CEventDataCallBack>
 
   private:
     std::size_t m_nEvents = 0;
+    std::vector<std::string> m_vecstrEvent;
     std::vector<unsigned long> m_vecReplies;
     std::function<void(unsigned long)> m_fnOnReceive;
 };
@@ -232,9 +248,10 @@ class CLinkBench : public testing::Test
         std::filesystem::remove_all(m_strDir);
     }
 
-    void StartServer(std::int32_t p_nRate = 50, std::uint64_t p_nCycles = 100)
+    void StartServer(std::int32_t p_nRate = 50, std::uint64_t p_nCycles = 100, std::int64_t p_nT0 = g_nT0)
     {
-        m_pServer = std::make_unique<CServer>(m_config, std::make_unique<CTestSource>(p_nRate, p_nCycles), m_options);
+        m_pServer =
+            std::make_unique<CServer>(m_config, std::make_unique<CTestSource>(p_nRate, p_nCycles, p_nT0), m_options);
         m_pServer->OnEnd([this] { m_bEnded = true; });
         m_pServer->Start();
         m_config.nPortEvent = m_pServer->PortEvent();

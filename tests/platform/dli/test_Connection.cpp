@@ -1,3 +1,4 @@
+#include "CLinkStream.h"
 #include "LinkBench.h"
 #include "link.pb.h"
 #include <boost/asio/connect.hpp>
@@ -122,7 +123,7 @@ TEST_F(Connection, WhicheverOfTwoIsLostReadersKnowItAheadOfWritersAndBothComeBac
         if (i == vecCase.size())
             break;
         Link::Frame frame;
-        frame.add_messages()->mutable_hello()->set_version(1);
+        frame.add_messages()->mutable_hello()->set_version(Link::g_nLinkVersion);
         frame.mutable_messages(0)->mutable_hello()->set_name("raw");
         for (const TDrop::Kind eDrop : vecCase[i])
             frame.add_messages()->mutable_control_request()->set_kind(eDrop);
@@ -136,6 +137,52 @@ TEST_F(Connection, WhicheverOfTwoIsLostReadersKnowItAheadOfWritersAndBothComeBac
     EXPECT_EQ(strOrder, "rwrwrwrw");
 }
 
+/// A job that is in the middle of a pass takes its stop after it, however long the pass lasts.
+TEST_F(Connection, WritersHearOfALossWhenTheReadersCallsHaveReturnedAndTheJobHasStopped)
+{
+    StartServer();
+    std::mutex mtx;
+    std::string strOrder;
+    const auto fnNote = [&](char p_chWho)
+    {
+        const std::lock_guard<std::mutex> lock(mtx);
+        strOrder += p_chWho;
+    };
+    CWriteLog writerLog;
+    unsigned long hData = ConnectData();
+    CChanneldataWrite writer(hData);
+    writer.SetCallBack(&writerLog);
+    std::vector<unsigned long> vecnId = {9001};
+    writer.Start(801, vecnId, 50);
+    ASSERT_TRUE(Eventually([&] { return writerLog.Count(eWriteResponse) == 1; }));
+    writerLog.OnStatus([&](unsigned long p_eStatus) { p_eStatus == eNotConnected ? fnNote('w') : void(); });
+
+    std::thread job;
+    CReader reader(ConnectEvent(), {1}, 50, false);
+    reader.m_log.OnStatus(
+        [&](unsigned long p_eStatus)
+        {
+            if (p_eStatus != eNotConnected)
+                return;
+            job = std::thread(
+                [&]
+                {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the rest of its pass
+                    fnNote('j');
+                    writer.Stop(801);
+                });
+            std::this_thread::sleep_for(std::chrono::milliseconds(700));
+            fnNote('r');
+        });
+    reader.m_data.SetCallBack(&reader.m_log);
+    ASSERT_TRUE(Eventually([&] { return reader.m_log.Count(eConnected) == 1; }));
+    m_pServer.reset();
+    ASSERT_TRUE(Eventually([&] { return writerLog.Count(eNotConnected) == 1; }));
+    job.join();
+    writer.SetCallBack(nullptr);
+    EXPECT_EQ(strOrder, "rjw");
+}
+
 TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse)
 {
     StartServer();
@@ -145,7 +192,7 @@ TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse
     events.AddCallBack(&log, eElemOMA);
 
     Link::Frame hello;
-    hello.add_messages()->mutable_hello()->set_version(1);
+    hello.add_messages()->mutable_hello()->set_version(Link::g_nLinkVersion);
     hello.mutable_messages(0)->mutable_hello()->set_name("raw");
     Link::Frame oldHello = hello;
     oldHello.mutable_messages(0)->mutable_hello()->set_version(77);
@@ -164,7 +211,7 @@ TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse
         {"text", "malformed message of 4 bytes"},
         {"\xFF\xFF\xFF garbage", "malformed message of 11 bytes"},
         {std::string((4U << 20U) + 1, 'x'), "message larger than 4194304 bytes"},
-        {oldHello.SerializeAsString(), "version 77 of the link: expected 1"},
+        {oldHello.SerializeAsString(), "version 77 of the link: expected 2"},
         {wrongPort.SerializeAsString(), "unexpected message"},
         {wrongEvent.SerializeAsString(), "transition 5"},
         {noChannels.SerializeAsString(), "start of a read set without channels"},

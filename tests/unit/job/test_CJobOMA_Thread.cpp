@@ -90,7 +90,9 @@ TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
               1U);
     Advance(20000); // from now on each silence counts
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 2U);
+    EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 1U);
     Terminate();
+    EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 2U) << "it does not outlive its thread";
     EXPECT_TRUE(m_nResult == 0 && m_pJob->m_bThreadDone);
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Terminating thread."));
 }

@@ -51,13 +51,14 @@ TEST(CEventStore, SecondAppTakesThePlaceOfTheFirst)
     EXPECT_EQ(Times(store.StandingAt(29)), TTimes{20});
 }
 
-TEST(CEventStore, SinceGoesByStampOrByArrival)
+TEST(CEventStore, SinceGoesByStampAndAfterByArrival)
 {
     CEventStore store;
     for (const SEvent& event : {Event(10, true, 1), Event(30, true, 2), Event(20, false, 1)})
         store.Add(event);
-    EXPECT_EQ(Times(store.Since(20, false)), (TTimes{30, 20}));
-    EXPECT_EQ(Times(store.Since(1030, true)), TTimes{30});
+    EXPECT_EQ(Times(store.Since(20)), (TTimes{30, 20}));
+    EXPECT_EQ(Times(store.After(1)), (TTimes{30, 20})) << "whatever the stamps say";
+    EXPECT_TRUE(store.After(3).empty());
 }
 
 class CEventStoreFile : public testing::Test
@@ -126,7 +127,8 @@ TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
         {
             const std::string strLine =
                 EventLine(Event(i, i < 10 || i % 2 == 0, i < 10 ? 1000U + static_cast<unsigned>(i) : 1U));
-            file << "{\"arrival\":" << i << ',' << strLine.substr(1) << '\n';
+            file << "{\"arrival\":" << i << ",\"epoch\":4611686018427387905,\"seq\":" << i << ',' << strLine.substr(1)
+                 << '\n';
         }
     }
     const auto nBefore = std::filesystem::file_size(m_strPath);
@@ -144,6 +146,36 @@ TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
     store.Open(m_strPath);
     EXPECT_EQ(Times(store.Standing()), vecStanding);
     EXPECT_FALSE(std::filesystem::exists(m_strPath + ".new"));
+}
+
+TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept)
+{
+    std::ofstream(m_strPath) << "{\"arrival\":1," << EventLine(Event(1, true, 1)).substr(1)
+                             << '\n'; // an earlier version's
+    std::uint64_t nEpoch = 0;
+    std::uint64_t nTold = 0;
+    for (int i = 0; i < 3; ++i)
+    {
+        CEventStore store;
+        store.Open(m_strPath);
+        if (i > 0)
+        {
+            EXPECT_EQ(store.Epoch(), nEpoch);
+            EXPECT_EQ(store.SeqOf(nEpoch, nTold), nTold);
+            EXPECT_EQ(store.Standing().at(0).nOwner, 900U);
+        }
+        EXPECT_EQ(store.After(nTold).size(), i == 0 ? 1U : 0U)
+            << "whoever has been told the order misses nothing and hears nothing twice";
+        SEvent event = Event(10, true, 1);
+        event.nOwner = 900;
+        EXPECT_GT(store.Add(event), nTold);
+        nTold = store.Add(Event(20, true, 3, 7));
+        nEpoch = store.Epoch();
+        EXPECT_EQ(store.After(nTold - 1).at(0).nSeq, nTold);
+    }
+    CEventStore other;
+    EXPECT_NE(other.Epoch(), nEpoch);
+    EXPECT_EQ(other.SeqOf(nEpoch, nTold), 0U) << "of another server's order nothing is known";
 }
 
 TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)

@@ -82,6 +82,9 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
         {R"(NoOfSamples="512")", R"(NoOfSamples="128")", "<SpectralDataSets", "holds 2.048 periods"},
         {R"(UpperCutOffFrequency="3.0")", R"(UpperCutOffFrequency="26")", "<SpectralDataSets",
          "half the sample rate, 25 Hz"},
+        {R"(NoOfSamples="512")", R"(NoOfSamples="2048")", "<SpectralDataSets", "40.96 s to fill: event 4202"},
+        {R"(NoOfSamples="512")", R"(NoOfSamples="1024")", "<SpectralDataSets", "and loss but not at the start"},
+        {R"("10" ReportingRate="1">)", R"("10" ReportingRate="-30">)", "<PSModes", "a pass every 30 s: event 4202"},
         {R"(IsUsingNTM="false")", R"(IsUsingNTM="true")", "<Job ", "only vpad heeds"},
         {R"(Id="500" IsActive="true")", R"(Id="500" IsActive="false")", "<OMA ", "none of its jobs is"},
     };
