@@ -17,6 +17,8 @@ namespace
 {
 constexpr std::size_t g_nMaxSessions = 200;
 constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 100;
+/// Bytes that wait for all peers, and that have come from them.
+constexpr std::size_t g_nMaxHeld = 64U << 20U;
 constexpr auto g_tTurnedAwayLine = std::chrono::seconds(1);
 /// Cycles in a row before other things get their turn.
 constexpr int g_nBatch = 16;
@@ -30,7 +32,8 @@ constexpr std::int64_t g_nNow = 60 * g_nTicksPerSec;
 
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
-      m_acceptorEvent(m_io), m_acceptorData(m_io), m_outputs(m_config, m_options.bLogMeasurements),
+      m_acceptorEvent(m_io), m_acceptorData(m_io),
+      m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)), m_outputs(m_config, m_options.bLogMeasurements),
       m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive), m_timer(m_io), m_timerStall(m_io)
 {
 }
@@ -168,7 +171,7 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
     auto pSession = std::make_shared<CSession>(*this, ++m_nLastSession, p_bDataPort, pStream, strAddr, peer.port());
     m_mapSession[m_nLastSession] = pSession;
     pSession->AwaitHello();
-    pStream->Accept(pSession);
+    pStream->Accept(pSession, m_pShare);
 }
 
 /// Empty: a connection from there is taken.

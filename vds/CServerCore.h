@@ -1,4 +1,5 @@
 #pragma once
+#include "CLinkShare.h"
 #include "vds/CAccess.h"
 #include "vds/CEventStore.h"
 #include "vds/COutputs.h"
@@ -120,6 +121,7 @@ class CServerCore
     std::thread m_thread;
 
     CAccess m_access;
+    const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkShare> m_pShare;
     TTime m_tTurnedAway{}; ///< last line about it
     CEventStore m_events;
     CJsonLog m_eventLog;

@@ -155,6 +155,7 @@ void CSession::OnHello(const Link::Hello& p_hello)
     m_eRole = m_core.Access().RoleOf(peer, p_hello.token());
     m_bHello = true;
     m_timerHello.cancel();
+    m_pStream->Greeted();
     if (peer.bCertificate)
         m_strName += "@" + peer.strName;
     m_eElemType = p_hello.element_type();
