@@ -16,9 +16,9 @@ void CLinkShare::Shed()
 {
     while (m_nHeld > m_nMost && !m_setpStream.empty())
     {
-        CLinkStream* const pStream =
-            *std::max_element(m_setpStream.begin(), m_setpStream.end(),
-                              [](const CLinkStream* p_p1, const CLinkStream* p_p2) { return p_p1->Held() < p_p2->Held(); });
+        CLinkStream* const pStream = *std::max_element(m_setpStream.begin(), m_setpStream.end(),
+                                                       [](const CLinkStream* p_p1, const CLinkStream* p_p2)
+                                                       { return p_p1->Held() < p_p2->Held(); });
         m_setpStream.erase(pStream);
         pStream->GiveUp("the server's memory for its peers is used up, and most of it by this one");
     }
@@ -42,8 +42,9 @@ void CLinkShare::Post()
 void CLinkShare::Turn()
 {
     m_bPosted = false;
-    const auto it = std::min_element(m_vecTurn.begin(), m_vecTurn.end(), [](const STurn& p_one, const STurn& p_two)
-                                     { return p_one.nBegin < p_two.nBegin; });
+    const auto it =
+        std::min_element(m_vecTurn.begin(), m_vecTurn.end(),
+                         [](const STurn& p_one, const STurn& p_two) { return p_one.nBegin < p_two.nBegin; });
     const STurn turn = std::move(*it);
     m_vecTurn.erase(it);
     m_nNow = turn.nBegin;

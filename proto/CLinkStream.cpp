@@ -6,9 +6,9 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/ssl.hpp>
@@ -149,7 +149,8 @@ struct CLinkStream::SWeb
 
     const TTlsPtr pTls;
     TWeb web;
-    std::string strFault; ///< of the peer's certificate
+    std::string strFault;   ///< of the peer's certificate
+    std::string strRefusal; ///< what the peer has been told
     asio::steady_timer timerGather;
     beast::flat_buffer bufIn;
     http::request<http::empty_body> request;
@@ -575,20 +576,22 @@ void CLinkStream::Close(const std::string& p_strReason)
     asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
 }
 
-/// Tells the peer why, and closes.
 void CLinkStream::Refuse(const std::string& p_strReason)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bOpen = false;
     }
+    if (!m_pUser || !m_pWeb->strRefusal.empty())
+        return;
+    m_pWeb->strRefusal = g_strRefused + p_strReason;
     websocket::close_reason reason(websocket::close_code::policy_error);
     reason.reason.assign(p_strReason.data(), std::min(p_strReason.size(), reason.reason.max_size()));
     m_pWeb->Do(
         [&](auto& r_ws)
         {
-            r_ws.async_close(reason, [self = shared_from_this(), p_strReason](const beast::error_code&)
-                             { self->Closed(g_strRefused + p_strReason); });
+            r_ws.async_close(reason, [self = shared_from_this()](const beast::error_code&)
+                             { self->Closed(self->m_pWeb->strRefusal); });
         });
 }
 
@@ -606,6 +609,6 @@ void CLinkStream::Closed(const std::string& p_strReason)
     if (m_pShare)
         m_pShare->Leave(*this);
     m_pWeb->Tcp().close();
-    pUser->OnLinkClosed(p_strReason);
+    pUser->OnLinkClosed(m_pWeb->strRefusal.empty() ? p_strReason : m_pWeb->strRefusal);
 }
 } // namespace Norvik::Energy::Kestrel::Link

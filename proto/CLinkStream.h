@@ -93,6 +93,8 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     /// From OnLinkOpen on.
     const SLinkPeer& Peer() const { return m_peer; }
     void Close(const std::string& p_strReason);
+    /// Says to the peer why it is not wanted, and closes. On the thread of the io_context.
+    void Refuse(const std::string& p_strReason);
 
   private:
     friend class CLinkShare;
@@ -115,7 +117,6 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     void WriteLater();
     void WriteNext();
     void Written();
-    void Refuse(const std::string& p_strReason);
     void Closed(const std::string& p_strReason);
     // ---- under m_mtxOut ----
     std::string& BackFrame();

@@ -7,6 +7,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -15,8 +16,10 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 
 namespace
 {
-constexpr std::size_t g_nMaxSessions = 200;
-constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 100;
+/// Clients that have greeted, and connections that have not: those have places of their own.
+constexpr std::ptrdiff_t g_nMaxSessions = 300;
+constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 200;
+constexpr std::ptrdiff_t g_nMaxStrangers = 100;
 /// Bytes that wait for all peers, and that have come from them.
 constexpr std::size_t g_nMaxHeld = 64U << 20U;
 constexpr auto g_tTurnedAwayLine = std::chrono::seconds(1);
@@ -33,8 +36,9 @@ constexpr std::int64_t g_nNow = 60 * g_nTicksPerSec;
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
       m_acceptorEvent(m_io), m_acceptorData(m_io),
-      m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)), m_outputs(m_config, m_options.bLogMeasurements),
-      m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive), m_timer(m_io), m_timerStall(m_io)
+      m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)),
+      m_outputs(m_config, m_options.bLogMeasurements), m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive),
+      m_timer(m_io), m_timerStall(m_io)
 {
 }
 
@@ -68,8 +72,9 @@ void CServerCore::Start()
     }
     if (!m_options.strLogDir.empty())
     {
-        m_eventLog.Open(m_options.strLogDir + "/events.jsonl");
-        m_outputs.OpenLog(m_options.strLogDir + "/channels.jsonl");
+        const auto fnLine = [this](const std::string& p_strText) { Line(p_strText); };
+        m_eventLog.Open(m_options.strLogDir + "/events.jsonl", fnLine);
+        m_outputs.Log().Open(m_options.strLogDir + "/channels.jsonl", fnLine);
     }
     m_pSource->Start(
         m_io, [this] { Kick(); }, [this](const std::string& p_strText) { Line(p_strText); });
@@ -167,6 +172,7 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
         m_tTurnedAway = tNow;
         return;
     }
+    MakeRoomForStranger();
     auto pStream = std::make_shared<Link::CLinkStream>(std::move(p_socket), m_access.Tls());
     auto pSession = std::make_shared<CSession>(*this, ++m_nLastSession, p_bDataPort, pStream, strAddr, peer.port());
     m_mapSession[m_nLastSession] = pSession;
@@ -177,15 +183,41 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
 /// Empty: a connection from there is taken.
 std::string CServerCore::WhyNot(const std::string& p_strAddr) const
 {
-    if (m_mapSession.size() >= g_nMaxSessions)
+    const auto fnCount = [this](auto p_fnIs)
+    {
+        return std::count_if(m_mapSession.begin(), m_mapSession.end(),
+                             [&](const auto& p_entry)
+                             { return p_entry.second->IsGreeted() && p_fnIs(*p_entry.second); });
+    };
+    if (fnCount([](const CSession&) { return true; }) >= g_nMaxSessions)
         return "there are " + std::to_string(g_nMaxSessions) + " already";
-    if (std::count_if(m_mapSession.begin(), m_mapSession.end(),
-                      [&](const auto& p_entry)
-                      { return p_entry.second->Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
+    if (fnCount([&](const CSession& p_session) { return p_session.Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
         return "there are " + std::to_string(g_nMaxSessionsOfPeer) + " from there already";
-    if (m_access.IsBarred(p_strAddr, std::chrono::steady_clock::now()))
-        return "too many refusals in a short time";
     return "";
+}
+
+/// Who connects and does not greet must not keep the place of one that will: the oldest goes, and before it the oldest of
+/// those that have been found wanting already.
+void CServerCore::MakeRoomForStranger()
+{
+    std::ptrdiff_t nStrangers = 0;
+    CSession* pOldest = nullptr;
+    for (const auto& [nId, pSession] : m_mapSession)
+    {
+        if (pSession->IsGreeted() || pSession->IsDismissed())
+            continue;
+        ++nStrangers;
+        if (!pOldest || (pSession->IsRefused() && !pOldest->IsRefused()))
+            pOldest = pSession.get();
+    }
+    if (nStrangers >= g_nMaxStrangers)
+        pOldest->Dismiss("its place is needed: " + std::to_string(g_nMaxStrangers) + " others have not greeted either");
+}
+
+std::size_t CServerCore::ReadCost() const
+{
+    return std::accumulate(m_mapSession.begin(), m_mapSession.end(), std::size_t{0},
+                           [](std::size_t p_nSum, const auto& p_entry) { return p_nSum + p_entry.second->ReadCost(); });
 }
 
 void CServerCore::Stop()
@@ -207,6 +239,14 @@ void CServerCore::Stop()
     // Streams and sessions hold each other until the streams have closed.
     m_io.restart();
     m_io.poll();
+}
+
+void CServerCore::ReopenFiles()
+{
+    m_eventLog.Reopen();
+    m_outputs.Log().Reopen();
+    Guarded([this] { m_events.Reopen(); });
+    Line("files are opened anew");
 }
 
 /// From here on nothing that clients send has an effect; their outputs end in a fixed order.
@@ -310,7 +350,8 @@ bool CServerCore::Publish(SEvent p_event)
         });
     if (!bKept)
         return false;
-    Guarded([&] { m_eventLog.Write(EventLine(p_event)); });
+    Line(EventStory(p_event));
+    m_eventLog.Write(EventLine(p_event));
     for (const auto& pStream : m_vecpStream)
         pStream->OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
@@ -575,6 +616,10 @@ void CServer::Start()
 void CServer::Stop()
 {
     m_pCore->Stop();
+}
+void CServer::ReopenFiles()
+{
+    m_pCore->Post([pCore = m_pCore.get()] { pCore->ReopenFiles(); });
 }
 void CServer::Post(std::function<void()> p_fnCall)
 {

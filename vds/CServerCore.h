@@ -40,6 +40,7 @@ class CServerCore
     void Start();
     void Stop();
     void Post(std::function<void()> p_fnCall);
+    void ReopenFiles(); ///< on the server's thread
     unsigned PortEvent() const { return m_nPortEvent; }
     unsigned PortData() const { return m_nPortData; }
     std::string Fault() const { return m_strFault; }
@@ -78,6 +79,7 @@ class CServerCore
     bool Publish(SEvent p_event);
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
     std::vector<SEvent> EventsSince(std::int64_t p_nTicks) const;
+    std::size_t ReadCost() const; ///< of all sessions
     void ValuesRefused() { ++m_nRefused; }
     void Drop(const CSession& p_except, bool p_bEventPort, bool p_bDataPort);
     void Stall(std::chrono::milliseconds p_tStall);
@@ -91,6 +93,7 @@ class CServerCore
     void Accept(TAcceptor& r_acceptor, bool p_bDataPort);
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
     std::string WhyNot(const std::string& p_strAddr) const;
+    void MakeRoomForStranger();
     void StartStreams();
     void End();
 
