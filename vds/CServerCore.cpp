@@ -7,7 +7,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -212,12 +211,6 @@ void CServerCore::MakeRoomForStranger()
     }
     if (nStrangers >= g_nMaxStrangers)
         pOldest->Dismiss("its place is needed: " + std::to_string(g_nMaxStrangers) + " others have not greeted either");
-}
-
-std::size_t CServerCore::ReadCost() const
-{
-    return std::accumulate(m_mapSession.begin(), m_mapSession.end(), std::size_t{0},
-                           [](std::size_t p_nSum, const auto& p_entry) { return p_nSum + p_entry.second->ReadCost(); });
 }
 
 void CServerCore::Stop()

@@ -79,7 +79,10 @@ class CServerCore
     bool Publish(SEvent p_event);
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
     std::vector<SEvent> EventsSince(std::int64_t p_nTicks) const;
-    std::size_t ReadCost() const; ///< of all sessions
+    /// What the read sets of all sessions cost a cycle of the source: a unit a channel, and some for a set.
+    std::size_t ReadCost() const { return m_nReadCost; }
+    void AddReadCost(std::size_t p_nCost) { m_nReadCost += p_nCost; }
+    void TakeReadCost(std::size_t p_nCost) { m_nReadCost -= p_nCost; }
     void ValuesRefused() { ++m_nRefused; }
     void Drop(const CSession& p_except, bool p_bEventPort, bool p_bDataPort);
     void Stall(std::chrono::milliseconds p_tStall);
@@ -125,6 +128,7 @@ class CServerCore
 
     CAccess m_access;
     const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkShare> m_pShare;
+    std::size_t m_nReadCost = 0;
     TTime m_tTurnedAway{}; ///< last line about it
     CEventStore m_events;
     CJsonLog m_eventLog;

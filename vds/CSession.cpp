@@ -97,6 +97,8 @@ void CSession::AwaitHello()
 void CSession::OnLinkClosed(const std::string& p_strReason)
 {
     m_timerHello.cancel();
+    m_mapSet.clear();
+    m_core.TakeReadCost(std::exchange(m_nReadCost, 0));
     m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
 }
 
@@ -230,6 +232,7 @@ void CSession::OnStartSet(const Link::StartSet& p_start)
         std::clamp<std::int64_t>(g_nWindow_ms / std::max<std::int64_t>(nCycle_ms, 1), 2, g_nMaxWindow);
     StopSet(p_start.set());
     m_nReadCost += nCost;
+    m_core.AddReadCost(nCost);
     m_mapSet.try_emplace(p_start.set(), m_core.Source(), p_start, static_cast<std::size_t>(nWindow));
     m_pStream->Send(
         [&](Link::Message& r_message)
@@ -248,7 +251,9 @@ void CSession::StopSet(unsigned p_nSet)
     const auto it = m_mapSet.find(p_nSet);
     if (it == m_mapSet.end())
         return;
-    m_nReadCost -= it->second.Channels() + g_nSetCost;
+    const std::size_t nCost = it->second.Channels() + g_nSetCost;
+    m_nReadCost -= nCost;
+    m_core.TakeReadCost(nCost);
     m_mapSet.erase(it);
 }
 

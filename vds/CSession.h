@@ -35,8 +35,6 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     bool IsSubscribed() const { return m_bSubscribed; }
     /// Event deliveries and flushes that the client has not answered.
     bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
-    /// What its read sets cost a cycle of the source: a unit a channel.
-    std::size_t ReadCost() const { return m_nReadCost; }
     /// The client has greeted, and is one that may connect.
     bool IsGreeted() const { return m_bHello; }
     /// A client that may not connect waits to be told so.
@@ -101,7 +99,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     std::string m_strName;
     std::uint64_t m_nClient = 0;
     std::map<unsigned, CReadSet> m_mapSet;
-    std::size_t m_nReadCost = 0;
+    std::size_t m_nReadCost = 0; ///< of its read sets
     bool m_bSubscribed = false;
     std::uint64_t m_nDelivered = 0;
     std::uint64_t m_nDeliveryAcks = 0;
