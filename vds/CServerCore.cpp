@@ -21,7 +21,6 @@ constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 200;
 constexpr std::ptrdiff_t g_nMaxStrangers = 100;
 /// Bytes that wait for all peers, and that have come from them.
 constexpr std::size_t g_nMaxHeld = 64U << 20U;
-constexpr auto g_tTurnedAwayLine = std::chrono::seconds(1);
 /// Cycles in a row before other things get their turn.
 constexpr int g_nBatch = 16;
 /// A replay waits so long for further sets after the first, and for a client that does not come to rest.
@@ -50,6 +49,19 @@ void CServerCore::Line(const std::string& p_strText)
         std::printf("vds: %s\n", p_strText.c_str());
         std::fflush(stdout);
     }
+}
+
+void CServerCore::PeerLine(const std::string& p_strText, const std::string& p_strKey)
+{
+    if (const auto strTail =
+            m_limitPeers.Tail(p_strKey.empty() ? p_strText : p_strKey, std::chrono::steady_clock::now()))
+        Line(p_strText + *strTail);
+}
+
+void CServerCore::FileLine(const std::string& p_strText)
+{
+    if (const auto strTail = m_limitFiles.Tail(p_strText, std::chrono::steady_clock::now()))
+        Line(p_strText + *strTail);
 }
 
 // ---- start and stop ----
@@ -140,7 +152,7 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
             if (p_ec == asio::error::operation_aborted || m_bEnding)
                 return;
             if (p_ec)
-                Line("a connection could not be accepted: " + p_ec.message());
+                PeerLine("a connection could not be accepted: " + p_ec.message());
             else
                 Welcome(std::move(p_socket), p_bDataPort);
             if (!p_ec)
@@ -164,11 +176,7 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
     const std::string strAddr = peer.address().to_string();
     if (const std::string strWhy = WhyNot(strAddr); !strWhy.empty())
     {
-        // Whoever knocks without end shall not fill the operator's screen.
-        const TTime tNow = std::chrono::steady_clock::now();
-        if (tNow - m_tTurnedAway >= g_tTurnedAwayLine)
-            Line("connection from " + strAddr + " refused: " + strWhy);
-        m_tTurnedAway = tNow;
+        PeerLine("connection from " + strAddr + " refused: " + strWhy);
         return;
     }
     MakeRoomForStranger();
@@ -262,15 +270,17 @@ void CServerCore::End()
         pSession->Close("the server ends");
 }
 
-void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strLine)
+void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strReason)
 {
     if (m_bEnding)
     {
         m_mapSession.erase(p_session.Id());
         return;
     }
+    // Ports differ from connection to connection, and who it is and why do not.
     if (p_session.IsClient() || p_session.Client() == 0)
-        Line(p_strLine);
+        PeerLine("connection '" + p_session.Name() + "' from " + p_session.Peer() + " closed: " + p_strReason,
+                 p_session.Name() + " " + p_session.Address() + " " + p_strReason);
     Guarded([&] { m_outputs.StopAll(p_session.Id()); });
     const std::uint64_t nClient = p_session.Client();
     m_mapSession.erase(p_session.Id());

@@ -2,6 +2,7 @@
 #include "CLinkShare.h"
 #include "vds/CAccess.h"
 #include "vds/CEventStore.h"
+#include "vds/CLineLimit.h"
 #include "vds/COutputs.h"
 #include "vds/CPace.h"
 #include "vds/CReadSet.h"
@@ -58,6 +59,8 @@ class CServerCore
     CAccess& Access() { return m_access; }
     boost::asio::io_context& Io() { return m_io; }
     void Line(const std::string& p_strText);
+    /// A line that a peer can cause again and again: one in ten seconds for each key. @param p_strKey empty: the text.
+    void PeerLine(const std::string& p_strText, const std::string& p_strKey = "");
     /// Runs what writes to a file: a failure there is one line to the operator and nobody else's trouble.
     template <class TWrite>
     void Guarded(TWrite&& p_fnWrite)
@@ -68,7 +71,7 @@ class CServerCore
         }
         catch (const std::exception& ex)
         {
-            Line(ex.what());
+            FileLine(ex.what());
         }
     }
     /// Something has changed that the next cycle may have waited for.
@@ -86,12 +89,13 @@ class CServerCore
     void ValuesRefused() { ++m_nRefused; }
     void Drop(const CSession& p_except, bool p_bEventPort, bool p_bDataPort);
     void Stall(std::chrono::milliseconds p_tStall);
-    void OnSessionClosed(CSession& p_session, const std::string& p_strLine);
+    void OnSessionClosed(CSession& p_session, const std::string& p_strReason);
 
   private:
     using TTime = std::chrono::steady_clock::time_point;
     using TAcceptor = boost::asio::ip::tcp::acceptor;
 
+    void FileLine(const std::string& p_strText);
     void Listen(TAcceptor& r_acceptor, unsigned p_nPort);
     void Accept(TAcceptor& r_acceptor, bool p_bDataPort);
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
@@ -129,7 +133,8 @@ class CServerCore
     CAccess m_access;
     const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkShare> m_pShare;
     std::size_t m_nReadCost = 0;
-    TTime m_tTurnedAway{}; ///< last line about it
+    CLineLimit m_limitPeers{std::chrono::seconds(10)};
+    CLineLimit m_limitFiles{std::chrono::minutes(1)};
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;

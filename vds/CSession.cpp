@@ -99,7 +99,7 @@ void CSession::OnLinkClosed(const std::string& p_strReason)
     m_timerHello.cancel();
     m_mapSet.clear();
     m_core.TakeReadCost(std::exchange(m_nReadCost, 0));
-    m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
+    m_core.OnSessionClosed(*this, p_strReason);
 }
 
 void CSession::OnLinkMessage(const Link::Message& p_message)
@@ -306,9 +306,10 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
     if (p_bControl || MayPost(m_eElemType, event))
         return m_core.Publish(event) ? "" : "the event could not be kept";
     ++m_nPostsRefused;
-    m_core.Line("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
-                std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
-                "' from " + m_strPeer + " refused: not one of its own");
+    m_core.PeerLine("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
+                        std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
+                        "' from " + m_strPeer + " refused: not one of its own",
+                    "event " + m_strName + m_strAddr + std::to_string(event.eKey));
     return "not one of its own";
 }
 
@@ -385,8 +386,9 @@ void CSession::OnStartWrite(const Link::StartWrite& p_start)
     m_core.Guarded(
         [&] { eError = m_core.Outputs().Start(m_nId, p_start.writer(), p_start.pmu(), vecnId, p_start.rate()); });
     if (eError != COutputs::eAccepted)
-        m_core.Line("output of virtual PMU " + std::to_string(p_start.pmu()) + " from '" + m_strName +
-                    "' refused, error " + std::to_string(eError));
+        m_core.PeerLine("output of virtual PMU " + std::to_string(p_start.pmu()) + " from '" + m_strName +
+                            "' refused, error " + std::to_string(eError),
+                        "output " + m_strName + m_strAddr + std::to_string(eError));
     m_pStream->Send(
         [&](Link::Message& r_message)
         {
@@ -452,7 +454,8 @@ std::string CSession::Control(const Link::ControlRequest& p_request, std::vector
     }
     if (m_eRole != ERole::eOperator)
     {
-        m_core.Line("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's");
+        m_core.PeerLine("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's",
+                        "request " + m_strName + m_strAddr);
         return "expected the token or certificate of an operator";
     }
     return Steer(p_request);

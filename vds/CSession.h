@@ -28,6 +28,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
 
     std::uint64_t Id() const { return m_nId; }
     const std::string& Address() const { return m_strAddr; }
+    const std::string& Peer() const { return m_strPeer; }
     bool IsDataPort() const { return m_bDataPort; }
     std::uint64_t Client() const { return m_nClient; }
     const std::string& Name() const { return m_strName; }

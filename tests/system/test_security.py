@@ -140,6 +140,7 @@ class Security(SystemTest):
             waits.append(time.monotonic() - begin)
         self.assertGreater(waits[-1], 3.1)
         context = ssl.create_default_context(cafile=self.dir / "ca.pem")
+        context.check_hostname = False
         guessers = []
         for _ in range(120):  # more than strangers have places
             peer = Peer(self.ports[0], context).upgrade()
@@ -229,7 +230,7 @@ class Bounds(SystemTest):
             peers[-1].sendall(said[number // 2 % len(said)])
             if number % 20 == 19:
                 self.vdsctl("standing")  # a client that greets is served all the time
-        self.server.wait_text("its place is needed", 100)
+        self.server.wait_text("its place is needed")
         for peer in peers:  # all are dropped in the end
             peer.settimeout(LIMIT_S)
             try:
@@ -250,7 +251,7 @@ class Bounds(SystemTest):
         self.assertEqual(kept + refused, 20)
         self.assertGreater(kept, 3)
         self.assertGreater(refused, 3)
-        self.assertEqual(self.server.count("cannot be written: File too large"), refused, "a line for each")
+        self.assertEqual(self.server.count("cannot be written: File too large"), 1, "one line a minute")
         self.assertEqual(len(self.vdsctl("standing").stdout.splitlines()), kept)
         self.server.kill()
         self.serve()
