@@ -11,8 +11,7 @@ CLineLimit::TEntries::iterator CLineLimit::Find(std::string_view p_key, TTime p_
     if (const auto it = m_mapEntry.find(p_key); it != m_mapEntry.end())
         return it;
     if (m_mapEntry.size() >= m_nKeysMost)
-        std::erase_if(m_mapEntry,
-                      [&](const TEntries::value_type& p_item)
+        std::erase_if(m_mapEntry, [&](const TEntries::value_type& p_item)
                       { return p_item.second.nLeftOut == 0 && IsOver(p_item.second, p_tNow); });
     const std::string strKey(m_mapEntry.size() < m_nKeysMost ? p_key : std::string_view());
     const auto [it, bNew] = m_mapEntry.try_emplace(strKey);
