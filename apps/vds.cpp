@@ -13,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -82,17 +83,40 @@ class CPing
     const std::shared_ptr<std::atomic<bool>> m_pbAlive = std::make_shared<std::atomic<bool>>(true);
 };
 
+/// Files that have been renamed are left and made anew when SIGHUP comes.
+void AwaitHangUp(boost::asio::signal_set& r_signals, CServer& r_server)
+{
+    r_signals.async_wait(
+        [&](const boost::system::error_code& p_ec, int)
+        {
+            if (p_ec)
+                return;
+            r_server.ReopenFiles();
+            AwaitHangUp(r_signals, r_server);
+        });
+}
+
 /// Until a signal comes or the source has ended. @return the exit status.
 int Serve(const SVdsCommand& p_command)
 {
     boost::asio::io_context io;
-    boost::asio::signal_set signals(io, SIGINT, SIGTERM);
-    signals.async_wait([&io](const boost::system::error_code&, int) { io.stop(); });
+    boost::asio::signal_set signals(io, SIGINT, SIGTERM, SIGQUIT);
+    for (const int nSignal : {SIGUSR1, SIGUSR2, SIGALRM})
+        signals.add(nSignal);
+    signals.async_wait(
+        [&io](const boost::system::error_code&, int p_nSignal)
+        {
+            std::printf("vds: ends by signal %d (%s)\n", p_nSignal, strsignal(p_nSignal));
+            std::fflush(stdout);
+            io.stop();
+        });
+    boost::asio::signal_set signalsHangUp(io, SIGHUP);
 
     const SServerConfig config = ReadServerConfig(p_command.strConfig, p_command.strListen);
     CServer server(config, OpenSource(p_command, config), p_command.options);
     server.OnEnd([&io] { boost::asio::post(io, [&io] { io.stop(); }); });
     server.Start();
+    AwaitHangUp(signalsHangUp, server);
     NotifyServiceManager("READY=1");
     const CPing ping(io, server);
     io.run();

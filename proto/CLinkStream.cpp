@@ -6,15 +6,17 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <chrono>
 #include <exception>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format_lite.h>
 #include <openssl/x509v3.h>
 #include <utility>
 #include <variant>
@@ -22,6 +24,7 @@
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
+namespace protobuf = google::protobuf;
 namespace websocket = boost::beast::websocket;
 
 namespace Norvik::Energy::Kestrel::Link
@@ -35,11 +38,21 @@ constexpr auto g_tIdle = std::chrono::milliseconds(4800);
 constexpr std::size_t g_nFrameBytes = 64U << 10U;
 /// Bytes queued for a peer that does not take them, beyond which it is given up.
 constexpr std::size_t g_nMaxPending = 64U << 20U;
+/// Members of a message: events and lines of an answer, the fields of a request.
+constexpr std::size_t g_nMaxMembers = 200000;
+constexpr std::size_t g_nMaxRequestMembers = 1000;
+/// Bytes of a message whose memory is used again: of a client's normal cycle, of any message that a server sends, and of
+/// what peers send to a server, who are many.
+constexpr std::size_t g_nKept = 1U << 20U;
+constexpr std::size_t g_nKeptOut = 64U << 10U;
+constexpr std::size_t g_nKeptRequest = 4U << 10U;
+/// Bytes that are read at once, and the turn of a stream.
+constexpr std::size_t g_nReadBytes = 64U << 10U;
+constexpr auto g_tTurn = std::chrono::microseconds(200);
 /// Time in which values gather.
 constexpr auto g_tGather = std::chrono::milliseconds(1);
-/// Frames kept for use again.
-constexpr std::size_t g_nSpare = 4;
 
+using WireFormat = protobuf::internal::WireFormatLite;
 using TPlain = websocket::stream<beast::tcp_stream>;
 using TTls = websocket::stream<beast::ssl_stream<beast::tcp_stream>>;
 using TWeb = std::variant<TPlain, TTls>;
@@ -49,6 +62,39 @@ TWeb MakeWeb(asio::ip::tcp::socket p_socket, const TTlsPtr& p_pTls)
     if (p_pTls)
         return TWeb(std::in_place_type<TTls>, std::move(p_socket), *p_pTls);
     return TWeb(std::in_place_type<TPlain>, std::move(p_socket));
+}
+
+/// Tag of a message in a frame.
+constexpr std::uint32_t g_nMessageTag = WireFormat::MakeTag(1, WireFormat::WIRETYPE_LENGTH_DELIMITED);
+
+/// Fields of all parts of a message: each may become an object, and two bytes of it 100 of memory. Counting stops beyond
+/// p_nMost, and where the parser will find a fault.
+std::size_t CountMembers(const std::uint8_t* p_pBytes, int p_nBytes, std::size_t p_nMost)
+{
+    std::size_t nMembers = 0;
+    protobuf::io::CodedInputStream input(p_pBytes, p_nBytes);
+    while (const std::uint32_t nTag = input.ReadTag())
+    {
+        ++nMembers;
+        if (WireFormat::GetTagWireType(nTag) != WireFormat::WIRETYPE_LENGTH_DELIMITED)
+        {
+            if (!WireFormat::SkipField(&input, nTag))
+                break;
+            continue;
+        }
+        int nPart = 0;
+        if (!input.ReadVarintSizeAsInt(&nPart) || nPart > input.BytesUntilLimit())
+            break;
+        const auto limit = input.PushLimit(nPart);
+        std::uint32_t nField = 0;
+        while (nMembers <= p_nMost && (nField = input.ReadTag()) != 0 && WireFormat::SkipField(&input, nField))
+            ++nMembers;
+        if (nMembers > p_nMost)
+            break;
+        input.Skip(std::max(input.BytesUntilLimit(), 0));
+        input.PopLimit(limit);
+    }
+    return nMembers;
 }
 
 /// An entry of a certificate's subject, without what could disturb a line of text.
@@ -103,10 +149,11 @@ struct CLinkStream::SWeb
 
     const TTlsPtr pTls;
     TWeb web;
-    std::string strFault; ///< of the peer's certificate
+    std::string strFault;   ///< of the peer's certificate
+    std::string strRefusal; ///< what the peer has been told
     asio::steady_timer timerGather;
     beast::flat_buffer bufIn;
-    http::request<http::string_body> request;
+    http::request<http::empty_body> request;
 };
 
 CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls, const std::string& p_strHost)
@@ -118,13 +165,13 @@ CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls, const s
             r_ws.binary(true);
             r_ws.auto_fragment(false);
             r_ws.write_buffer_bytes(g_nFrameBytes);
-            r_ws.read_message_max(g_nMaxMessage);
             websocket::stream_base::timeout timeout{};
             timeout.handshake_timeout = g_tHandshake;
             timeout.idle_timeout = g_tIdle;
             timeout.keep_alive_pings = true;
             r_ws.set_option(timeout);
         });
+    SetBounds(g_nMaxMessage, g_nMaxMembers, g_nKept);
     TTls* const pWs = std::get_if<TTls>(&m_pWeb->web);
     if (!pWs)
         return;
@@ -146,7 +193,28 @@ CLinkStream::CLinkStream(asio::ip::tcp::socket p_socket, TTlsPtr p_pTls, const s
     }
 }
 
-CLinkStream::~CLinkStream() = default;
+CLinkStream::~CLinkStream()
+{
+    if (!m_pShare)
+        return;
+    m_pShare->Leave(*this);
+    HoldIn(0);
+    Forget();
+    m_pShare->Release(m_strOut.size());
+}
+
+void CLinkStream::SetBounds(std::size_t p_nMessage, std::size_t p_nMembers, std::size_t p_nKept)
+{
+    m_nMaxBytes = p_nMessage;
+    m_nMaxMembers = p_nMembers;
+    m_nMaxKept = p_nKept;
+    m_pWeb->Do([p_nMessage](auto& r_ws) { r_ws.read_message_max(p_nMessage); });
+}
+
+void CLinkStream::Greeted()
+{
+    SetBounds(g_nMaxRequest, g_nMaxRequestMembers, g_nKeptRequest);
+}
 
 /// The handshake of TLS, if there is one, and then p_fnNext.
 template <class TNext>
@@ -176,9 +244,13 @@ void CLinkStream::Secure(bool p_bServer, TNext p_fnNext)
         });
 }
 
-void CLinkStream::Accept(std::shared_ptr<ILinkUser> p_pUser)
+void CLinkStream::Accept(std::shared_ptr<ILinkUser> p_pUser, std::shared_ptr<CLinkShare> p_pShare)
 {
     m_pUser = std::move(p_pUser);
+    m_pShare = std::move(p_pShare);
+    if (m_pShare)
+        m_pShare->Join(*this);
+    SetBounds(g_nMaxGreeting, g_nMaxRequestMembers, g_nKeptRequest);
     m_pWeb->Tcp().expires_after(g_tHandshake);
     Secure(true, [self = shared_from_this()] { self->AcceptWeb(); });
 }
@@ -258,83 +330,163 @@ void CLinkStream::Opened()
         m_bOpen = true;
     }
     m_pWeb->bufIn.consume(m_pWeb->bufIn.size());
+    m_pWeb->request = {};
     m_pUser->OnLinkOpen();
     Read();
 }
 
 void CLinkStream::Read()
 {
+    m_pWeb->bufIn.max_size(std::max(m_nMaxBytes, m_pWeb->bufIn.size()));
     m_pWeb->Do(
         [this](auto& r_ws)
         {
-            r_ws.async_read(
-                m_pWeb->bufIn,
+            r_ws.async_read_some(
+                m_pWeb->bufIn, g_nReadBytes,
                 [self = shared_from_this()](const beast::error_code& p_ec, std::size_t)
                 {
                     if (p_ec == websocket::error::message_too_big || p_ec == websocket::error::buffer_overflow)
-                        return self->Closed("message larger than " + std::to_string(g_nMaxMessage) + " bytes");
+                        return self->Closed("message larger than " + std::to_string(self->m_nMaxBytes) + " bytes");
                     if (p_ec)
                         return self->Closed(self->m_pWeb->Reason(p_ec));
-                    if (self->Dispatch())
-                        self->Read();
+                    self->ReadDone();
                 });
         });
 }
 
-/// @return false if the stream has been closed.
-bool CLinkStream::Dispatch()
+void CLinkStream::ReadDone()
 {
+    if (m_pShare)
+    {
+        HoldIn(m_pWeb->bufIn.capacity());
+        m_pShare->Shed();
+    }
+    if (!m_pWeb->Do([](auto& r_ws) { return r_ws.is_message_done(); }))
+        return Read();
+    if (m_pShare)
+        m_pShare->Ready(shared_from_this());
+    else
+        Handle();
+}
+
+/// Handles messages of the frame that has come, for the length of a turn if the thread is shared, and then reads on.
+/// @return whether some are left.
+bool CLinkStream::Handle()
+{
+    const auto tEnd = std::chrono::steady_clock::now() + g_tTurn;
     const std::size_t nSize = m_pWeb->bufIn.size();
-    m_frameIn.Clear();
-    const bool bBinary = m_pWeb->Do([](auto& r_ws) { return r_ws.got_binary(); });
-    if (!bBinary || !m_frameIn.ParseFromArray(m_pWeb->bufIn.data().data(), static_cast<int>(nSize)))
+    if (!m_pUser)
+        return false;
+    if (!m_pWeb->Do([](auto& r_ws) { return r_ws.got_binary(); }))
     {
         Closed("malformed message of " + std::to_string(nSize) + " bytes");
         return false;
     }
-    m_pWeb->bufIn.consume(nSize);
-    for (const Message& message : m_frameIn.messages())
+    while (m_nTaken < nSize)
     {
-        const std::shared_ptr<ILinkUser> pUser = m_pUser;
-        if (!pUser)
+        if (!HandleNext())
             return false;
-        try
-        {
-            pUser->OnLinkMessage(message);
-        }
-        catch (const CLinkRefusal& refusal)
-        {
-            Refuse(refusal.what());
-            return false;
-        }
-        catch (const std::exception& ex)
-        {
-            Closed(ex.what());
-            return false;
-        }
+        if (m_pShare && m_nTaken < nSize && std::chrono::steady_clock::now() >= tEnd)
+            return true;
     }
+    m_nTaken = 0;
+    m_pWeb->bufIn.consume(nSize);
+    if (m_pWeb->bufIn.capacity() > std::max(m_nMaxKept, g_nMaxGreeting))
+        m_pWeb->bufIn.shrink_to_fit();
+    HoldIn(m_pWeb->bufIn.capacity());
+    Read();
+    return false;
+}
+
+/// @return false if the stream has been closed.
+bool CLinkStream::HandleNext()
+{
+    const std::size_t nBegin = m_nTaken;
+    const std::shared_ptr<ILinkUser> pUser = m_pUser;
+    try
+    {
+        if (!ParseNext())
+            throw std::runtime_error("malformed message of " + std::to_string(m_pWeb->bufIn.size()) + " bytes");
+        pUser->OnLinkMessage(*m_pMessageIn);
+    }
+    catch (const CLinkRefusal& refusal)
+    {
+        Refuse(refusal.what());
+        return false;
+    }
+    catch (const std::exception& ex)
+    {
+        Closed(ex.what());
+        return false;
+    }
+    if (m_nTaken - nBegin > m_nMaxKept)
+        m_pMessageIn = std::make_unique<Message>();
     return m_pUser != nullptr;
 }
 
-Frame& CLinkStream::BackFrame()
+/// The next message of the frame. @return false if it cannot be read. @throws std::runtime_error if it has too much.
+bool CLinkStream::ParseNext()
 {
-    if (m_queFrame.empty() || m_queFrame.back()->nBytes >= g_nFrameBytes)
-    {
-        if (m_vecSpare.empty())
-            m_queFrame.push_back(std::make_unique<SFrame>());
-        else
-        {
-            m_queFrame.push_back(std::move(m_vecSpare.back()));
-            m_vecSpare.pop_back();
-        }
-    }
-    return m_queFrame.back()->frame;
+    const auto* const pBytes = static_cast<const std::uint8_t*>(m_pWeb->bufIn.data().data()) + m_nTaken;
+    const int nLeft = static_cast<int>(m_pWeb->bufIn.size() - m_nTaken);
+    protobuf::io::CodedInputStream input(pBytes, nLeft);
+    int nSize = 0;
+    if (input.ReadTag() != g_nMessageTag || !input.ReadVarintSizeAsInt(&nSize))
+        return false;
+    const int nHead = input.CurrentPosition();
+    if (nSize > nLeft - nHead)
+        return false;
+    if (CountMembers(pBytes + nHead, nSize, m_nMaxMembers) > m_nMaxMembers)
+        throw std::runtime_error("message with more than " + std::to_string(m_nMaxMembers) + " members");
+    m_pMessageIn->Clear();
+    m_nTaken += static_cast<std::size_t>(nHead + nSize);
+    return m_pMessageIn->ParseFromArray(pBytes + nHead, nSize);
 }
 
-void CLinkStream::Queued(std::size_t p_nBytes, EUrgency p_eUrgency)
+void CLinkStream::HoldIn(std::size_t p_nBytes)
 {
-    m_queFrame.back()->nBytes += p_nBytes;
-    m_nPending += p_nBytes;
+    if (!m_pShare)
+        return;
+    m_pShare->Hold(p_nBytes);
+    m_pShare->Release(m_nHeldIn);
+    m_nHeldIn = p_nBytes;
+}
+
+std::size_t CLinkStream::Held() const
+{
+    const std::lock_guard<std::mutex> lock(m_mtxOut);
+    return m_nHeldIn + m_nPending + m_strOut.size();
+}
+
+/// The bytes that go next, and after them those that come after.
+std::string& CLinkStream::BackFrame()
+{
+    if (!m_questrFrame.empty() && m_questrFrame.back().size() < g_nFrameBytes)
+        return m_questrFrame.back();
+    if (!m_questrFrame.empty())
+        m_questrFrame.back().shrink_to_fit();
+    return m_questrFrame.emplace_back(std::exchange(m_strSpare, {}));
+}
+
+/// Queues the message that has been filled.
+void CLinkStream::Queue(EUrgency p_eUrgency)
+{
+    std::string& r_strFrame = BackFrame();
+    const std::size_t nBytes = m_pMessageOut->ByteSizeLong();
+    const std::size_t nBegin = r_strFrame.size();
+    r_strFrame.resize(nBegin + protobuf::io::CodedOutputStream::VarintSize32(g_nMessageTag) +
+                      protobuf::io::CodedOutputStream::VarintSize64(nBytes) + nBytes);
+    auto* pOut = reinterpret_cast<std::uint8_t*>(r_strFrame.data() + nBegin);
+    pOut = protobuf::io::CodedOutputStream::WriteTagToArray(g_nMessageTag, pOut);
+    pOut = protobuf::io::CodedOutputStream::WriteVarint64ToArray(nBytes, pOut);
+    m_pMessageOut->SerializeWithCachedSizesToArray(pOut);
+    if (nBytes > g_nKeptOut)
+        m_pMessageOut = std::make_unique<Message>();
+    else
+        m_pMessageOut->Clear();
+    m_nPending += r_strFrame.size() - nBegin;
+    if (m_pShare)
+        m_pShare->Hold(r_strFrame.size() - nBegin);
     m_bUrgent = m_bUrgent || p_eUrgency == eAtOnce;
     if (m_nPending > g_nMaxPending)
     {
@@ -350,6 +502,27 @@ void CLinkStream::Queued(std::size_t p_nBytes, EUrgency p_eUrgency)
                { p_eUrgency == eGathered ? self->WriteLater() : self->WriteNext(); });
 }
 
+/// Nothing waits to be sent any more.
+void CLinkStream::Forget()
+{
+    if (m_pShare)
+        m_pShare->Release(m_nPending);
+    m_questrFrame.clear();
+    m_nPending = 0;
+}
+
+void CLinkStream::GiveUp(const std::string& p_strReason)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mtxOut);
+        m_bOpen = false;
+        Forget();
+    }
+    // What has come in goes with the stream, in a moment: it no longer counts.
+    HoldIn(0);
+    Close(p_strReason);
+}
+
 void CLinkStream::WriteLater()
 {
     m_pWeb->timerGather.expires_after(g_tGather);
@@ -362,18 +535,14 @@ void CLinkStream::WriteNext()
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bPosted = false;
         m_bWaiting = false;
-        if (m_bWriting || !m_bOpen || m_queFrame.empty())
+        if (m_bWriting || !m_bOpen || m_questrFrame.empty())
             return;
         m_bWriting = true;
-        m_pOut = std::move(m_queFrame.front());
-        m_queFrame.pop_front();
-        m_bUrgent = !m_queFrame.empty();
-        m_nPending -= m_pOut->nBytes;
+        m_strOut = std::move(m_questrFrame.front());
+        m_questrFrame.pop_front();
+        m_bUrgent = !m_questrFrame.empty();
+        m_nPending -= m_strOut.size();
     }
-    // Not under the lock, where those who write values would wait for it.
-    m_pOut->frame.SerializeToString(&m_strOut);
-    m_pOut->frame.Clear();
-    m_pOut->nBytes = 0;
     m_pWeb->Do(
         [this](auto& r_ws)
         {
@@ -389,9 +558,13 @@ void CLinkStream::Written()
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bWriting = false;
-        if (m_vecSpare.size() < g_nSpare)
-            m_vecSpare.push_back(std::move(m_pOut));
-        bLater = !m_queFrame.empty() && !m_bUrgent;
+        if (m_pShare)
+            m_pShare->Release(m_strOut.size());
+        m_strOut.clear();
+        if (m_strOut.capacity() <= 2 * g_nFrameBytes)
+            m_strSpare.swap(m_strOut);
+        m_strOut = {};
+        bLater = !m_questrFrame.empty() && !m_bUrgent;
         m_bPosted = bLater;
         m_bWaiting = bLater;
     }
@@ -403,20 +576,22 @@ void CLinkStream::Close(const std::string& p_strReason)
     asio::post(m_pWeb->Tcp().get_executor(), [self = shared_from_this(), p_strReason] { self->Closed(p_strReason); });
 }
 
-/// Tells the peer why, and closes.
 void CLinkStream::Refuse(const std::string& p_strReason)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bOpen = false;
     }
+    if (!m_pUser || !m_pWeb->strRefusal.empty())
+        return;
+    m_pWeb->strRefusal = g_strRefused + p_strReason;
     websocket::close_reason reason(websocket::close_code::policy_error);
     reason.reason.assign(p_strReason.data(), std::min(p_strReason.size(), reason.reason.max_size()));
     m_pWeb->Do(
         [&](auto& r_ws)
         {
-            r_ws.async_close(reason, [self = shared_from_this(), p_strReason](const beast::error_code&)
-                             { self->Closed(g_strRefused + p_strReason); });
+            r_ws.async_close(reason, [self = shared_from_this()](const beast::error_code&)
+                             { self->Closed(self->m_pWeb->strRefusal); });
         });
 }
 
@@ -429,10 +604,11 @@ void CLinkStream::Closed(const std::string& p_strReason)
     {
         const std::lock_guard<std::mutex> lock(m_mtxOut);
         m_bOpen = false;
-        m_queFrame.clear();
-        m_nPending = 0;
+        Forget();
     }
+    if (m_pShare)
+        m_pShare->Leave(*this);
     m_pWeb->Tcp().close();
-    pUser->OnLinkClosed(p_strReason);
+    pUser->OnLinkClosed(m_pWeb->strRefusal.empty() ? p_strReason : m_pWeb->strRefusal);
 }
 } // namespace Norvik::Energy::Kestrel::Link

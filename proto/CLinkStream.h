@@ -1,4 +1,5 @@
 #pragma once
+#include "CLinkShare.h"
 #include "LinkSecurity.h"
 #include "link.pb.h"
 #include <boost/asio/ip/tcp.hpp>
@@ -9,12 +10,13 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace Norvik::Energy::Kestrel::Link
 {
 inline constexpr std::uint32_t g_nLinkVersion = 2;
-inline constexpr std::size_t g_nMaxMessage = 4U << 20U;    ///< bytes of a message that a peer accepts
+inline constexpr std::size_t g_nMaxMessage = 4U << 20U;    ///< bytes of a message that a client accepts
+inline constexpr std::size_t g_nMaxRequest = 1U << 20U;    ///< bytes of a message that a server accepts
+inline constexpr std::size_t g_nMaxGreeting = 4U << 10U;   ///< the same before the greeting
 inline constexpr std::size_t g_nMaxEventText = 64U << 10U; ///< bytes of an event's text
 
 /// Why a stream has closed, if its peer gave no sign of life.
@@ -45,6 +47,8 @@ class ILinkUser
 /// Threads  Send and Close: any. Everything else, and all calls of the user: the one thread of the io_context.
 /// Writing  never blocks: messages gather in a frame while the one before it is on its way. What can wait (values, by
 ///          the thousand a second) gathers for a millisecond, or until something comes that cannot.
+/// Memory   what waits to be sent waits as bytes. A message that comes in is measured before it is parsed, and a long one
+///          is released when it has been handled.
 /// Peer     pinged when silent; a peer silent for 4.8 s counts as dead.
 class CLinkStream : public std::enable_shared_from_this<CLinkStream>
 {
@@ -57,7 +61,11 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     CLinkStream& operator=(const CLinkStream&) = delete;
 
     /// Server side of the handshake. Web pages are turned away: a request with an origin is none of ours.
-    void Accept(std::shared_ptr<ILinkUser> p_pUser);
+    /// What the peer sends is kept within the bounds of a stranger's until Greeted.
+    /// @param p_pShare null: nobody to share with.
+    void Accept(std::shared_ptr<ILinkUser> p_pUser, std::shared_ptr<CLinkShare> p_pShare = nullptr);
+    /// The user of a server's stream knows its peer: from the next message on it may have g_nMaxRequest bytes.
+    void Greeted();
     /// Client side: connects within 2 s.
     void Connect(const boost::asio::ip::tcp::endpoint& p_endpoint, std::shared_ptr<ILinkUser> p_pUser);
 
@@ -71,25 +79,26 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     template <class TFill>
     bool Send(TFill&& p_fnFill, EUrgency p_eUrgency = eAtOnce, std::size_t p_nMost = SIZE_MAX)
     {
-        const std::lock_guard<std::mutex> lock(m_mtxOut);
-        if (!m_bOpen || m_nPending >= p_nMost)
-            return false;
-        Message& message = *BackFrame().add_messages();
-        p_fnFill(message);
-        Queued(message.ByteSizeLong(), p_eUrgency);
+        {
+            const std::lock_guard<std::mutex> lock(m_mtxOut);
+            if (!m_bOpen || m_nPending >= p_nMost)
+                return false;
+            p_fnFill(*m_pMessageOut);
+            Queue(p_eUrgency);
+        }
+        if (m_pShare)
+            m_pShare->Shed();
         return true;
     }
     /// From OnLinkOpen on.
     const SLinkPeer& Peer() const { return m_peer; }
     void Close(const std::string& p_strReason);
+    /// Says to the peer why it is not wanted, and closes. On the thread of the io_context.
+    void Refuse(const std::string& p_strReason);
 
   private:
+    friend class CLinkShare;
     struct SWeb; // the WebSocket, and all that comes with its headers
-    struct SFrame
-    {
-        Frame frame;
-        std::size_t nBytes = 0;
-    };
 
     template <class TNext>
     void Secure(bool p_bServer, TNext p_fnNext);
@@ -97,31 +106,48 @@ class CLinkStream : public std::enable_shared_from_this<CLinkStream>
     void AcceptUpgrade();
     void Opened();
     void Read();
-    bool Dispatch();
+    void ReadDone();
+    bool Handle();
+    bool HandleNext();
+    bool ParseNext();
+    void SetBounds(std::size_t p_nMessage, std::size_t p_nMembers, std::size_t p_nKept);
+    void HoldIn(std::size_t p_nBytes);
+    std::size_t Held() const;
+    void GiveUp(const std::string& p_strReason);
     void WriteLater();
     void WriteNext();
     void Written();
-    void Refuse(const std::string& p_strReason);
     void Closed(const std::string& p_strReason);
     // ---- under m_mtxOut ----
-    Frame& BackFrame();
-    void Queued(std::size_t p_nBytes, EUrgency p_eUrgency);
+    std::string& BackFrame();
+    void Queue(EUrgency p_eUrgency);
+    void Forget();
 
     const std::unique_ptr<SWeb> m_pWeb;
     SLinkPeer m_peer;
     std::shared_ptr<ILinkUser> m_pUser; ///< null before the handshake and after the end
-    Frame m_frameIn;
-    std::unique_ptr<SFrame> m_pOut; ///< the frame on its way
-    std::string m_strOut;           ///< its bytes
 
-    std::mutex m_mtxOut;
+    // ---- what comes in ----
+    std::unique_ptr<Message> m_pMessageIn = std::make_unique<Message>();
+    std::size_t m_nMaxBytes = 0;   ///< of a WebSocket message
+    std::size_t m_nMaxMembers = 0; ///< of a message
+    std::size_t m_nMaxKept = 0;    ///< bytes of a message whose memory is kept for the next one
+    std::size_t m_nTaken = 0;      ///< bytes of the frame that have been handled
+    std::size_t m_nHeldIn = 0;
+    std::shared_ptr<CLinkShare> m_pShare;
+    std::int64_t m_nUsed = 0; ///< of the shared thread, in its virtual time
+
+    std::string m_strOut; ///< the frame on its way
+
+    mutable std::mutex m_mtxOut;
+    std::unique_ptr<Message> m_pMessageOut = std::make_unique<Message>(); ///< the one being filled
     bool m_bOpen = false;
     bool m_bPosted = false;  ///< WriteNext will come
     bool m_bWaiting = false; ///< but not before the messages have had their time to gather
     bool m_bWriting = false; ///< a write is under way; Written comes behind it
     bool m_bUrgent = false;  ///< not only gathered messages wait
     std::size_t m_nPending = 0;
-    std::deque<std::unique_ptr<SFrame>> m_queFrame;
-    std::vector<std::unique_ptr<SFrame>> m_vecSpare;
+    std::deque<std::string> m_questrFrame; ///< bytes of frames
+    std::string m_strSpare;                ///< memory for the next one
 };
 } // namespace Norvik::Energy::Kestrel::Link

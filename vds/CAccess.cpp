@@ -2,15 +2,15 @@
 #include "CLinkStream.h"
 #include "vds/CEventStore.h"
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
 namespace Link = Norvik::Energy::Kestrel::Link;
 
 namespace
 {
-constexpr int g_nRefusals = 10;
-constexpr auto g_tRefusal = std::chrono::seconds(1);
+constexpr auto g_tFirstWait = std::chrono::milliseconds(100);
+constexpr auto g_tLongestWait = std::chrono::milliseconds(8000);
+constexpr auto g_tForget = std::chrono::minutes(1);
 constexpr std::size_t g_nMaxAddresses = 1000;
 } // namespace
 
@@ -47,20 +47,18 @@ ERole CAccess::RoleOf(const Link::SLinkPeer& p_peer, const std::string& p_strTok
     return p_peer.bOperator ? ERole::eOperator : ERole::eApplication;
 }
 
-void CAccess::NoteRefusal(const std::string& p_strAddr, TTime p_tNow)
+std::chrono::milliseconds CAccess::NoteRefusal(const std::string& p_strAddr, TTime p_tNow)
 {
-    for (auto it = m_mapRefused.begin(); it != m_mapRefused.end();)
-        it = it->second <= p_tNow ? m_mapRefused.erase(it) : std::next(it);
+    std::erase_if(m_mapRefused, [p_tNow](const auto& p_entry) { return p_tNow - p_entry.second.tLast > g_tForget; });
     if (m_mapRefused.size() >= g_nMaxAddresses && m_mapRefused.count(p_strAddr) == 0)
-        return;
-    TTime& r_tEnd = m_mapRefused.try_emplace(p_strAddr, p_tNow).first->second;
-    r_tEnd += g_tRefusal;
-}
-
-bool CAccess::IsBarred(const std::string& p_strAddr, TTime p_tNow) const
-{
-    const auto it = m_mapRefused.find(p_strAddr);
-    return it != m_mapRefused.end() && it->second - p_tNow > (g_nRefusals - 1) * g_tRefusal;
+        return g_tLongestWait;
+    SRefusals& refusals = m_mapRefused[p_strAddr];
+    refusals.tLast = p_tNow;
+    std::chrono::milliseconds tWait = g_tFirstWait;
+    for (unsigned i = 0; i < refusals.nCount && tWait < g_tLongestWait; ++i)
+        tWait *= 2;
+    ++refusals.nCount;
+    return std::min(tWait, g_tLongestWait);
 }
 
 bool MayPost(std::int32_t p_eElemType, const SEvent& p_event)

@@ -36,16 +36,21 @@ class CAccess
     /// By token first, then by certificate. @throws Link::CLinkRefusal
     ERole RoleOf(const Norvik::Energy::Kestrel::Link::SLinkPeer& p_peer, const std::string& p_strToken) const;
 
-    /// An address may be refused ten times in a row, and once a second in the long run. Beyond that it is not listened
-    /// to: nobody tries tokens at the rate of the line.
-    void NoteRefusal(const std::string& p_strAddr, TTime p_tNow);
-    bool IsBarred(const std::string& p_strAddr, TTime p_tNow) const;
+    /// A peer from that address has been refused. @return how long it waits to be told: a tenth of a second, growing to 8 s
+    /// with each one from there. So nobody tries tokens at the rate of the line, and nobody else on the address is kept
+    /// waiting. Forgotten after a minute without one.
+    std::chrono::milliseconds NoteRefusal(const std::string& p_strAddr, TTime p_tNow);
 
   private:
     Norvik::Energy::Kestrel::Link::TTlsPtr m_pTls;
     std::string m_strToken;
     std::string m_strOperatorToken;
-    std::map<std::string, TTime> m_mapRefused; ///< by address: when its refusals are forgotten
+    struct SRefusals
+    {
+        unsigned nCount = 0;
+        TTime tLast;
+    };
+    std::map<std::string, SRefusals> m_mapRefused; ///< by address
 };
 
 /// Whether an application that has greeted with an element type may post an event: those of its own kind only. It may

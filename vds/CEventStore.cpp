@@ -11,9 +11,18 @@ namespace
 {
 constexpr std::int32_t g_eKeyRestart = 7;
 constexpr std::int32_t g_eAPP = 1;
+constexpr std::size_t g_nMaxStoryText = 500;
 constexpr std::size_t g_nMaxHistory = 100000;
 constexpr std::size_t g_nMaxStanding = 10000;
-constexpr std::size_t g_nMaxTextBytes = 32U << 20U; ///< of a history's texts
+constexpr std::size_t g_nMaxHistoryBytes = 32U << 20U;
+constexpr std::size_t g_nMaxEndedBytes = 16U << 20U;
+constexpr std::size_t g_nMaxStandingBytes = 16U << 20U;
+
+/// Memory of an event in a list.
+std::size_t BytesOf(const SEvent& p_event)
+{
+    return sizeof(SEvent) + p_event.strText.size() + p_event.strFrom.size();
+}
 
 constexpr unsigned g_nLifeBits = 32; ///< numbers of arrival that one life of a server has
 
@@ -78,6 +87,21 @@ void CEventStore::TakeLine(const std::string& p_strLine)
     Take(event);
 }
 
+std::string EventStory(const SEvent& p_event)
+{
+    static const std::map<std::int32_t, const char*> s_mapName = {{g_eKeyRestart, "Restart request"},
+                                                                  {4203, "Undamped Critical Power Swing"},
+                                                                  {4204, "Critical Power Swing"},
+                                                                  {4205, "Distinct Power Swing"},
+                                                                  {4206, "Notified Power Swing"}};
+    const auto it = s_mapName.find(p_event.eKey);
+    const std::string strName = it == s_mapName.end() ? "event" : '"' + std::string(it->second) + '"';
+    return (p_event.eTrans == g_eAPP ? "APP " : "DIS ") + strName + ", key " + std::to_string(p_event.eKey) +
+           ", element " + std::to_string(p_event.nElemId) + " of type " + std::to_string(p_event.eElemType) + ", " +
+           IsoFromTicks(p_event.nTicks) + ", from '" + LineText(p_event.strFrom, g_nMaxStoryText) +
+           "': " + (p_event.strText.empty() ? "no text" : LineText(p_event.strText, g_nMaxStoryText));
+}
+
 void CEventStore::Open(const std::string& p_strPath)
 {
     m_file.Open(p_strPath,
@@ -102,6 +126,9 @@ std::uint64_t CEventStore::Add(const SEvent& p_event)
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     if (p_event.eTrans == g_eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
         throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " stand already");
+    if (p_event.eTrans == g_eAPP && m_nStandingBytes + BytesOf(p_event) > g_nMaxStandingBytes)
+        throw std::runtime_error("event refused: those that stand have " + std::to_string(g_nMaxStandingBytes >> 20U) +
+                                 " MB already");
     SEvent event = p_event;
     event.nSeq = m_nSeq + 1;
     if (event.eKey != g_eKeyRestart && m_file.IsOpen())
@@ -111,11 +138,30 @@ std::uint64_t CEventStore::Add(const SEvent& p_event)
     return event.nSeq;
 }
 
-/// What is kept in memory is kept in the file.
 void CEventStore::CompactIfLarge()
 {
     if (!m_file.IsOpen() || m_file.Size() < m_nCompactSize)
         return;
+    try
+    {
+        m_file.Replace(KeptLines());
+    }
+    catch (const std::exception&)
+    {
+        // The old file stands and goes on to grow: no event is worse off.
+    }
+    m_nCompactSize = std::max(m_nCompactSize, 2 * m_file.Size());
+}
+
+void CEventStore::Reopen()
+{
+    if (m_file.IsOpen() && !m_file.IsInPlace())
+        m_file.Replace(KeptLines());
+}
+
+/// What is kept in memory is kept in the file.
+std::string CEventStore::KeptLines() const
+{
     const std::uint64_t nFirst = m_queAll.empty() ? m_nSeq + 1 : m_queAll.front().nSeq;
     std::map<std::uint64_t, const SEvent*> mapOld; ///< standing, and older than the history
     for (const auto& [key, span] : m_mapStanding)
@@ -131,33 +177,27 @@ void CEventStore::CompactIfLarge()
         if (event.eKey != g_eKeyRestart)
             strText += StateLine(event) + '\n';
     }
-    try
-    {
-        m_file.Replace(strText);
-    }
-    catch (const std::exception&)
-    {
-        // The old file stands and goes on to grow: no event is worse off.
-    }
-    m_nCompactSize = std::max(m_nCompactSize, 2 * m_file.Size());
+    return strText;
 }
 
 void CEventStore::Take(const SEvent& p_event)
 {
     m_nSeq = p_event.nSeq;
     m_queAll.push_back(p_event);
-    m_nTextBytes += p_event.strText.size();
-    while (m_queAll.size() > g_nMaxHistory || m_nTextBytes > g_nMaxTextBytes)
+    m_nHistoryBytes += BytesOf(p_event);
+    while (m_queAll.size() > g_nMaxHistory || m_nHistoryBytes > g_nMaxHistoryBytes)
     {
-        m_nTextBytes -= m_queAll.front().strText.size();
+        m_nHistoryBytes -= BytesOf(m_queAll.front());
         m_queAll.pop_front();
     }
     if (p_event.eKey == g_eKeyRestart)
         return;
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     Close(key, p_event.nTicks);
-    if (p_event.eTrans == g_eAPP)
-        m_mapStanding[key] = {p_event};
+    if (p_event.eTrans != g_eAPP)
+        return;
+    m_mapStanding[key] = {p_event};
+    m_nStandingBytes += BytesOf(p_event);
 }
 
 /// The order of arrival decides: an end that is stamped ahead of its beginning leaves a span without extent.
@@ -167,12 +207,13 @@ void CEventStore::Close(const TKey& p_key, std::int64_t p_nTicks)
     if (it == m_mapStanding.end())
         return;
     it->second.nEnd = std::max(p_nTicks, it->second.app.nTicks);
-    m_nEndedBytes += it->second.app.strText.size();
+    m_nStandingBytes -= BytesOf(it->second.app);
+    m_nEndedBytes += BytesOf(it->second.app);
     m_queEnded.push_back(std::move(it->second));
     m_mapStanding.erase(it);
-    while (m_queEnded.size() > g_nMaxHistory || m_nEndedBytes > g_nMaxTextBytes)
+    while (m_queEnded.size() > g_nMaxHistory || m_nEndedBytes > g_nMaxEndedBytes)
     {
-        m_nEndedBytes -= m_queEnded.front().app.strText.size();
+        m_nEndedBytes -= BytesOf(m_queEnded.front().app);
         m_queEnded.pop_front();
     }
 }

@@ -26,6 +26,10 @@ struct SEvent
 /// One JSON line as the event log has it.
 std::string EventLine(const SEvent& p_event);
 
+/// One line for the operator's journal: what begins or ends, where, when, and who says so. What clients have sent stands in
+/// it without control characters, and shortened.
+std::string EventStory(const SEvent& p_event);
+
 /// All events, and which of them stand: an APP stands until its DIS, which has the same key, element type and element
 /// id. A restart request (key 7) is told and forgotten: it is an order, and standing it would restart the application
 /// again on each of its starts.
@@ -34,7 +38,8 @@ std::string EventLine(const SEvent& p_event);
 ///             epoch; what it has not kept (orders) may have been told, so each opening leaves a great gap of numbers.
 /// State file  one line an event, written and synced before the event stands and before anybody is told of it. When it
 ///             has grown beyond a size, what memory has dropped is left out of it, by a new file in place of the old.
-/// Bounds      10,000 standing events; a history of 100,000 events and 32 MB of their texts.
+/// Bounds      10,000 standing events and 16 MB; a history of 100,000 events and 32 MB; for reads of a time that has gone
+///             by, 16 MB of events that stood.
 class CEventStore
 {
   public:
@@ -42,6 +47,8 @@ class CEventStore
     explicit CEventStore(std::size_t p_nCompactSize = 64U << 20U);
     /// Reads the state file and keeps it open. @throws std::runtime_error that names file, line and what was expected.
     void Open(const std::string& p_strPath);
+    /// Writes what is kept into a new file if the old one has been renamed or removed. @throws std::runtime_error
+    void Reopen();
 
     /// @throws std::runtime_error if the state file cannot be written or too much stands: the event has not happened.
     /// @return its number of arrival.
@@ -74,6 +81,7 @@ class CEventStore
     void CompactIfLarge();
     std::string StateLine(const SEvent& p_event) const;
     void TakeLine(const std::string& p_strLine);
+    std::string KeptLines() const;
     void Take(const SEvent& p_event);
     void Close(const TKey& p_key, std::int64_t p_nTicks);
 
@@ -82,7 +90,8 @@ class CEventStore
     std::uint64_t m_nEpoch;
     std::uint64_t m_nSeq = 0; ///< of the event taken last
     std::uint64_t m_nSeqOpened = 0;
-    std::size_t m_nTextBytes = 0;
+    std::size_t m_nHistoryBytes = 0;
+    std::size_t m_nStandingBytes = 0;
     std::size_t m_nEndedBytes = 0;
     std::map<TKey, SSpan> m_mapStanding;
     std::deque<SSpan> m_queEnded; ///< the newest ones

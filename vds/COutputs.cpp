@@ -28,13 +28,16 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
     if (itOwner != m_mapOwner.end() && itOwner->second.nSession != p_nSession)
         return eOtherConnection;
     const bool bNew = !m_mapWriter.contains({p_nSession, p_nWriter});
-    if ((bNew && m_mapWriter.size() >= g_nMaxWriters) || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels)
+    // Writers may name the same channels: both are counted.
+    if ((bNew && m_mapWriter.size() >= g_nMaxWriters) || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels ||
+        m_nDeclared + p_vecnId.size() > g_nMaxChannels)
         return eTooMany;
     SWriter& writer = m_mapWriter[{p_nSession, p_nWriter}];
     for (const std::uint64_t nId : writer.vecnId)
         m_mapChannel[{writer.nPmu, nId}].bStarted = false;
     if (!writer.vecnId.empty())
         Release(writer.nPmu);
+    m_nDeclared += p_vecnId.size() - writer.vecnId.size();
     m_mapOwner[p_nPmu].nSession = p_nSession;
     ++m_mapOwner[p_nPmu].nWriters;
     writer.nPmu = p_nPmu;
@@ -68,6 +71,7 @@ void COutputs::Stop(TWriters::iterator p_it)
 {
     const SWriter writer = std::move(p_it->second);
     m_mapWriter.erase(p_it);
+    m_nDeclared -= writer.vecnId.size();
     Release(writer.nPmu);
     for (const std::uint64_t nId : writer.vecnId)
     {

@@ -39,7 +39,7 @@ class COutputs
     }
     /// Told of each value that is taken: channel, its rate, value.
     std::function<void(const SChannel&, std::int32_t)> m_fnValue;
-    void OpenLog(const std::string& p_strPath) { m_log.Open(p_strPath); }
+    CJsonLog& Log() { return m_log; }
 
     /// A start of a writer that has already started replaces the one before: the application may repeat it.
     EError Start(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t p_nPmu,
@@ -75,7 +75,8 @@ class COutputs
     const SServerConfig& m_config;
     const bool m_bLogMeasurements;
     CJsonLog m_log;
-    TWriters m_mapWriter; ///< by session and writer
+    std::size_t m_nDeclared = 0; ///< channels of all writers
+    TWriters m_mapWriter;        ///< by session and writer
     boost::unordered_map<std::uint64_t, SOwner> m_mapOwner;
     boost::unordered_map<std::pair<std::uint64_t, std::uint64_t>, SChannel> m_mapChannel; ///< by PMU and channel
 };

@@ -12,7 +12,7 @@ namespace
 {
 /// State of a channel without a sample: one of the bits that read as INVALID.
 constexpr std::uint64_t g_nStateNoSample = 0x2000;
-constexpr std::size_t g_nMaxTimes = 100000;
+constexpr std::size_t g_nMaxTimes = 1000;
 
 constexpr double g_fClass_ms = 0.001; ///< upper end of the first class
 constexpr double g_fClassRatio = 1.1;

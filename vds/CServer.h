@@ -26,6 +26,8 @@ class CServer
 
     /// Calls the function on the server's thread, between two pieces of its work.
     void Post(std::function<void()> p_fnCall);
+    /// Goes on in new files where the old ones have been renamed. Any thread.
+    void ReopenFiles();
     unsigned PortEvent() const;
     unsigned PortData() const;
     /// Called once on the server's thread when the source has ended and all has been taken (option once), or when the

@@ -14,9 +14,12 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 
 namespace
 {
-constexpr std::size_t g_nMaxSessions = 200;
-constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 100;
-constexpr auto g_tTurnedAwayLine = std::chrono::seconds(1);
+/// Clients that have greeted, and connections that have not: those have places of their own.
+constexpr std::ptrdiff_t g_nMaxSessions = 300;
+constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 200;
+constexpr std::ptrdiff_t g_nMaxStrangers = 100;
+/// Bytes that wait for all peers, and that have come from them.
+constexpr std::size_t g_nMaxHeld = 64U << 20U;
 /// Cycles in a row before other things get their turn.
 constexpr int g_nBatch = 16;
 /// A replay waits so long for further sets after the first, and for a client that does not come to rest.
@@ -27,8 +30,10 @@ constexpr auto g_tRecheck = std::chrono::milliseconds(20);
 
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
-      m_acceptorEvent(m_io), m_acceptorData(m_io), m_outputs(m_config, m_options.bLogMeasurements),
-      m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive), m_timer(m_io), m_timerStall(m_io)
+      m_acceptorEvent(m_io), m_acceptorData(m_io),
+      m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)),
+      m_outputs(m_config, m_options.bLogMeasurements), m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive),
+      m_timer(m_io), m_timerStall(m_io)
 {
 }
 
@@ -41,6 +46,19 @@ void CServerCore::Line(const std::string& p_strText)
         std::printf("vds: %s\n", p_strText.c_str());
         std::fflush(stdout);
     }
+}
+
+void CServerCore::PeerLine(const std::string& p_strText, const std::string& p_strKey)
+{
+    if (const auto strTail =
+            m_limitPeers.Tail(p_strKey.empty() ? p_strText : p_strKey, std::chrono::steady_clock::now()))
+        Line(p_strText + *strTail);
+}
+
+void CServerCore::FileLine(const std::string& p_strText)
+{
+    if (const auto strTail = m_limitFiles.Tail(p_strText, std::chrono::steady_clock::now()))
+        Line(p_strText + *strTail);
 }
 
 // ---- start and stop ----
@@ -62,8 +80,9 @@ void CServerCore::Start()
     }
     if (!m_options.strLogDir.empty())
     {
-        m_eventLog.Open(m_options.strLogDir + "/events.jsonl");
-        m_outputs.OpenLog(m_options.strLogDir + "/channels.jsonl");
+        const auto fnLine = [this](const std::string& p_strText) { Line(p_strText); };
+        m_eventLog.Open(m_options.strLogDir + "/events.jsonl", fnLine);
+        m_outputs.Log().Open(m_options.strLogDir + "/channels.jsonl", fnLine);
     }
     m_pSource->Start(
         m_io, [this] { Kick(); }, [this](const std::string& p_strText) { Line(p_strText); });
@@ -130,7 +149,7 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
             if (p_ec == asio::error::operation_aborted || m_bEnding)
                 return;
             if (p_ec)
-                Line("a connection could not be accepted: " + p_ec.message());
+                PeerLine("a connection could not be accepted: " + p_ec.message());
             else
                 Welcome(std::move(p_socket), p_bDataPort);
             if (!p_ec)
@@ -154,32 +173,49 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
     const std::string strAddr = peer.address().to_string();
     if (const std::string strWhy = WhyNot(strAddr); !strWhy.empty())
     {
-        // Whoever knocks without end shall not fill the operator's screen.
-        const TTime tNow = std::chrono::steady_clock::now();
-        if (tNow - m_tTurnedAway >= g_tTurnedAwayLine)
-            Line("connection from " + strAddr + " refused: " + strWhy);
-        m_tTurnedAway = tNow;
+        PeerLine("connection from " + strAddr + " refused: " + strWhy);
         return;
     }
+    MakeRoomForStranger();
     auto pStream = std::make_shared<Link::CLinkStream>(std::move(p_socket), m_access.Tls());
     auto pSession = std::make_shared<CSession>(*this, ++m_nLastSession, p_bDataPort, pStream, strAddr, peer.port());
     m_mapSession[m_nLastSession] = pSession;
     pSession->AwaitHello();
-    pStream->Accept(pSession);
+    pStream->Accept(pSession, m_pShare);
 }
 
 /// Empty: a connection from there is taken.
 std::string CServerCore::WhyNot(const std::string& p_strAddr) const
 {
-    if (m_mapSession.size() >= g_nMaxSessions)
+    const auto fnCount = [this](auto p_fnIs)
+    {
+        return std::count_if(m_mapSession.begin(), m_mapSession.end(),
+                             [&](const auto& p_entry)
+                             { return p_entry.second->IsGreeted() && p_fnIs(*p_entry.second); });
+    };
+    if (fnCount([](const CSession&) { return true; }) >= g_nMaxSessions)
         return "there are " + std::to_string(g_nMaxSessions) + " already";
-    if (std::count_if(m_mapSession.begin(), m_mapSession.end(),
-                      [&](const auto& p_entry)
-                      { return p_entry.second->Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
+    if (fnCount([&](const CSession& p_session) { return p_session.Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
         return "there are " + std::to_string(g_nMaxSessionsOfPeer) + " from there already";
-    if (m_access.IsBarred(p_strAddr, std::chrono::steady_clock::now()))
-        return "too many refusals in a short time";
     return "";
+}
+
+/// Who connects and does not greet must not keep the place of one that will: the oldest goes, and before it the oldest of
+/// those that have been found wanting already.
+void CServerCore::MakeRoomForStranger()
+{
+    std::ptrdiff_t nStrangers = 0;
+    CSession* pOldest = nullptr;
+    for (const auto& [nId, pSession] : m_mapSession)
+    {
+        if (pSession->IsGreeted() || pSession->IsDismissed())
+            continue;
+        ++nStrangers;
+        if (!pOldest || (pSession->IsRefused() && !pOldest->IsRefused()))
+            pOldest = pSession.get();
+    }
+    if (nStrangers >= g_nMaxStrangers)
+        pOldest->Dismiss("its place is needed: " + std::to_string(g_nMaxStrangers) + " others have not greeted either");
 }
 
 void CServerCore::Stop()
@@ -203,6 +239,14 @@ void CServerCore::Stop()
     m_io.poll();
 }
 
+void CServerCore::ReopenFiles()
+{
+    m_eventLog.Reopen();
+    m_outputs.Log().Reopen();
+    Guarded([this] { m_events.Reopen(); });
+    Line("files are opened anew");
+}
+
 /// From here on nothing that clients send has an effect; their outputs end in a fixed order.
 void CServerCore::End()
 {
@@ -223,15 +267,17 @@ void CServerCore::End()
         pSession->Close("the server ends");
 }
 
-void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strLine)
+void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strReason)
 {
     if (m_bEnding)
     {
         m_mapSession.erase(p_session.Id());
         return;
     }
+    // Ports differ from connection to connection, and who it is and why do not.
     if (p_session.IsClient() || p_session.Client() == 0)
-        Line(p_strLine);
+        PeerLine("connection '" + p_session.Name() + "' from " + p_session.Peer() + " closed: " + p_strReason,
+                 p_session.Name() + " " + p_session.Address() + " " + p_strReason);
     Guarded([&] { m_outputs.StopAll(p_session.Id()); });
     const std::uint64_t nClient = p_session.Client();
     m_mapSession.erase(p_session.Id());
@@ -298,7 +344,8 @@ bool CServerCore::Publish(SEvent p_event)
         });
     if (!bKept)
         return false;
-    Guarded([&] { m_eventLog.Write(EventLine(p_event)); });
+    Line(EventStory(p_event));
+    m_eventLog.Write(EventLine(p_event));
     for (const auto& pStream : m_vecpStream)
         pStream->OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
@@ -581,6 +628,10 @@ void CServer::Start()
 void CServer::Stop()
 {
     m_pCore->Stop();
+}
+void CServer::ReopenFiles()
+{
+    m_pCore->Post([pCore = m_pCore.get()] { pCore->ReopenFiles(); });
 }
 void CServer::Post(std::function<void()> p_fnCall)
 {

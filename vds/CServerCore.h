@@ -1,6 +1,8 @@
 #pragma once
+#include "CLinkShare.h"
 #include "vds/CAccess.h"
 #include "vds/CEventStore.h"
+#include "vds/CLineLimit.h"
 #include "vds/COutputs.h"
 #include "vds/CPace.h"
 #include "vds/CReadSet.h"
@@ -39,6 +41,7 @@ class CServerCore
     void Start();
     void Stop();
     void Post(std::function<void()> p_fnCall);
+    void ReopenFiles(); ///< on the server's thread
     unsigned PortEvent() const { return m_nPortEvent; }
     unsigned PortData() const { return m_nPortData; }
     std::string Fault() const { return m_strFault; }
@@ -56,6 +59,8 @@ class CServerCore
     CAccess& Access() { return m_access; }
     boost::asio::io_context& Io() { return m_io; }
     void Line(const std::string& p_strText);
+    /// A line that a peer can cause again and again: one in ten seconds for each key. @param p_strKey empty: the text.
+    void PeerLine(const std::string& p_strText, const std::string& p_strKey = "");
     /// Runs what writes to a file: a failure there is one line to the operator and nobody else's trouble.
     template <class TWrite>
     void Guarded(TWrite&& p_fnWrite)
@@ -66,7 +71,7 @@ class CServerCore
         }
         catch (const std::exception& ex)
         {
-            Line(ex.what());
+            FileLine(ex.what());
         }
     }
     /// Something has changed that the next cycle may have waited for.
@@ -80,19 +85,25 @@ class CServerCore
     bool Concerns(const SEvent& p_event, const CSession& p_session) const;
     /// An application has started: what it has said of itself in an earlier life ends.
     void EndLeftOver(const CSession& p_session);
+    /// What the read sets of all sessions cost a cycle of the source: a unit a channel, and some for a set.
+    std::size_t ReadCost() const { return m_nReadCost; }
+    void AddReadCost(std::size_t p_nCost) { m_nReadCost += p_nCost; }
+    void TakeReadCost(std::size_t p_nCost) { m_nReadCost -= p_nCost; }
     void ValuesRefused() { ++m_nRefused; }
     void Drop(const CSession& p_except, bool p_bEventPort, bool p_bDataPort);
     void Stall(std::chrono::milliseconds p_tStall);
-    void OnSessionClosed(CSession& p_session, const std::string& p_strLine);
+    void OnSessionClosed(CSession& p_session, const std::string& p_strReason);
 
   private:
     using TTime = std::chrono::steady_clock::time_point;
     using TAcceptor = boost::asio::ip::tcp::acceptor;
 
+    void FileLine(const std::string& p_strText);
     void Listen(TAcceptor& r_acceptor, unsigned p_nPort);
     void Accept(TAcceptor& r_acceptor, bool p_bDataPort);
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
     std::string WhyNot(const std::string& p_strAddr) const;
+    void MakeRoomForStranger();
     void StartStreams();
     void End();
 
@@ -121,7 +132,10 @@ class CServerCore
     std::thread m_thread;
 
     CAccess m_access;
-    TTime m_tTurnedAway{}; ///< last line about it
+    const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkShare> m_pShare;
+    std::size_t m_nReadCost = 0;
+    CLineLimit m_limitPeers{std::chrono::seconds(10)};
+    CLineLimit m_limitFiles{std::chrono::minutes(1)};
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;

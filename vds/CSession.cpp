@@ -11,6 +11,11 @@ namespace
 {
 constexpr std::size_t g_nMaxSets = 1000;
 constexpr std::size_t g_nMaxIds = 100000; ///< channels of all sets of a connection
+/// What a read set costs besides its channels, which cost one each. All connections together have a bound; beyond it each
+/// may still have the share that is safe for all of them.
+constexpr std::size_t g_nSetCost = 100;
+constexpr std::size_t g_nMaxReadCost = 200000;
+constexpr std::size_t g_nSafeReadCost = 1000;
 constexpr unsigned g_nMaxPostsRefused = 20;
 constexpr std::size_t g_nMaxName = 100;
 constexpr std::uint32_t g_nMaxStall_ms = 3600000;
@@ -93,15 +98,14 @@ void CSession::AwaitHello()
 void CSession::OnLinkClosed(const std::string& p_strReason)
 {
     m_timerHello.cancel();
-    // A probe of the port that says nothing has shown nothing wrong.
-    if (Link::IsRefusal(p_strReason) && p_strReason.find("no handshake") == std::string::npos)
-        m_core.Access().NoteRefusal(m_strAddr, std::chrono::steady_clock::now());
-    m_core.OnSessionClosed(*this, "connection '" + m_strName + "' from " + m_strPeer + " closed: " + p_strReason);
+    m_mapSet.clear();
+    m_core.TakeReadCost(std::exchange(m_nReadCost, 0));
+    m_core.OnSessionClosed(*this, p_strReason);
 }
 
 void CSession::OnLinkMessage(const Link::Message& p_message)
 {
-    if (m_core.IsEnding())
+    if (m_core.IsEnding() || m_bRefused)
         return;
     if (p_message.has_hello())
         OnHello(p_message.hello());
@@ -155,9 +159,17 @@ void CSession::OnHello(const Link::Hello& p_hello)
     CheckHello(p_hello);
     const Link::SLinkPeer& peer = m_pStream->Peer();
     m_strName = p_hello.name();
-    m_eRole = m_core.Access().RoleOf(peer, p_hello.token());
+    try
+    {
+        m_eRole = m_core.Access().RoleOf(peer, p_hello.token());
+    }
+    catch (const Link::CLinkRefusal& refusal)
+    {
+        return RefuseLater(refusal.what());
+    }
     m_bHello = true;
     m_timerHello.cancel();
+    m_pStream->Greeted();
     if (peer.bCertificate)
         m_strName += "@" + peer.strName;
     m_eElemType = p_hello.element_type();
@@ -170,6 +182,20 @@ void CSession::OnHello(const Link::Hello& p_hello)
         });
 }
 
+/// Whoever guesses waits for the answer, and what is said meanwhile is not heard.
+void CSession::RefuseLater(const std::string& p_strReason)
+{
+    m_bRefused = true;
+    m_timerHello.expires_after(m_core.Access().NoteRefusal(m_strAddr, std::chrono::steady_clock::now()));
+    m_timerHello.async_wait(
+        [pwSelf = weak_from_this(), p_strReason](const boost::system::error_code& p_ec)
+        {
+            const std::shared_ptr<CSession> pSelf = pwSelf.lock();
+            if (!p_ec && pSelf)
+                pSelf->m_pStream->Refuse(p_strReason);
+        });
+}
+
 // ---- read sets ----
 
 bool CSession::OnReadMessage(const Link::Message& p_message)
@@ -178,7 +204,7 @@ bool CSession::OnReadMessage(const Link::Message& p_message)
         OnStartSet(p_message.start_set());
     else if (p_message.has_stop_set())
     {
-        m_mapSet.erase(p_message.stop_set().set());
+        StopSet(p_message.stop_set().set());
         m_core.Kick();
     }
     else if (p_message.has_set_ready())
@@ -197,17 +223,24 @@ void CSession::OnStartSet(const Link::StartSet& p_start)
 {
     if (p_start.ids().empty() || (p_start.rate() <= 0 && p_start.cycle_ms() <= 0))
         throw std::runtime_error("start of a read set without channels or without a rate");
-    std::size_t nIds = static_cast<std::size_t>(p_start.ids().size());
-    for (const auto& [nSet, set] : m_mapSet)
-        nIds += nSet == p_start.set() ? 0 : set.Channels();
+    const std::size_t nCost = static_cast<std::size_t>(p_start.ids().size()) + g_nSetCost;
+    const auto itOld = m_mapSet.find(p_start.set());
+    const std::size_t nOldCost = itOld == m_mapSet.end() ? 0 : itOld->second.Channels() + g_nSetCost;
+    const std::size_t nSets = m_mapSet.size() + (itOld == m_mapSet.end() ? 1 : 0);
+    const std::size_t nNewCost = m_nReadCost - nOldCost + nCost;
+    const std::size_t nIds = nNewCost - nSets * g_nSetCost;
     if (nIds > g_nMaxIds)
         throw std::runtime_error("more than " + std::to_string(g_nMaxIds) + " channels");
-    if (m_mapSet.size() >= g_nMaxSets && m_mapSet.count(p_start.set()) == 0)
+    if (nSets > g_nMaxSets)
         throw std::runtime_error("more than " + std::to_string(g_nMaxSets) + " read sets");
+    if (nNewCost > g_nSafeReadCost && m_core.ReadCost() - nOldCost + nCost > g_nMaxReadCost)
+        throw std::runtime_error("too many channels of all connections");
     const std::int64_t nCycle_ms = CycleTime_ms(ActualRate(m_core.Source().Rate(), p_start.rate(), p_start.cycle_ms()));
     const std::int64_t nWindow =
         std::clamp<std::int64_t>(g_nWindow_ms / std::max<std::int64_t>(nCycle_ms, 1), 2, g_nMaxWindow);
-    m_mapSet.erase(p_start.set());
+    StopSet(p_start.set());
+    m_nReadCost += nCost;
+    m_core.AddReadCost(nCost);
     m_mapSet.try_emplace(p_start.set(), m_core.Source(), p_start, static_cast<std::size_t>(nWindow));
     m_pStream->Send(
         [&](Link::Message& r_message)
@@ -219,6 +252,17 @@ void CSession::OnStartSet(const Link::StartSet& p_start)
             started.set_live(m_core.IsLive());
         });
     m_core.Kick();
+}
+
+void CSession::StopSet(unsigned p_nSet)
+{
+    const auto it = m_mapSet.find(p_nSet);
+    if (it == m_mapSet.end())
+        return;
+    const std::size_t nCost = it->second.Channels() + g_nSetCost;
+    m_nReadCost -= nCost;
+    m_core.TakeReadCost(nCost);
+    m_mapSet.erase(it);
 }
 
 void CSession::OnCycleAck(const Link::CycleAck& p_ack)
@@ -277,9 +321,10 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
         return bKept ? "" : "the event could not be kept";
     }
     ++m_nPostsRefused;
-    m_core.Line("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
-                std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
-                "' from " + m_strPeer + " refused: not one of its own");
+    m_core.PeerLine("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
+                        std::to_string(event.eElemType) + " " + std::to_string(event.nElemId) + " of '" + m_strName +
+                        "' from " + m_strPeer + " refused: not one of its own",
+                    "event " + m_strName + m_strAddr + std::to_string(event.eKey));
     return "not one of its own";
 }
 
@@ -409,8 +454,9 @@ void CSession::OnStartWrite(const Link::StartWrite& p_start)
     m_core.Guarded(
         [&] { eError = m_core.Outputs().Start(m_nId, p_start.writer(), p_start.pmu(), vecnId, p_start.rate()); });
     if (eError != COutputs::eAccepted)
-        m_core.Line("output of virtual PMU " + std::to_string(p_start.pmu()) + " from '" + m_strName +
-                    "' refused, error " + std::to_string(eError));
+        m_core.PeerLine("output of virtual PMU " + std::to_string(p_start.pmu()) + " from '" + m_strName +
+                            "' refused, error " + std::to_string(eError),
+                        "output " + m_strName + m_strAddr + std::to_string(eError));
     m_pStream->Send(
         [&](Link::Message& r_message)
         {
@@ -476,7 +522,8 @@ std::string CSession::Control(const Link::ControlRequest& p_request, std::vector
     }
     if (m_eRole != ERole::eOperator)
     {
-        m_core.Line("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's");
+        m_core.PeerLine("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's",
+                        "request " + m_strName + m_strAddr);
         return "expected the token or certificate of an operator";
     }
     return Steer(p_request);

@@ -29,6 +29,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
 
     std::uint64_t Id() const { return m_nId; }
     const std::string& Address() const { return m_strAddr; }
+    const std::string& Peer() const { return m_strPeer; }
     bool IsDataPort() const { return m_bDataPort; }
     std::uint64_t Client() const { return m_nClient; }
     const std::string& Name() const { return m_strName; }
@@ -37,6 +38,10 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     const CElements& Elements() const { return m_elements; }
     /// Event deliveries and flushes that the client has not answered.
     bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
+    /// The client has greeted, and is one that may connect.
+    bool IsGreeted() const { return m_bHello; }
+    /// A client that may not connect waits to be told so.
+    bool IsRefused() const { return m_bRefused; }
     bool IsClient() const { return m_bHello && !m_bControl; }
 
     void SendCycle(CReadSet& r_set, const SSourceCycle& p_cycle);
@@ -44,14 +49,24 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     void SendFlush();
     void Close(const std::string& p_strReason) { m_pStream->Close(p_strReason); }
 
+    /// Closes a connection that has not greeted, once.
+    void Dismiss(const std::string& p_strReason)
+    {
+        m_bDismissed = true;
+        Close(p_strReason);
+    }
+    bool IsDismissed() const { return m_bDismissed; }
+
     // ---- ILinkUser ----
     void OnLinkOpen() override {}
     void OnLinkMessage(const Norvik::Energy::Kestrel::Link::Message& p_message) override;
     void OnLinkClosed(const std::string& p_strReason) override;
 
   private:
+    void RefuseLater(const std::string& p_strReason);
     void OnHello(const Norvik::Energy::Kestrel::Link::Hello& p_hello);
     void OnStartSet(const Norvik::Energy::Kestrel::Link::StartSet& p_start);
+    void StopSet(unsigned p_nSet);
     void OnCycleAck(const Norvik::Energy::Kestrel::Link::CycleAck& p_ack);
     void CheckHello(const Norvik::Energy::Kestrel::Link::Hello& p_hello) const;
     std::string Post(const Norvik::Energy::Kestrel::Link::Event& p_event, bool p_bControl);
@@ -82,6 +97,8 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     const std::string m_strPeer; ///< address and port
     boost::asio::steady_timer m_timerHello;
     bool m_bHello = false;
+    bool m_bRefused = false;
+    bool m_bDismissed = false;
     ERole m_eRole = ERole::eApplication;
     std::int32_t m_eElemType = 0; ///< of the greeting
     CElements m_elements;
@@ -90,6 +107,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     std::string m_strName;
     std::uint64_t m_nClient = 0;
     std::map<unsigned, CReadSet> m_mapSet;
+    std::size_t m_nReadCost = 0; ///< of its read sets
     bool m_bSubscribed = false;
     std::uint64_t m_nDelivered = 0;
     std::uint64_t m_nDeliveryAcks = 0;

@@ -89,6 +89,14 @@ void CStateFile::Open(const std::string& p_strPath, const std::function<void(con
         Fail();
 }
 
+bool CStateFile::IsInPlace() const
+{
+    struct stat named = {};
+    struct stat open = {};
+    return ::stat(m_strPath.c_str(), &named) == 0 && ::fstat(m_nFile, &open) == 0 && named.st_dev == open.st_dev &&
+           named.st_ino == open.st_ino;
+}
+
 void CStateFile::Append(const std::string& p_strLine)
 {
     if (m_bBroken)

@@ -23,6 +23,8 @@ class CStateFile
     /// @throws std::runtime_error if the line is not on the disk; it is not in the file then.
     void Append(const std::string& p_strLine);
     std::size_t Size() const { return m_nSize; }
+    /// Whether the file still has its name.
+    bool IsInPlace() const;
     /// Puts another text in place of all lines, in one step: after a crash there is the old file or the new one.
     void Replace(const std::string& p_strText);
 

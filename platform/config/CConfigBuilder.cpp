@@ -1,5 +1,7 @@
 #include "CConfigBuilder.h"
 #include <charconv>
+#include <cstdlib>
+#include <cstring>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
@@ -153,7 +155,7 @@ void CConfigBuilder::BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security
     {
         const std::string strName(Trimmed(AttributeOf(p_pNode, p_pName)));
         if (!strName.empty())
-            r_strFile = (m_pathFolder / strName).string();
+            r_strFile = (m_pathFolder / Expanded(p_pNode, p_pName, strName)).string();
     };
     fnTake("CAFile", r_security.m_strCAFile);
     fnTake("CertificateFile", r_security.m_strCertificateFile);
@@ -172,6 +174,30 @@ void CConfigBuilder::BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security
     fnPair("CertificateFile", r_security.m_strCertificateFile, "KeyFile", r_security.m_strKeyFile);
     fnPair("ClientCertificateFile", r_security.m_strClientCertificateFile, "ClientKeyFile",
            r_security.m_strClientKeyFile);
+}
+
+/// The name of a file with the folder of the service's credentials in place of ${CREDENTIALS_DIRECTORY}. No other variable
+/// is known.
+std::string CConfigBuilder::Expanded(const xmlNode* p_pNode, const char* p_pAttribute, std::string p_strName)
+{
+    constexpr std::string_view strVariable = "${CREDENTIALS_DIRECTORY}";
+    const char* const pFolder = std::getenv("CREDENTIALS_DIRECTORY");
+    for (std::size_t n = p_strName.find("${"); n != std::string::npos; n = p_strName.find("${", n))
+    {
+        const bool bKnown = p_strName.compare(n, strVariable.size(), strVariable) == 0;
+        if (!bKnown || !pFolder || *pFolder == '\0')
+        {
+            m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_pAttribute,
+                         bKnown
+                             ? "the variable CREDENTIALS_DIRECTORY is not set: expected a service with "
+                               "LoadCredential=, or the folder of the files in the environment"
+                             : CFaults::Quoted(p_strName) + ": expected no variable but " + std::string(strVariable));
+            return p_strName;
+        }
+        p_strName.replace(n, strVariable.size(), pFolder);
+        n += std::strlen(pFolder);
+    }
+    return p_strName;
 }
 
 void CConfigBuilder::BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors)

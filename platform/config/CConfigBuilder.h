@@ -28,6 +28,7 @@ class CConfigBuilder
     using Names = std::span<const std::pair<std::string_view, int>>;
 
     void BuildVDS(const xmlNode* p_pNode, CVDS& r_vds);
+    std::string Expanded(const xmlNode* p_pNode, const char* p_pAttribute, std::string p_strName);
     void BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security);
     void BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors& r_synchrophasors);
     void BuildStream(const xmlNode* p_pNode, CStream& r_stream);

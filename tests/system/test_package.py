@@ -5,6 +5,7 @@ import shlex
 import shutil
 
 from harness import *
+from test_security import SERVER_EXT, make_ca, make_certificate
 from test_service import RUNNING, STOPPED, Manager
 
 PREFIX = os.environ.get("OMA_PREFIX", "/usr")
@@ -55,6 +56,9 @@ class Package(SystemTest):
         self.assertTrue((self.root / ETC.lstrip("/")).is_dir())
         for line in run("dpkg-deb", "-c", self.deb).splitlines():
             self.assertRegex(line, r"^[d-]rw[x-]r-[x-]r-[x-] root/root ")
+        logrotate = Path(str(self.root) + ETC).parent / "logrotate.d" / "oma"
+        self.assertIn("--signal=HUP vds.service", logrotate.read_text())
+        self.assertIn("/logrotate.d/oma", run("dpkg-deb", "-I", self.deb, "conffiles"))
         self.assertEqual(self.field("Package"), "oma")
         depends = self.field("Depends")
         for library in ("libc6", "libstdc++6", "libxml2", "libsystemd0"):
@@ -96,13 +100,13 @@ class Package(SystemTest):
             self.assertEqual(run("systemd-analyze", "verify", "--man=no", copy), "")
             run("systemd-analyze", "security", "--offline=true", "--threshold=20", copy)
 
-    def start_unit(self, name, manager, options):
+    def start_unit(self, name, manager, options, env=None):
         unit = self.unit(name)
         self.assertEqual(unit["Type"], "notify")
         command = unit["ExecStart"].replace(f"${name.upper()}_OPTIONS", options)
         args = [a.replace(PREFIX + "/bin", str(self.installed("bin"))).replace(ETC, f"{self.root}{ETC}")
                 for a in shlex.split(command)]
-        return self.start(name, args, {"NOTIFY_SOCKET": manager.path, "WATCHDOG_USEC": "1500000"})
+        return self.start(name, args, {"NOTIFY_SOCKET": manager.path, "WATCHDOG_USEC": "1500000", **(env or {})})
 
     def test_unpacked_programs_run_as_the_units_start_them(self):
         self.config = Path(f"{self.root}{ETC}/oma.xml")
@@ -124,6 +128,38 @@ class Package(SystemTest):
         server.wait_states("READY=1", "STOPPING=1")
         self.assertTrue((self.dir / "vds.state").exists())
         for manager in (server, service):
+            manager.sock.close()
+
+
+    def test_units_over_tls_with_credentials_of_their_own(self):
+        """One oma.xml, and a folder for each service as LoadCredential= makes it."""
+        self.config = Path(f"{self.root}{ETC}/oma.xml")
+        self.write_config()
+        make_ca(self.config.parent, "ca")
+        make_certificate(self.config.parent, "ca", "server", "/CN=server", SERVER_EXT)
+        element = ('<Security CAFile="ca.pem" CertificateFile="server.pem" KeyFile="${CREDENTIALS_DIRECTORY}/server.key" '
+                   'TokenFile="${CREDENTIALS_DIRECTORY}/oma.token"/>')
+        text = self.config.read_text()
+        self.config.write_text(text.replace(f'Data="{self.ports[1]}"/>', f'Data="{self.ports[1]}">{element}</VDS>'))
+        write_recording(self.dir / "rec.csv", 60)
+        env = {}
+        for name in ("vds", "oma"):
+            folder = self.dir / name
+            folder.mkdir()
+            (folder / "oma.token").write_text("right-0123456789abcdef\n")
+            env[name] = {"CREDENTIALS_DIRECTORY": str(folder)}
+        (self.config.parent / "server.key").rename(self.dir / "vds" / "server.key")
+        omacheck = self.installed("bin/omacheck")
+        self.assertIn("CREDENTIALS_DIRECTORY is not set",
+                      subprocess.run([omacheck, self.config], text=True, capture_output=True).stderr)
+        run(omacheck, self.config, env={**os.environ, **env["vds"]})
+        managers = {name: Manager(self.dir / name) for name in env}
+        vds = self.start_unit("vds", managers["vds"], "--replay rec.csv", env["vds"])
+        managers["vds"].wait_states("READY=1")
+        oma = self.start_unit("oma", managers["oma"], "-INFO", env["oma"])
+        oma.wait_text("All OMA data pre-processing done")
+        self.assertEqual((oma.stop(), vds.stop()), (0, 0))
+        for manager in managers.values():
             manager.sock.close()
 
 

@@ -143,6 +143,27 @@ TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationOrLacksElements)
         EXPECT_THAT(FaultsOf(c.strText), HasSubstr(c.strExpected)) << c.strText.substr(0, 40);
 }
 
+TEST(CXMLConfiguration, CredentialsFolderStandsInNamesOfFiles)
+{
+    const std::string strText = Changed(BaseText(), R"(PortApplicationData="4713"/>)",
+                                        R"(PortApplicationData="4713"><Security CAFile="/etc/ca.pem" )"
+                                        R"(TokenFile="${CREDENTIALS_DIRECTORY}/oma.token"/></VDS>)");
+    ::unsetenv("CREDENTIALS_DIRECTORY");
+    EXPECT_THAT(FaultsOf(strText), HasSubstr("element Security, attribute TokenFile: the variable "
+                                             "CREDENTIALS_DIRECTORY is not set"));
+    ::setenv("CREDENTIALS_DIRECTORY", "/run/credentials/oma.service", 1);
+    EXPECT_THAT(FaultsOf(Changed(strText, "CREDENTIALS_DIRECTORY", "HOME")), HasSubstr("expected no variable but"));
+    const TempFile file(strText);
+    CXMLConfiguration reader;
+    EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
+    ::unsetenv("CREDENTIALS_DIRECTORY");
+    const CConfiguration* const pConfig = CConfiguration::CreateInstance(&reader);
+    ASSERT_NE(pConfig, nullptr);
+    EXPECT_EQ(pConfig->VDS().Security().TokenFile(), "/run/credentials/oma.service/oma.token");
+    EXPECT_EQ(pConfig->VDS().Security().CAFile(), "/etc/ca.pem");
+    CConfiguration::DeleteInstance();
+}
+
 TEST(CXMLConfiguration, EntitiesCannotGrowNorReadOtherFiles)
 {
     std::string strBomb = "<!DOCTYPE Configuration [<!ENTITY a0 \"aaaaaaaaaa\">";

@@ -41,17 +41,20 @@ TEST(MayPost, AnApplicationPostsEventsOfItsOwnKindOnly)
     }
 }
 
-TEST(CAccess, BarsAnAddressThatIsRefusedTooOftenForAWhile)
+TEST(CAccess, RefusalsOfAnAddressWaitLongerEachTime)
 {
     CAccess access;
     const CAccess::TTime tBegin{};
-    for (int i = 0; i < 9; ++i)
-        access.NoteRefusal("10.0.0.1", tBegin);
-    EXPECT_FALSE(access.IsBarred("10.0.0.1", tBegin));
-    access.NoteRefusal("10.0.0.1", tBegin);
-    EXPECT_TRUE(access.IsBarred("10.0.0.1", tBegin));
-    EXPECT_FALSE(access.IsBarred("10.0.0.2", tBegin));
-    EXPECT_FALSE(access.IsBarred("10.0.0.1", tBegin + std::chrono::seconds(1)));
+    const auto fnWait_ms = [&](const char* p_pAddr, CAccess::TTime p_tNow)
+    { return access.NoteRefusal(p_pAddr, p_tNow).count(); };
+    for (const int nWait_ms : {100, 200, 400, 800, 1600, 3200, 6400, 8000, 8000})
+        EXPECT_EQ(fnWait_ms("10.0.0.1", tBegin), nWait_ms);
+    EXPECT_EQ(fnWait_ms("10.0.0.2", tBegin), 100);
+    EXPECT_EQ(fnWait_ms("10.0.0.1", tBegin + std::chrono::seconds(60)), 8000);
+    EXPECT_EQ(fnWait_ms("10.0.0.1", tBegin + std::chrono::seconds(121)), 100) << "forgotten";
+    for (int i = 0; i < 2000; ++i)
+        access.NoteRefusal(std::to_string(i), tBegin + std::chrono::seconds(121));
+    EXPECT_EQ(fnWait_ms("1999", tBegin + std::chrono::seconds(121)), 8000) << "a list that is full delays no less";
 }
 
 } // namespace

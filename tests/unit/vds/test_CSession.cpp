@@ -31,17 +31,19 @@ Link::Message Start(unsigned p_nSet, int p_nIds)
 class Session : public testing::Test
 {
   protected:
-    Session()
+    std::shared_ptr<CSession> Greeted(std::uint64_t p_nId)
     {
+        auto pSession = std::make_shared<CSession>(
+            m_core, p_nId, false, std::make_shared<Link::CLinkStream>(boost::asio::ip::tcp::socket(m_core.Io())),
+            "127.0.0.1", 4000);
         Link::Message hello;
         hello.mutable_hello()->set_version(Link::g_nLinkVersion);
         hello.mutable_hello()->set_name("client");
-        m_pSession->OnLinkMessage(hello);
+        pSession->OnLinkMessage(hello);
+        return pSession;
     }
     CServerCore m_core{{}, std::make_unique<CNoSource>(), {}};
-    const std::shared_ptr<CSession> m_pSession = std::make_shared<CSession>(
-        m_core, 1, false, std::make_shared<Link::CLinkStream>(boost::asio::ip::tcp::socket(m_core.Io())), "127.0.0.1",
-        4000);
+    const std::shared_ptr<CSession> m_pSession = Greeted(1);
 };
 } // namespace
 
@@ -58,6 +60,21 @@ TEST_F(Session, ChannelsAndReadSetsAreBounded)
     EXPECT_EQ(m_pSession->Sets().size(), 1000U);
 }
 
+TEST_F(Session, ChannelsOfAllConnectionsAreBounded)
+{
+    std::vector<std::shared_ptr<CSession>> vecpPeer;
+    for (std::uint64_t nId = 2; nId <= 4; ++nId)
+        vecpPeer.push_back(Greeted(nId));
+    vecpPeer[0]->OnLinkMessage(Start(1, 99900));
+    vecpPeer[1]->OnLinkMessage(Start(1, 99900));
+    EXPECT_EQ(m_core.ReadCost(), 200000U);
+    vecpPeer[2]->OnLinkMessage(Start(1, 900)); // what each may have in any case
+    EXPECT_THROW(vecpPeer[2]->OnLinkMessage(Start(2, 900)), std::runtime_error);
+    vecpPeer[0]->OnLinkMessage(Start(1, 50000));
+    vecpPeer[2]->OnLinkMessage(Start(2, 900));
+    EXPECT_EQ(m_core.ReadCost(), 50100U + 100000U + 2000U);
+}
+
 TEST_F(Session, OutputChannelsAreBounded)
 {
     COutputs& outputs = m_core.Outputs();
@@ -69,4 +86,11 @@ TEST_F(Session, OutputChannelsAreBounded)
     EXPECT_EQ(outputs.Start(1, 0, 0, {7}, 1), COutputs::eAccepted) << "one that has started may start again";
     outputs.Stop(1, 0);
     EXPECT_EQ(outputs.Start(1, nStarted, nStarted, {7}, 1), COutputs::eAccepted);
+    outputs.StopAll(1);
+    const std::vector<std::uint64_t> vecnSame(40000, 7);
+    EXPECT_EQ(outputs.Start(1, 0, 1, vecnSame, 1), COutputs::eAccepted);
+    EXPECT_EQ(outputs.Start(1, 1, 1, vecnSame, 1), COutputs::eAccepted);
+    EXPECT_EQ(outputs.Start(1, 2, 1, vecnSame, 1), COutputs::eTooMany) << "the same channels again are no fewer";
+    outputs.StopAll(1);
+    EXPECT_EQ(outputs.Start(1, 2, 1, vecnSame, 1), COutputs::eAccepted);
 }
