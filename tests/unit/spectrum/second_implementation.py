@@ -196,12 +196,12 @@ def solved(a, b):
 
 
 class Lorentzian:
-    def __init__(self, ampl, left, right, start, trace):
+    def __init__(self, ampl, left, right, start, trace, way):
         self.trace = trace
         self.ok = False
         if right - left + 1 < 3:
             return trace("CFitLmaOMA::FitPeak():Too few data points for calculation (required: >= 3)")
-        points = [(float(x), ampl[x]) for x in range(left, right + 1)]
+        points = [(float(x), ampl[x]) for x in range(left, right + 1)][::way]
         c, (alpha, beta, chi) = start[:], self.sums(points, start)
         first, factor = chi, 0.001
         for _ in range(10):
@@ -333,7 +333,8 @@ def damping(time, spacing, freq, most, trace):
         if found is None:
             return magn, None
         rates.append(found)
-    mean = sum(rates) / len(rates)
+    # A mean of several goes through the determinants of a fit, to which what is smaller is 0.
+    mean = sum(rates) / len(rates) if tuples == 1 or not abs(sum(rates)) < EPS else 0.0
     return magn, None if mean != mean else ratio(freq, mean)
 
 
@@ -398,7 +399,8 @@ def search_peaks(run, spectrum, ampl, step, offs, peaks, trace):
         if not fit.ok:
             return
         if lorentz:
-            better = Lorentzian(start, *found, [fit.height(), fit.centre(), fit.width()], trace)
+            better = Lorentzian(start, *found, [fit.height(), fit.centre(), fit.width()], trace,
+                                run.get("way", 1))
             lorentz = better.ok
             if lorentz:
                 fit = better
@@ -534,10 +536,10 @@ def difference(want, got):
 
 
 def hangs_on_digits(run, want):
-    """Whether the last digits of the samples decide: no two programs need agree then."""
+    """Whether the last digits of the samples, or the order of sums, decide: no two programs need agree then."""
     rng = random.Random(1)
-    for _ in range(20):
-        near = evaluate({**run, "data": [v * (1 + 1e-12 * rng.gauss(0, 1)) for v in run["data"]]})
+    for n in range(20):
+        near = evaluate({**run, "way": (-1) ** n, "data": [v * (1 + 1e-12 * rng.gauss(0, 1)) for v in run["data"]]})
         peaks, ampl, step, lines = near
         if difference(want, {"peak": peaks, "spectrum": [step, *want[1]], "trace": lines}):
             return True
@@ -578,10 +580,12 @@ def main(program, count, seed):
                 print(f"run {n}: {what}\n  {({k: v for k, v in run.items() if k != 'data'})}")
                 print("  want", want[0], *want[3], sep="\n    ")
                 print("  got", got["peak"], *got["trace"], sep="\n    ")
-    print(f"{count} runs, {peaks} peaks, {wrong} differ, {left_out} left out because they hang on the last digits")
-    assert peaks > count // 4, "too few peaks to say anything"
-    assert left_out < count // 50, "too many left out"
-    return 1 if wrong else 0
+        if wrong > 2 or left_out > count // 50:
+            break
+    print(f"{n + 1} runs, {peaks} peaks, {wrong} differ, {left_out} left out because they hang on the last digits")
+    if not wrong and peaks < count // 4:
+        print("too few peaks to say anything")
+    return 1 if wrong or left_out > count // 50 or peaks < count // 4 else 0
 
 
 if __name__ == "__main__":
