@@ -43,7 +43,7 @@ EDITS = [
     Edit("study: shift forgets the range", "offline", "CStudyOMA.cpp", "(s_nCount + 1) % nCycles", "s_nCount + 1"),
     # ---- measurement file ----
     Edit("file: voltage angle not calculated", "readfile", "CReadFileMeas.cpp",
-         "m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg)", "m_bVoltAngle && false"),
+         "m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg)", "m_bVoltAngle && p_vecColumn.empty()"),
     Edit("file: voltage angle becomes the sample", "readfile", "CReadFileMeas.cpp",
          "    m_vecData.push_back(fPower_W);", "    m_vecData.push_back(m_bVoltAngle ? fAngle_deg : fPower_W);"),
     Edit("file: two phases have a mean", "readfile", "CReadFileMeas.cpp",

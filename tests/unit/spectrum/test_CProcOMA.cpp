@@ -84,19 +84,6 @@ TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
     }
 }
 
-TEST_F(ProcOmaTest, PeaksComeInFallingOrderOfHeight)
-{
-    FeedSwings({{70.0, 0.25, -0.001}, {160.0, 0.45, -0.001}, {110.0, 0.65, -0.001}});
-    const CProcOMA::VecPeak vecpPeak = Run(0.8);
-    ASSERT_EQ(vecpPeak.size(), 3U);
-    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.45, 0.012) << "half a channel: the tones lean on each other";
-    EXPECT_NEAR(vecpPeak[1]->GetFreq(), 0.65, 0.012);
-    EXPECT_NEAR(vecpPeak[2]->GetFreq(), 0.25, 0.012);
-    m_deqMeas.Clear();
-    FeedSwings({{160.0, 0.2, 0}, {150.0, 0.33, 0}, {140.0, 0.46, 0}, {130.0, 0.59, 0}, {120.0, 0.72, 0}});
-    EXPECT_EQ(Run(0.8).size(), 4U) << "four turns and no more";
-}
-
 TEST_F(ProcOmaTest, WhatIsMissingEndsTheRunWithItsLine)
 {
     FeedSwings({{160.0, 0.43, 0}});
