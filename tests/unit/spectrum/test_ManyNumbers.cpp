@@ -22,9 +22,20 @@ const double* End(const std::vector<double>& p_vec)
 {
     return p_vec.data() + p_vec.size();
 }
+
+struct ManyNumbers : testing::Test
+{
+    void SetUp() override
+    {
+#ifdef OMA_TEST_WIDE
+        if (!__builtin_cpu_supports("avx2"))
+            GTEST_SKIP() << "this processor has no AVX2";
+#endif
+    }
+};
 } // namespace
 
-TEST(ManyNumbers, EachPlaceCounts)
+TEST_F(ManyNumbers, EachPlaceCounts)
 {
     for (std::size_t nCount = 1; nCount <= g_nMost; ++nCount)
         for (std::size_t n = 0; n < nCount; ++n)
@@ -47,7 +58,7 @@ TEST(ManyNumbers, EachPlaceCounts)
         }
 }
 
-TEST(ManyNumbers, ResultsAreThoseOfThePlainLoops)
+TEST_F(ManyNumbers, ResultsAreThoseOfThePlainLoops)
 {
     for (std::size_t nCount = 0; nCount <= g_nMost; ++nCount)
     {
