@@ -17,7 +17,7 @@ class Edit(NamedTuple):
 
 SUITES = {
     "spectrum": Suite(["test_spectrum", "spectrum_runs"],
-                      r"^(FftTest|FitTest|ProcTest|ProcOmaTest|Damping|ManyNumbers|SecondImplementation)"),
+                      r"^(FitTest|ProcTest|ProcOmaTest|Damping|ManyNumbers|SecondImplementation)"),
     "second": Suite(["spectrum_runs"], r"^SecondImplementation"),
     "offline": Suite(["test_offline"], r"^(Study|Files)\."),
     "readfile": Suite(["test_job_readfile"], r"^ReadFileMeas\."),
@@ -109,6 +109,9 @@ EDITS = [
     Edit("fft: padding not cleared", "second", "CFFT.cpp", "    if (nData < nLength)\n", "    if (nData + 5 < nLength)\n"),
     Edit("fft: band without its upper end", "second", "CFFT.cpp", "p_pvecData->data() + nLow, nHigh - nLow + 1,",
          "p_pvecData->data() + nLow, nHigh - nLow,"),
+    Edit("fft: phases halved", "spectrum", "CFFT.cpp", "std::arg((*m_pvecData)[k]) * 180.0", "std::arg((*m_pvecData)[k]) * 90.0"),
+    Edit("fft: inverse without its scale", "second", "CFFT.cpp", "1.0 / static_cast<double>(p_nLength)))", "2.0 / static_cast<double>(p_nLength)))"),
+    Edit("fft: high channel 0 is a band", "spectrum", "CFFT.cpp", "    if (p_nHighChan == 0)\n", "    if (p_nHighChan == 0 && nData == 1)\n"),
     Edit("lma: nine steps", "second", "CFitLMA.cpp", "g_nSteps = 10", "g_nSteps = 9"),
     Edit("lma: lambda", "second", "CFitLMA.cpp", "fLambda *= 0.1", "fLambda *= 0.2"),
     Edit("lma: no better is good", "second", "CFitLMA.cpp", "return m_fChiSq < fStart;", "return m_fChiSq <= fStart;"),

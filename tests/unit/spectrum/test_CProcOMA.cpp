@@ -43,26 +43,6 @@ struct ProcOmaTest : SpectrumBench
 };
 } // namespace
 
-TEST_F(ProcOmaTest, SteadySwingInNoiseGivesItsFrequencyMagnitudeAndDamping)
-{
-    // On channels: the band's signal is periodic in the block, so that its end is as good as its middle.
-    for (const unsigned nChan : {9U, 18U, 31U})
-    {
-        m_deqMeas.Clear();
-        const SSwing swing{100.0 + nChan, nChan / (s_nSamples * g_fStep_s), 0.0};
-        FeedSwings({swing});
-        const CProcOMA::VecPeak vecpPeak = Run(0.8);
-        ASSERT_EQ(vecpPeak.size(), 1U);
-        const CPeakOMA& peak = *vecpPeak[0];
-        EXPECT_NEAR(peak.GetFreq(), swing.fFreq_Hz, 0.0025) << "a tenth of a channel";
-        EXPECT_NEAR(peak.GetMagn(), swing.fAmpl, 0.02 * swing.fAmpl);
-        EXPECT_NEAR(peak.GetDamp(), 0.0, 0.002);
-        EXPECT_NEAR(peak.GetAmpl(), swing.fAmpl, 0.05 * swing.fAmpl);
-        EXPECT_EQ(peak.m_eReso, MR);
-        EXPECT_EQ(peak.GetGridQual(), 1);
-    }
-}
-
 TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
 {
     for (const double fDampWant : {-0.02, 0.01})
