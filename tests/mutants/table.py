@@ -43,7 +43,7 @@ EDITS = [
     Edit("study: shift forgets the range", "offline", "CStudyOMA.cpp", "(s_nCount + 1) % nCycles", "s_nCount + 1"),
     # ---- measurement file ----
     Edit("file: voltage angle not calculated", "readfile", "CReadFileMeas.cpp",
-         "m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg)", "m_bVoltAngle && p_vecColumn.empty()"),
+         "m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg)", "m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg) && p_vecColumn.empty()"),
     Edit("file: voltage angle becomes the sample", "readfile", "CReadFileMeas.cpp",
          "    m_vecData.push_back(fPower_W);", "    m_vecData.push_back(m_bVoltAngle ? fAngle_deg : fPower_W);"),
     Edit("file: two phases have a mean", "readfile", "CReadFileMeas.cpp",
@@ -146,7 +146,7 @@ EDITS = [
          "std::begin(p_vecCurve), 0.0"),
     Edit("run: correction factor not set", "second", "CProcOMA.cpp",
          "    pPeak->SetDampCorr(g_pShell ? g_pShell->GetDampCorr() : 1.0);\n", ""),
-    Edit("run: grid quality not set", "second", "CProcOMA.cpp", "    pPeak->SetGridQual(p_run.eGridQual);\n", ""),
+    Edit("run: grid quality not set", "second", "CProcOMA.cpp", "    pPeak->SetGridQual(p_run.eGridQual);\n", "    pPeak->SetGridQual(0 * p_run.eGridQual);\n"),
     Edit("run: region not prohibited", "second", "CProcOMA.cpp", "    r_run.buffers.vecBeg.push_back(nLo);\n",
          "    r_run.buffers.vecBeg.push_back(nHi);\n"),
     Edit("run: fit on the residual", "second", "CProcOMA.cpp", "nChan < r_run.nOffs ? g_fEpsilon : fAmpl",
