@@ -77,7 +77,7 @@ void CountPeaks(benchmark::State& r_state, CJobOMA& p_job)
     r_state.counters["peaks"] = fAll;
 }
 
-void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const Signal& p_fnSignal)
+void Measure(benchmark::State& r_state, const SJobSettings& p_settings, const Signal& p_fnSignal)
 {
     CPassJob passJob(p_settings);
     std::uint64_t nIndex = 0;
@@ -134,13 +134,13 @@ void Measure(benchmark::State& r_state, const SPassSettings& p_settings, const S
 
 void BM_Pass_Peaks(benchmark::State& r_state)
 {
-    Measure(r_state, {}, Swings);
+    Measure(r_state, CPassJob::Usual(), Swings);
 }
 BENCHMARK(BM_Pass_Peaks)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(g_nPasses);
 
 void BM_Pass_NoPeak(benchmark::State& r_state)
 {
-    Measure(r_state, {}, NoSwings);
+    Measure(r_state, CPassJob::Usual(), NoSwings);
 }
 BENCHMARK(BM_Pass_NoPeak)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(g_nPasses);
 
@@ -149,7 +149,7 @@ void BM_Pass_Samples(benchmark::State& r_state)
 {
     const auto nSamples = static_cast<std::uint32_t>(r_state.range(0));
     const double fFreq_Hz = 12.3 * CPassJob::g_nRate / nSamples;
-    SPassSettings settings;
+    SJobSettings settings = CPassJob::Usual();
     settings.vecnSamples = {nSamples, 0, 0};
     settings.vecfFreqEnd_Hz = {3.0 * fFreq_Hz, fFreq_Hz / 3.0, fFreq_Hz / 9.0};
     settings.vecMode_Hz = {{0.5 * fFreq_Hz, 2.0 * fFreq_Hz}};

@@ -2,6 +2,7 @@
 #include "host/AppState.h"
 #include "link/CEventWriteOMA.h"
 #include "link/CVdsCbOMA.h"
+#include "tests/fake/CJobBuilder.h"
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
@@ -102,14 +103,16 @@ class CSessionBench
   private:
     void AddJob(unsigned p_nJob)
     {
-        auto pvecpSpec = std::make_unique<VecSpec>();
-        for (const std::int32_t eReso : {0, 1, 2})
-            pvecpSpec->push_back(std::make_unique<CSpec>(true, eReso, g_nWindow, 0.1, 3.0, 500, nullptr));
-        auto pDOE = std::make_unique<CDOE>(std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{100.0, 200.0}),
-                                           std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
-        m_vecpJob.push_back(std::make_unique<CJobOMA>("JOB", 500 + p_nJob, true, p_nJob % 2, std::move(pvecpSpec),
-                                                      3000 + p_nJob, 6000 + p_nJob, 10, g_nPassRate, std::move(pDOE),
-                                                      std::make_unique<CTraceOMA>("JOB"), nullptr));
+        SJobSettings settings;
+        settings.nId = 500 + p_nJob;
+        settings.eJobMode = static_cast<std::int32_t>(p_nJob % 2);
+        settings.vecnSamples = {g_nWindow, g_nWindow, g_nWindow};
+        settings.vecMode_Hz.clear();
+        settings.nUnitId = 3000 + p_nJob;
+        settings.nOutputRefId = 6000 + p_nJob;
+        settings.nRepRate = g_nPassRate;
+        settings.fCycle_s = 0.0;
+        m_vecpJob.push_back(CJobBuilder::Make(settings));
         m_vecpJob.back()->m_pPmu1st = m_vecpPmu[p_nJob % g_nPmus].get();
         m_vecpJob.back()->m_pPmu2nd = m_vecpPmu[(p_nJob + 1) % g_nPmus].get();
     }

@@ -19,6 +19,7 @@ SCENARIO = {
     "swings": [{"name": "standing", "frequency_hz": 1.1, "damping": 0, "start_s": 5, "amplitude_deg": 4,
                 "shape": {"A": 1, "B": -0.5}}]}
 SWING_MODES = {603: "power", 611: "angle"}  # of the two jobs, as harness names them
+GROWTH = 0.2  # share of its memory by which a run may grow in its second half: pools that fill take up to 10 %
 PS_UNIT, MEAS_UNITS = 803, (800, 810)
 FAULTS = {}
 
@@ -244,6 +245,7 @@ def play(test, count, seed, names=(), told=lambda run: None):
     settled, last = run.levels[len(run.levels) // 2], run.levels[-1]
     test.assertLessEqual(last["threads"], settled["threads"] + 2)
     test.assertLessEqual(last["handles"], settled["handles"] + 4)
+    test.assertLessEqual(last["kB"], settled["kB"] * (1 + GROWTH), "memory")
     return run
 
 

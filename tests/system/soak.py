@@ -2,10 +2,10 @@
 
 As a program (see ./soak): soak.py [HOURS [JOBS]].
 """
-from faults import SCENARIO
+from faults import GROWTH, SCENARIO
 from harness import *
 
-SAMPLE_S = (0.3, 5.0)  # of short and of long runs: a look costs a process
+SAMPLE_S = (0.1, 5.0)  # of short and of long runs: a look costs a process
 
 
 def jobs_of(count):
@@ -73,13 +73,19 @@ class SoakRun:
             self.look()
             if self.samples["oma"]:
                 told(self.samples["oma"][-1][0])
-            time.sleep(min(max(SAMPLE_S[0], self.hours / 2), SAMPLE_S[1]))
+            time.sleep(min(max(SAMPLE_S[0], self.hours / 20), SAMPLE_S[1]))
         self.test.assertEqual(self.vds.wait(), 0, self.vds.text()[-3000:])
         self.test.assertEqual(self.oma.stop(), 0)
 
     def settled(self, name):
         """The second half: queues are full and all buffers made."""
         return [s for s in self.samples[name] if s[0] >= self.hours / 2]
+
+    def check_memory(self):
+        for name in self.samples:
+            settled = self.settled(name)
+            self.test.assertGreaterEqual(len(settled), 4, f"{name} has hardly been looked at")
+            self.test.assertLessEqual(settled[-1][1], settled[0][1] * (1 + GROWTH), f"memory of {name}")
 
     def growth(self, name):
         """Bytes an hour of data."""
@@ -107,6 +113,7 @@ class Program(SystemTest):
             print(f"{name}: memory {settled[0][1] / 1e6:.1f} to {settled[-1][1] / 1e6:.1f} MB in the second half, growth "
                   f"{run.growth(name):.0f} bytes an hour of data; threads {min(s[2] for s in settled)} to "
                   f"{max(s[2] for s in settled)}, handles {min(s[3] for s in settled)} to {max(s[3] for s in settled)}")
+        run.check_memory()
 
 
 if __name__ == "__main__":

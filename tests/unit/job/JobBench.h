@@ -1,29 +1,17 @@
 #pragma once
+#include "fake/CJobBuilder.h"
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
 #include "host/AppState.h"
 #include "host/TraceFilter.h"
-#include "job/CJobOMA.h"
 #include "link/CEventWriteOMA.h"
 #include <gtest/gtest.h>
-
-/// What a test says about its job; the rest is as most tests want it.
-struct SJobSettings
-{
-    std::int32_t eJobMode = 0;
-    std::vector<std::uint32_t> vecnSamples = {64, 128, 256}; ///< of the bands, highest frequencies first
-    std::vector<double> vecfFreqEnd_Hz = {3.0, 0.8, 0.2};
-    double fMagnWarn = 100.0;
-    double fMagnAlarm = 200.0;
-    std::vector<std::pair<double, double>> vecMode_Hz = {{0.2, 0.8}, {0.8, 3.0}};
-    CReadFileMeas* pReadFile = nullptr;
-};
 
 inline constexpr std::uint32_t g_nIdMeasUnit = 31;
 inline constexpr std::uint32_t g_nIdMeasChan = 32;
 inline constexpr std::uint32_t g_nIdJob = 500;
-inline constexpr std::uint32_t g_nIdModeFirst = 601;
-inline constexpr std::uint32_t g_nIdModeUnitFirst = 801;
+inline constexpr std::uint32_t g_nIdModeFirst = CJobBuilder::s_nIdModeFirst;
+inline constexpr std::uint32_t g_nIdModeUnitFirst = CJobBuilder::s_nIdModeUnitFirst;
 inline constexpr std::int64_t g_nTicksPerSec = 10000000;
 inline constexpr std::int64_t g_nSec = 63000000000; ///< second since 0001 with which most tests begin
 
@@ -51,42 +39,12 @@ class JobBench : public ::testing::Test
         FakeDli::Reset();
         g_bConnected = true;
         g_pEventWrite = std::make_unique<CEventWriteOMA>(1, nullptr);
-        auto pvecpSpec = std::make_unique<VecSpec>();
-        for (std::size_t i = 0; i < 3; ++i)
-            pvecpSpec->push_back(std::make_unique<CSpec>(
-                p_settings.vecnSamples[i] > 0, static_cast<std::int32_t>(i), p_settings.vecnSamples[i],
-                i < 2 ? p_settings.vecfFreqEnd_Hz[i + 1] : 0.05, p_settings.vecfFreqEnd_Hz[i], g_nIdJob, nullptr));
-        auto pDOE = std::make_unique<CDOE>(
-            std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{p_settings.fMagnWarn, p_settings.fMagnAlarm}),
-            std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
-        m_pJob = std::make_unique<CJobOMA>("JOB", g_nIdJob, true, p_settings.eJobMode, std::move(pvecpSpec),
-                                           g_nIdMeasUnit, g_nIdMeasChan, 10, 1, std::move(pDOE),
-                                           std::make_unique<CTraceOMA>("JOB"), p_settings.pReadFile);
-        m_pJob->m_fCycle_s = 0.02;
-        for (const auto& pProc : *m_pJob->m_pvecpProc)
-            pProc->SetDeltaT(0.02);
-        AddModes(p_settings);
+        m_pJob = CJobBuilder::Make(p_settings);
         SetPhases(m_pmu1st, 1011, 3);
         SetPhases(m_pmu2nd, 1021, 3);
         m_pJob->m_pPmu1st = &m_pmu1st;
         m_pJob->m_pPmu2nd = &m_pmu2nd;
         m_capture.Clear();
-    }
-
-    void AddModes(const SJobSettings& p_settings)
-    {
-        std::uint32_t nMode = 0;
-        for (const auto& [fMin_Hz, fMax_Hz] : p_settings.vecMode_Hz)
-        {
-            const unsigned long nChan = 9010 + 10 * nMode;
-            auto pMode = std::make_unique<CPsmOut>(
-                p_settings.eJobMode == 0, 1, g_nIdModeFirst + nMode, g_nIdModeUnitFirst + nMode,
-                std::vector<unsigned long>{nChan, nChan + 1, nChan + 2, nChan + 3}, 1, fMin_Hz, fMax_Hz, 1,
-                m_pJob->m_pvecpSpec.get(), 10, m_pJob->m_pDOE.get(), std::make_unique<CTraceOMA>("JOB_1"));
-            pMode->SetCounters(m_pJob->NoOfCyclesInactive());
-            m_pJob->m_pvecpPsmOut->push_back(std::move(pMode));
-            ++nMode;
-        }
     }
 
     /// Phasors with ids in a row: the phases of a balanced system.

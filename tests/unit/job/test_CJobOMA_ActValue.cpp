@@ -46,6 +46,20 @@ TEST_F(JobActValue, AngleDifferenceIsFolded)
         }
 }
 
+TEST_F(JobActValue, PmuOfTwoPhasesHasNoAngle)
+{
+    m_pJob->m_eJobMode = 1;
+    for (const char* const pszWhich : {"1st", "2nd"})
+    {
+        SetPhases(m_pmu1st, 1, pszWhich[0] == '1' ? 2 : 3);
+        SetPhases(m_pmu2nd, 4, pszWhich[0] == '1' ? 3 : 2);
+        EXPECT_FALSE(m_pJob->CalcActualValue());
+        EXPECT_EQ(g_eAppState.exchange(eAppRun), eAppSuspend);
+        EXPECT_TRUE(
+            m_capture.Has(std::string("CJobOMA::CalcPhaseAngleDiff(): No 'case' (") + pszWhich + " int. PMU)! -> "));
+    }
+}
+
 TEST_F(JobActValue, UnphysicalValuesAreToldAndStand)
 {
     SetPhases(m_pmu1st, 1011, 3, 2e13, 0.0);

@@ -97,6 +97,16 @@ TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
     EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB():Terminating thread."));
 }
 
+TEST_F(JobThread, HandleThatNobodySignalsEndsTheJob)
+{
+    Start();
+    Request(eJobEventTerminate + 1);
+    m_thread.join();
+    EXPECT_EQ(g_eAppState, eAppSuspend);
+    EXPECT_TRUE(m_pJob->m_bThreadDone);
+    EXPECT_TRUE(m_capture.Has("CJobOMA::ThreadCB(): No 'case'! -> Suspend Application."));
+}
+
 TEST_F(JobThread, NewDataRunsOnlyBetweenStartAndStop)
 {
     Start();

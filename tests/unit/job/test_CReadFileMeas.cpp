@@ -1,5 +1,6 @@
 #include "ResultDir.h"
 #include "fake/CaptureTrace.h"
+#include "host/TraceFilter.h"
 #include "offline/CReadFileMeas.h"
 #include <cmath>
 #include <tuple>
@@ -14,10 +15,10 @@ class ReadFileMeas : public ::testing::Test
   protected:
     bool Read(const std::string& p_strText, const Columns& p_vecnVolt = {1, 0, 0},
               const Columns& p_vecnCurr = {3, 0, 0}, const std::string& p_strStart = "",
-              const std::string& p_strStop = "no")
+              const std::string& p_strStop = "no", bool p_bVoltAngle = false)
     {
         std::ofstream(m_dir.Path("meas.csv"), std::ios::binary) << p_strText;
-        m_pReader = std::make_unique<CReadFileMeas>(L"c:\\meas.csv", false, p_vecnVolt, p_vecnCurr, p_strStart,
+        m_pReader = std::make_unique<CReadFileMeas>(L"c:\\meas.csv", p_bVoltAngle, p_vecnVolt, p_vecnCurr, p_strStart,
                                                     p_strStop, &m_trace);
         return m_pReader->ReadData();
     }
@@ -51,6 +52,36 @@ TEST_F(ReadFileMeas, SinglePhaseIsScaledToThreeAndPlaysAsARing)
     EXPECT_EQ(Samples(), (Values{300, 300, 900}));
     EXPECT_EQ(Samples(), (Values{300, 300, 900}));
     EXPECT_TRUE(m_capture.Lines().empty());
+}
+
+TEST_F(ReadFileMeas, VoltageAnglesHaveToExistButThePowerIsTheSample)
+{
+    ASSERT_TRUE(Read(g_pszLines, {1}, {3}, "", "no", true));
+    EXPECT_EQ(Samples(), (Values{300, 300, 900}));
+    const char* const pszTwo = "h\nt;1;0;1;0;1;0;1;0\n";
+    EXPECT_FALSE(Read(pszTwo, {1, 3}, {5, 7}));
+    EXPECT_TRUE(m_capture.Has(
+        "CReadFileMeas::CalcActivePower():Invalid current/voltage phase configuration: #phases V=2, #phases I=2!"));
+    m_capture.Clear();
+    EXPECT_FALSE(Read(pszTwo, {1, 3}, {5, 7}, "", "no", true));
+    EXPECT_FALSE(Read(pszTwo, {1}, {5, 7}, "", "no", true));
+    EXPECT_EQ(m_capture.Lines(),
+              std::vector<std::string>(2, "CReadFileMeas::PhasorsToPosSequ():Invalid no.of phasors: 2!"));
+}
+
+TEST_F(ReadFileMeas, FileWithoutAnEndIsAFailureThatKeepsNoSample)
+{
+    EXPECT_FALSE(Read("h\nt;100;0;1;0\n" + std::string(10'000'000, '\n')));
+    EXPECT_TRUE(m_capture.Has("CReadFileMeas::ReadData():File has more lines than 10000000!"));
+    EXPECT_EQ(m_pReader->GetNoOfData(), 0U);
+}
+
+TEST_F(ReadFileMeas, LinesReadAreCounted)
+{
+    g_vecbTraceData[7] = true;
+    Read(g_pszLines, {1}, {3}, ":01");
+    g_vecbTraceData[7] = false;
+    EXPECT_EQ(m_capture.Lines(), std::vector<std::string>{"No.of lines read from CSV file: 3"});
 }
 
 TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
@@ -105,5 +136,7 @@ TEST_F(ReadFileMeas, ColumnsFormPhasorsInTheOrderOfTheLine)
         EXPECT_TRUE(Read(strLine, vecnVolt, vecnCurr)) << pszName;
         EXPECT_EQ(Samples(), vecfExpect) << pszName;
     }
+    EXPECT_TRUE(Read("h\nt;10;30;1;30;1;30;1;30\n", {1}, {3, 5, 7}));
+    EXPECT_EQ(Samples(), Values{30}) << "the mean keeps its angle";
 }
 } // namespace

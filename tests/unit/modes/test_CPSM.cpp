@@ -141,3 +141,42 @@ TEST_F(CPSMTest, UpdateCountsValidCyclesAndKeepsAHistory)
     EXPECT_EQ(specMR.GetDeqDataPS()->front().GetQual(), 0); // the oldest of the last three passes
     EXPECT_EQ(specMR.GetDeqDataPS()->back().GetQual(), 2);
 }
+
+TEST_F(CPSMTest, RecordsWithoutAFrequencyOrWithAForeignQuality)
+{
+    EXPECT_TRUE(Add(m_psm, Peak(LR, 1.0), m_time));
+    EXPECT_TRUE(Add(m_psm, Peak(MR, 0.0), m_time));
+    EXPECT_EQ(m_psm.GetLastValidFreq(), 1.0) << "0 is no frequency";
+    m_psm.RetrveSpec(LR)->GetActDataPS()->SetQual(3);
+    EXPECT_FALSE(m_psm.Update(&m_time));
+    EXPECT_EQ(g_eAppState, eAppSuspend);
+    EXPECT_TRUE(m_capture.Has("CPSM::Update(): No 'case'! -> Suspend Application."));
+    EXPECT_EQ(CDataPS().GetQual(), 2);
+}
+
+TEST(SpecDynTest, PriorityByContinuityAndPlace)
+{
+    CTraceOMA trace{"SPEC"};
+    const CaptureTrace capture;
+    const CSpec band(true, MR, 64, 0.2, 0.8, 1, &trace);
+    CSpecDyn spec(&band, 10, 1, &trace);
+    const STestTime time;
+    const STestTime timeForeign(1000);
+    spec.GetLastTimePS()->Copy(&time, false);
+    const std::int32_t vecWant[][3] = {{3, 2, 1}, {6, 5, 4}, {11, 9, 7}, {12, 10, 8}, {12, 10, 8}};
+    for (const auto& vecRow : vecWant)
+    {
+        for (std::int32_t eNeighb = eNeighbOwn; eNeighb <= eNeighbFar; ++eNeighb)
+            EXPECT_EQ(spec.CalcPrioOutp(&time, eNeighb), vecRow[eNeighb]) << spec.GetCntValid();
+        EXPECT_EQ(spec.GetPrioOutp(), vecRow[2]);
+        spec.IncCntValid();
+    }
+    EXPECT_TRUE(capture.Lines().empty());
+    EXPECT_EQ(spec.CalcPrioOutp(&timeForeign, eNeighbOwn), 0);
+    EXPECT_EQ(spec.GetPrioOutp(), 0);
+    EXPECT_TRUE(capture.Has("CSpecDyn::CalcPrioOutp():Missing ACTUAL data for SPEC priority calculation!"));
+    spec.SetPrioOutp(5);
+    EXPECT_EQ(spec.CalcPrioOutp(&time, eNeighbInvalid), 0);
+    EXPECT_EQ(spec.GetPrioOutp(), 0);
+    EXPECT_TRUE(capture.Has("CSpecDyn::CalcPrioOutp():Invalid #p_eNeighb!"));
+}

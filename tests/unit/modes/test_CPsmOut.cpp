@@ -1,4 +1,5 @@
 #include "ModeTest.h"
+#include "host/TraceFilter.h"
 #include "link/CEventWriteOMA.h"
 #include "modes/CPsmOut.h"
 #include <cmath>
@@ -250,4 +251,28 @@ TEST_F(CPsmOutTest, EventsFollowTheValuesLastWritten)
         EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), test.eLast);
     }
     ExpectErrors({"ProcessEvents():Invalid Freq.Value: 0.000000!"});
+}
+
+TEST_F(CPsmOutTest, LinesOfAChannelThatIsLookedAt)
+{
+    g_vecbTraceData[1] = true;
+    for (const auto& [nFilter, nLines] : {std::pair{82, 0U}, {81, 1U}, {99999, 1U}})
+    {
+        g_nTraceFilterId = nFilter;
+        m_capture.Clear();
+        EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
+        EXPECT_EQ(m_capture.Count("CPsmOut::WriteActualData(): Init. write for PS data of ID=81 at      "), nLines);
+        const std::string strTime = ActTimeAsText(*m_pTime);
+        EXPECT_TRUE(m_capture.Has("PS outp.data: TS=" + strTime +
+                                  "  Freq.[Hz]=0.500000  Magn.[W-or-deg]=150.000000  Damp.Ratio[-]=-0.075000  "
+                                  "DOE[-]=5.250000"));
+        EXPECT_FALSE(Pass({Peak(MR, 0.0)}));
+        EXPECT_EQ(
+            m_capture.Count(ETraceLevel::eError, "CPsmOut::CreateOutputValues(): MISSING output spec. for PS data of"
+                                                 "        ID=81 at  TS=" +
+                                                     ActTimeAsText(*m_pTime)),
+            nLines);
+    }
+    g_nTraceFilterId = 0;
+    g_vecbTraceData[1] = false;
 }

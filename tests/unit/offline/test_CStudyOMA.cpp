@@ -51,8 +51,8 @@ struct Study : testing::Test
 TEST_F(Study, PeaksAreDampedSinusoidsFromTheirStartOn)
 {
     AddPeak(0.8, 100.0, -0.05, 0.0);
-    AddPeak(2.0, 10.0, 0.02, 1.0);
-    AddPeak(1.0, 1e6, -0.01, 60.0); // begins behind the block
+    AddPeak(2.0, 10.0, 0.02, 1.013); // between two samples
+    AddPeak(1.0, 1e6, -0.01, 60.0);  // begins behind the block
     deqMeas.Append({77.0, eQualInvalid});
     ASSERT_TRUE(Create());
     const std::valarray<double> vecSignal = Signal();
@@ -60,7 +60,7 @@ TEST_F(Study, PeaksAreDampedSinusoidsFromTheirStartOn)
     {
         const double fTime_s = static_cast<double>(i) * g_fStep_s;
         const double fAngle1 = g_fTwoPi * 0.8 * fTime_s;
-        const double fAngle2 = g_fTwoPi * 2.0 * std::max(0.0, fTime_s - 1.0);
+        const double fAngle2 = g_fTwoPi * 2.0 * std::max(0.0, fTime_s - 1.013);
         EXPECT_NEAR(vecSignal[i],
                     100.0 * std::sin(fAngle1) * std::exp(-0.05 * fAngle1) +
                         10.0 * std::sin(fAngle2) * std::exp(0.02 * fAngle2),
@@ -88,6 +88,29 @@ TEST_F(Study, ShiftMovesThePhaseOnUntilTheRangeIsThrough)
     EXPECT_EQ(CStudyOMA::s_nCount, 1U);
     ASSERT_TRUE(Create(0.0, 0.0, 0.0));
     EXPECT_EQ(CStudyOMA::s_nCount, 1U) << "without a shift nothing counts";
+}
+
+TEST_F(Study, NoiseIsASmallOffsetOfEachSample)
+{
+    AddPeak(0.8, 100.0, -0.05, 60.0); // begins after the block
+    for (const double fNoise : {500.0, 0.5 * 1.1920929e-07})
+    {
+        std::srand(11);
+        ASSERT_TRUE(Create(fNoise));
+        const std::valarray<double> vecSignal = Signal();
+        std::srand(11);
+        for (const double fValue : vecSignal)
+            EXPECT_EQ(fValue, fNoise > 1.0 ? std::rand() * fNoise / 4294967295.0 : 0.0);
+    }
+}
+
+TEST_F(Study, RangeShorterThanACycleIsAnError)
+{
+    AddPeak(0.8, 100.0, -0.05, 0.0);
+    EXPECT_TRUE(Create(0.0, 1.0, 1.0)) << "one cycle of 50 samples of 0.02 s";
+    EXPECT_FALSE(Create(0.0, 1.0, 0.99));
+    EXPECT_TRUE(capture.Has("CStudyOMA::CreateData():Cannot increment counter!"));
+    EXPECT_EQ(Signal().size(), g_nSamples) << "the block is there all the same";
 }
 
 TEST_F(Study, WhatIsMissingIsToldAndEmptiesTheQueue)

@@ -16,9 +16,6 @@ struct FitTest : testing::Test
     unsigned nLeft = 0;
     unsigned nRight = 0;
     CFit::VecCoef vecCoef;
-    double fFreq = 0.0;
-    double fFWHM = 0.0;
-    double fAmpl = 0.0;
 
     bool FitLSQ(const std::valarray<double>& p_vecLog, unsigned p_nLeft, unsigned p_nRight)
     {
@@ -54,24 +51,28 @@ std::valarray<double> ModelOf(double p_fHeight, double p_fCentre, double p_fWidt
 }
 } // namespace
 
-TEST_F(FitTest, GaussianGivesItsFrequencyWidthAndHeight)
+TEST_F(FitTest, WeightsOfAMean)
 {
-    // Three channels: the exact parabola; more: the normal equations.
-    for (const unsigned nLast : {21U, 22U, 25U})
+    const std::valarray<double> vecData{9.0, 1.0, -4.0, 0.0, 9.0};
+    const std::valarray<double> vecSigma{1.0, 1.0, 0.5, 2.0, 1.0};
+    // (1 / sigma)^2: 1, 4, 0.25; 1 / |y|: 1, 0.25, and 1 for what has no size.
+    for (const auto& [eWeight, fWant] : {std::pair<int, double>{CFitLSQ::eWeightNone, -1.0},
+                                         {CFitLSQ::eWeightSigma, -15.0 / 5.25},
+                                         {CFitLSQ::eWeightData, 0.0}})
     {
-        ASSERT_TRUE(FitLSQ(Gaussian(40, 20.3, 4.5), 19, nLast));
-        const std::valarray<double> vecNone;
-        const CFitLsqOMA fit(vecNone, &trace);
-        ASSERT_TRUE(fit.CalcPeakData(vecCoef, nLeft, 0.1, &fFreq, &fFWHM, &fAmpl));
-        EXPECT_NEAR(fFreq, 2.03, 1e-9);
-        EXPECT_NEAR(fFWHM, 0.45, 1e-8);
-        EXPECT_NEAR(fAmpl, 50.0, 1e-6);
-        std::valarray<double> vecCurve(40);
-        fit.CalcCurve(vecCoef, &vecCurve);
-        const std::valarray<double> vecWant = std::pow(10.0, Gaussian(40, 20.3, 4.5));
-        for (std::size_t k = 0; k < 40; ++k)
-            EXPECT_NEAR(vecCurve[k], vecWant[k], 1e-5) << k;
+        CFitLSQ fit(vecData, &trace, vecSigma);
+        ASSERT_TRUE(fit.PolFit(1, 3, 0, eWeight));
+        CFit::VecCoef vecMean;
+        fit.SwapCoefs(vecMean);
+        ASSERT_EQ(vecMean.size(), 1U);
+        EXPECT_NEAR(vecMean[0], fWant, 1e-15) << eWeight;
     }
+    CFitLSQ fit(vecData, &trace);
+    EXPECT_TRUE(fit.PolFit(1, 3, 0, CFitLSQ::eWeightSigma));
+    EXPECT_TRUE(capture.Has("Missing sigma values for specified weighting mode -> Using no weights"));
+    CFitLSQ fitWeighted(vecData, &trace, vecSigma);
+    EXPECT_FALSE(fitWeighted.PolFit(1, 3, 0, 7));
+    EXPECT_TRUE(capture.Has("Invalid Weighting Mode"));
 }
 
 TEST_F(FitTest, TooFewChannelsAndDataThatAreNoNumbers)
@@ -84,29 +85,6 @@ TEST_F(FitTest, TooFewChannelsAndDataThatAreNoNumbers)
     EXPECT_FALSE(FitLSQ(vecLog, 19, 21));
     EXPECT_FALSE(FitLSQ(vecLog, 17, 23));
     EXPECT_EQ(capture.Count("Invalid PS peak fit coefficients"), 2U);
-}
-
-TEST_F(FitTest, LorentzianTakesTenSteps)
-{
-    nLeft = 12;
-    nRight = 28;
-    // The derivatives of the steps lack the height and a factor of 2: they are those of a peak of height 0.5.
-    const std::valarray<double> vecExact = ModelOf(0.5, 20.2, 6.0);
-    CFitLmaOMA fitExact(vecExact, &trace);
-    fitExact.PresetCoefs({0.4, 19.9, 6.5});
-    ASSERT_TRUE(fitExact.FitPeak(&nLeft, &nRight, &vecCoef));
-    EXPECT_NEAR(vecCoef[0], 0.5, 1e-12);
-    EXPECT_NEAR(vecCoef[1], 20.2, 1e-12);
-    EXPECT_NEAR(vecCoef[2], 6.0, 1e-12);
-    // With another height steps are refused and lambda grows: the values of a second program (Cramer's rule).
-    const std::valarray<double> vecAmpl = ModelOf(1.0, 20.2, 6.0);
-    CFitLmaOMA fit(vecAmpl, &trace);
-    fit.PresetCoefs({0.8, 19.5, 7.0});
-    ASSERT_TRUE(fit.FitPeak(&nLeft, &nRight, &vecCoef));
-    EXPECT_NEAR(vecCoef[0], 0.9429301549997439, 1e-9);
-    EXPECT_NEAR(vecCoef[1], 19.61822976340533, 1e-9);
-    EXPECT_NEAR(vecCoef[2], 6.594434607773071, 1e-9);
-    EXPECT_NEAR(fit.GetChiSq(), 0.11754471889776534, 1e-10);
 }
 
 TEST_F(FitTest, LorentzianThatCannotGetBetterIsAFailedFit)

@@ -43,26 +43,6 @@ struct ProcOmaTest : SpectrumBench
 };
 } // namespace
 
-TEST_F(ProcOmaTest, SteadySwingInNoiseGivesItsFrequencyMagnitudeAndDamping)
-{
-    // On channels: the band's signal is periodic in the block, so that its end is as good as its middle.
-    for (const unsigned nChan : {9U, 18U, 31U})
-    {
-        m_deqMeas.Clear();
-        const SSwing swing{100.0 + nChan, nChan / (s_nSamples * g_fStep_s), 0.0};
-        FeedSwings({swing});
-        const CProcOMA::VecPeak vecpPeak = Run(0.8);
-        ASSERT_EQ(vecpPeak.size(), 1U);
-        const CPeakOMA& peak = *vecpPeak[0];
-        EXPECT_NEAR(peak.GetFreq(), swing.fFreq_Hz, 0.0025) << "a tenth of a channel";
-        EXPECT_NEAR(peak.GetMagn(), swing.fAmpl, 0.02 * swing.fAmpl);
-        EXPECT_NEAR(peak.GetDamp(), 0.0, 0.002);
-        EXPECT_NEAR(peak.GetAmpl(), swing.fAmpl, 0.05 * swing.fAmpl);
-        EXPECT_EQ(peak.m_eReso, MR);
-        EXPECT_EQ(peak.GetGridQual(), 1);
-    }
-}
-
 TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
 {
     for (const double fDampWant : {-0.02, 0.01})
@@ -82,19 +62,6 @@ TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
         const double fEnd = swing.fAmpl * std::exp(swing.Rate() * s_nSamples * g_fStep_s);
         EXPECT_NEAR(fMagn, fEnd, 0.1 * fEnd) << "the newest swing ends at most one cycle before the block";
     }
-}
-
-TEST_F(ProcOmaTest, PeaksComeInFallingOrderOfHeight)
-{
-    FeedSwings({{70.0, 0.25, -0.001}, {160.0, 0.45, -0.001}, {110.0, 0.65, -0.001}});
-    const CProcOMA::VecPeak vecpPeak = Run(0.8);
-    ASSERT_EQ(vecpPeak.size(), 3U);
-    EXPECT_NEAR(vecpPeak[0]->GetFreq(), 0.45, 0.012) << "half a channel: the tones lean on each other";
-    EXPECT_NEAR(vecpPeak[1]->GetFreq(), 0.65, 0.012);
-    EXPECT_NEAR(vecpPeak[2]->GetFreq(), 0.25, 0.012);
-    m_deqMeas.Clear();
-    FeedSwings({{160.0, 0.2, 0}, {150.0, 0.33, 0}, {140.0, 0.46, 0}, {130.0, 0.59, 0}, {120.0, 0.72, 0}});
-    EXPECT_EQ(Run(0.8).size(), 4U) << "four turns and no more";
 }
 
 TEST_F(ProcOmaTest, WhatIsMissingEndsTheRunWithItsLine)

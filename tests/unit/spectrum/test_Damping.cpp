@@ -75,6 +75,30 @@ TEST_F(Damping, TooFewHalfCycles)
     EXPECT_DOUBLE_EQ(fDamp, 77.0);
 }
 
+TEST_F(Damping, ZerosAtTheEndsOfTheSignal)
+{
+    // Four samples a period: each sum of the transforms is exact, and so are the zeros.
+    vecTime.resize(8);
+    EXPECT_TRUE(EvaluateBlock({1, 0, -1, 0, 1, 0, -1, 0})) << "zeros at the end hide nothing";
+    EXPECT_DOUBLE_EQ(fMagn, 1.0);
+    EXPECT_DOUBLE_EQ(fDamp, 0.0);
+    EXPECT_EQ(vecTime[7], 0.0);
+    EXPECT_FALSE(EvaluateBlock({0, 1, 0, -1, 0, 1, 0, -1})) << "one at the start hides all crossings";
+    EXPECT_EQ(vecTime[0], 0.0);
+    EXPECT_FALSE(EvaluateBlock({0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(capture.Count("CProcOMA:: DampFromTimeData():No max. found!"), 2U);
+}
+
+TEST_F(Damping, FailedInverseLeavesNoOldSignal)
+{
+    ASSERT_TRUE(Evaluate(Falling({}, 8, 0.9)));
+    const CFFT fftNone(&m_trace);
+    EXPECT_FALSE(m_pProc->DampFromTimeData(0, 0, &fftNone, g_fFreq_Hz, &vecTime, &fMagn, &fDamp));
+    EXPECT_TRUE(capture.Has("CFFT::IFFTbyMKL():No input data!"));
+    EXPECT_TRUE(capture.Has("CProcOMA:: DampFromTimeData():No max. found!"));
+    EXPECT_EQ(std::abs(vecTime).max(), 0.0);
+}
+
 TEST_F(Damping, RateOfTheNewestHalfCycles)
 {
     struct SCase

@@ -1,4 +1,5 @@
 #pragma once
+#include "fake/CJobBuilder.h"
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
 #include "host/AppState.h"
@@ -45,16 +46,13 @@ inline std::unique_ptr<CPmu> MakePmu(std::uint32_t p_nId, const std::vector<std:
 /// A power job on two PMUs, with handles, one band of 16 samples, one mode and one PS cycle a second.
 inline std::unique_ptr<CJobOMA> MakeJob(const std::string& p_strName, const CVds::VecPmu& p_vecpPmu)
 {
-    auto pvecpSpec = std::make_unique<VecSpec>();
-    for (const std::int32_t eReso : {0, 1, 2})
-        pvecpSpec->push_back(std::make_unique<CSpec>(eReso == 0, eReso, 16, 0.8, 3.0, 500, nullptr));
-    auto pDOE = std::make_unique<CDOE>(std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{100.0, 200.0}),
-                                       std::make_unique<CDOE::VecLimit>(CDOE::VecLimit{-0.05, -0.03}));
-    auto pJob = std::make_unique<CJobOMA>(p_strName, 500, true, 0, std::move(pvecpSpec), 31, 32, 10, 1, std::move(pDOE),
-                                          std::make_unique<CTraceOMA>(p_strName), nullptr);
-    pJob->m_pvecpPsmOut->push_back(std::make_unique<CPsmOut>(
-        true, 2, 601, 801, std::vector<unsigned long>{9010, 9011, 9012, 9013}, 1, 0.8, 3.0, 1, pJob->m_pvecpSpec.get(),
-        10, pJob->m_pDOE.get(), std::make_unique<CTraceOMA>(p_strName + "_1")));
+    SJobSettings settings;
+    settings.strName = p_strName;
+    settings.vecnSamples = {16, 0, 0};
+    settings.vecMode_Hz = {{0.8, 3.0}};
+    settings.nInstance = 2;
+    settings.fCycle_s = 0.0;
+    auto pJob = CJobBuilder::Make(settings);
     pJob->m_pvechOMA = std::make_unique<std::vector<HANDLE>>();
     for (unsigned i = 0; i < eJobEventCount; ++i)
         pJob->m_pvechOMA->push_back(CreateEventW(nullptr, 0, 0, nullptr));

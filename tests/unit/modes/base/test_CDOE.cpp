@@ -2,6 +2,7 @@
 #include "host/TextOMA.h"
 #include "modes/CDOE.h"
 #include <array>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <tuple>
@@ -58,6 +59,53 @@ TEST_F(DoeTest, MagnitudeOnALimitHasNoDoe)
     {
         EXPECT_FALSE(doe.Calc(fMagn, fDamp, &trace, fDOE));
         EXPECT_TRUE(capture.Has(std::string("CDOE::CheckDoeVsDamp():") + pszWant)) << pszWant;
+    }
+}
+
+TEST_F(DoeTest, FloorOfOutputsBelongsToThem)
+{
+    double fThresh = 0.0;
+    EXPECT_TRUE(doe.IsPSmagnAboveThresh(40.0, fThresh));
+    EXPECT_EQ(fThresh, 40.0);
+    EXPECT_FALSE(doe.IsPSmagnAboveThresh(std::nextafter(40.0, 0.0), fThresh));
+}
+
+TEST_F(DoeTest, ViolationLevelIsTheWholePart)
+{
+    unsigned nLevel = 99;
+    for (const auto& [fValue, nWant] : {std::pair{-0.5, 0U},
+                                        {0.0, 0U},
+                                        {11.99, 11U},
+                                        {5.0, 5U},
+                                        {12.0, 12U},
+                                        {-1.0, 12U},
+                                        {-3.0, 12U},
+                                        {g_fNaN, 12U}})
+    {
+        EXPECT_EQ(doe.RetrveViolLevel(fValue, &trace, nLevel), nWant < 12) << fValue;
+        EXPECT_EQ(nLevel, nWant) << fValue;
+    }
+    EXPECT_TRUE(capture.Has("CDOE::RetrveViolLevel():Invalid #p_fDOE# value: -3.000000!"));
+}
+
+TEST_F(DoeTest, MagnitudeRowHasItsDoe)
+{
+    // Magnitude, damping, the first exposure that fits and the first one that does not.
+    const std::tuple<double, double, double, double, const char*> vecCase[] = {
+        {99, -0.2, -1, 5, "99.000000] being below warn.limit [100.000000]!"},
+        {99, 0.0, 6, 7, "99.000000] being below warn.limit [100.000000]!"},
+        {100, -0.2, -1, 9, "100.000000] being below alarm limit [200.000000]!"},
+        {199, 0.0, 9, 10, "199.000000] being below alarm limit [200.000000]!"},
+        {200, -0.2, -1, 11, "200.000000] of damped signal!"},
+        {200, 0.0, 11, 12, "200.000000] of damped signal!"}};
+    for (const auto& [fMagn, fDamp, fFirst, fEnd, pszText] : vecCase)
+    {
+        for (const double fFits : {fFirst, std::nextafter(fEnd, 0.0)})
+            EXPECT_TRUE(doe.CheckDoeVsMagn(fMagn, fDamp, fFits, &trace)) << pszText;
+        EXPECT_FALSE(doe.CheckDoeVsMagn(fMagn, fDamp, fEnd, &trace)) << pszText;
+        EXPECT_EQ(doe.CheckDoeVsMagn(fMagn, fDamp, std::nextafter(fFirst, -9.0), &trace), fFirst < 0.0) << pszText;
+        EXPECT_EQ(capture.Count(pszText), fFirst < 0.0 ? 1U : 2U) << pszText;
+        capture.Clear();
     }
 }
 

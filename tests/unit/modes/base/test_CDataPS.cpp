@@ -34,6 +34,21 @@ TEST_F(DataPsTest, TripleIsTheRatioOfTheMeanRateFromTheStartOn)
     EXPECT_NEAR(fDamp, 0.0, 1e-16);
 }
 
+TEST_F(DataPsTest, TripleOfRatesThatAreNone)
+{
+    const double fNaN = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(CDataPS::DampTriple({-0.1, fNaN, -0.1}, 0, 0.5, &trace, fDamp));
+    EXPECT_TRUE(std::isnan(fDamp));
+    EXPECT_TRUE(capture.Lines().empty());
+    EXPECT_TRUE(CDataPS::DampTriple({-0.1, -0.2}, 1, 0.5, &trace, fDamp)) << "a single one has no mean";
+    EXPECT_EQ(fDamp, 0.0);
+    EXPECT_TRUE(capture.Has("CFitLSQ::PolFit():No of Data Points Must Exceed No of Coefficients!"));
+    fDamp = 77.0;
+    EXPECT_FALSE(CDataPS::DampTriple({-0.1, -0.2}, 2, 0.5, &trace, fDamp));
+    EXPECT_TRUE(capture.Has("CDataPS::DampTriple():No.of data [2] smaller or equal start index [2]!"));
+    EXPECT_EQ(fDamp, 77.0);
+}
+
 TEST_F(DataPsTest, TupelComparesTwoExtremaHalfAPeriodApart)
 {
     // 10 falls to 8 in half a period of 1 s: the later value stands first.
