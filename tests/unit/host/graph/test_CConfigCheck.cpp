@@ -138,6 +138,18 @@ TEST(CConfigCheck, WhatTwoElementsShareIsFoundAcrossJobsAndInstances)
     EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 9) << result.strFindings;
 }
 
+TEST(CConfigCheck, TheExamplesGiveNoWarning)
+{
+    unsigned nExamples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(OMA_EXAMPLE_DIR))
+        if (entry.path().extension() == ".xml")
+        {
+            ++nExamples;
+            EXPECT_EQ(Check(FileText(entry.path().string())).strFindings, "") << entry.path();
+        }
+    EXPECT_GE(nExamples, 5U);
+}
+
 TEST(CConfigCheck, AddressesAndPortsThatCannotServeAreFaults)
 {
     const std::tuple<std::string, std::string, std::string> cases[] = {
