@@ -56,5 +56,5 @@ oma_layer(oma_host
 
 # The same steps for a file that nobody runs.
 oma_layer(oma_check
-    SOURCES host/CConfigCheck host/CConfigCheck_Warnings
+    SOURCES host/CConfigCheck host/CConfigCheck_System host/CConfigCheck_Warnings
     PUBLIC oma_host)

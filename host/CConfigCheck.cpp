@@ -67,6 +67,10 @@ bool CConfigCheck::Run()
         AddFault(omas.Line(), "OMAs", "No OMA app. spec.d in config.file", "at least one element OMA");
     for (const COMA& oma : omas)
         CheckInstance(oma);
+    CheckServer();
+    WarnOfIds();
+    WarnOfNames();
+    WarnOfDatapoints();
     std::stable_sort(m_vecFinding.begin(), m_vecFinding.end(),
                      [](const SFinding& p_a, const SFinding& p_b) { return p_a.nLine < p_b.nLine; });
     return !m_bFault;
@@ -171,7 +175,10 @@ bool CConfigCheck::CheckJob(const CJobConf& p_job, CVdsOMA& r_vds, std::unique_p
     WarnOfLimits(p_job, strJob);
     WarnOfEvents(p_job, strJob);
     if (r_pvecSpec)
+    {
+        WarnOfLengths(p_job, strJob);
         WarnOfModes(p_job, strJob, *r_pvecSpec);
+    }
     return bOk;
 }
 

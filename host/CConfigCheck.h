@@ -48,11 +48,18 @@ class CConfigCheck
     bool CheckJob(const CJobConf& p_job, CVdsOMA& r_vds, std::unique_ptr<VecSpec>& r_pvecSpec);
     bool CheckInputs(const CJobConf& p_job, const std::string& p_strJob, CVdsOMA& r_vds);
 
+    /// Addresses and ports of the server and its streams.
+    void CheckServer();
+
     // ---- what is allowed, but hardly meant ----
+    void WarnOfIds();
+    void WarnOfNames();
+    void WarnOfDatapoints();
     void WarnOfInstance(const COMA& p_oma);
     void WarnOfLimits(const CJobConf& p_job, const std::string& p_strJob);
     void WarnOfEvents(const CJobConf& p_job, const std::string& p_strJob);
     void WarnOfBands(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec, double p_fCycle_s);
+    void WarnOfLengths(const CJobConf& p_job, const std::string& p_strJob);
     void WarnOfModes(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec);
     void WarnOfNoData(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec, double p_fCycle_s);
     void WarnOfRate(const CJobConf& p_job, const std::string& p_strJob, int p_nRate);

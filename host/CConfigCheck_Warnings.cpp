@@ -2,6 +2,7 @@
 #include "host/ObjectGraphSteps.h"
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -15,6 +16,7 @@ constexpr double g_fPeriodsMin = 3.0;     ///< of its lowest frequency that a wi
 constexpr double g_fNoDataFirst_s = 40.0; ///< without a pass: what the start of a job is given
 constexpr double g_fNoData_s = 20.0;      ///< without a pass, from then on
 constexpr double g_fEpsilon_Hz = 1e-6;    ///< two limits that are the same
+constexpr double g_fPartMax = 2.0;         ///< a limit of more than this times the nominal value is one in percent
 
 std::string Number(double p_fValue)
 {
@@ -53,7 +55,16 @@ void CConfigCheck::WarnOfLimits(const CJobConf& p_job, const std::string& p_strJ
     if (!(fAlarm > fWarning))
         Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
              "the alarm limit " + Number(fAlarm) + " does not lie above the warning limit " + Number(fWarning));
+    // With a nominal value of 1 the limits are in W or degrees themselves.
+    const double fPart = std::max(magnitude.PSMagnitudeWarning().Value(), magnitude.PSMagnitudeAlarm().Value());
+    if (fPart > g_fPartMax && magnitude.Nominal() != 1.0F)
+        Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
+             "a limit is " + Number(fPart) + " times Nominal: expected a part of it, 0.25 for 25 percent");
     const OMA::CPSDampingRatio& damping = p_job.PSDampingRatio();
+    const double fRatio = std::min(damping.PSDampingRatioWarning().Value(), damping.PSDampingRatioAlarm().Value());
+    if (fRatio < -1.0)
+        Warn(damping.Line(), "PSDampingRatio of " + p_strJob,
+             "no ratio lies below -1, as the limit " + Number(fRatio) + " does: expected -0.05 for 5 percent");
     if (damping.PSDampingRatioWarning().Value() == damping.PSDampingRatioAlarm().Value())
         Warn(damping.Line(), "PSDampingRatio of " + p_strJob,
              "both limits are the same: there is nothing between sound and alarming");
@@ -87,6 +98,21 @@ void CConfigCheck::WarnOfBands(const CJobConf& p_job, const std::string& p_strJo
         if (pSpec->GetFreqEnd() > 0.5 / p_fCycle_s)
             Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
                  strBand + "it ends above half the sample rate, " + Number(0.5 / p_fCycle_s) + " Hz");
+    }
+}
+
+/// The transform takes the next power of two and fills up with zeros, but its channels are counted as of the length given.
+void CConfigCheck::WarnOfLengths(const CJobConf& p_job, const std::string& p_strJob)
+{
+    for (const OMA::CSpectralDataSet& set : p_job.SpectralDataSets())
+    {
+        const auto nGiven = static_cast<unsigned>(set.SamplesMultiplier());
+        const unsigned nTaken = std::bit_ceil(nGiven);
+        if (nTaken != nGiven)
+            Warn(set.Line(), "SpectralDataSet of " + p_strJob,
+                 "SamplesMultiplier " + std::to_string(nGiven) +
+                     " is no power of two: a swing of 1 Hz is read as one of " +
+                     Number(static_cast<double>(nTaken) / nGiven) + " Hz");
     }
 }
 

@@ -20,7 +20,8 @@ inline bool IsTraceDataAll()
     return g_bTraceDataAll;
 }
 /// Groups: 0 server link commands, 1 output values, 2 actual phasors, 3 damping details, 4 spectrum details,
-/// 5 temporary modes, 6 grid quality, 7 job and spectrum cycle, 8 FFT, 9 measurement file.
+/// 5 temporary modes, 6 grid quality, 7 job and spectrum cycle, 8 FFT, 9 none: the line of the measurement file is in group 7
+/// on purpose.
 inline bool IsTraceData(unsigned p_nGroup)
 {
     return p_nGroup < g_vecbTraceData.size() && g_vecbTraceData[p_nGroup];

@@ -16,6 +16,16 @@ constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr double g_fDegPerRad = 57.29577951308232;
 constexpr double g_fTwoPi = 6.283185307179586;
 
+/// A piece of the file as it stands in a message: not endless, and without control characters.
+std::string Shown(std::string_view p_strText)
+{
+    constexpr std::size_t nLongest = 40;
+    std::string strShown(p_strText.substr(0, nLongest));
+    std::replace_if(
+        strShown.begin(), strShown.end(), [](unsigned char p_c) { return p_c < 0x20 || p_c == 0x7f; }, '?');
+    return p_strText.size() > nLongest ? strShown + "..." : strShown;
+}
+
 /// Walks along the fields of a line. Behind the last one every field is empty.
 class CFields
 {
@@ -33,12 +43,20 @@ class CFields
         ++m_nNext;
         return strField;
     }
-    /// The conversion stops at the separator: it belongs to no number.
+    /// The conversion stops at the separator: it belongs to no number. What it leaves of a field is noted.
     double NextNumber()
     {
+        const std::int64_t nField = m_nNext;
         const std::string_view strField = Next();
-        return std::strtod(strField.data(), nullptr);
+        char* pszEnd = nullptr;
+        const double fValue = std::strtod(strField.data(), &pszEnd);
+        const std::size_t nRead = static_cast<std::size_t>(pszEnd - strField.data());
+        if (nRead > 0 && m_nCut == 0 && strField.find_first_not_of(" \t", nRead) != std::string_view::npos)
+            m_nCut = nField;
+        return fValue;
     }
+    /// Number of the first field that is a number with more behind it; 0: none.
+    std::int64_t Cut() const { return m_nCut; }
     void SkipTo(std::int64_t p_nField)
     {
         while (m_nNext < p_nField && *m_pszRest != '\0')
@@ -49,6 +67,7 @@ class CFields
   private:
     const char* m_pszRest;
     std::int64_t m_nNext = 0; ///< number of the field that comes next
+    std::int64_t m_nCut = 0;
 };
 
 std::complex<double> PhasorFromPolar(double p_fMagn, double p_fAngle_deg)
@@ -106,6 +125,10 @@ bool CReadFileMeas::ReadData()
     const CMethodTrace trace(m_pTrace, g_strClass, "ReadData");
     m_vecData.clear();
     m_nData = 0;
+    m_nLine = 0;
+    m_bCutTold = false;
+    m_strFirst.clear();
+    m_strLast.clear();
     std::vector<SColumn> vecColumn;
     if (!DoSort(UsedColumns(m_vecnColVolt), UsedColumns(m_vecnColCurr), vecColumn) || !Open())
         return false;
@@ -113,6 +136,11 @@ bool CReadFileMeas::ReadData()
     Close();
     if (!bOk)
         m_vecData.clear();
+    else if (m_vecData.empty())
+        trace.Warning("Samples taken from the file: 0");
+    else // as a warning, so that it is seen: start and stop are easily met where nobody thought of
+        trace.Warning("Samples taken from the file: ", m_vecData.size(), ", from \"", Shown(m_strFirst), "\" to \"",
+                      Shown(m_strLast), "\"");
     return bOk;
 }
 
@@ -147,8 +175,10 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
     VecPhasor vecVolt;
     VecPhasor vecCurr;
     ReadLine(); // header
+    m_nLine = 1;
     while (!(bStart && bStop) && ReadLine())
     {
+        ++m_nLine;
         if (++nLines > g_nMaxLines)
             return p_trace.Error("File has more lines than ", g_nMaxLines);
         const std::string_view strTime = CFields(GetLine()).Next();
@@ -156,8 +186,13 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
         // An empty stop text is part of every time stamp: without one the first accepted record is the last. A stop text
         // that is met before the start has the same effect: kept as it stands.
         bStop = bStop || strTime.find(m_strStop) != std::string_view::npos;
-        if (bStart && !AddRecord(p_vecColumn, vecVolt, vecCurr))
+        if (!bStart)
+            continue;
+        if (!AddRecord(p_vecColumn, vecVolt, vecCurr))
             return false;
+        if (m_vecData.size() == 1)
+            m_strFirst = strTime;
+        m_strLast = strTime;
     }
     p_trace.Data(IsTraceData(7), "No.of lines read from CSV file: ", nLines);
     return true;
@@ -166,7 +201,8 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
 /// The sample is always the power, also in a file of voltage angles: kept as it stands.
 bool CReadFileMeas::AddRecord(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt, VecPhasor& r_vecCurr)
 {
-    ExtractPhasors(p_vecColumn, r_vecVolt, r_vecCurr);
+    if (const std::int64_t nCut = ExtractPhasors(p_vecColumn, r_vecVolt, r_vecCurr); nCut > 0 && !m_bCutTold)
+        TellCut(nCut);
     double fAngle_deg = 0.0;
     double fPower_W = 0.0;
     if (m_bVoltAngle && !CalcVoltAngle(r_vecVolt, r_vecCurr, &fAngle_deg))
@@ -177,9 +213,20 @@ bool CReadFileMeas::AddRecord(const std::vector<SColumn>& p_vecColumn, VecPhasor
     return true;
 }
 
+/// Once a file: a decimal comma makes a number of its first part.
+void CReadFileMeas::TellCut(std::int64_t p_nField)
+{
+    m_bCutTold = true;
+    CFields fields(m_strLine);
+    fields.SkipTo(p_nField);
+    CMethodTrace(m_pTrace, g_strClass, "ReadData")
+        .Warning("Line ", m_nLine, ", column ", p_nField, ": only the number at the beginning of \"",
+                 Shown(fields.Next()), "\" is read; decimals stand behind a point");
+}
+
 /// Walks the line once: a column that lies within a phasor already taken reads on behind it.
-void CReadFileMeas::ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt,
-                                   VecPhasor& r_vecCurr) const
+std::int64_t CReadFileMeas::ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt,
+                                           VecPhasor& r_vecCurr) const
 {
     r_vecVolt.clear();
     r_vecCurr.clear();
@@ -192,6 +239,7 @@ void CReadFileMeas::ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecP
         const double fAngle_deg = fields.NextNumber();
         (column.bVolt ? r_vecVolt : r_vecCurr).push_back(PhasorFromPolar(fMagn, fAngle_deg));
     }
+    return fields.Cut();
 }
 
 bool CReadFileMeas::CalcActivePower(const VecPhasor& p_vecVolt, const VecPhasor& p_vecCurr, double* p_pfP) const

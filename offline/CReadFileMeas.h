@@ -24,7 +24,7 @@ class CReadFileMeas : public CReadFile
                   const std::vector<std::int32_t>& p_vecnColCurr, const std::string& p_strStart,
                   const std::string& p_strStop, CTraceOMA* p_pTrace);
 
-    /// On false no sample is kept.
+    /// On false no sample is kept. Otherwise a warning says how many there are and from when to when.
     bool ReadData();
     /// Sample to hand out next; 0.0 when there is none.
     double GetActData() const;
@@ -46,7 +46,10 @@ class CReadFileMeas : public CReadFile
                 std::vector<SColumn>& r_vecColumn) const;
     bool ReadRecords(const std::vector<SColumn>& p_vecColumn, const CMethodTrace& p_trace);
     bool AddRecord(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt, VecPhasor& r_vecCurr);
-    void ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt, VecPhasor& r_vecCurr) const;
+    /// @return the first field of which only a part has been read as a number; 0: none.
+    std::int64_t ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt,
+                                VecPhasor& r_vecCurr) const;
+    void TellCut(std::int64_t p_nField);
     bool CalcActivePower(const VecPhasor& p_vecVolt, const VecPhasor& p_vecCurr, double* p_pfP) const;
     bool CalcVoltAngle(const VecPhasor& p_vec1st, const VecPhasor& p_vec2nd, double* p_pfAngle_deg) const;
     bool PhasorsToPosSequ(const VecPhasor& p_vecPhasor, std::complex<double>* p_pcplx) const;
@@ -56,6 +59,10 @@ class CReadFileMeas : public CReadFile
     std::vector<std::int32_t> m_vecnColCurr;
     std::string m_strStart;
     std::string m_strStop;
+    std::size_t m_nLine = 0;             ///< of the file, from 1: the one that is being read
+    bool m_bCutTold = false;             ///< a field that was read in part has been named
+    std::string m_strFirst;              ///< time stamps of the first and
+    std::string m_strLast;               ///< the last record taken
     std::vector<double> m_vecData;       ///< one sample for each accepted row
     std::atomic<std::size_t> m_nData{0}; ///< the sample to hand out next
 };

@@ -22,7 +22,7 @@ bool CWriteFile::Open()
 {
     m_stream.close();
     m_stream.clear();
-    m_stream.open(FileNameForWriting(m_wstrPath), std::ios::out | std::ios::trunc);
+    m_stream.open(FileNameForResult(m_wstrPath), std::ios::out | std::ios::trunc);
     m_bLineBegun = false;
     return m_stream.is_open();
 }

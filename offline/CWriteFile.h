@@ -13,7 +13,7 @@ class CWriteFile : public CFileBAS
     using CFileBAS::CFileBAS;
     ~CWriteFile() override;
 
-    /// Creates or truncates the file.
+    /// Creates or truncates the file. Its name holds that of a job: FileNameForResult keeps it in its directory.
     bool Open() override;
     bool Close() override;
     void WriteText(std::string_view p_strText);

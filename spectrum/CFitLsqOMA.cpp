@@ -148,10 +148,13 @@ void CFitLsqOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pv
     };
     *p_pvecOut = 0.0;
     const std::size_t nSize = p_pvecOut->size();
-    // A peak falls to both sides of its centre, and what has become nothing stays nothing.
-    const double fCentre = fC2 < 0.0 ? std::clamp(-fC1 / (2.0 * fC2), 0.0, static_cast<double>(nSize)) : 0.0;
+    // A peak falls to both sides of its centre, and what has become nothing stays nothing. Coefficients from an amplitude
+    // of exactly 0, whose logarithm is infinite, have no centre.
+    const double fVertex = -fC1 / (2.0 * fC2);
+    const bool bPeak = fC2 < 0.0 && std::isfinite(fVertex);
+    const double fCentre = bPeak ? std::clamp(fVertex, 0.0, static_cast<double>(nSize)) : 0.0;
     const auto nCentre = static_cast<std::size_t>(fCentre + 0.5);
-    for (std::size_t nChan = nCentre; nChan < nSize && (Put(nChan) || fC2 >= 0.0); ++nChan)
+    for (std::size_t nChan = nCentre; nChan < nSize && (Put(nChan) || !bPeak); ++nChan)
         ;
     for (std::size_t nChan = std::min(nCentre, nSize); nChan-- > 0 && Put(nChan);)
         ;

@@ -62,8 +62,10 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     }
     else
     {
-        if (pBuffers->vecAtten.size() != nMaxHS - 2)
-            pBuffers->vecAtten.resize(nMaxHS - 2);
+        // A signal has fewer half cycles than samples, however many are asked for.
+        const std::size_t nRates = std::min<std::size_t>(nMaxHS, p_pvecTime->size()) - 2;
+        if (pBuffers->vecAtten.size() != nRates)
+            pBuffers->vecAtten.resize(nRates);
         bOk = DampFromSeries(*pBuffers, p_fFreq_Hz, p_pfMagn, p_pfDamp);
     }
     if (bOk && *p_pfMagn < 0.0)

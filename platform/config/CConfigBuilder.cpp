@@ -135,6 +135,7 @@ std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
 
 void CConfigBuilder::BuildVDS(const xmlNode* p_pNode, CVDS& r_vds)
 {
+    SetPlace(p_pNode, r_vds);
     r_vds.m_strIPAddr = Trimmed(AttributeOf(p_pNode, "IPAddr"));
     r_vds.m_nPort = Number<unsigned>(p_pNode, "Port");
     r_vds.m_nPortApplicationData = Number<unsigned>(p_pNode, "PortApplicationData");
@@ -219,6 +220,7 @@ void CConfigBuilder::BuildSynchrophasors(const xmlNode* p_pNode, CSynchrophasors
 
 void CConfigBuilder::BuildStream(const xmlNode* p_pNode, CStream& r_stream)
 {
+    SetPlace(p_pNode, r_stream);
     r_stream.m_strName = AttributeOf(p_pNode, "Name");
     IsFirst(p_pNode, "Name", r_stream.m_strName, m_mapLineStream);
     r_stream.m_strHost = Trimmed(AttributeOf(p_pNode, "Host"));
@@ -254,6 +256,7 @@ void CConfigBuilder::BuildStreamPhasor(const xmlNode* p_pNode, CStreamPhasor& r_
 
 void CConfigBuilder::BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_output)
 {
+    SetPlace(p_pNode, r_output);
     r_output.m_strName = AttributeOf(p_pNode, "Name");
     IsFirst(p_pNode, "Name", r_output.m_strName, m_mapLineStream);
     Optional(p_pNode, "Port", r_output.m_nPort);
@@ -425,7 +428,27 @@ void CConfigBuilder::BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode)
         if (IsFirst(p_pOutput, "PhysType", eType, mapLine) && eType >= 0 && eType < 4)
             r_mode.m_outputs.m_vecnRefId[eType] = Number<std::uint32_t>(p_pOutput, "RefID");
     };
-    ForEachElement(p_pNode, [&](const xmlNode* p_pOutputs) { ForEachElement(p_pOutputs, fnOutput); });
+    ForEachElement(p_pNode,
+                   [&](const xmlNode* p_pOutputs)
+                   {
+                       ForEachElement(p_pOutputs, fnOutput);
+                       CheckOutputs(p_pOutputs, mapLine);
+                   });
+}
+
+void CConfigBuilder::CheckOutputs(const xmlNode* p_pOutputs, const std::map<int, long>& p_mapLine)
+{
+    std::size_t nOutputs = 0;
+    ForEachElement(p_pOutputs, [&](const xmlNode*) { ++nOutputs; });
+    if (nOutputs > p_mapLine.size())
+        return; // one that stands twice in place of another has been named
+    std::string strMissing;
+    for (const auto& [strName, eType] : g_vecPhysType)
+        if (!p_mapLine.contains(eType))
+            strMissing += (strMissing.empty() ? "" : ", ") + std::string(strName);
+    if (!strMissing.empty())
+        m_faults.Add(LineOf(p_pOutputs), NameOf(p_pOutputs), {},
+                     "missing Output of PhysType " + strMissing + ", expected each of the four once");
 }
 
 void CConfigBuilder::BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group)

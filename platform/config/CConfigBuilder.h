@@ -47,6 +47,8 @@ class CConfigBuilder
     void BuildEvents(const xmlNode* p_pNode, OMA::CPSEvents& r_events);
     void BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSets& r_sets);
     void BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode);
+    /// @param p_mapLine the quantities that are there.
+    void CheckOutputs(const xmlNode* p_pOutputs, const std::map<int, long>& p_mapLine);
     void BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group);
     void BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm);
 

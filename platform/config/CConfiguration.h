@@ -77,7 +77,7 @@ class CStreamPhasor
 };
 
 /// A stream of synchrophasors that the server reads.
-class CStream : public std::vector<CStreamPhasor>
+class CStream : public std::vector<CStreamPhasor>, public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }
@@ -107,7 +107,7 @@ enum eOutputContent : std::int32_t
 };
 
 /// A stream that the server offers.
-class COutputStream
+class COutputStream : public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }
@@ -180,7 +180,7 @@ class CSecurity
     std::string m_strOperatorTokenFile;
 };
 
-class CVDS
+class CVDS : public CFilePlace
 {
   public:
     const CSecurity& Security() const { return m_security; }

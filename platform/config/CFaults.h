@@ -14,6 +14,8 @@ class CFaults
     /// @param p_nLine 0: the file as a whole. p_strElement, p_strAttribute may be empty.
     void Add(long p_nLine, std::string_view p_strElement, std::string_view p_strAttribute, std::string_view p_strText);
     bool Any() const { return m_nCount > 0; }
+    /// Whether further ones are only counted.
+    bool IsFull() const { return m_nCount >= s_nShown; }
     /// All lines, each with its line end; a last one tells how many were left out.
     std::string Text() const;
 

@@ -24,6 +24,25 @@ std::string Between(std::string_view p_strText, std::string_view p_strBegin)
     return std::string(strRest.substr(0, strRest.find('\'')));
 }
 
+/// The names of the elements from the root to this one, each with a '/' behind it.
+std::string PathOf(const xmlNode* p_pNode)
+{
+    std::string strPath;
+    for (; p_pNode && p_pNode->type == XML_ELEMENT_NODE; p_pNode = p_pNode->parent)
+        strPath.insert(0, NameOf(p_pNode) + '/');
+    return strPath;
+}
+
+/// What to add where the name may be the right one, but not its namespace.
+std::string NamespaceTrouble(const xmlNode* p_pNode)
+{
+    if (!p_pNode || !p_pNode->ns || !p_pNode->ns->href)
+        return {};
+    const std::string strPrefix = p_pNode->ns->prefix ? reinterpret_cast<const char*>(p_pNode->ns->prefix) : "";
+    return " of no namespace, not of " + CFaults::Quoted(reinterpret_cast<const char*>(p_pNode->ns->href)) +
+           ": leave xmlns" + (strPrefix.empty() ? "" : ':' + strPrefix) + " out";
+}
+
 /// The library's sentence without the element in front of it and the line end behind it.
 std::string_view Sentence(std::string_view p_strMessage)
 {
@@ -68,13 +87,14 @@ CSchema::CSchema(std::string_view p_strSchema, CFaults& r_faults)
 void CSchema::CollectTypes(const xmlNode* p_pSchema)
 {
     std::map<std::string, const xmlNode*> mapComplex;
+    const xmlNode* pRoot = nullptr;
     for (const xmlNode* pNode = p_pSchema->children; pNode; pNode = pNode->next)
     {
         const std::string strName = AttributeOf(pNode, "name");
         if (IsElement(pNode, "complexType"))
             mapComplex[strName] = pNode;
-        else if (IsElement(pNode, "element") && m_strRoot.empty())
-            m_strRoot = strName;
+        else if (IsElement(pNode, "element") && !pRoot)
+            pRoot = pNode;
         else if (IsElement(pNode, "simpleType"))
         {
             const xmlNode* pNote = ChildNamed(pNode, "annotation");
@@ -83,40 +103,43 @@ void CSchema::CollectTypes(const xmlNode* p_pSchema)
                 m_mapExpected[strName] = reinterpret_cast<const char*>(pInfo->children->content);
         }
     }
-    CollectAttributes(p_pSchema, {}, mapComplex);
+    if (!pRoot)
+        return;
+    m_strRoot = AttributeOf(pRoot, "name");
+    CollectElement(pRoot, {}, mapComplex);
 }
 
-void CSchema::CollectAttributes(const xmlNode* p_pNode, const std::string& p_strElement,
-                                const std::map<std::string, const xmlNode*>& p_mapComplex)
+/// By path, as elements of one name have attributes of their own in different places.
+void CSchema::CollectElement(const xmlNode* p_pElement, const std::string& p_strPath,
+                             const std::map<std::string, const xmlNode*>& p_mapComplex)
+{
+    // A type that contains itself has no end, and an element refers to another one: of no use for ours.
+    constexpr std::size_t nMaxPaths = 1000;
+    const std::string strName = AttributeOf(p_pElement, "name");
+    const std::string strPath = p_strPath + strName + '/';
+    if (strName.empty() || m_mapElement.size() >= nMaxPaths || !m_mapElement.try_emplace(strPath).second)
+        return;
+    const auto itComplex = p_mapComplex.find(AttributeOf(p_pElement, "type"));
+    CollectContent(itComplex != p_mapComplex.end() ? itComplex->second : p_pElement, strPath, p_mapComplex);
+}
+
+void CSchema::CollectContent(const xmlNode* p_pNode, const std::string& p_strPath,
+                             const std::map<std::string, const xmlNode*>& p_mapComplex)
 {
     for (const xmlNode* pNode = p_pNode->children; pNode; pNode = pNode->next)
     {
         if (IsElement(pNode, "attribute"))
-            m_mapElement[p_strElement][AttributeOf(pNode, "name")] = AttributeOf(pNode, "type");
+            m_mapElement[p_strPath][AttributeOf(pNode, "name")] = AttributeOf(pNode, "type");
         else if (IsElement(pNode, "element"))
-        {
-            const std::string strElement = AttributeOf(pNode, "name");
-            const auto itComplex = p_mapComplex.find(AttributeOf(pNode, "type"));
-            if (itComplex == p_mapComplex.end())
-            {
-                CollectAttributes(pNode, strElement, p_mapComplex);
-                continue;
-            }
-            // Of a named type only what stands directly in it: the elements below have entries of their own.
-            for (const xmlNode* pPart = itComplex->second->children; pPart; pPart = pPart->next)
-            {
-                if (IsElement(pPart, "attribute"))
-                    m_mapElement[strElement][AttributeOf(pPart, "name")] = AttributeOf(pPart, "type");
-            }
-        }
+            CollectElement(pNode, p_strPath, p_mapComplex);
         else
-            CollectAttributes(pNode, p_strElement, p_mapComplex);
+            CollectContent(pNode, p_strPath, p_mapComplex);
     }
 }
 
-std::string CSchema::Expected(const std::string& p_strElement, const std::string& p_strAttribute) const
+std::string CSchema::Expected(const std::string& p_strPath, const std::string& p_strAttribute) const
 {
-    const auto itElement = m_mapElement.find(p_strElement);
+    const auto itElement = m_mapElement.find(p_strPath);
     if (itElement == m_mapElement.end())
         return {};
     const auto itAttribute = itElement->second.find(p_strAttribute);
@@ -126,10 +149,10 @@ std::string CSchema::Expected(const std::string& p_strElement, const std::string
     return itType != m_mapExpected.end() ? itType->second : "a value of " + itAttribute->second;
 }
 
-std::string CSchema::KnownAttributes(const std::string& p_strElement) const
+std::string CSchema::KnownAttributes(const std::string& p_strPath) const
 {
-    const auto itElement = m_mapElement.find(p_strElement);
-    if (itElement == m_mapElement.end())
+    const auto itElement = m_mapElement.find(p_strPath);
+    if (itElement == m_mapElement.end() || itElement->second.empty())
         return "no attribute";
     std::string strKnown;
     for (const auto& [strName, strType] : itElement->second)
@@ -156,7 +179,11 @@ bool CSchema::Check(xmlDoc* p_pDoc, CFaults& r_faults) const
 void CSchema::OnError(void* p_pCheck, const xmlError* p_pError)
 {
     auto* pCheck = static_cast<SCheck*>(p_pCheck);
-    if (p_pError && p_pError->message)
+    if (!p_pError || !p_pError->message)
+        return;
+    if (pCheck->pFaults->IsFull())
+        pCheck->pFaults->Add(0, {}, {}, {}); // counted, without words
+    else
         pCheck->pSchema->Complain(*pCheck, *p_pError);
 }
 
@@ -168,6 +195,7 @@ void CSchema::Complain(SCheck& r_check, const xmlError& p_error) const
     const std::string_view strMessage = p_error.message;
     const std::string_view strSentence = Sentence(strMessage);
     const std::string strElement = NameOf(pNode);
+    const std::string strPath = PathOf(pNode);
     const long nLine = pNode ? xmlGetLineNo(const_cast<xmlNode*>(pNode)) : p_error.line;
 
     std::string strAttribute = Between(strMessage, ", attribute '");
@@ -175,13 +203,13 @@ void CSchema::Complain(SCheck& r_check, const xmlError& p_error) const
     if (p_error.code == XML_SCHEMAV_CVC_COMPLEX_TYPE_4) // a required attribute is missing
     {
         strAttribute = Between(strMessage, "The attribute '");
-        strText = "missing, expected " + Expected(strElement, strAttribute);
+        strText = "missing, expected " + Expected(strPath, strAttribute);
     }
     else if (p_error.code == XML_SCHEMAV_CVC_COMPLEX_TYPE_3_2_1) // an attribute that is not known
-        strText = "not known, expected " + KnownAttributes(strElement);
+        strText = "not known, expected " + KnownAttributes(strPath);
     else if (p_error.code == XML_SCHEMAV_CVC_ELT_1) // the root
-        strText = "not expected, expected " + m_strRoot;
-    else if (const std::string strExpected = Expected(strElement, strAttribute); !strExpected.empty())
+        strText = "not expected, expected " + m_strRoot + NamespaceTrouble(pNode);
+    else if (const std::string strExpected = Expected(strPath, strAttribute); !strExpected.empty())
         strText = CFaults::Quoted(AttributeOf(pNode, strAttribute.c_str())) + " is not " + strExpected;
 
     if (!strAttribute.empty() && pNode == r_check.pNodeLast && strAttribute == r_check.strAttributeLast)

@@ -28,15 +28,18 @@ class CSchema
     static void OnError(void* p_pCheck, const xmlError* p_pError);
     void Complain(SCheck& r_check, const xmlError& p_error) const;
     void CollectTypes(const xmlNode* p_pSchema);
-    void CollectAttributes(const xmlNode* p_pNode, const std::string& p_strElement,
-                           const std::map<std::string, const xmlNode*>& p_mapComplex);
-    std::string Expected(const std::string& p_strElement, const std::string& p_strAttribute) const;
-    std::string KnownAttributes(const std::string& p_strElement) const;
+    /// p_pElement an xs:element of the schema. p_strPath the names of the elements above it, each with a '/' behind it.
+    void CollectElement(const xmlNode* p_pElement, const std::string& p_strPath,
+                        const std::map<std::string, const xmlNode*>& p_mapComplex);
+    void CollectContent(const xmlNode* p_pNode, const std::string& p_strPath,
+                        const std::map<std::string, const xmlNode*>& p_mapComplex);
+    std::string Expected(const std::string& p_strPath, const std::string& p_strAttribute) const;
+    std::string KnownAttributes(const std::string& p_strPath) const;
 
     XmlDocPtr m_pDoc;
     XmlSchemaPtr m_pSchema;
     std::string m_strRoot;
     std::map<std::string, std::string> m_mapExpected;                       ///< type -> what a value of it is
-    std::map<std::string, std::map<std::string, std::string>> m_mapElement; ///< element -> attribute -> type
+    std::map<std::string, std::map<std::string, std::string>> m_mapElement; ///< path -> attribute -> type
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

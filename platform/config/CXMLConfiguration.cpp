@@ -6,6 +6,7 @@
 #include "CTrace.h"
 #include "FileName.h"
 #include "OmaXsd.h"
+#include "StartTags.h"
 #include "XmlPtr.h"
 #include <array>
 #include <cstring>
@@ -128,6 +129,8 @@ std::unique_ptr<CConfiguration> ReadTree(const std::filesystem::path& p_path, co
 {
     std::string strText;
     if (!ReadWholeFile(p_path, strText, r_faults))
+        return nullptr;
+    if (!CheckStartTags(strText, r_faults))
         return nullptr;
     const XmlDocPtr pDoc = Parse(strText, r_faults);
     if (!pDoc)

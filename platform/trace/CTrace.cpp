@@ -2,6 +2,7 @@
 #include "FileName.h"
 #include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <stdexcept>
 #include <vector>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
@@ -73,6 +75,9 @@ class CFacility
         try
         {
             const std::string strPath = FileNameForWriting(p_wstrPath).string();
+            // Opening a pipe waits for a reader, and neither it nor a device can be rotated.
+            if (std::filesystem::exists(strPath) && !std::filesystem::is_regular_file(strPath))
+                throw std::runtime_error("'" + strPath + "' is no plain file");
             m_pLogger->sinks().push_back(
                 std::make_shared<spdlog::sinks::rotating_file_sink_mt>(strPath, g_nFileSizeMax, g_nOldFiles));
             UseFormat();

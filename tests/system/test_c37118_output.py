@@ -13,8 +13,8 @@ EXAMPLES = Path(__file__).resolve().parents[2] / "config" / "examples"
 TSHARK = shutil.which("tshark")
 EPOCH_S = 62135596800
 OFF, ON, HEADER, CFG1, CFG2, CFG3 = range(1, 7)
-MODES = ((611, "NORTH_P 0.05-0.2", 811), (612, "NORTH_PO 0.2-0.8", 812), (613, "NORTH_POWE 0.8-3", 813),
-         (621, "NORTH_S 0.05-0.2", 821), (622, "NORTH_SO 0.2-0.8", 822), (623, "NORTH_SOUT 0.8-3", 823))
+MODES = ((611, "NORTH_P 0.05-0.3", 811), (612, "NORTH_PO 0.3-0.9", 812), (613, "NORTH_POWE 0.9-3", 813),
+         (621, "NORTH_S 0.05-0.3", 821), (622, "NORTH_SO 0.3-0.9", 822), (623, "NORTH_SOUT 0.9-3", 823))
 LEVELS = {4206: 1, 4205: 2, 4204: 4, 4203: 8}
 
 

@@ -149,6 +149,20 @@ fs::path FileNameForWriting(const std::wstring& p_wstrName)
     return ResultDir() / NarrowText(wstrName);
 }
 
+fs::path FileNameForResult(const std::wstring& p_wstrName)
+{
+    if (!HasDrive(p_wstrName))
+        return FileNameForWriting(p_wstrName);
+    constexpr std::size_t nLongest = 255; // bytes
+    constexpr std::size_t nKept = 20;     // characters at the end: what kind of file it is
+    std::wstring wstrName = p_wstrName.substr(p_wstrName.size() > 2 && p_wstrName[2] == L'\\' ? 3 : 2);
+    const auto fnUnfit = [](wchar_t p_c) { return p_c == L'/' || p_c == L'\\' || p_c < L' ' || p_c == L'\x7f'; };
+    std::replace_if(wstrName.begin(), wstrName.end(), fnUnfit, L'_');
+    while (wstrName.size() > nKept && NarrowText(wstrName).size() > nLongest)
+        wstrName.erase(wstrName.size() - nKept - 1, 1);
+    return ResultDir() / NarrowText(wstrName);
+}
+
 fs::path FileNameForReading(const std::wstring& p_wstrName)
 {
     if (const auto wstrGiven = Remembered(p_wstrName))

@@ -1,11 +1,79 @@
 #include "ServiceNotify.h"
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <systemd/sd-daemon.h>
+#include <unistd.h>
 
-void NotifyServiceManager(const char* p_pText)
+namespace
 {
-    sd_notify(0, p_pText);
+constexpr std::size_t g_nMaxKept = 1024; ///< characters; a manager away for so long has lost the oldest states
+
+std::mutex g_mtxNotify;
+std::string g_strKept; ///< states that the manager has not taken yet, a line each
+
+/// The manager's address; length 0 if there is none that is a socket of this machine.
+socklen_t ManagerAddress(sockaddr_un& r_address)
+{
+    const char* const pName = std::getenv("NOTIFY_SOCKET");
+    const std::size_t nName = pName ? std::strlen(pName) : 0;
+    if (nName < 2 || nName >= sizeof(r_address.sun_path) || (*pName != '/' && *pName != '@'))
+        return 0;
+    r_address.sun_family = AF_UNIX;
+    std::memcpy(r_address.sun_path, pName, nName);
+    if (*pName == '@') // a name outside of the file system begins with a zero
+        r_address.sun_path[0] = '\0';
+    return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + nName);
+}
+
+/// @return 0, or the error number.
+int SendNow(std::string_view p_strText)
+{
+    sockaddr_un address{};
+    const socklen_t nAddress = ManagerAddress(address);
+    if (nAddress == 0)
+        return ENOENT;
+    const int nSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (nSocket < 0)
+        return errno;
+    const ssize_t nSent = sendto(nSocket, p_strText.data(), p_strText.size(), MSG_NOSIGNAL,
+                                 reinterpret_cast<const sockaddr*>(&address), nAddress);
+    const int nError = nSent < 0 ? errno : 0;
+    close(nSocket);
+    return nError;
+}
+
+bool MayPass(int p_nError)
+{
+    return p_nError == EAGAIN || p_nError == EWOULDBLOCK || p_nError == ENOBUFS || p_nError == EINTR;
+}
+} // namespace
+
+bool NotifyServiceManager(std::string_view p_strText)
+{
+    const std::lock_guard lock(g_mtxNotify);
+    const std::string strAll = g_strKept + std::string(p_strText);
+    if (strAll.empty())
+        return true;
+    const int nError = SendNow(strAll);
+    if (!MayPass(nError))
+    {
+        g_strKept.clear();
+        return nError == 0;
+    }
+    // A sign of life is worth nothing later.
+    if (!p_strText.empty() && p_strText != "WATCHDOG=1")
+        g_strKept = strAll + '\n';
+    while (g_strKept.size() > g_nMaxKept)
+        g_strKept.erase(0, g_strKept.find('\n') + 1);
+    return true;
 }
 
 unsigned WatchdogPeriod_ms()

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <mutex>
 #include <string>
-#include <systemd/sd-daemon.h>
 #include <thread>
 #include <utility>
 
@@ -46,7 +45,7 @@ class CWatchdog
             {
                 while (WaitForSingleObject(m_hEnd, nPeriod_ms) == WAIT_TIMEOUT)
                     if (!p_fnHealth || p_fnHealth(nPeriod_ms))
-                        sd_notify(0, "WATCHDOG=1");
+                        NotifyServiceManager("WATCHDOG=1");
             });
     }
     ~CWatchdog()
@@ -122,7 +121,7 @@ class CServiceHost
         m_nState = p_nState;
         m_cvState.notify_all();
         const char* const pText = StateText(p_nState);
-        return pText && sd_notify(0, pText) >= 0;
+        return pText && NotifyServiceManager(pText);
     }
 
   private:
@@ -138,11 +137,15 @@ class CServiceHost
 
     void Dispatch(const sigset_t& p_set)
     {
+        constexpr timespec tRetry{1, 0};
         for (;;)
         {
-            int nSignal = 0;
-            if (sigwait(&p_set, &nSignal) != 0)
+            const int nSignal = sigtimedwait(&p_set, nullptr, &tRetry);
+            if (nSignal < 0)
+            {
+                NotifyServiceManager({}); // a state that the manager could not take
                 continue;
+            }
             if (nSignal == g_nSignalEnded)
                 return;
             if (const LPHANDLER_FUNCTION fnHandler = AwaitRunning())

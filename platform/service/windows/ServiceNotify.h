@@ -1,6 +1,11 @@
 #pragma once
+#include <string_view>
+
 /// The manager here is told by the dispatcher's calls only.
-inline void NotifyServiceManager(const char*) {}
+inline bool NotifyServiceManager(std::string_view)
+{
+    return false;
+}
 inline unsigned WatchdogPeriod_ms()
 {
     return 0;

@@ -64,6 +64,11 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
         {R"(Id="102" )", R"(Id="0101" )", R"(North current)",
          R"(element MeasurementUnit, attribute Id: "0101" stands on line 7 already)"},
         {R"(Id="5000")", R"(Id="99999999999")", R"(99999999999)", R"("99999999999" is not a whole number from 0)"},
+        {R"(PhaseType="1" RefID=)", R"(PhaseType="1" RefId="1" RefID=)", R"(RefID="1012")",
+         "element Input, attribute RefId: not known, expected one of PhaseType, RefID\n"},
+        {R"(<Job Name="NORTH_POWER")", R"(<Job Name="NORTH&#10;POWER")", "<Job ",
+         R"(element Job, attribute Name: "NORTH POWER" is not a name of at most 255 characters without line break)"},
+        {R"(Name="North voltage")", "Name=\"North\u2028voltage\"", "voltage\" Rep", "without line break"},
         {"<PSDampingRatio ", "<PSDamping ", "<PSDamping ", "element PSDamping: This element is not expected. Expected"},
         {R"(<SpectralDataSet SamplesMultiplier="1")", R"(<!-- --><SpectralDataSet SamplesMultiplier="1" Foo="1")",
          "Foo=", "element SpectralDataSet, attribute Foo: not known"},
@@ -134,10 +139,16 @@ TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationOrLacksElements)
         {Changed(strAll, "North U L1", "North \xff\xfe"), "expected well-formed XML"},
         {"<OMAs/>", "grid.xml:1: element OMAs: not expected, expected Configuration"},
         {"<Configuration/>", "grid.xml:1: element Configuration: Missing child element(s). Expected is one of ( VDS,"},
-        {R"(<x:Configuration xmlns:x="urn:x"/>)", "not expected, expected Configuration"},
+        {R"(<x:Configuration xmlns:x="urn:x"/>)",
+         R"(not expected, expected Configuration of no namespace, not of "urn:x": leave xmlns:x out)"},
+        {R"(<Configuration xmlns="urn:y"/>)", R"(of no namespace, not of "urn:y": leave xmlns out)"},
         {Without(strAll, "<SpectralDataSet ", "/>"), "element SpectralDataSets: Missing child element(s). Expected is"},
         {Without(strAll, "<InputGroup ", "</InputGroup>"), "element InputGroups: Missing child element(s). Expected"},
-        {Without(strAll, "<Output ", "/>"), "element Outputs: Missing child element(s). Expected is"},
+        {Without(strAll, R"(<Output PhysType="magnitude")", "/>"),
+         "grid.xml:" + std::to_string(LineOf(strAll, "<Outputs>")) +
+             ": element Outputs: missing Output of PhysType magnitude, expected each of the four once"},
+        {Without(Without(strAll, R"(<Output PhysType="frequency")", "/>"), R"(<Output PhysType="damping-ratio")", "/>"),
+         "missing Output of PhysType frequency, damping-ratio, expected"},
     };
     for (const auto& c : vecCase)
         EXPECT_THAT(FaultsOf(c.strText), HasSubstr(c.strExpected)) << c.strText.substr(0, 40);
@@ -190,6 +201,26 @@ TEST(CXMLConfiguration, DeepAndHugeFilesEndInAComplaint)
                 HasSubstr("too large, expected at most 16777216 bytes"));
     // A value of a megabyte is named, not repeated.
     EXPECT_LT(FaultsOf(Changed(BaseText(), "active-power", std::string(1000000, 'x'))).size(), 500U);
+}
+
+TEST(CXMLConfiguration, AttributesWithoutNumberAreNoWorkForTheParser)
+{
+    // Each would be held against all the others: minutes. In 16 bits as well.
+    std::string strMany = "<!-- = < ' --><?x = ?><Configuration>\n<VDS a=\"<>\"";
+    for (int n = 0; n < 300000; ++n)
+        strMany += " a" + std::to_string(n) + "=''";
+    strMany += "/></Configuration>";
+    EXPECT_THAT(FaultsOf(strMany), HasSubstr("grid.xml:2: element VDS: has more than 200 attributes\n"));
+    std::string strWide = "\xFE\xFF";
+    for (const char c : strMany)
+        strWide.append(1, '\0').append(1, c);
+    EXPECT_THAT(FaultsOf(strWide), HasSubstr("grid.xml:2: element VDS: has more than 200 attributes\n"));
+    // Quotes, comments and values do not count.
+    std::string strFew = "<Configuration><!-- '";
+    for (int n = 0; n < 300; ++n)
+        strFew += "a=\"b\" ";
+    EXPECT_THAT(FaultsOf(strFew + "--><VDS IPAddr='" + std::string(300, '=') + "'/></Configuration>"),
+                HasSubstr("element VDS, attribute IPAddr: "));
 }
 
 TEST(CXMLConfiguration, ManyFaultsAreCounted)

@@ -68,6 +68,24 @@ TEST_F(FileName, TheFileThatTheUserNamedIsOpenedThoughItsNameWasLowered)
     EXPECT_EQ(FileNameForReading(wstrStored), dir / "named.xml");
 }
 
+TEST_F(FileName, AResultLiesInItsFolderWhateverItsNameHolds)
+{
+    const std::pair<std::wstring, std::string> names[] = {
+        {L"c:\\OMA_NORTH.csv", "OMA_NORTH.csv"},
+        {L"c:\\OMA_Nord Süd: 1..2.csv", "OMA_Nord Süd: 1..2.csv"},
+        {L"c:\\OMA_/../../../etc/x\\y_FFT.dat", "OMA__.._.._.._etc_x_y_FFT.dat"},
+        {L"c:\\OMA_a\nb\x7f.csv", "OMA_a_b_.csv"},
+        {L"c:\\" + std::wstring(300, L'x') + L"_PsmExt.dat", std::string(244, 'x') + "_PsmExt.dat"}};
+    for (const auto& [wstrName, strFile] : names)
+    {
+        EXPECT_EQ(FileNameForResult(wstrName), dir / strFile);
+        EXPECT_TRUE(std::ofstream(FileNameForResult(wstrName)).is_open()) << strFile;
+    }
+    const std::string strWide = FileNameForResult(L"c:\\" + std::wstring(255, L'\u00fc') + L".csv").filename().string();
+    EXPECT_TRUE(strWide.size() <= 255 && strWide.ends_with("\u00fc.csv")) << strWide;
+    EXPECT_EQ(FileNameForResult(Name("sub/x.csv")), dir / "sub/x.csv") << "no drive: as it stands";
+}
+
 TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)
 {
     for (const std::string& strText : {std::string("plain"), std::string("Größe °"), std::string("€ \xF0\x9F\x98\x80")})

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <iterator>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -93,6 +94,26 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
                              "warning Written text with \\{\\} marks\n"));
     EXPECT_EQ(strFile, strStderr);
     std::filesystem::remove(path);
+}
+
+TEST(CTrace, WhatIsNoPlainFileIsRefusedWithOneLine)
+{
+    const auto pathPipe = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".pipe");
+    ASSERT_EQ(mkfifo(pathPipe.c_str(), 0600), 0);
+    CTrace::CreateTraceHelper("Refused");
+    for (const std::filesystem::path& path :
+         {pathPipe, std::filesystem::temp_directory_path(), std::filesystem::path("/dev/null")})
+    {
+        testing::internal::CaptureStderr();
+        CTrace::Init();
+        CheckArgs({L"-TFILE:" + path.wstring()}); // the pipe has no reader: opening it would never end
+        CTrace::GetInstancePtr("Refused")->Warning() << "goes on" << TEnd;
+        CTrace::Exit();
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    MatchesRegex("[-0-9:. ]+ error -TFILE: '" + path.string() +
+                                 "' is no plain file\n[-0-9:. ]+ warning Refused goes on\n"));
+    }
+    std::filesystem::remove(pathPipe);
 }
 
 TEST(CTrace, LevelsMayChangeWhileOthersTrace)

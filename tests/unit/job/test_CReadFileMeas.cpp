@@ -51,7 +51,10 @@ TEST_F(ReadFileMeas, SinglePhaseIsScaledToThreeAndPlaysAsARing)
     ASSERT_TRUE(Read(g_pszLines));
     EXPECT_EQ(Samples(), (Values{300, 300, 900}));
     EXPECT_EQ(Samples(), (Values{300, 300, 900}));
-    EXPECT_TRUE(m_capture.Lines().empty());
+    EXPECT_EQ(m_capture.Lines().size(), 1U);
+    EXPECT_TRUE(m_capture.Has(CaptureTrace::ETraceLevel::eWarning,
+                              "CReadFileMeas::ReadData():Samples taken from the file: 3, "
+                              "from \"10:00:00\" to \"10:00:02\"!"));
 }
 
 TEST_F(ReadFileMeas, VoltageAnglesHaveToExistButThePowerIsTheSample)
@@ -118,6 +121,17 @@ TEST_F(ReadFileMeas, RealFilesAreReadAsTheyAre)
         EXPECT_TRUE(Read(strText)) << pszName;
         EXPECT_EQ(Samples(), vecfExpect) << pszName;
     }
+}
+
+TEST_F(ReadFileMeas, AFieldThatIsReadInPartIsNamedOnceAFile)
+{
+    ASSERT_TRUE(Read("h\nt;100;0;1 ;0\nt;x;0;1;;20,5\nt;100;1,5;1;0\nt;100;1,5;1;0\n", {1}, {3}));
+    EXPECT_EQ(m_capture.Count("only the number at the beginning"), 1U);
+    EXPECT_TRUE(m_capture.Has("Line 4, column 2: only the number at the beginning of \"1,5\" is read; decimals"));
+    ASSERT_TRUE(Read("h\nt;100;0;20,5\x01" + std::string(1000, 'x') + ";0\n", {1}, {3}));
+    EXPECT_EQ(Samples(), (Values{6000}));
+    EXPECT_TRUE(m_capture.Has("Line 2, column 3: only the number at the beginning of \"20,5?" + std::string(35, 'x') +
+                              "...\" is read"));
 }
 
 TEST_F(ReadFileMeas, ColumnsFormPhasorsInTheOrderOfTheLine)

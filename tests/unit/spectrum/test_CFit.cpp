@@ -75,6 +75,25 @@ TEST_F(FitTest, WeightsOfAMean)
     EXPECT_TRUE(capture.Has("Invalid Weighting Mode"));
 }
 
+TEST_F(FitTest, CurveOfAnAmplitudeOfZeroIsAsItsFormulaSays)
+{
+    // The logarithm of 0 is infinite, and so are coefficients: no centre that the curve could be followed from.
+    constexpr double fInf = std::numeric_limits<double>::infinity();
+    const std::valarray<double> vecNone;
+    const CFitLsqOMA fit(vecNone, &trace);
+    for (const CFit::VecCoef& vecInfinite : {CFit::VecCoef{0.0, fInf, -fInf}, {1.0, -fInf, -fInf}, {1.0, fInf, -2.0}})
+    {
+        std::valarray<double> vecCurve(8);
+        fit.CalcCurve(vecInfinite, &vecCurve);
+        for (std::size_t k = 0; k < vecCurve.size(); ++k)
+        {
+            const auto fX = static_cast<double>(k);
+            const double fWant = std::pow(10.0, vecInfinite[0] + vecInfinite[1] * fX + vecInfinite[2] * (fX * fX));
+            EXPECT_TRUE(std::isnan(fWant) ? std::isnan(vecCurve[k]) : vecCurve[k] == fWant) << k;
+        }
+    }
+}
+
 TEST_F(FitTest, TooFewChannelsAndDataThatAreNoNumbers)
 {
     EXPECT_FALSE(FitLSQ(Gaussian(40, 20.0, 4.0), 20, 21));

@@ -121,8 +121,9 @@ TEST_F(ProcOmaTest, FilesOfARunWithOnePeakAreTheGoldenOnes)
         text << std::ifstream(OMA_TEST_DATA "/result_files/" + strName).rdbuf();
         EXPECT_EQ(dir.Text(strName), text.str());
     }
-    Run(30.0, 1, L"c:\\none\\FFT.dat", {});
+    std::filesystem::create_directory(dir.Path("folder"));
+    Run(30.0, 1, L"c:\\folder", {});
     EXPECT_TRUE(capture.Has("Error writing FFT data"));
-    EXPECT_EQ(Run(30.0, 1, {}, L"c:\\none\\Psm.dat").size(), 1U) << "goes on without the file";
+    EXPECT_EQ(Run(30.0, 1, {}, L"c:\\folder").size(), 1U) << "goes on without the file";
     EXPECT_TRUE(capture.Has("Cannot open TUI input file"));
 }

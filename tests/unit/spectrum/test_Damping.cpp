@@ -118,6 +118,7 @@ TEST_F(Damping, RateOfTheNewestHalfCycles)
         {"-nmaxhs: newest 4 of 10", {90.0, 2.0, 50.0, 3.0, 40.0, 6.0}, 4, {L"-nmaxhs:4"}},
         {"-nmaxhs: newest 4 of 9", {90.0, 2.0, 50.0, 3.0, 40.0}, 4, {L"-nmaxhs:4"}},
         {"-nmaxhs: more than there are", {}, 10, {L"-nmaxhs:40"}},
+        {"-nmaxhs: more than memory would hold", {}, 10, {L"-nmaxhs:2000000000"}},
     };
     for (const SCase& test : vecCase)
         for (const double fFactor : {0.9, 1.0, 1.05})

@@ -87,6 +87,21 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
         {R"("10" ReportingRate="1">)", R"("10" ReportingRate="-30">)", "<PSModes", "a pass every 30 s: event 4202"},
         {R"(IsUsingNTM="false")", R"(IsUsingNTM="true")", "<Job ", "only vpad heeds"},
         {R"(Id="500" IsActive="true")", R"(Id="500" IsActive="false")", "<OMA ", "none of its jobs is"},
+        {R"(SamplesMultiplier="4")", R"(SamplesMultiplier="3")", R"(SamplesMultiplier="3")",
+         "SamplesMultiplier 3 is no power of two: a swing of 1 Hz is read as one of 1.33333 Hz"},
+        {R"(PSMagnitudeWarning="0.25" PSMagnitudeAlarm="0.5")", R"(PSMagnitudeWarning="25" PSMagnitudeAlarm="50")",
+         "<PSMagnitude ", "a limit is 50 times Nominal"},
+        {R"(PSDampingRatioWarning="-0.05" PSDampingRatioAlarm="-0.03")",
+         R"(PSDampingRatioWarning="-5" PSDampingRatioAlarm="-3")", "<PSDampingRatio ", "as the limit -5 does"},
+        {R"(Job Name="NORTH_POWER")", R"(Job Name="../a\b")", "<Job ",
+         R"(in which it reads ".._a_b": expected neither)"},
+        {R"(IPAddr="127.0.0.1")", R"(IPAddr="grid-server")", "<VDS ", "has to be a name of this machine itself"},
+        {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="4711")", "<PSMode ",
+         "RefID of magnitude 4711 is no Datapoint of this file"},
+        {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="9010")", "<PSMode ",
+         "RefID of magnitude 9010 is written to by the element on line"},
+        {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="1011")", "<PSMode ",
+         R"(RefID of magnitude 1011 is an input of Job "NORTH_POWER" as well)"},
     };
     for (const auto& [strOld, strNew, strPlace, strWarning] : cases)
     {
@@ -103,6 +118,67 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
     EXPECT_EQ(Check(Changed(Clean(), R"(Type="notified" IsActive="true")", R"(Type="notified" IsActive="false")"))
                   .strFindings,
               "");
+}
+
+TEST(CConfigCheck, WhatTwoElementsShareIsFoundAcrossJobsAndInstances)
+{
+    // The whole instance once more: all its ids, its job's name and outputs are there twice, and so is nothing else.
+    const std::string strText = Clean();
+    const std::size_t nBegin = strText.find("<OMA ");
+    const std::string strOma = strText.substr(nBegin, strText.find("</OMA>") + 6 - nBegin);
+    const std::string strTwice = Changed(strText, "</OMAs>", strOma + "</OMAs>");
+    const SResult result = Check(strTwice);
+    EXPECT_TRUE(result.bOk);
+    const std::string strFirst = "on line " + std::to_string(LineOf(strText, "<Job ")) + " already";
+    for (const std::string& strWarning :
+         {"OMA \"GRID\": Id 901 stands on line " + std::to_string(LineOf(strText, "<OMA ")),
+          "Job \"NORTH_POWER\": Id 500 stands " + strFirst, "Job \"NORTH_POWER\": stands " + strFirst + ", or is",
+          "OutputRefId 700 is written to by the element " + strFirst,
+          std::string("PSMode 601 of Job \"NORTH_POWER\": Id"),
+          std::string("RefID of degree-of-exposure 9013 is written to")})
+        EXPECT_THAT(result.strFindings, HasSubstr(strWarning));
+    // Instance, job (id, name, output) and its one mode (id, four outputs).
+    EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 9) << result.strFindings;
+}
+
+TEST(CConfigCheck, TheExamplesGiveNoWarning)
+{
+    unsigned nExamples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(OMA_EXAMPLE_DIR))
+        if (entry.path().extension() == ".xml")
+        {
+            ++nExamples;
+            EXPECT_EQ(Check(FileText(entry.path().string())).strFindings, "") << entry.path();
+        }
+    EXPECT_GE(nExamples, 5U);
+}
+
+TEST(CConfigCheck, AddressesAndPortsThatCannotServeAreFaults)
+{
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {"127.0.0.1\"", "127.0.0.300\"", "element VDS: \"127.0.0.300\" is no address, expected four numbers"},
+        {"127.0.0.1\"", "1:2:3\"", "\"1:2:3\" is no address"},
+        {"127.0.0.1\"", "192.0.2.10\"", "\"192.0.2.10\" is reached by other machines, expected element Security"},
+        {"\"4713\"", "\"4712\"", "Port and PortApplicationData are both 4712, expected two ports"},
+        {"\"4713\"/>", R"("4713"><Synchrophasors><Output Name="o" Port="4712"/></Synchrophasors></VDS>)",
+         "element Output \"o\": port 4712 is one of VDS, expected a port of its own"},
+        {"\"4713\"/>", R"("4713"><Synchrophasors><Stream Name="s" Host="10.0.0.256" StreamId="1"><Phasor
+         Name="a" Datapoint="1011"/></Stream></Synchrophasors></VDS>)",
+         "element Stream \"s\": \"10.0.0.256\" is no address"}};
+    for (const auto& [strOld, strNew, strFault] : cases)
+    {
+        const SResult result = Check(Changed(Clean(), strOld, strNew));
+        EXPECT_FALSE(result.bOk) << strNew;
+        EXPECT_THAT(result.strFindings,
+                    HasSubstr("grid.xml:" + std::to_string(LineOf(Clean(), "<VDS ")) + ": element "))
+            << strNew;
+        EXPECT_THAT(result.strFindings, HasSubstr(strFault)) << strNew;
+        EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 1) << result.strFindings;
+    }
+    for (const std::string strAddr : {"localhost", "::1", "127.0.0.2"})
+        EXPECT_EQ(Check(Changed(Clean(), "127.0.0.1", strAddr)).strFindings, "") << strAddr;
+    const std::string strSecure = R"("4713"><Security CAFile="ca.pem"/></VDS>)";
+    EXPECT_EQ(Check(Changed(Changed(Clean(), "\"4713\"/>", strSecure), "127.0.0.1", "192.0.2.10")).strFindings, "");
 }
 
 TEST(CConfigCheck, FiguresFollowFromRateAndSamples)
