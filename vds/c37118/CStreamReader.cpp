@@ -154,9 +154,9 @@ void CStreamReader::OnConfig(std::span<const std::uint8_t> p_frame)
     m_config = std::move(config);
     m_grid = CGrid(m_config.nDataRate);
     m_nLast = -1;
-    // Bit 10 that stands has yet to fall, whatever the PMUs are now.
-    if (m_vecbChange.size() != m_config.vecPmu.size() && !m_vecbChange.empty())
-        m_vecbChange.assign(m_config.vecPmu.size(), std::ranges::find(m_vecbChange, true) != m_vecbChange.end());
+    // A bit 10 that stands has yet to fall, whatever the PMUs are now; one that rises with the new layout is no news.
+    const bool bStands = std::ranges::find(m_vecbChange, true) != m_vecbChange.end();
+    m_vecbChange.assign(bStands ? m_config.vecPmu.size() : 0U, true);
     m_bConfig = true;
     m_bToldGrid = false;
     MapPhasors();
