@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-/// Limits lines that a peer can cause: one line a key and interval. What is left out is counted, and the next line of
+/// Limits lines that a peer can cause: one line, or a few, a key and interval. What is left out is counted, and the next line of
 /// the key says how many.
 ///
 ///     if (const auto strTail = m_limit.Tail("bad token", tNow))
@@ -24,9 +24,9 @@ class CLineLimit
     using TTime = std::chrono::steady_clock::time_point;
     using TDuration = std::chrono::steady_clock::duration;
 
-    /// @param p_nKeysMost keys that are told apart.
-    explicit CLineLimit(TDuration p_tInterval, std::size_t p_nKeysMost = 64)
-        : m_tInterval(p_tInterval), m_nKeysMost(p_nKeysMost)
+    /// @param p_nKeysMost keys that are told apart. @param p_nLines of a key that may go in an interval.
+    explicit CLineLimit(TDuration p_tInterval, std::size_t p_nKeysMost = 64, unsigned p_nLines = 1)
+        : m_tInterval(p_tInterval), m_nKeysMost(p_nKeysMost), m_nLines(p_nLines)
     {
     }
 
@@ -37,14 +37,16 @@ class CLineLimit
   private:
     struct SEntry
     {
-        TTime tLast;
+        TTime tBegin; ///< of the interval
+        unsigned nLines = 0;
         std::uint64_t nLeftOut = 0;
     };
     using TEntries = std::map<std::string, SEntry, std::less<>>;
     bool IsOver(const SEntry& p_entry, TTime p_tNow) const;
-    TEntries::iterator Find(std::string_view p_key, TTime p_tNow, bool& r_bNew);
+    SEntry& Find(std::string_view p_key, TTime p_tNow);
 
     const TDuration m_tInterval;
     const std::size_t m_nKeysMost;
+    const unsigned m_nLines;
     TEntries m_mapEntry; ///< the empty key stands for all that there was no room for
 };

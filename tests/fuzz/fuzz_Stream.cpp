@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p
         while (set.Concentrator().Take(cycle, nNow))
         {
         }
-        if (reader.TakeConfigWish() && (nFlags & 8U) != 0)
+        if (reader.ConfigWish() != CStreamReader::eNoWish && (nFlags & 8U) != 0)
         {
             reader.Forget();
             cutter.Reset();

@@ -16,6 +16,8 @@ constexpr auto g_tConfig = 5s;
 constexpr std::chrono::milliseconds g_tPauseFirst = 1s;
 constexpr std::chrono::milliseconds g_tPauseMost = 30s;
 constexpr unsigned g_nTriesCfg2 = 3;
+constexpr unsigned g_nAsksNowMost = 4;  ///< of a device that makes us ask again and again
+constexpr auto g_tUnreadableMost = 20s; ///< then everything is asked anew
 constexpr std::size_t g_nBuffer = 65536;
 } // namespace
 
@@ -52,6 +54,7 @@ void CStreamClient::Start()
     m_ePhase = eConnecting;
     m_cutterTcp.Reset();
     m_cutterUdp.Reset();
+    m_budget.Reset(std::chrono::steady_clock::now());
     if (m_config.strHost.empty())
         return OnAddress(asio::ip::address_v4::any());
     ArmTimer(g_tConnect, &CStreamClient::ConnectTimeout);
@@ -156,7 +159,7 @@ void CStreamClient::Lost(const std::string& p_strReason)
     Close();
     m_reader.Forget();
     if (!m_bToldLoss)
-        m_fnLine("stream " + m_config.strName + ": " + p_strReason + "; " + CountersText(m_reader.m_counters));
+        m_reader.Line("loss", p_strReason + "; " + CountersText(m_reader.m_counters));
     m_bToldLoss = true;
     ArmTimer(m_tPause, &CStreamClient::Start);
     m_tPause = std::min(2 * m_tPause, g_tPauseMost);
@@ -205,6 +208,7 @@ void CStreamClient::ReadUdp()
 
 void CStreamClient::OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p_bDatagram)
 {
+    const std::uint64_t nSkipped = m_reader.m_counters.nSkipped;
     r_cutter.Feed(std::span(p_bDatagram ? m_vecnUdp : m_vecnTcp).first(p_nBytes));
     const std::int64_t nArrival = m_fnNow();
     std::span<const std::uint8_t> frame;
@@ -212,6 +216,14 @@ void CStreamClient::OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p
         m_reader.OnFrame(frame, nArrival);
     if (p_bDatagram)
         r_cutter.EndDatagram();
+    const double fRate =
+        m_reader.HasConfig() ? static_cast<double>(DataFrameSize(m_reader.Config())) / m_reader.Period_s() : 0.0;
+    if (!m_budget.Spend(p_nBytes, m_reader.m_counters.nSkipped - nSkipped, fRate, std::chrono::steady_clock::now()))
+    {
+        m_bToldLoss = m_bToldLoss || m_bCostly;
+        m_bCostly = true;
+        return Lost("sends far more than its configuration says, or what is no frame");
+    }
     AfterFrames();
     m_fnData();
 }
@@ -224,6 +236,8 @@ void CStreamClient::AfterFrames()
         m_ePhase = eWaitData;
         m_nTries = 0;
         m_nDataSeen = m_reader.DataFrames();
+        m_nMisfitSeen = m_reader.m_counters.nLengthMismatches;
+        m_tReadable = std::chrono::steady_clock::now();
         m_bToldLoss = false;
         if (m_config.eTransport != ETransport::eSpontaneous)
             Send(eCommandDataOn);
@@ -233,20 +247,26 @@ void CStreamClient::AfterFrames()
     else if (m_ePhase == eWaitData && m_reader.DataFrames() != m_nDataSeen)
     {
         m_ePhase = eData;
-        m_tPause = g_tPauseFirst;
+        m_tPause = m_bCostly ? m_tPause : g_tPauseFirst;
     }
-    if (m_ePhase >= eWaitData && m_reader.TakeConfigWish())
+    if (m_ePhase >= eWaitData && m_reader.ConfigWish() != CStreamReader::eNoWish)
         AskConfig();
 }
 
-/// Once for each reason: a device that answers late is not asked for each frame that does not fit.
+/// At once for a new reason, but not endlessly so; for one that stands, when the device has had time to answer.
 void CStreamClient::AskConfig()
 {
     const auto tNow = std::chrono::steady_clock::now();
-    if (m_config.eTransport == ETransport::eSpontaneous || tNow - m_tConfigAsked < g_tConfig)
+    if (m_config.eTransport == ETransport::eSpontaneous)
         return;
+    if (tNow - m_tConfigAsked >= g_tConfig)
+        m_nAsksNow = 0;
+    else if (m_reader.ConfigWish() != CStreamReader::eWishNow || m_nAsksNow >= g_nAsksNowMost)
+        return;
+    ++m_nAsksNow;
     m_tConfigAsked = tNow;
-    Send(eCommandCfg2);
+    m_reader.ConfigAsked();
+    Send(m_reader.Config().head.eType == eFrameCfg3 ? eCommandCfg3 : eCommandCfg2);
 }
 
 // ---- what goes ----
@@ -287,6 +307,7 @@ void CStreamClient::ConfigTimeout()
     const std::uint16_t nCommand = m_nTries < g_nTriesCfg2 ? eCommandCfg2 : eCommandCfg3;
     ++m_nTries;
     ArmTimer(g_tConfig, &CStreamClient::ConfigTimeout);
+    m_reader.ConfigAsked();
     Send(nCommand);
 }
 
@@ -296,16 +317,23 @@ std::chrono::milliseconds CStreamClient::DataLimit() const
         2s, std::chrono::milliseconds(static_cast<std::int64_t>(3000.0 * m_reader.Period_s())));
 }
 
-/// Looks each time whether data has come since.
+/// Looks each time whether data has come since. Frames that do not fit the configuration are data, too: a new one has
+/// been asked for.
 void CStreamClient::DataTimeout()
 {
-    const bool bCame = m_reader.DataFrames() != m_nDataSeen;
+    const auto tNow = std::chrono::steady_clock::now();
+    const bool bRead = m_reader.DataFrames() != m_nDataSeen && !m_reader.InDoubt();
+    const bool bCame = m_reader.DataFrames() != m_nDataSeen || m_reader.m_counters.nLengthMismatches != m_nMisfitSeen;
     m_nDataSeen = m_reader.DataFrames();
+    m_nMisfitSeen = m_reader.m_counters.nLengthMismatches;
+    m_tReadable = bRead ? tNow : m_tReadable;
+    if (bCame && m_config.eTransport != ETransport::eSpontaneous && tNow - m_tReadable > g_tUnreadableMost)
+        return Lost("no configuration that fits its frames came");
     m_nTries = bCame ? 0 : m_nTries + 1;
     if (m_nTries > 1 && m_config.eTransport != ETransport::eSpontaneous)
         return Lost("no data comes");
     if (m_nTries == 2)
-        m_fnLine("stream " + m_config.strName + ": no data comes");
+        m_reader.Line("silent", "no data comes");
     ArmTimer(DataLimit(), &CStreamClient::DataTimeout);
     if (!bCame && m_config.eTransport != ETransport::eSpontaneous)
         Send(eCommandDataOn);

@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/c37118/CByteBudget.h"
 #include "vds/c37118/CFrameCutter.h"
 #include "vds/c37118/CStreamReader.h"
 #include <boost/asio/io_context.hpp>
@@ -13,7 +14,7 @@
 ///
 /// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must come within 2 s or three
 ///           periods, else on again, else a new connection. Pauses between connections grow from 1 s to 30 s, and are
-///           1 s again when data has come. A spontaneous stream is only listened to.
+///           1 s again when data has come. A stream that costs too much is closed; its pauses go on growing. A spontaneous stream is only listened to.
 /// Threads   one, that of the io_context; nothing in here blocks.
 class CStreamClient
 {
@@ -81,7 +82,12 @@ class CStreamClient
     std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones do nothing
     unsigned m_nTries = 0;
     std::uint64_t m_nDataSeen = 0;
+    std::uint64_t m_nMisfitSeen = 0;
     std::chrono::steady_clock::time_point m_tConfigAsked;
+    unsigned m_nAsksNow = 0;                           ///< at once, since the last pause between questions
+    std::chrono::steady_clock::time_point m_tReadable; ///< data was read last, with a layout that is sure
+    CByteBudget m_budget;
+    bool m_bCostly = false; ///< the stream has been closed for what it cost
     std::chrono::milliseconds m_tPause;
     bool m_bToldLoss = false; ///< of a series of attempts only the first failure is told
 };

@@ -1,5 +1,7 @@
 #pragma once
+#include "vds/CLineLimit.h"
 #include "vds/c37118/CConcentrator.h"
+#include "vds/c37118/CConfigParts.h"
 #include "vds/c37118/StreamCounters.h"
 #include "vds/c37118/SynchrophasorConfig.h"
 #include <functional>
@@ -9,7 +11,9 @@
 ///
 /// Threads  one.
 /// Errors   counted, and told in one line where the operator can do something about it; each such line once for each
-///          connection.
+///          connection, and a few times a minute at most.
+/// Changes  when bit 10 of STAT falls, a new layout may hold, of the same length: from that frame on all samples of the
+///          stream are INVALID until a configuration that was asked for after it has come.
 class CStreamReader
 {
   public:
@@ -31,8 +35,20 @@ class CStreamReader
     /// The newest data frame.
     const SDataFrame& Data() const { return m_data; }
     std::uint64_t DataFrames() const { return m_nData; } ///< read with the configuration
-    /// Whether the configuration has to be fetched (again). Asking clears it.
-    bool TakeConfigWish();
+    enum EWish
+    {
+        eNoWish,
+        eWishLater, ///< again, when the device has had time to answer
+        eWishNow
+    };
+    /// Whether the configuration has to be fetched (again).
+    EWish ConfigWish() const { return m_eWish; }
+    /// It has been asked for.
+    void ConfigAsked();
+    /// The layout of the frames is not known for sure: frames do not fit, or a change has not been confirmed.
+    bool InDoubt() const { return m_bDoubt || m_bMisfit; }
+    /// A line of the stream; no more than a few of a kind in a minute.
+    void Line(const char* p_pKind, const std::string& p_strText);
     double Period_s() const;
 
     SStreamCounters m_counters;
@@ -52,8 +68,11 @@ class CStreamReader
     bool FollowTime(std::int64_t p_nIndex);
     void WatchConfigChange();
     void PutSamples(std::int64_t p_nTicks, std::int64_t p_nArrival);
-    void Line(const std::string& p_strText) const;
-    void LineOnce(bool& r_bTold, const std::string& p_strText) const;
+    bool TakeConfig(std::span<const std::uint8_t> p_frame, SConfigFrame& r_config);
+    void ConfirmConfig(bool p_bSame);
+    void LinesOfConfig();
+    void LineOfFactor();
+    bool IsFirst(bool& r_bTold) const { return m_fnLine && !std::exchange(r_bTold, true); }
 
     const SStreamConfig& m_stream;
     const SSynchrophasorConfig& m_limits;
@@ -63,7 +82,15 @@ class CStreamReader
     const TLine m_fnLine;
 
     bool m_bConfig = false;
-    bool m_bWish = false;
+    EWish m_eWish = eNoWish;
+    bool m_bDoubt = false;  ///< bit 10 has fallen, no answer since
+    bool m_bMisfit = false; ///< the last data frame did not fit the configuration
+    unsigned m_nAsked = 0;  ///< questions without an answer
+    unsigned m_nStale = 0;  ///< answers to questions from before bit 10 fell that may come yet
+    CConfigParts m_parts;
+    CLineLimit m_limit;
+    std::int64_t m_nFirstArrival = -1;
+    std::int64_t m_nArrival = 0;            ///< of the frame that came last
     std::vector<std::uint8_t> m_vecnConfig; ///< body of the frame that m_config was made of
     SConfigFrame m_config;
     CGrid m_grid{1}; ///< of the stream

@@ -71,6 +71,8 @@ void TakeScales(CByteReader& r_in, SPmuConfig& r_pmu)
         const double fUnit = phasor.fScale * 1e5;
         phasor.nUnit = std::isnan(fUnit) ? 0 : static_cast<std::uint32_t>(std::clamp(fUnit + 0.5, 0.0, 16777215.0));
         phasor.fAngleOffset_rad = r_in.F32();
+        if (r_pmu.bPhasorFloat && std::isfinite(phasor.fScale) && phasor.fScale > 0.0)
+            phasor.fFloatFactor = static_cast<float>(phasor.fScale);
     }
     for (SAnalogConfig& analog : r_pmu.vecAnalog)
     {
@@ -140,8 +142,8 @@ std::complex<double> TakePhasor(CByteReader& r_in, const SPmuConfig& p_pmu, cons
     double fSecond = 0.0;
     if (p_pmu.bPhasorFloat)
     {
-        fFirst = r_in.F32();
-        fSecond = r_in.F32();
+        fFirst = r_in.F32() * double{p_phasor.fFloatFactor};
+        fSecond = r_in.F32() * (p_pmu.bPolar ? 1.0 : double{p_phasor.fFloatFactor});
     }
     else if (p_pmu.bPolar)
     {
@@ -157,7 +159,7 @@ std::complex<double> TakePhasor(CByteReader& r_in, const SPmuConfig& p_pmu, cons
     if (p_pmu.bPolar)
         value = {fFirst * std::cos(fSecond), fFirst * std::sin(fSecond)};
     if (p_phasor.fAngleOffset_rad != 0.0F)
-        value *= std::complex<double>(std::cos(p_phasor.fAngleOffset_rad), std::sin(p_phasor.fAngleOffset_rad));
+        value *= std::polar(1.0, -double{p_phasor.fAngleOffset_rad});
     return value;
 }
 
@@ -233,21 +235,32 @@ bool DecodeHead(std::span<const std::uint8_t> p_bytes, SFrameHead& r_head, std::
 bool DecodeConfig(std::span<const std::uint8_t> p_bytes, SConfigFrame& r_config, std::string& r_strError)
 {
     std::span<const std::uint8_t> body;
-    SConfigFrame config;
-    if (!Open(p_bytes, config.head, body, r_strError))
+    SFrameHead head;
+    if (!Open(p_bytes, head, body, r_strError))
         return false;
-    const EFrameType eType = config.head.eType;
-    const bool bCfg3 = eType == eFrameCfg3;
-    if (!bCfg3 && eType != eFrameCfg1 && eType != eFrameCfg2)
-        return Fail(r_strError, "expected a configuration frame, got frame type " + std::to_string(eType));
-    CByteReader in(body);
-    if (bCfg3 && in.U16() != 0)
-        return Fail(r_strError, "CFG-3 comes in several frames: expected it in one");
+    if (head.eType != eFrameCfg1 && head.eType != eFrameCfg2 && head.eType != eFrameCfg3)
+        return Fail(r_strError, "expected a configuration frame, got frame type " + std::to_string(head.eType));
+    if (head.eType == eFrameCfg3)
+    {
+        if (body.size() < 2 || body[0] != 0 || body[1] != 0)
+            return Fail(r_strError, "expected CFG-3 in one frame, got a part of it");
+        body = body.subspan(2);
+    }
+    return DecodeConfigBody(head, body, r_config, r_strError);
+}
+
+bool DecodeConfigBody(const SFrameHead& p_head, std::span<const std::uint8_t> p_body, SConfigFrame& r_config,
+                      std::string& r_strError)
+{
+    const bool bCfg3 = p_head.eType == eFrameCfg3;
+    SConfigFrame config;
+    config.head = p_head;
+    CByteReader in(p_body);
     config.nTimeBase = in.U32() & 0xFFFFFFU;
     const std::size_t nPmus = in.U16();
     if (!in.Ok() || !in.Has(nPmus * (bCfg3 ? 52U : 30U) + 2))
-        return Fail(r_strError, "configuration of " + std::to_string(nPmus) + " PMUs in a frame of " +
-                                    std::to_string(p_bytes.size()) + " bytes");
+        return Fail(r_strError, "configuration of " + std::to_string(nPmus) + " PMUs in " +
+                                    std::to_string(p_body.size()) + " bytes");
     if (config.nTimeBase == 0)
         return Fail(r_strError, "TIME_BASE is 0");
     for (std::size_t i = 0; i < nPmus; ++i)

@@ -8,8 +8,11 @@
 
 /// The fields that all frames begin with, and the check word.
 bool DecodeHead(std::span<const std::uint8_t> p_bytes, SFrameHead& r_head, std::string& r_strError);
-/// CFG-1, CFG-2 or CFG-3. A CFG-3 in several frames is refused.
+/// CFG-1, CFG-2 or CFG-3. A part of a CFG-3 in several frames is refused, see CConfigParts.
 bool DecodeConfig(std::span<const std::uint8_t> p_bytes, SConfigFrame& r_config, std::string& r_strError);
+/// What follows the head (in CFG-3: and CONT_IDX), without the check word.
+bool DecodeConfigBody(const SFrameHead& p_head, std::span<const std::uint8_t> p_body, SConfigFrame& r_config,
+                      std::string& r_strError);
 /// r_data keeps its memory from frame to frame. A size other than that of the configuration is refused.
 bool DecodeData(std::span<const std::uint8_t> p_bytes, const SConfigFrame& p_config, SDataFrame& r_data,
                 std::string& r_strError);

@@ -82,7 +82,7 @@ void PutScales(CByteWriter& r_out, const SPmuConfig& p_pmu)
         r_out.U16(phasor.nModified);
         r_out.U8((phasor.bCurrent ? 8U : 0U) | (phasor.nComponent & 7U));
         r_out.U8(phasor.nUser);
-        r_out.F32(static_cast<float>(phasor.fScale));
+        r_out.F32(p_pmu.bPhasorFloat ? 1.0F : static_cast<float>(phasor.fScale));
         r_out.F32(phasor.fAngleOffset_rad);
     }
     for (const SAnalogConfig& analog : p_pmu.vecAnalog)
@@ -148,7 +148,7 @@ unsigned Signed(double p_fValue)
 void PutPhasor(CByteWriter& r_out, const SPmuConfig& p_pmu, const SPhasorConfig& p_phasor, std::complex<double> p_value)
 {
     if (p_phasor.fAngleOffset_rad != 0.0F)
-        p_value *= std::polar(1.0, -double{p_phasor.fAngleOffset_rad});
+        p_value *= std::polar(1.0, double{p_phasor.fAngleOffset_rad});
     const bool bAbsent = std::isnan(p_value.real()) || std::isnan(p_value.imag());
     double fFirst = p_pmu.bPolar && !bAbsent ? std::abs(p_value) : p_value.real();
     double fSecond = p_pmu.bPolar && !bAbsent ? std::arg(p_value) : p_value.imag();

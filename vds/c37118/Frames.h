@@ -66,10 +66,14 @@ struct SPhasorConfig
     std::uint32_t nUnit = 1; ///< CFG-1/2: 1e-5 V or A a count of integer phasors, 24 bits
     double fScale = 1e-5;    ///< V or A a count of integer phasors: nUnit * 1e-5, or the factor of CFG-3
     // ---- CFG-3 only ----
-    std::uint16_t nModified = 0;  ///< modification flags
-    std::uint8_t nComponent = 0;  ///< bits 2-0 of the kind: 0, 1, 2 zero, positive, negative sequence; 4, 5, 6 A, B, C
-    std::uint8_t nUser = 0;       ///< user flags
-    float fAngleOffset_rad = 0.0; ///< added to each angle that is received
+    std::uint16_t nModified = 0; ///< modification flags
+    std::uint8_t nComponent = 0; ///< bits 2-0 of the kind: 0, 1, 2 zero, positive, negative sequence; 4, 5, 6 A, B, C
+    std::uint8_t nUser = 0;      ///< user flags
+    /// Subtracted from each angle that is received: X' = Y Xm e^j(phi - theta), C37.118.2-2011, table 11.
+    float fAngleOffset_rad = 0.0;
+    /// Y of floating-point phasors. They are in V and A already, so it is to be 1 and is written so; one that cannot be
+    /// a factor (0, negative, not finite) counts as 1. What the frame says stands in fScale.
+    float fFloatFactor = 1.0F;
 
     void SetUnit(std::uint32_t p_nUnit)
     {

@@ -102,19 +102,20 @@ TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
 {
     FeedConfig();
     FeedData(0);
-    EXPECT_FALSE(m_reader.TakeConfigWish());
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eNoWish);
     m_frameData.vecPmu[0].nStat |= g_nStatConfigChange;
     FeedData(20000);
-    EXPECT_TRUE(m_reader.TakeConfigWish());
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eWishNow);
+    m_reader.ConfigAsked();
     FeedData(40000);
-    EXPECT_FALSE(m_reader.TakeConfigWish()) << "once for each edge";
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eNoWish) << "once for each edge";
     while (Take())
     {
     }
     m_frameConfig.vecPmu[0].vecPhasor.insert(m_frameConfig.vecPmu[0].vecPhasor.begin(), SPhasorConfig());
     m_frameData.vecPmu[0].vecPhasor.insert(m_frameData.vecPmu[0].vecPhasor.begin(), std::complex<double>());
     FeedData(60000);
-    EXPECT_TRUE(m_reader.TakeConfigWish());
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eWishNow);
     EXPECT_EQ(m_reader.m_counters.nLengthMismatches, 1U);
     EXPECT_FALSE(Take());
     FeedConfig();
@@ -122,6 +123,44 @@ TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
     ASSERT_TRUE(Take());
     EXPECT_NEAR(m_cycle.vecSample[0].fMagn, 133987.376, 0.01) << "VA1 has moved to the second place";
     EXPECT_EQ(m_reader.m_counters.nConfigChanges, 1U);
+}
+
+/// The layout may be another one of the same length from the frame on in which bit 10 is 0 again.
+TEST_F(CStreamReaderTest, AfterBit10HasFallenSamplesAreInvalidUntilTheAnswer)
+{
+    Feed(g_cfg2);
+    const auto fnState = [this](std::int64_t p_nLater_us, bool p_bChange)
+    {
+        m_frameData.vecPmu[1].nStat = p_bChange ? g_nStatConfigChange : 0;
+        FeedData(p_nLater_us);
+        EXPECT_TRUE(Take());
+        return m_cycle.vecSample[0].nState & 0xE000U;
+    };
+    EXPECT_EQ(fnState(0, true), 0U);
+    m_reader.ConfigAsked(); // not answered before the change
+    EXPECT_EQ(fnState(20000, true), 0U);
+    EXPECT_EQ(fnState(40000, false), 0x4000U) << "the other PMU, too";
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eWishNow);
+    m_reader.ConfigAsked();
+    Feed(g_cfg2);
+    EXPECT_EQ(fnState(60000, false), 0x4000U) << "the answer to the question from before the change";
+    Feed(g_cfg2);
+    EXPECT_EQ(fnState(80000, false), 0U);
+    EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eNoWish);
+}
+
+TEST_F(CStreamReaderTest, ConfigurationsWithoutEndMakeFewLines)
+{
+    for (int i = 0; i < 255; ++i)
+    {
+        ++m_frameConfig.vecPmu[0].nCfgCnt;
+        FeedConfig();
+    }
+    EXPECT_LT(m_vecstrLine.size(), 20U);
+    m_nNow += 61 * g_nTicksPerSec;
+    ++m_frameConfig.vecPmu[0].nCfgCnt;
+    FeedConfig();
+    EXPECT_THAT(m_vecstrLine, testing::Contains("stream north: new configuration (248 more left out)"));
 }
 
 TEST_F(CStreamReaderTest, FillersAreAbsentAndForeignStreamsAreNotRead)

@@ -1,8 +1,10 @@
 #include "Vectors.h"
 #include "vds/IsoTime.h"
+#include "vds/c37118/CConfigParts.h"
 #include "vds/c37118/Crc.h"
 #include "vds/c37118/DecodeFrame.h"
 #include "vds/c37118/EncodeFrame.h"
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
@@ -189,4 +191,54 @@ TEST(Codec, TimeSurvivesItsCoding)
     SetFrameTicks(head, nSecond + 9999999, 1000);
     EXPECT_EQ(head.nFraction, 0U) << "rounds up into the next second";
     EXPECT_EQ(FrameTicks(head, 1000), nSecond + 10000000);
+}
+
+/// Bytes by hand: a reader that applies the clause finds 100 V at 11.459 - 30 degrees.
+TEST(Codec, AngleOffsetOfTheThirdConfigurationIsSubtracted)
+{
+    TBytes bytes = g_cfg3;
+    const TBytes offset = FromHex("008001003f8000003f060a92"); // PHSCALE: Y 1, theta 30 degrees
+    const auto itScale = std::ranges::search(bytes, FromHex("008001003f80000000000000")).begin();
+    ASSERT_NE(itScale, bytes.end());
+    std::ranges::copy(offset, itScale);
+    for (const auto& [strFactor, fMagn] : {std::pair{"3f800000", 100.0}, {"40000000", 200.0}, {"00000000", 100.0}})
+    {
+        std::ranges::copy(FromHex(strFactor), itScale + 4);
+        const SConfigFrame config = Config(Sealed(bytes));
+        // STAT, 100 V at 0.2 rad, 50 Hz, 0 Hz/s, analog and digital 0
+        const TBytes frame = Sealed(FromHex("aa010024003c6553f1000007a1200000"
+                                            "42c800003e4ccccd"
+                                            "4248000000000000"
+                                            "000000000000"
+                                            "0000"));
+        SDataFrame data;
+        ASSERT_TRUE(DecodeData(frame, config, data, g_strError)) << g_strError;
+        ExpectNear(data.vecPmu[0].vecPhasor[0], fMagn, 11.459 - 30.0, 1e-3);
+        TBytes out;
+        ASSERT_TRUE(EncodeConfig(config, out));
+        EXPECT_FALSE(std::ranges::search(out, offset).empty()) << "Y of floating-point phasors goes out as 1";
+    }
+}
+
+TEST(Codec, ThirdConfigurationInSeveralFrames)
+{
+    const TBytes whole(g_cfg3.begin() + 16, g_cfg3.end() - 2);
+    const auto fnPart = [&](unsigned p_nIndex, std::size_t p_nFrom, std::size_t p_nTo)
+    {
+        TBytes part;
+        part.push_back(static_cast<std::uint8_t>(p_nIndex >> 8));
+        part.push_back(static_cast<std::uint8_t>(p_nIndex));
+        for (std::size_t i = p_nFrom; i < p_nTo; ++i)
+            part.push_back(whole[i]);
+        return part;
+    };
+    CConfigParts parts;
+    EXPECT_FALSE(parts.Put(fnPart(2, 0, 10))) << "begins in the middle";
+    EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
+    EXPECT_FALSE(parts.Put(fnPart(3, 100, 110))) << "out of turn";
+    EXPECT_FALSE(parts.Put(fnPart(0xFFFF, 100, whole.size())));
+    EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
+    EXPECT_FALSE(parts.Put(fnPart(2, 50, 51)));
+    EXPECT_TRUE(parts.Put(fnPart(0xFFFF, 51, whole.size())));
+    EXPECT_TRUE(std::ranges::equal(parts.Whole(), whole));
 }

@@ -16,6 +16,17 @@ TEST(CLineLimit, OneLineAKeyAndIntervalAndTheNextOneSaysWhatWasLeftOut)
     EXPECT_EQ(limit.Tail("a", tBegin + 120s), "");
 }
 
+TEST(CLineLimit, AFewLinesAnInterval)
+{
+    CLineLimit limit(60s, 64, 3);
+    const CLineLimit::TTime tBegin;
+    int nLines = 0;
+    for (int i = 0; i < 100; ++i)
+        nLines += limit.Tail("a", tBegin + i * 100ms) ? 1 : 0;
+    EXPECT_EQ(nLines, 3);
+    EXPECT_EQ(limit.Tail("a", tBegin + 60s), " (97 more left out)");
+}
+
 TEST(CLineLimit, KeysThatAPeerInventsTakeNoMoreRoomAndNoMoreLines)
 {
     CLineLimit limit(60s, 8);

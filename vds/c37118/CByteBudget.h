@@ -1,0 +1,38 @@
+#pragma once
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
+/// Bounds the work that one stream may cause, counted in bytes: what has been saved up, and what is added each second.
+/// Bytes that are no frame cost more, since each may be the beginning of one.
+///
+/// Threads  one. The time is handed in.
+class CByteBudget
+{
+  public:
+    using TTime = std::chrono::steady_clock::time_point;
+
+    void Reset(TTime p_tNow)
+    {
+        m_fLeft = g_fMost;
+        m_tLast = p_tNow;
+    }
+    /// @param p_nBytes received, p_nSkipped of them in no frame. @param p_fRate usual bytes a second of the stream.
+    /// @return false: the stream costs too much.
+    bool Spend(std::uint64_t p_nBytes, std::uint64_t p_nSkipped, double p_fRate, TTime p_tNow)
+    {
+        const double fTime_s = std::chrono::duration<double>(p_tNow - m_tLast).count();
+        m_tLast = p_tNow;
+        m_fLeft = std::min(m_fLeft + fTime_s * (g_fLeast + 4.0 * p_fRate), g_fMost);
+        m_fLeft -= static_cast<double>(p_nBytes) + g_fSkipped * static_cast<double>(p_nSkipped);
+        return m_fLeft >= 0.0;
+    }
+
+  private:
+    static constexpr double g_fMost = 8e6;     ///< two seconds of the largest frames at 60 a second
+    static constexpr double g_fLeast = 1e6;    ///< a second, whatever the stream's own rate is
+    static constexpr double g_fSkipped = 16.0; ///< what a byte in no frame costs on top
+
+    double m_fLeft = g_fMost;
+    TTime m_tLast;
+};
