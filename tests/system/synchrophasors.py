@@ -55,9 +55,9 @@ class Device:
 class Server(threading.Thread):
     """Serves one device over TCP, one client at a time, in real time; its data as datagrams if a port for them is given."""
 
-    def __init__(self, device, late_s=0.0, data_port=None):
+    def __init__(self, device, late_s=0.0, data_port=None, host="127.0.0.1"):
         super().__init__(daemon=True)
-        self.device, self.late = device, late_s
+        self.device, self.late, self.host = device, late_s, host
         self.listener = self.listen()
         self.datagrams = data_port and Datagrams(data_port)
         self.port = self.listener.getsockname()[1]
@@ -65,11 +65,13 @@ class Server(threading.Thread):
         self.given = 0  # frames of data
         self.inject = []  # bytes that go out between two frames
         self.cut = threading.Event()
+        self.mute = threading.Event()  # takes commands, answers nothing, sends nothing
         self.ending = threading.Event()
         self.start()
 
     def listen(self):
-        return socket.create_server(("127.0.0.1", 0))
+        family = socket.AF_INET6 if ":" in self.host else socket.AF_INET
+        return socket.create_server((self.host, 0), family=family)
 
     def stop(self):
         self.ending.set()
@@ -107,11 +109,13 @@ class Server(threading.Thread):
                 code = struct.unpack(">H", pending[14:16])[0]
                 pending = pending[18:]
                 self.commands.append(code)
+                if self.mute.is_set():
+                    continue
                 if code == 5:
                     client.sendall(self.device.config(time.time()))
                 elif code in (1, 2):
                     on, index = code == 2, int(time.time() * self.device.rate)
-            while on and (index + 1) / self.device.rate <= time.time() - self.late:
+            while on and not self.mute.is_set() and (index + 1) / self.device.rate <= time.time() - self.late:
                 index += 1
                 self.give(client, self.device.data(index))
                 self.given += 1

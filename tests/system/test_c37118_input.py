@@ -1,6 +1,7 @@
 """Streams of IEEE C37.118 as the source of the server: live, and from a capture."""
 import cmath
 import random
+import threading
 
 import synchrophasors as sp
 from harness import *
@@ -122,6 +123,87 @@ class Synchrophasors(SystemTest):
             vds.wait_text("stream n: new configuration")
         self.assertEqual(vds.stop(), 0)
         self.assertRegex(vds.text(), r"stream n: 30 data frames, \d+ bytes, 1 new configurations\nvds: 20 cycles;")
+
+    def test_ipv6_and_a_device_that_falls_silent(self):
+        try:
+            server = sp.Server(north(), host="::1")
+        except OSError as e:
+            self.skipTest(f"no IPv6 on the loopback of this machine: {e}")
+        self.addCleanup(server.stop)
+        self.write_stream(f'Host="::1" Port="{server.port}"')
+        vds = self.vds()
+        wait_for(lambda: server.given > 50, "a second of data")
+        server.mute.set()
+        vds.wait_text("stream n: no data comes; ")
+        self.assertEqual(server.commands[:4], [1, 5, 2, 2], "data turned on once more before the connection is given up")
+        server.mute.clear()
+        given = server.given
+        wait_for(lambda: server.given > given + 50, "data after the silence")
+        self.assertEqual(vds.stop(), 0)
+
+    def test_multicast(self):
+        port, group = self.udp_port(), "239.255.37.118"
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+            sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton("127.0.0.1"))
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as member:
+                try:
+                    member.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
+                                      socket.inet_aton(group) + socket.inet_aton("0.0.0.0"))
+                except OSError as e:
+                    self.skipTest(f"no route for multicast on this machine: {e}")
+            self.write_stream(f'Host="{group}" UdpPort="{port}" Transport="spontaneous"')
+            vds = self.vds()
+            # Sent over every interface: the one that the system joins the group on is its own choice.
+            interfaces = ["127.0.0.1"] + [a for a in socket.gethostbyname_ex(socket.gethostname())[2]]
+            device, index = north(), int(time.time()) * 50
+
+            def send(datagram):
+                for address in interfaces:
+                    try:
+                        sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(address))
+                        sender.sendto(datagram, (group, port))
+                    except OSError:
+                        pass
+            send(device.config(time.time()))
+            for i in range(30):
+                send(device.data(index + i))
+            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+        self.assertEqual(vds.stop(), 0)
+        self.assertRegex(vds.text(), r"stream n: [36]0 data frames")
+
+    def test_both_edges_of_a_change_are_asked_for_at_once(self):
+        """The second edge comes before the 5 s of the first request are over, and the length of the frames changes with it."""
+        server = self.serve(north())
+        self.write_stream(f'Host="127.0.0.1" Port="{server.port}"')
+        vds = self.vds()
+        wait_for(lambda: server.given > 10, "data")
+        server.device.stat = 0x0400
+        wait_for(lambda: server.commands.count(5) == 2, "asked on the rising edge")
+        server.device.phasors = {"VX": (0, 1, lambda t: 0j), **server.device.phasors}
+        server.device.stat = 0
+        vds.wait_text("stream n: new configuration")
+        self.assertEqual(server.commands.count(5), 3)
+        self.assertEqual(server.commands.count(2), 1, "the data has not been turned on anew")
+        self.assertNotIn("no data comes", vds.text())
+        self.assertEqual(vds.stop(), 0)
+
+    def test_a_flood_of_rubbish_is_closed_and_not_told_for_ever(self):
+        server = self.serve(north())
+        self.write_stream(f'Host="127.0.0.1" Port="{server.port}"')
+        vds = self.vds()
+        wait_for(lambda: server.given > 10, "data")
+        flood = threading.Event()
+
+        def pour():
+            while not flood.is_set():
+                server.inject.append(b"\xaa\x01\xff\xff" * 50000)
+                time.sleep(0.02)
+        threading.Thread(target=pour, daemon=True).start()
+        vds.wait_text("stream n: sends far more than its configuration says, or what is no frame")
+        wait_for(lambda: server.commands.count(5) > 2, "connected anew")
+        flood.set()
+        self.assertEqual(vds.stop(), 0)
+        self.assertEqual(vds.text().count("sends far more than"), 1)
 
     def test_from_a_probe_to_a_running_analysis(self):
         device = north()
