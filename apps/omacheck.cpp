@@ -1,5 +1,5 @@
 #include "Version.h"
-#include "host/CConfigCheck.h"
+#include "host/check/CConfigCheck.h"
 #include <cstdio>
 #include <string>
 

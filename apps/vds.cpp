@@ -1,10 +1,10 @@
 #include "ServiceNotify.h"
 #include "Version.h"
-#include "vds/CServer.h"
-#include "vds/CommandLine.h"
-#include "vds/OpenSource.h"
-#include "vds/c37118/CSourceCapture.h"
-#include "vds/c37118/CSourceLive.h"
+#include "vds/core/CServer.h"
+#include "vds/config/CommandLine.h"
+#include "vds/source/OpenSource.h"
+#include "vds/c37118/input/CSourceCapture.h"
+#include "vds/c37118/input/CSourceLive.h"
 #include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>

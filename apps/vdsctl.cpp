@@ -1,5 +1,5 @@
-#include "vds/CommandLine.h"
-#include "vds/c37118/ProbeReport.h"
+#include "vds/config/CommandLine.h"
+#include "vds/c37118/probe/ProbeReport.h"
 #include <csignal>
 #include <string>
 

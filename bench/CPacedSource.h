@@ -1,5 +1,5 @@
 #pragma once
-#include "vds/ISource.h"
+#include "vds/base/ISource.h"
 #include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>

@@ -1,6 +1,6 @@
 #include "bench/CPassJob.h"
-#include "host/AppState.h"
-#include "link/CEventWriteOMA.h"
+#include "host/base/AppState.h"
+#include "link/post/CEventWriteOMA.h"
 
 namespace
 {

@@ -2,7 +2,7 @@
 #include "bench/Percentile.h"
 #include "link.pb.h"
 #include "link/dli/CChanneldata.h"
-#include "vds/CServer.h"
+#include "vds/core/CServer.h"
 #include <benchmark/benchmark.h>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>

@@ -1,7 +1,7 @@
 #include "bench/CountAllocs.h"
-#include "host/AppState.h"
-#include "link/CEventWriteOMA.h"
-#include "link/CVdsCbOMA.h"
+#include "host/base/AppState.h"
+#include "link/post/CEventWriteOMA.h"
+#include "link/input/CVdsCbOMA.h"
 #include "tests/fake/CJobBuilder.h"
 #include <algorithm>
 #include <benchmark/benchmark.h>

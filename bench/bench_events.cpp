@@ -1,9 +1,9 @@
 #include "bench/CPacedSource.h"
 #include "bench/Percentile.h"
 #include "link/dli/CEventdata.h"
-#include "vds/CServer.h"
-#include "vds/CommandLine.h"
-#include "vds/OpenSource.h"
+#include "vds/core/CServer.h"
+#include "vds/config/CommandLine.h"
+#include "vds/source/OpenSource.h"
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>

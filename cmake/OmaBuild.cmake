@@ -45,6 +45,12 @@ function(oma_library p_strName)
     target_link_libraries(${p_strName} PUBLIC ${ARG_PUBLIC} PRIVATE oma_build ${ARG_PRIVATE})
 endfunction()
 
+# The library of a room of the application or the server; its headers are included by their path from the root.
+function(oma_room p_strName)
+    oma_library(${p_strName} ${ARGN})
+    target_include_directories(${p_strName} PUBLIC ${PROJECT_SOURCE_DIR})
+endfunction()
+
 # A test program on GoogleTest, one ctest case for each test: oma_test(NAME SOURCES ... LIBS ... LABEL unit)
 function(oma_test p_strName)
     cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LIBS" ${ARGN})

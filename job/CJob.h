@@ -1,10 +1,10 @@
 #pragma once
 #include "WinEvents.h"
-#include "host/CTime.h"
-#include "host/CTraceOMA.h"
-#include "host/TShared.h"
-#include "job/CDeqMeas.h"
-#include "modes/CPsmOut.h"
+#include "host/base/CTime.h"
+#include "host/base/CTraceOMA.h"
+#include "host/base/TShared.h"
+#include "spectrum/data/CDeqMeas.h"
+#include "modes/track/CPsmOut.h"
 #include <atomic>
 #include <boost/thread/thread.hpp>
 #include <cstdint>

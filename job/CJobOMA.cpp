@@ -1,7 +1,7 @@
 #include "job/CJobOMA.h"
 #include "FileName.h"
-#include "host/CMethodTrace.h"
-#include "host/Epsilon.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/Epsilon.h"
 #include "offline/CReadFileMeas.h"
 #include "offline/CWriteFile.h"
 #include <algorithm>

@@ -1,10 +1,10 @@
 #pragma once
 #include "job/CJob.h"
 #include "job/CPmu.h"
-#include "link/CVdsOutMeas.h"
-#include "modes/CDOE.h"
-#include "modes/CSpec.h"
-#include "spectrum/CProcOMA.h"
+#include "link/output/CVdsOutMeas.h"
+#include "modes/record/CDOE.h"
+#include "modes/record/CSpec.h"
+#include "spectrum/proc/CProcOMA.h"
 #include <complex>
 #include <memory>
 #include <string>

@@ -1,5 +1,5 @@
-#include "host/CMethodTrace.h"
-#include "host/TraceFilter.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/TraceFilter.h"
 #include "job/CJobOMA.h"
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
-#include "host/CMethodTrace.h"
-#include "host/Epsilon.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/Epsilon.h"
 #include "job/CJobOMA.h"
 
 // Which peaks are swings worth tracking, and which mode each belongs to. The order of the modes in the configuration is

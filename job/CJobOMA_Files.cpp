@@ -1,5 +1,5 @@
-#include "host/CMethodTrace.h"
-#include "host/Epsilon.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/Epsilon.h"
 #include "job/CJobOMA.h"
 #include "offline/CWriteFile.h"
 #include <algorithm>

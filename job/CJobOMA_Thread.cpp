@@ -1,9 +1,9 @@
 #include "FileName.h"
-#include "host/CHeartbeat.h"
-#include "host/CMethodTrace.h"
-#include "host/CShellOMA.h"
+#include "host/base/CHeartbeat.h"
+#include "host/base/CMethodTrace.h"
+#include "host/shell/CShellOMA.h"
 #include "job/CJobOMA.h"
-#include "link/CEventWriteOMA.h"
+#include "link/post/CEventWriteOMA.h"
 #include "offline/CWriteFile.h"
 
 // The worker thread of a job: its wait for the six events, and what each of them does.

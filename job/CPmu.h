@@ -1,7 +1,7 @@
 #pragma once
-#include "host/TShared.h"
-#include "host/TextOMA.h"
-#include "job/CDeqMeas.h"
+#include "host/base/TShared.h"
+#include "host/base/TextOMA.h"
+#include "spectrum/data/CDeqMeas.h"
 #include <cstdint>
 #include <memory>
 #include <vector>

@@ -1,5 +1,5 @@
 #pragma once
-#include "host/CTraceOMA.h"
+#include "host/base/CTraceOMA.h"
 #include <string>
 
 /// A text file by its path. An object belongs to one thread. No messages: callers word the error.

@@ -1,6 +1,6 @@
 #include "offline/CReadFileMeas.h"
-#include "host/CMethodTrace.h"
-#include "host/TraceFilter.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/TraceFilter.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "offline/CStudyOMA.h"
-#include "host/CMethodTrace.h"
-#include "host/Epsilon.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/Epsilon.h"
 #include <algorithm>
 #include <bit>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
-#include "host/CTraceOMA.h"
-#include "job/CDeqMeas.h"
-#include "spectrum/CPeakOMA.h"
+#include "host/base/CTraceOMA.h"
+#include "spectrum/data/CDeqMeas.h"
+#include "spectrum/data/CPeakOMA.h"
 #include <atomic>
 #include <memory>
 #include <vector>

@@ -1,5 +1,5 @@
 #pragma once
-#include "vds/c37118/Crc.h"
+#include "vds/c37118/codec/Crc.h"
 #include <algorithm>
 #include <cstdint>
 #include <vector>

@@ -1,5 +1,5 @@
 #pragma once
-#include "vds/c37118/SynchrophasorConfig.h"
+#include "vds/config/SynchrophasorConfig.h"
 
 /// The stream of the seeds.
 inline SSynchrophasorConfig FuzzStreams(bool p_bRoundToGrid)

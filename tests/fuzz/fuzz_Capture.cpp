@@ -1,7 +1,7 @@
 #include "tests/fuzz/Input.h"
 #include "tests/fuzz/PatchChecks.h"
 #include "tests/fuzz/StreamConfig.h"
-#include "vds/c37118/CSourceCapture.h"
+#include "vds/c37118/input/CSourceCapture.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {

@@ -1,9 +1,9 @@
 #include "CTrace.h"
-#include "host/AppState.h"
-#include "host/CShellOMA.h"
-#include "host/TraceFilter.h"
+#include "host/base/AppState.h"
+#include "host/shell/CShellOMA.h"
+#include "host/base/TraceFilter.h"
 #include "tests/fuzz/Input.h"
-#include "vds/VdsCtl.cpp" // for what it parses ahead of its connection
+#include "vds/ctl/VdsCtl.cpp" // for what it parses ahead of its connection
 #include <boost/algorithm/string/predicate.hpp>
 
 /// Arguments, one a line, for each of the programs.

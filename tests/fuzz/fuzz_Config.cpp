@@ -1,7 +1,7 @@
 #include "CTrace.h"
-#include "host/CConfigCheck.h"
+#include "host/check/CConfigCheck.h"
 #include "tests/fuzz/Input.h"
-#include "vds/CommandLine.h"
+#include "vds/config/CommandLine.h"
 
 /// The file as omacheck and as the server take it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)

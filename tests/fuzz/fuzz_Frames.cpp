@@ -1,6 +1,6 @@
 #include "tests/fuzz/PatchChecks.h"
-#include "vds/c37118/DecodeFrame.h"
-#include "vds/c37118/EncodeFrame.h"
+#include "vds/c37118/codec/DecodeFrame.h"
+#include "vds/c37118/codec/EncodeFrame.h"
 #include <cstdlib>
 
 /// Frames one behind the other; data frames are read with the configuration that came last. What has been read as a

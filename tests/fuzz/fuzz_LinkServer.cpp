@@ -1,4 +1,4 @@
-#include "vds/CServerCore.h"
+#include "vds/core/CServerCore.h"
 
 namespace Link = Norvik::Energy::Kestrel::Link;
 

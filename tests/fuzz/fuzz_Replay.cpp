@@ -1,5 +1,5 @@
 #include "tests/fuzz/Input.h"
-#include "vds/CSourceReplay.h"
+#include "vds/source/CSourceReplay.h"
 #include <cstdlib>
 
 /// Plays the recording twice: the second time gives as many cycles.

@@ -1,5 +1,5 @@
 #include "tests/fuzz/Input.h"
-#include "vds/OpenSource.h"
+#include "vds/source/OpenSource.h"
 
 /// Loads the scenario and plays its first cycles.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)

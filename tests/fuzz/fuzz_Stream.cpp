@@ -1,7 +1,7 @@
 #include "tests/fuzz/PatchChecks.h"
 #include "tests/fuzz/StreamConfig.h"
-#include "vds/c37118/CFrameCutter.h"
-#include "vds/c37118/CStreamSet.h"
+#include "vds/c37118/codec/CFrameCutter.h"
+#include "vds/c37118/input/CStreamSet.h"
 
 /// Byte 0: 1 check words as they are, 2 datagrams, 4 stamps onto the grid, 8 losses; byte 1: sizes of the pieces. Then
 /// the stream.

@@ -1,7 +1,7 @@
 #include "CTrace.h"
 #include "CXMLConfiguration.h"
-#include "host/AppState.h"
-#include "link/CEventReadCbOMA.h"
+#include "host/base/AppState.h"
+#include "link/input/CEventReadCbOMA.h"
 #include <array>
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
 #include "LinkBench.h"
-#include "vds/CommandLine.h"
+#include "vds/config/CommandLine.h"
 #include <future>
 
 namespace

@@ -1,4 +1,4 @@
-#include "TPool.h"
+#include "spectrum/data/TPool.h"
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>

@@ -2,9 +2,9 @@
 #include "fake/CJobBuilder.h"
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/TraceFilter.h"
-#include "link/CEventWriteOMA.h"
+#include "host/base/AppState.h"
+#include "host/base/TraceFilter.h"
+#include "link/post/CEventWriteOMA.h"
 #include <gtest/gtest.h>
 
 inline constexpr std::uint32_t g_nIdMeasUnit = 31;

@@ -1,4 +1,4 @@
-#include "job/CDeqMeas.h"
+#include "spectrum/data/CDeqMeas.h"
 #include <deque>
 #include <gtest/gtest.h>
 #include <random>

@@ -1,6 +1,6 @@
 #include "ResultDir.h"
 #include "fake/CaptureTrace.h"
-#include "host/TraceFilter.h"
+#include "host/base/TraceFilter.h"
 #include "offline/CReadFileMeas.h"
 #include <cmath>
 #include <tuple>

@@ -1,5 +1,5 @@
 #pragma once
-#include "modes/CPSM.h"
+#include "modes/track/CPSM.h"
 #include "unit/link/output/OutputTest.h"
 #include <memory>
 

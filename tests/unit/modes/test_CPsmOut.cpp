@@ -1,7 +1,7 @@
 #include "ModeTest.h"
-#include "host/TraceFilter.h"
-#include "link/CEventWriteOMA.h"
-#include "modes/CPsmOut.h"
+#include "host/base/TraceFilter.h"
+#include "link/post/CEventWriteOMA.h"
+#include "modes/track/CPsmOut.h"
 #include <cmath>
 
 using ETraceLevel = CaptureTrace::ETraceLevel;

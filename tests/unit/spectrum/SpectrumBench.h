@@ -1,9 +1,9 @@
 #pragma once
-#include "host/CShellOMA.h"
-#include "host/CTraceOMA.h"
-#include "host/TraceFilter.h"
-#include "spectrum/CFFT.h"
-#include "spectrum/CProcOMA.h"
+#include "host/shell/CShellOMA.h"
+#include "host/base/CTraceOMA.h"
+#include "host/base/TraceFilter.h"
+#include "spectrum/fft/CFFT.h"
+#include "spectrum/proc/CProcOMA.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>

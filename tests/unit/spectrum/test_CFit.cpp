@@ -1,6 +1,6 @@
 #include "fake/CaptureTrace.h"
-#include "spectrum/CFitLmaOMA.h"
-#include "spectrum/CFitLsqOMA.h"
+#include "spectrum/fit/CFitLmaOMA.h"
+#include "spectrum/fit/CFitLsqOMA.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>

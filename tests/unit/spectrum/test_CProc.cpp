@@ -1,6 +1,6 @@
 #include "SpectrumBench.h"
 #include "fake/CaptureTrace.h"
-#include "host/Epsilon.h"
+#include "host/base/Epsilon.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "spectrum/ManyNumbers.h"
+#include "spectrum/fft/ManyNumbers.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>

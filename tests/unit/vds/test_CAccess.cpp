@@ -1,6 +1,6 @@
 #include "CLinkStream.h"
-#include "vds/CAccess.h"
-#include "vds/CEventStore.h"
+#include "vds/core/CAccess.h"
+#include "vds/core/CEventStore.h"
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>

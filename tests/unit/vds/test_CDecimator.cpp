@@ -1,4 +1,4 @@
-#include "vds/CDecimator.h"
+#include "vds/core/CDecimator.h"
 #include <gtest/gtest.h>
 
 namespace

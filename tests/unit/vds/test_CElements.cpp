@@ -1,4 +1,4 @@
-#include "vds/CElements.h"
+#include "vds/core/CElements.h"
 #include <gtest/gtest.h>
 
 namespace

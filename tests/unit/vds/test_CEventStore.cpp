@@ -1,5 +1,5 @@
-#include "vds/CEventStore.h"
-#include "vds/COutputs.h"
+#include "vds/core/CEventStore.h"
+#include "vds/core/COutputs.h"
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "vds/CJsonLog.h"
+#include "vds/base/CJsonLog.h"
 #include <csignal>
 #include <filesystem>
 #include <fstream>

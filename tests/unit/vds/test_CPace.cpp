@@ -1,4 +1,4 @@
-#include "vds/CPace.h"
+#include "vds/core/CPace.h"
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;

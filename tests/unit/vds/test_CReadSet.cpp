@@ -1,5 +1,5 @@
-#include "vds/CReadSet.h"
-#include "vds/IsoTime.h"
+#include "vds/core/CReadSet.h"
+#include "vds/base/IsoTime.h"
 #include <gtest/gtest.h>
 
 namespace Link = Norvik::Energy::Kestrel::Link;

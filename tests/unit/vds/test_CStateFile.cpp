@@ -1,4 +1,4 @@
-#include "vds/CStateFile.h"
+#include "vds/core/CStateFile.h"
 #include <csignal>
 #include <filesystem>
 #include <fstream>

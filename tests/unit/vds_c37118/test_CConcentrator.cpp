@@ -1,4 +1,4 @@
-#include "vds/c37118/CConcentrator.h"
+#include "vds/c37118/input/CConcentrator.h"
 #include <gtest/gtest.h>
 
 namespace

@@ -1,5 +1,5 @@
 #include "Vectors.h"
-#include "vds/c37118/CFrameCutter.h"
+#include "vds/c37118/codec/CFrameCutter.h"
 #include <gtest/gtest.h>
 #include <random>
 

@@ -1,5 +1,5 @@
 #include "Vectors.h"
-#include "vds/c37118/CSourceCapture.h"
+#include "vds/c37118/input/CSourceCapture.h"
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <numeric>

@@ -1,8 +1,8 @@
 #include "Vectors.h"
-#include "vds/c37118/CStreamReader.h"
-#include "vds/c37118/DecodeFrame.h"
-#include "vds/c37118/EncodeFrame.h"
-#include "vds/c37118/StateOfStat.h"
+#include "vds/c37118/input/CStreamReader.h"
+#include "vds/c37118/codec/DecodeFrame.h"
+#include "vds/c37118/codec/EncodeFrame.h"
+#include "vds/c37118/input/StateOfStat.h"
 #include <gmock/gmock.h>
 
 namespace

@@ -1,9 +1,9 @@
 #include "Vectors.h"
-#include "vds/IsoTime.h"
-#include "vds/c37118/CConfigParts.h"
-#include "vds/c37118/Crc.h"
-#include "vds/c37118/DecodeFrame.h"
-#include "vds/c37118/EncodeFrame.h"
+#include "vds/base/IsoTime.h"
+#include "vds/c37118/codec/CConfigParts.h"
+#include "vds/c37118/codec/Crc.h"
+#include "vds/c37118/codec/DecodeFrame.h"
+#include "vds/c37118/codec/EncodeFrame.h"
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>

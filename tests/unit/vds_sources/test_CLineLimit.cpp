@@ -1,4 +1,4 @@
-#include "vds/CLineLimit.h"
+#include "vds/base/CLineLimit.h"
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;

@@ -1,7 +1,7 @@
 #include "unit/vds_sources/TempFile.h"
-#include "vds/CSourceReplay.h"
-#include "vds/IsoTime.h"
-#include "vds/OpenSource.h"
+#include "vds/source/CSourceReplay.h"
+#include "vds/base/IsoTime.h"
+#include "vds/source/OpenSource.h"
 
 #include <gmock/gmock.h>
 

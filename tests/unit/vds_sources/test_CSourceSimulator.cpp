@@ -1,7 +1,7 @@
 #include "unit/vds_sources/TempFile.h"
-#include "vds/CSourceSimulator.h"
-#include "vds/IsoTime.h"
-#include "vds/OpenSource.h"
+#include "vds/source/CSourceSimulator.h"
+#include "vds/base/IsoTime.h"
+#include "vds/source/OpenSource.h"
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/ApplicationControl.h"
-#include "host/CMethodTrace.h"
+#include "host/base/AppState.h"
+#include "host/base/ApplicationControl.h"
+#include "host/base/CMethodTrace.h"
 #include <gmock/gmock.h>
 
 using Norvik::Energy::Kestrel::VDS::Runtime::ETraceLevel;

@@ -1,4 +1,4 @@
-#include "host/CHeartbeat.h"
+#include "host/base/CHeartbeat.h"
 #include <gtest/gtest.h>
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "fake/CaptureTrace.h"
-#include "host/Epsilon.h"
-#include "spectrum/CPeakOMA.h"
+#include "host/base/Epsilon.h"
+#include "spectrum/data/CPeakOMA.h"
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>

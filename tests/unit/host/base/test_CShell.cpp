@@ -1,7 +1,7 @@
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/CShellOMA.h"
+#include "host/base/AppState.h"
+#include "host/shell/CShellOMA.h"
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 #include "IColumn.h"
-#include "host/CTime.h"
+#include "host/base/CTime.h"
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>

@@ -1,4 +1,4 @@
-#include "host/TextNumber.h"
+#include "host/shell/TextNumber.h"
 #include <gtest/gtest.h>
 #include <limits>
 

@@ -1,5 +1,5 @@
-#include "host/CTime.h"
-#include "host/TextOMA.h"
+#include "host/base/CTime.h"
+#include "host/base/TextOMA.h"
 #include <gtest/gtest.h>
 #include <limits>
 

@@ -2,12 +2,12 @@
 #include "fake/CaptureTrace.h"
 #include "fake/ConfigText.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/ApplicationControl.h"
-#include "host/CShellOMA.h"
-#include "host/Threads.h"
-#include "link/CEventReadOMA.h"
-#include "link/CEventWriteOMA.h"
+#include "host/base/AppState.h"
+#include "host/base/ApplicationControl.h"
+#include "host/shell/CShellOMA.h"
+#include "host/run/Threads.h"
+#include "link/input/CEventReadOMA.h"
+#include "link/post/CEventWriteOMA.h"
 #include <gmock/gmock.h>
 #include <thread>
 

@@ -1,6 +1,6 @@
 #include "fake/ConfigText.h"
-#include "host/AppState.h"
-#include "host/CConfigCheck.h"
+#include "host/base/AppState.h"
+#include "host/check/CConfigCheck.h"
 #include <filesystem>
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 #include "GraphTest.h"
-#include "host/CConfigCheck.h"
+#include "host/check/CConfigCheck.h"
 #include <filesystem>
 
 // Instances, jobs, bands, PMUs and modes from the configuration: every refusal in its own words, and what is accepted.

@@ -3,9 +3,9 @@
 #include "WinEvents.h"
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/CTime.h"
-#include "host/CTraceOMA.h"
+#include "host/base/AppState.h"
+#include "host/base/CTime.h"
+#include "host/base/CTraceOMA.h"
 #include <cstdint>
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "OutputTest.h"
-#include "link/CEventDataOMA.h"
-#include "link/CEventWriteOMA.h"
+#include "link/output/CEventDataOMA.h"
+#include "link/post/CEventWriteOMA.h"
 #include <limits>
 
 using namespace Norvik::Energy::Kestrel;

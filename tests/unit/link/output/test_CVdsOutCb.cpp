@@ -1,5 +1,5 @@
 #include "OutputTest.h"
-#include "link/CVdsOutMeas.h"
+#include "link/output/CVdsOutMeas.h"
 #include <thread>
 
 namespace

@@ -1,5 +1,5 @@
 #include "OutputTest.h"
-#include "link/CVdsOutPS.h"
+#include "link/output/CVdsOutPS.h"
 #include <cmath>
 #include <limits>
 

@@ -2,10 +2,10 @@
 #include "fake/CJobBuilder.h"
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
-#include "host/AppState.h"
-#include "host/TraceFilter.h"
-#include "link/CEventReadOMA.h"
-#include "link/CEventWriteOMA.h"
+#include "host/base/AppState.h"
+#include "host/base/TraceFilter.h"
+#include "link/input/CEventReadOMA.h"
+#include "link/post/CEventWriteOMA.h"
 #include <chrono>
 #include <functional>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "fake/CaptureTrace.h"
-#include "host/TextOMA.h"
-#include "modes/CDOE.h"
+#include "host/base/TextOMA.h"
+#include "modes/record/CDOE.h"
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>

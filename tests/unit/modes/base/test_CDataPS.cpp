@@ -1,5 +1,5 @@
 #include "fake/CaptureTrace.h"
-#include "modes/CDataPS.h"
+#include "modes/record/CDataPS.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,5 +1,5 @@
 #include "fake/CaptureTrace.h"
-#include "modes/CSpec.h"
+#include "modes/record/CSpec.h"
 #include <gtest/gtest.h>
 #include <tuple>
 

@@ -1,5 +1,0 @@
-#include "host/AppState.h"
-
-std::atomic<EAppState> g_eAppState{eAppRun};
-std::atomic<EDataSource> g_eDataSource{eSrcServer};
-std::atomic<bool> g_bConnected{false};

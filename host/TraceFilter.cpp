@@ -1,7 +1,0 @@
-#include "host/TraceFilter.h"
-
-std::int32_t g_nTraceFilterId = 0;
-bool g_bTraceInfoAll = false;
-bool g_bTraceDataAll = false;
-std::array<bool, 5> g_vecbTraceInfo{};
-std::array<bool, 10> g_vecbTraceData{};

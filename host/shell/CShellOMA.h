@@ -1,0 +1,71 @@
+#pragma once
+#include "host/shell/CShellBAS.h"
+#include "host/base/CTraceOMA.h"
+#include "spectrum/data/CPeakOMA.h"
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Every offline, study and diagnostic setting of the command line.
+/// One object a process, made before anything else; read only after parsing, by any thread.
+class CShellOMA : public CShellBAS
+{
+  public:
+    CShellOMA();
+
+    /// The one entry. @param p_pTrace handed on to study peaks; may be null. @return false after SuspendApp.
+    bool ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);
+    /// Second pass. Always true: bad numbers read as 0 or their leading part, unknown text is ignored.
+    bool ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);
+    void PrintUsage() const;
+
+    std::wstring GetMeasFile() const { return m_wstrMeasFile; }
+    bool IsMeasFile() const { return m_bMeasFile; }
+    bool IsStudy() const { return m_bStudy; }
+    std::int32_t GetNoMaxHS() const { return m_nMaxHS; }
+    const std::vector<bool>& GetSpecFlags() const { return m_vecbSpec; }
+    std::vector<std::unique_ptr<CPeakOMA>>* GetStudyPeaks() const { return m_pvecpStudyPeak.get(); }
+    double GetNoise() const { return m_fNoise; }
+    double GetRange() const { return m_fRange_s; }
+    double GetShift() const { return m_fShift; }
+    bool IsLMA() const { return m_bLMA; }
+    bool IsFileFFT() const { return m_bFileFFT; }
+    bool IsFilePSM() const { return m_bFilePSM; }
+    std::int32_t GetCsvCycles() const { return m_nCsvCycles; }
+    double GetDampCorr() const { return m_fDampCorr; }
+    bool IsVoltAngle() const { return m_bVoltAngle; }
+    const std::vector<std::int32_t>& GetColsVolt() const { return m_vecnColVolt; }
+    const std::vector<std::int32_t>& GetColsCurr() const { return m_vecnColCurr; }
+    std::string GetStart() const { return m_strStart; }
+    std::string GetStop() const { return m_strStop; }
+
+  private:
+    std::int32_t m_nMaxHS = 8;    ///< -nmaxhs: newest half cycles that take part, 4 up
+    std::vector<bool> m_vecbSpec; ///< -spec: in order of the configuration file
+    std::unique_ptr<std::vector<std::unique_ptr<CPeakOMA>>> m_pvecpStudyPeak; ///< -peak:
+    double m_fMinFreq_Hz = -1.0;                                              ///< -minfreq: stored, changes nothing
+    double m_fMaxFreq_Hz = -1.0;                                              ///< -maxfreq: stored, changes nothing
+    bool m_bLMA = false;                                                      ///< -lma
+    bool m_bFileFFT = false;                                                  ///< -file:fft
+    bool m_bFilePSM = false;                                                  ///< -file:psm
+    std::int32_t m_nCsvCycles = 0;                                            ///< -csv: rows; 0: no file
+    double m_fDampCorr = 1.0;                                                 ///< -dampcorr:
+    bool m_bMeasFile = false;                                                 ///< -measfile:
+    std::wstring m_wstrMeasFile;
+    bool m_bVoltAngle = false;               ///< kind of the columns; the later option decides
+    std::vector<std::int32_t> m_vecnColVolt; ///< -voltage:, -volt1:
+    std::vector<std::int32_t> m_vecnColCurr; ///< -current:, -volt2:
+    std::string m_strStart;                  ///< -start:
+    std::string m_strStop;                   ///< -stop:
+    bool m_bStudy = false;                   ///< -study
+    double m_fNoise = 0.0;                   ///< -noise:
+    double m_fRange_s = 0.0;                 ///< -range:
+    double m_fShift = 0.0;                   ///< -shift:
+    bool m_bRawMagn = false;                 ///< -rawmagn: stored, changes nothing
+    bool m_bRawDamp = false;                 ///< -rawdamp: stored, changes nothing
+};
+
+/// The shell of the process; null outside RunApplication.
+extern std::unique_ptr<CShellOMA> g_pShell;

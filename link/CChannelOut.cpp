@@ -1,3 +1,0 @@
-#include "link/CChannelOut.h"
-
-CChannelOut::~CChannelOut() = default;

@@ -1,8 +1,0 @@
-#include "link/CEventWriteOMA.h"
-
-std::unique_ptr<CEventWriteOMA> g_pEventWrite;
-
-CEventWriteOMA::CEventWriteOMA(unsigned long p_hConn, CTraceOMA* p_pTrace)
-    : CEventWrite(p_hConn, p_pTrace, "CEventWriteOMA")
-{
-}

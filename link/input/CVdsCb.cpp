@@ -1,0 +1,58 @@
+#include "link/input/CVdsCb.h"
+#include "host/base/CMethodTrace.h"
+#include "host/base/Epsilon.h"
+#include <algorithm>
+#include <array>
+#include <limits>
+
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+
+namespace
+{
+constexpr std::string_view g_strClass = "CVdsCb";
+
+struct SCycle
+{
+    unsigned long nTime_ms;
+    std::uint32_t nRate_Hz;
+};
+constexpr std::array<SCycle, 13> g_vecCycle = {{{16, 60},
+                                                {20, 50},
+                                                {33, 30},
+                                                {40, 25},
+                                                {50, 20},
+                                                {66, 15},
+                                                {83, 12},
+                                                {100, 10},
+                                                {166, 6},
+                                                {200, 5},
+                                                {250, 4},
+                                                {333, 3},
+                                                {1000, 1}}};
+} // namespace
+
+CVdsCb::CVdsCb(HANDLE p_hStatus, CChanneldata* p_pChanData, CVds::VecPmu* p_pvecpPmu, std::int32_t p_eInputMode,
+               std::uint32_t p_nReqCycleRate, CTraceOMA* p_pTrace)
+    : m_hStatus(p_hStatus), m_pChanData(p_pChanData), m_pActTime(std::make_unique<CTime>(0)), m_pvecpPmu(p_pvecpPmu),
+      m_eInputMode(p_eInputMode), m_nReqCycleRate(p_nReqCycleRate), m_pTrace(p_pTrace)
+{
+}
+
+std::uint32_t CVdsCb::CycleRateHzToCycleTimeMs(std::uint32_t p_nRate)
+{
+    const auto fRate_Hz = static_cast<double>(p_nRate);
+    if (!(fRate_Hz > std::numeric_limits<double>::epsilon()))
+        return 0;
+    return static_cast<std::uint32_t>(1000.0 * (1.0 / fRate_Hz) + g_fEpsilon);
+}
+
+std::uint32_t CVdsCb::CycleTimeMsToCycleRateHz(unsigned long p_nCycle_ms) const
+{
+    const CMethodTrace trace(m_pTrace, g_strClass, "CycleTimeMsToCycleRateHz");
+    const auto itCycle = std::find_if(g_vecCycle.begin(), g_vecCycle.end(),
+                                      [p_nCycle_ms](const SCycle& p_cycle) { return p_cycle.nTime_ms == p_nCycle_ms; });
+    if (itCycle != g_vecCycle.end())
+        return itCycle->nRate_Hz;
+    trace.Error("Invalid Cycle Time: ", p_nCycle_ms);
+    return 0;
+}

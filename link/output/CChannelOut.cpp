@@ -1,0 +1,3 @@
+#include "link/output/CChannelOut.h"
+
+CChannelOut::~CChannelOut() = default;

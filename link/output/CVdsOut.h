@@ -1,0 +1,70 @@
+#pragma once
+#include "WinEvents.h"
+#include "host/base/CTime.h"
+#include "host/base/CTraceOMA.h"
+#include "host/base/TShared.h"
+#include "link/dli/CChannelAnalog.h"
+#include "link/dli/CChanneldataWrite.h"
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class CChannelOut;
+
+/// State words of the values that are written.
+inline constexpr std::int64_t g_nStateValid = 0;
+inline constexpr std::int64_t g_nStateSuspect = 0x0080000000000000;
+inline constexpr std::int64_t g_nStateInvalid = 0x0100000000000000;
+
+/// What both kinds of output have in common: a virtual PMU with its channel objects, built once and refilled.
+///
+/// Owner    job or output mode.
+/// Threads  one at a time as a rule. The read callback and the job's worker may overlap on the measurement writer after
+///          the callback has waited in vain: the stamp and the state are shared words, the channel objects have a lock.
+class CVdsOut
+{
+  public:
+    /// @throws CDliError if the connection handle is none.
+    CVdsOut(unsigned long p_hConn, std::uint32_t p_nVirtualPmuId, const std::vector<unsigned long>& p_vecnChanId,
+            CTraceOMA* p_pTrace);
+    virtual ~CVdsOut();
+    CVdsOut(const CVdsOut&) = delete;
+    CVdsOut& operator=(const CVdsOut&) = delete;
+
+    /// Takes over the stamp of the time. @return false for a time that gives none.
+    bool SetActTS(const CTime* p_pTime);
+    /// Gives the time the stamp (index and second).
+    bool SetTS(CTime* p_pTime) const;
+    std::int32_t GetQual() const { return QualFromStatus(m_nState); }
+    void SetQual(std::int32_t p_eQual) { m_nState = StatusFromQual(p_eQual); }
+    /// Value of a channel, 0.0 for an index beyond the channels.
+    double GetValue(unsigned p_nIndex) const;
+    /// Narrows to single precision; a value beyond its range becomes infinite.
+    void SetValue(unsigned p_nIndex, double p_fValue);
+    std::int64_t GetState() const { return m_nState; }
+    std::uint32_t GetVirtualPmuId() const { return m_nVirtualPmuId; }
+    unsigned long GetChanId(unsigned p_nIndex) const;
+    unsigned GetNoOfChannels() const { return static_cast<unsigned>(m_vecpChan.size()); }
+
+    /// Both directions of QualToStatus: quality to 64-bit state word and back. Unknown values trace "Missing case".
+    std::int64_t StatusFromQual(std::int32_t p_eQual) const;
+    std::int32_t QualFromStatus(std::int64_t p_nState) const;
+
+  protected:
+    /// Channel by its place, null beyond the list. Its contents: under m_mtxChan.
+    Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog* Chan(unsigned p_nIndex) const;
+    static double ReadValue(const Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan);
+    static void FillValue(Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan, double p_fValue);
+
+    std::uint32_t m_nVirtualPmuId;
+    TShared<std::int64_t> m_tsWrite{0};              ///< stamp of the value to write
+    TShared<std::int64_t> m_nState{g_nStateInvalid}; ///< INVALID until a quality is set
+    mutable std::mutex m_mtxChan;                    ///< contents of the channel objects
+    /// Owned through m_vecpOwned; the list as Write takes it. Constant after construction.
+    std::vector<Norvik::Energy::Kestrel::VDS::Runtime::CChannel*> m_vecpChan;
+    std::vector<std::unique_ptr<CChannelOut>> m_vecpOwned;
+    std::unique_ptr<Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite> m_pChanData;
+    HANDLE m_hStatus = nullptr; ///< nothing waits on it; never closed (layer's table)
+    CTraceOMA* m_pTrace;
+};

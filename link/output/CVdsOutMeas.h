@@ -1,0 +1,19 @@
+#pragma once
+#include "link/output/CVdsOut.h"
+#include "link/output/CVdsOutCbMeas.h"
+
+/// Writer of a job's actual value: one channel, W or degrees, each measurement cycle, on the library's read thread.
+class CVdsOutMeas : public CVdsOut
+{
+  public:
+    CVdsOutMeas(unsigned long p_hConn, std::uint32_t p_nVirtualPmuId, const std::vector<unsigned long>& p_vecnChanId,
+                std::int32_t p_nCycleRate, CTraceOMA* p_pTrace);
+    ~CVdsOutMeas() override;
+
+    /// Stamp, quality and value have been set. NaN goes out as 0.0 INVALID, beyond 1e15 as it is but INVALID.
+    bool DoWriteRT(const CTime* p_pActTime);
+    CVdsOutCbMeas* GetCB() const { return m_pCB.get(); }
+
+  private:
+    std::unique_ptr<CVdsOutCbMeas> m_pCB;
+};

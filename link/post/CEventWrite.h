@@ -1,0 +1,43 @@
+#pragma once
+#include "host/base/CTime.h"
+#include "host/base/CTraceOMA.h"
+#include "link/dli/CEventdata.h"
+#include <string>
+#include <string_view>
+
+/// Posts events on a connection. Any thread; the instance behind it accepts parallel posts.
+class CEventWrite
+{
+  public:
+    CEventWrite(unsigned long p_hConn, CTraceOMA* p_pTrace, std::string_view p_strClass = "CEventWrite");
+    virtual ~CEventWrite() = default;
+
+    /// True if the instance could not be had; posts are dropped then.
+    bool IsError() const { return m_bError; }
+
+    /// With p_pTime under its stamp, without it stamped by the library. False for a time that gives no stamp.
+    bool PostEvent(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
+                   Norvik::Energy::Kestrel::VDS::Runtime::ETransition p_eTrans,
+                   Norvik::Energy::Kestrel::EElementType p_eElem, unsigned long p_nElemId,
+                   const std::string& p_strAddition, const CTime* p_pTime);
+    bool PostAPP(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
+                 Norvik::Energy::Kestrel::EElementType p_eElem, unsigned long p_nElemId,
+                 const std::string& p_strAddition, const CTime* p_pTime);
+    bool PostDIS(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
+                 Norvik::Energy::Kestrel::EElementType p_eElem, unsigned long p_nElemId,
+                 const std::string& p_strAddition, const CTime* p_pTime);
+    bool PostAppOMA(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey, unsigned long p_nElemId,
+                    const std::string& p_strAddition, const CTime* p_pTime);
+    bool PostDisOMA(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey, unsigned long p_nElemId,
+                    const std::string& p_strAddition, const CTime* p_pTime);
+    bool PostOMA(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
+                 Norvik::Energy::Kestrel::VDS::Runtime::ETransition p_eTrans, unsigned long p_nElemId,
+                 const std::string& p_strAddition, const CTime* p_pTime);
+
+  private:
+    bool m_bError = false;
+    unsigned long m_hConn;
+    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< the connection's
+    CTraceOMA* m_pTrace;
+    std::string_view m_strClass;
+};

@@ -1,0 +1,93 @@
+#pragma once
+#include "vds/c37118/input/CByteBudget.h"
+#include "vds/c37118/codec/CFrameCutter.h"
+#include "vds/c37118/input/CStreamReader.h"
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/udp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <optional>
+
+/// Keeps one stream coming: connects, asks for the configuration, turns the data on, fetches a new configuration when
+/// the old one no longer fits, and begins anew after a loss.
+///
+/// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must come within 2 s or three
+///           periods, else on again, else a new connection. Pauses between connections grow from 1 s to 30 s, and are
+///           1 s again when data has come. A stream that costs too much is closed; its pauses go on growing. A spontaneous stream is only listened to.
+/// Threads   one, that of the io_context; nothing in here blocks.
+class CStreamClient
+{
+  public:
+    using TNow = std::function<std::int64_t()>;
+
+    /// @param p_fnNow arrival time, p_fnData is called when frames have been read.
+    CStreamClient(boost::asio::io_context& p_io, CStreamReader& p_reader, TNow p_fnNow, std::function<void()> p_fnData,
+                  CStreamReader::TLine p_fnLine);
+
+    void Start();
+    /// Turns the data off and closes. Handlers that are under way do nothing any more.
+    void Stop();
+
+  private:
+    enum EPhase
+    {
+        eClosed,
+        eConnecting,
+        eWaitConfig,
+        eWaitData,
+        eData
+    };
+    using TTcp = boost::asio::ip::tcp;
+    using TUdp = boost::asio::ip::udp;
+    using TError = boost::system::error_code;
+
+    bool IsTcp() const;
+    void Resolve();
+    void OnAddress(const boost::asio::ip::address& p_address);
+    void ConnectTcp(const boost::asio::ip::address& p_address);
+    void OpenUdp(const boost::asio::ip::address& p_address, bool p_bOwnPort);
+    void OnConnected();
+    void ReadTcp();
+    void ReadUdp();
+    bool IsSender() const;
+    void OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p_bDatagram);
+    void AfterFrames();
+    void AskConfig();
+    void Send(std::uint16_t p_nCommand);
+    void ArmTimer(std::chrono::milliseconds p_tWait, void (CStreamClient::*p_pfnDo)());
+    void ConnectTimeout();
+    void ConfigTimeout();
+    void DataTimeout();
+    std::chrono::milliseconds DataLimit() const;
+    void Lost(const std::string& p_strReason);
+    void Close();
+
+    CStreamReader& m_reader;
+    const SStreamConfig& m_config;
+    const TNow m_fnNow;
+    const std::function<void()> m_fnData;
+    const CStreamReader::TLine m_fnLine;
+    TTcp::resolver m_resolver;
+    TTcp::socket m_tcp;
+    TUdp::socket m_udp;
+    boost::asio::steady_timer m_timer;
+    CFrameCutter m_cutterTcp;
+    CFrameCutter m_cutterUdp;
+    std::vector<std::uint8_t> m_vecnTcp;
+    std::vector<std::uint8_t> m_vecnUdp;
+    TUdp::endpoint m_sender; ///< of the datagram read last
+    TUdp::endpoint m_device; ///< where commands over UDP go, and where data has to come from
+    EPhase m_ePhase = eClosed;
+    std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones do nothing
+    unsigned m_nTries = 0;
+    std::uint64_t m_nDataSeen = 0;
+    std::uint64_t m_nMisfitSeen = 0;
+    std::chrono::steady_clock::time_point m_tConfigAsked;
+    unsigned m_nAsksNow = 0;                           ///< at once, since the last pause between questions
+    std::chrono::steady_clock::time_point m_tReadable; ///< data was read last, with a layout that is sure
+    CByteBudget m_budget;
+    bool m_bCostly = false; ///< the stream has been closed for what it cost
+    std::chrono::milliseconds m_tPause;
+    bool m_bToldLoss = false; ///< of a series of attempts only the first failure is told
+};

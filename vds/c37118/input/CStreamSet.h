@@ -1,0 +1,31 @@
+#pragma once
+#include "vds/c37118/input/CStreamReader.h"
+#include <memory>
+
+/// All configured streams with their concentrator: what a live source and a capture have in common.
+class CStreamSet
+{
+  public:
+    explicit CStreamSet(SSynchrophasorConfig p_config);
+    CStreamSet(const CStreamSet&) = delete;
+    CStreamSet& operator=(const CStreamSet&) = delete;
+
+    /// Where the lines for the operator go; may be set later.
+    CStreamReader::TLine m_fnLine;
+
+    const SSynchrophasorConfig& Config() const { return m_config; }
+    const std::vector<unsigned long>& Ids() const { return m_vecnId; }
+    std::vector<std::unique_ptr<CStreamReader>>& Readers() { return m_vecpReader; }
+    CConcentrator& Concentrator() { return m_concentrator; }
+    /// One line a stream with what its counters show.
+    std::vector<std::string> Summary() const;
+
+  private:
+    const SSynchrophasorConfig m_config;
+    std::vector<unsigned long> m_vecnId;
+    CConcentrator m_concentrator;
+    std::vector<std::unique_ptr<CStreamReader>> m_vecpReader;
+};
+
+/// The counters in words; those that are 0 are left out, but for the data frames.
+std::string CountersText(const SStreamCounters& p_counters);

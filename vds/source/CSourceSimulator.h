@@ -1,0 +1,45 @@
+#pragma once
+#include "vds/source/CScenario.h"
+#include "vds/base/ISource.h"
+
+#include <complex>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+/// Plays a scenario: angles of the places from the steady state and the swings, currents of the lines from the
+/// angles, noise on each phasor, and the faults of the data that the scenario asks for.
+///
+/// Owner    the server, one thread.
+/// Data     The same scenario gives the same cycles on every run: the generator is seeded by the scenario, and the
+///          normal distribution is our own, since that of the standard library is not the same everywhere. Each
+///          cycle draws the same number of values, whatever its faults.
+class CSourceSimulator : public ISource
+{
+  public:
+    explicit CSourceSimulator(CScenario p_scenario);
+
+    const std::vector<unsigned long>& Ids() const override { return m_vecnId; }
+    std::int32_t Rate() const override { return m_scen.m_nRate; }
+    bool Next(SSourceCycle& r_cycle) override;
+    bool Rewind() override;
+
+  private:
+    bool IsCycleMissing(double p_fTime_s) const;
+    std::int64_t TimeStamp(std::uint64_t p_nCycle);
+    double CycleTime_s(std::uint64_t p_nCycle) const;
+    void CalcVoltages(double p_fTime_s);
+    void CalcSamples(double p_fTime_s, std::vector<SSourceSample>& r_vecSample);
+    void TakeEvents(double p_fTime_s, std::vector<SSourceEvent>& r_vecEvent);
+    std::pair<double, double> NormalPair();
+
+    CScenario m_scen;
+    std::vector<unsigned long> m_vecnId;
+    std::uint64_t m_nCycles = 0;                    ///< of the whole scenario
+    std::uint64_t m_nNext = 0;                      ///< cycle that comes next
+    std::size_t m_iEvent = 0;                       ///< event that comes next
+    std::vector<std::uint32_t> m_vecnRepeated;      ///< by repeat: deliveries that are still to come
+    bool m_bRepeat = false;                         ///< the next cycle is the last one again
+    std::vector<std::complex<double>> m_vecVoltage; ///< by place, V
+    std::mt19937_64 m_random;
+};
