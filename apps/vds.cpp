@@ -1,10 +1,11 @@
 #include "ServiceNotify.h"
 #include "Version.h"
-#include "vds/core/CServer.h"
-#include "vds/config/CommandLine.h"
-#include "vds/source/OpenSource.h"
 #include "vds/c37118/input/CSourceCapture.h"
 #include "vds/c37118/input/CSourceLive.h"
+#include "vds/c37118/output/CC37118Output.h"
+#include "vds/config/CommandLine.h"
+#include "vds/core/CServer.h"
+#include "vds/source/OpenSource.h"
 #include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
@@ -113,7 +114,8 @@ int Serve(const SVdsCommand& p_command)
     boost::asio::signal_set signalsHangUp(io, SIGHUP);
 
     const SServerConfig config = ReadServerConfig(p_command.strConfig, p_command.strListen);
-    CServer server(config, OpenSource(p_command, config), p_command.options);
+    CServer server(config, OpenSource(p_command, config), p_command.options,
+                   C37118Outputs(config.synchrophasors.vecOutput));
     server.OnEnd([&io] { boost::asio::post(io, [&io] { io.stop(); }); });
     server.Start();
     AwaitHangUp(signalsHangUp, server);

@@ -1,5 +1,5 @@
-#include "vds/config/CommandLine.h"
 #include "vds/c37118/probe/ProbeReport.h"
+#include "vds/config/CommandLine.h"
 #include <csignal>
 #include <string>
 

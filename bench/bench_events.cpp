@@ -1,8 +1,8 @@
 #include "bench/CPacedSource.h"
 #include "bench/Percentile.h"
 #include "link/dli/CEventdata.h"
-#include "vds/core/CServer.h"
 #include "vds/config/CommandLine.h"
+#include "vds/core/CServer.h"
 #include "vds/source/OpenSource.h"
 #include <cinttypes>
 #include <cstdio>

@@ -3,8 +3,8 @@
 #include "host/base/CTime.h"
 #include "host/base/CTraceOMA.h"
 #include "host/base/TShared.h"
-#include "spectrum/data/CDeqMeas.h"
 #include "modes/track/CPsmOut.h"
+#include "spectrum/data/CDeqMeas.h"
 #include <atomic>
 #include <boost/thread/thread.hpp>
 #include <cstdint>

@@ -213,6 +213,28 @@ bool CJobOMA::RetrveActValueFromFile()
 
 // ---- measurement channel ----
 
+bool CJobOMA::SetCycleTime(double p_fCycle_s, const CMethodTrace& p_trace)
+{
+    m_fCycle_s = p_fCycle_s;
+    if (!m_pvecpProc)
+        return p_trace.BadPointer("pvecpProc");
+    for (const auto& pProc : *m_pvecpProc)
+    {
+        if (!pProc)
+            return p_trace.BadPointer("pProc");
+        pProc->SetDeltaT(p_fCycle_s);
+    }
+    if (!m_pvecpPsmOut)
+        return p_trace.BadPointer("pvecpPSM");
+    for (const auto& pPSM : *m_pvecpPsmOut)
+    {
+        if (!pPSM)
+            return p_trace.BadPointer("pPSM");
+        pPSM->m_fCycle_s = p_fCycle_s;
+    }
+    return true;
+}
+
 bool CJobOMA::CreateVdsOutMeas(unsigned long p_hWrite, std::int32_t p_nCycleRate)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CreateVdsOutMeas");

@@ -52,6 +52,9 @@ class CJobOMA : public CJob
     bool AddMeasToBuf();
 
     // ---- [R] connection and time line ----
+    /// The server's actual cycle time, s, for the job, its evaluators and its modes. @param p_trace the caller's: a null
+    /// pointer is reported under its name. @return false for one.
+    bool SetCycleTime(double p_fCycle_s, const CMethodTrace& p_trace);
     /// Makes the writer of the measurement channel if there is none yet. False if the library refuses it.
     bool CreateVdsOutMeas(unsigned long p_hWrite, std::int32_t p_nCycleRate);
     /// What a time-stamp jump costs: all modes stop, the queue is empty. Waits for a pass that is still running.

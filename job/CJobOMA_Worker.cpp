@@ -1,7 +1,7 @@
 #include "host/base/AppState.h"
 #include "host/base/CMethodTrace.h"
-#include "host/shell/CShellOMA.h"
 #include "host/base/TraceFilter.h"
+#include "host/shell/CShellOMA.h"
 #include "job/CJobOMA.h"
 #include "offline/CStudyOMA.h"
 #include "offline/CWriteFile.h"

@@ -15,7 +15,7 @@ void RestartApp(std::string_view p_strMethod, std::string_view p_strText);
 /// @param p_nControl 0 restart, 1 suspend, 2 stop, else invalid. p_strFull goes to the trace, p_strShort to the event.
 void ApplicationControl(int p_nControl, std::string_view p_strFull, const std::string& p_strShort);
 
-/// Whom the event of a suspension belongs to; missing values are 0.
-void SetEventContext(std::int32_t p_eElemType);
-void SetEventContext(std::int32_t p_eElemType, unsigned long p_hSocket);
-void SetEventContext(std::int32_t p_eElemType, unsigned long p_hSocket, unsigned long p_nElemId);
+/// Called with the short text of each suspension, after its line and the change of the state, by the thread that
+/// suspends: the way to the server, which this room does not know. Null: none.
+using TOnSuspension = void (*)(const std::string& p_strShort);
+void SetOnSuspension(TOnSuspension p_pfnOnSuspension);

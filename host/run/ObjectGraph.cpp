@@ -1,10 +1,11 @@
 #include "host/run/ObjectGraph.h"
 #include "host/base/ApplicationControl.h"
 #include "host/run/ObjectGraphSteps.h"
-#include "link/post/CEventWriteOMA.h"
 #include "link/dli/EDli.h"
 #include "link/dli/Elements.h"
 #include "link/dli/Security.h"
+#include "link/post/CEventWriteOMA.h"
+#include "link/post/SuspensionPost.h"
 #include <exception>
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;

@@ -1,8 +1,8 @@
 #include "host/base/ApplicationControl.h"
-#include "host/shell/CShellOMA.h"
+#include "host/base/TextOMA.h"
 #include "host/run/ObjectGraph.h"
 #include "host/run/ObjectGraphSteps.h"
-#include "host/base/TextOMA.h"
+#include "host/shell/CShellOMA.h"
 #include <algorithm>
 #include <cmath>
 #include <limits>

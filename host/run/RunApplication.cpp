@@ -4,10 +4,11 @@
 #include "WinClock.h"
 #include "WinEvents.h"
 #include "host/base/ApplicationControl.h"
-#include "host/shell/CShellOMA.h"
 #include "host/run/ObjectGraph.h"
 #include "host/run/Threads.h"
+#include "host/shell/CShellOMA.h"
 #include "link/input/CEventReadOMA.h"
+#include "link/post/SuspensionPost.h"
 #include "offline/CReadFileMeas.h"
 #include <algorithm>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "host/run/Threads.h"
 #include "host/base/ApplicationControl.h"
+#include "host/base/PollUntil.h"
 #include "link/input/CEventReadOMA.h"
 #include "link/post/CEventWriteOMA.h"
-#include "host/base/PollUntil.h"
 #include <boost/chrono.hpp>
 #include <exception>
 

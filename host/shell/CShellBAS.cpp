@@ -1,8 +1,8 @@
 #include "host/shell/CShellBAS.h"
 #include "FileName.h"
 #include "WinConsole.h"
-#include "host/shell/TextNumber.h"
 #include "host/base/TraceFilter.h"
+#include "host/shell/TextNumber.h"
 #include <algorithm>
 #include <array>
 #include <boost/algorithm/string/case_conv.hpp>

@@ -1,6 +1,6 @@
 #pragma once
-#include "host/shell/CShellBAS.h"
 #include "host/base/CTraceOMA.h"
+#include "host/shell/CShellBAS.h"
 #include "spectrum/data/CPeakOMA.h"
 #include <atomic>
 #include <cstdint>

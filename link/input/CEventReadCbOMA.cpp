@@ -1,8 +1,8 @@
 #include "link/input/CEventReadCbOMA.h"
 #include "host/base/CMethodTrace.h"
+#include "host/base/PollUntil.h"
 #include "host/base/TraceFilter.h"
 #include "link/post/CEventWriteOMA.h"
-#include "host/base/PollUntil.h"
 #include <algorithm>
 #include <cstdlib>
 #include <limits>

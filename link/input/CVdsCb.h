@@ -2,8 +2,8 @@
 #include "WinEvents.h"
 #include "host/base/CTime.h"
 #include "host/base/CTraceOMA.h"
-#include "link/input/CVds.h"
 #include "link/dli/CChanneldata.h"
+#include "link/input/CVds.h"
 #include <atomic>
 #include <cstdint>
 #include <memory>

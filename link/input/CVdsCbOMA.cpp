@@ -2,8 +2,8 @@
 #include "IColumn.h"
 #include "host/base/AppState.h"
 #include "host/base/CMethodTrace.h"
-#include "host/base/TraceFilter.h"
 #include "host/base/PollUntil.h"
+#include "host/base/TraceFilter.h"
 #include <exception>
 #include <limits>
 
@@ -229,23 +229,8 @@ bool CVdsCbOMA::SetCycleOfAllJobs(double p_fCycle_s)
     {
         if (!pJob)
             return trace.BadPointer("pJob");
-        pJob->m_fCycle_s = p_fCycle_s;
-        if (!pJob->m_pvecpProc)
-            return trace.BadPointer("pvecpProc");
-        for (const auto& pProc : *pJob->m_pvecpProc)
-        {
-            if (!pProc)
-                return trace.BadPointer("pProc");
-            pProc->SetDeltaT(p_fCycle_s);
-        }
-        if (!pJob->m_pvecpPsmOut)
-            return trace.BadPointer("pvecpPSM");
-        for (const auto& pPSM : *pJob->m_pvecpPsmOut)
-        {
-            if (!pPSM)
-                return trace.BadPointer("pPSM");
-            pPSM->m_fCycle_s = p_fCycle_s;
-        }
+        if (!pJob->SetCycleTime(p_fCycle_s, trace))
+            return false;
     }
     return true;
 }

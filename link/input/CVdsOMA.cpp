@@ -1,7 +1,7 @@
 #include "link/input/CVdsOMA.h"
 #include "host/base/CMethodTrace.h"
-#include "link/post/CEventWriteOMA.h"
 #include "host/base/PollUntil.h"
+#include "link/post/CEventWriteOMA.h"
 #include <algorithm>
 #include <exception>
 #include <utility>

@@ -1,9 +1,9 @@
 #pragma once
 #include "host/base/CTraceOMA.h"
 #include "host/base/TShared.h"
-#include "spectrum/data/CDeqMeas.h"
 #include "modes/record/CDOE.h"
 #include "modes/record/CSpec.h"
+#include "spectrum/data/CDeqMeas.h"
 #include <valarray>
 #include <vector>
 

@@ -1,10 +1,10 @@
 #include "spectrum/proc/CProcOMA.h"
-#include "spectrum/data/TPool.h"
 #include "host/base/CMethodTrace.h"
-#include "host/shell/CShellOMA.h"
 #include "host/base/Epsilon.h"
 #include "host/base/TraceFilter.h"
+#include "host/shell/CShellOMA.h"
 #include "offline/CWriteFile.h"
+#include "spectrum/data/TPool.h"
 #include "spectrum/fft/ManyNumbers.h"
 #include "spectrum/proc/ProcBuffers.h"
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
+#include "spectrum/data/CPeakOMA.h"
 #include "spectrum/fit/CFitLmaOMA.h"
 #include "spectrum/fit/CFitLsqOMA.h"
-#include "spectrum/data/CPeakOMA.h"
 #include "spectrum/proc/CProc.h"
 #include <cstdint>
 #include <memory>

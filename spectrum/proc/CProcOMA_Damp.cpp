@@ -1,10 +1,10 @@
-#include "spectrum/data/TPool.h"
 #include "host/base/CMethodTrace.h"
 #include "host/shell/CShellOMA.h"
 #include "modes/record/CDataPS.h"
+#include "spectrum/data/TPool.h"
 #include "spectrum/fft/CMathBAS.h"
-#include "spectrum/proc/CProcOMA.h"
 #include "spectrum/fft/ManyNumbers.h"
+#include "spectrum/proc/CProcOMA.h"
 #include "spectrum/proc/ProcBuffers.h"
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "CTrace.h"
 #include "host/base/AppState.h"
-#include "host/shell/CShellOMA.h"
 #include "host/base/TraceFilter.h"
+#include "host/shell/CShellOMA.h"
 #include "tests/fuzz/Input.h"
 #include "vds/ctl/VdsCtl.cpp" // for what it parses ahead of its connection
 #include <boost/algorithm/string/predicate.hpp>

@@ -1,11 +1,18 @@
 #pragma once
-#include "vds/core/CAccess.h"
+#include "LinkSecurity.h"
 #include "vds/base/IsoTime.h"
 #include "vds/config/SynchrophasorConfig.h"
 #include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
+
+/// What the server needs to know to tell its peers apart.
+struct SServerSecurity
+{
+    Norvik::Energy::Kestrel::Link::SLinkSecurity link; ///< strTokenFile is that of the application
+    std::string strOperatorTokenFile;
+};
 
 /// What the server takes from the configuration file.
 struct SServerConfig

@@ -1,18 +1,12 @@
 #pragma once
 #include "LinkSecurity.h"
+#include "vds/config/ServerConfig.h"
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
 
 struct SEvent;
-
-/// What the server needs to know to tell its peers apart.
-struct SServerSecurity
-{
-    Norvik::Energy::Kestrel::Link::SLinkSecurity link; ///< strTokenFile is that of the application
-    std::string strOperatorTokenFile;
-};
 
 enum class ERole
 {

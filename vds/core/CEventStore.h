@@ -1,5 +1,6 @@
 #pragma once
 #include "vds/base/CJsonLog.h"
+#include "vds/base/SEvent.h"
 #include "vds/core/CStateFile.h"
 #include <cstdint>
 #include <deque>
@@ -8,20 +9,6 @@
 #include <string>
 #include <tuple>
 #include <vector>
-
-struct SEvent
-{
-    std::int64_t nTicks = 0;   ///< the event's own time stamp
-    std::int64_t nArrival = 0; ///< wall clock when the server took it, ticks
-    std::int32_t eKey = 0;
-    std::int32_t eTrans = 0; ///< 1 APP, 0 DIS
-    std::int32_t eElemType = 0;
-    std::uint64_t nElemId = 0;
-    std::string strText;
-    std::string strFrom;      ///< name of the connection, or "source"
-    std::uint64_t nSeq = 0;   ///< of arrival, given by the store
-    std::uint64_t nOwner = 0; ///< application that posted it, by its element id; 0: an operator, or the source
-};
 
 /// One JSON line as the event log has it.
 std::string EventLine(const SEvent& p_event);

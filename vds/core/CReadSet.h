@@ -1,7 +1,7 @@
 #pragma once
 #include "link.pb.h"
-#include "vds/core/CDecimator.h"
 #include "vds/base/ISource.h"
+#include "vds/core/CDecimator.h"
 #include <chrono>
 #include <cstdint>
 #include <deque>

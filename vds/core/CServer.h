@@ -1,4 +1,5 @@
 #pragma once
+#include "vds/base/IOutput.h"
 #include "vds/base/ISource.h"
 #include "vds/config/ServerConfig.h"
 #include <functional>
@@ -12,7 +13,9 @@ class CServerCore;
 class CServer
 {
   public:
-    CServer(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options);
+    /// @param p_fnOutputs makes the ways out besides the link; called by Start. Empty: none.
+    CServer(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options,
+            TMakeOutputs p_fnOutputs = {});
     /// Stop.
     ~CServer();
     CServer(const CServer&) = delete;

@@ -1,5 +1,4 @@
 #include "vds/core/CServerCore.h"
-#include "vds/core/CServer.h"
 #include "vds/base/IsoTime.h"
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
@@ -28,9 +27,10 @@ constexpr auto g_tSettle = std::chrono::seconds(5);
 constexpr auto g_tRecheck = std::chrono::milliseconds(20);
 } // namespace
 
-CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
+CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options,
+                         TMakeOutputs p_fnOutputs)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
-      m_acceptorEvent(m_io), m_acceptorData(m_io),
+      m_fnOutputs(std::move(p_fnOutputs)), m_acceptorEvent(m_io), m_acceptorData(m_io),
       m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)),
       m_outputs(m_config, m_options.bLogMeasurements), m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive),
       m_timer(m_io), m_timerStall(m_io)
@@ -70,13 +70,13 @@ void CServerCore::Start()
     Listen(m_acceptorData, m_config.nPortData);
     m_nPortEvent = m_acceptorEvent.local_endpoint().port();
     m_nPortData = m_acceptorData.local_endpoint().port();
-    StartStreams();
+    StartOutputs();
     if (!m_options.strStateFile.empty())
         m_events.Open(m_options.strStateFile);
     for (const SEvent& event : m_events.Standing())
     {
-        for (const auto& pStream : m_vecpStream)
-            pStream->OnEvent(event);
+        for (const auto& pOutput : m_vecpOutput)
+            pOutput->OnEvent(event);
     }
     if (!m_options.strLogDir.empty())
     {
@@ -95,21 +95,23 @@ void CServerCore::Start()
     m_thread = std::thread([this] { m_io.run(); });
 }
 
-/// Streams that are offered.
-void CServerCore::StartStreams()
+/// Ways out besides the link.
+void CServerCore::StartOutputs()
 {
-    for (const SOutputStreamConfig& output : m_config.synchrophasors.vecOutput)
-    {
-        m_vecpStream.push_back(std::make_unique<CC37118Output>(
-            m_io, output, *m_pSource, [this](const std::string& p_strText) { Line(p_strText); }, [this] { Kick(); }));
-        m_vecpStream.back()->Start();
-    }
-    if (m_vecpStream.empty())
+    if (!m_fnOutputs)
+        return;
+    m_vecpOutput = m_fnOutputs({.io = m_io,
+                                .source = *m_pSource,
+                                .fnLine = [this](const std::string& p_strText) { Line(p_strText); },
+                                .fnOn = [this] { Kick(); }});
+    for (const auto& pOutput : m_vecpOutput)
+        pOutput->Start();
+    if (m_vecpOutput.empty())
         return;
     m_outputs.m_fnValue = [this](const COutputs::SChannel& p_channel, std::int32_t p_nRate)
     {
-        for (const auto& pStream : m_vecpStream)
-            pStream->OnValue(p_channel.nId, p_nRate, p_channel.nTicks, p_channel.fValue, p_channel.eQual);
+        for (const auto& pOutput : m_vecpOutput)
+            pOutput->OnValue(p_channel.nId, p_nRate, p_channel.nTicks, p_channel.fValue, p_channel.eQual);
     };
 }
 
@@ -255,8 +257,8 @@ void CServerCore::End()
     m_bEnding = true;
     for (const auto& [nId, pSession] : m_mapSession)
         Guarded([this, nSession = nId] { m_outputs.StopAll(nSession); });
-    for (const auto& pStream : m_vecpStream)
-        pStream->End();
+    for (const auto& pOutput : m_vecpOutput)
+        pOutput->End();
     m_pSource->Stop();
     boost::system::error_code ecIgnored;
     m_acceptorEvent.close(ecIgnored);
@@ -346,8 +348,8 @@ bool CServerCore::Publish(SEvent p_event)
         return false;
     Line(EventStory(p_event));
     m_eventLog.Write(EventLine(p_event));
-    for (const auto& pStream : m_vecpStream)
-        pStream->OnEvent(p_event);
+    for (const auto& pOutput : m_vecpOutput)
+        pOutput->OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
     {
         if (pSession->IsSubscribed() && Concerns(p_event, *pSession))
@@ -442,8 +444,8 @@ void CServerCore::Pump()
 {
     if (m_bEnding)
         return;
-    for (const auto& pStream : m_vecpStream)
-        pStream->OnTaken(m_options.bLive ? m_nNow : TakenTicks());
+    for (const auto& pOutput : m_vecpOutput)
+        pOutput->OnTaken(m_options.bLive ? m_nNow : TakenTicks());
     for (int i = 0; i < g_nBatch; ++i)
     {
         if (!m_bHasCycle && m_pSource->IsLive())
@@ -481,8 +483,8 @@ bool CServerCore::PumpOne()
             CReadSet& readSet = set;
             set.Offer(m_cycle, [&](const SSourceCycle& p_cycle) { session.SendCycle(readSet, p_cycle); });
         }
-    for (const auto& pStream : m_vecpStream)
-        pStream->OnCycle(m_cycle);
+    for (const auto& pOutput : m_vecpOutput)
+        pOutput->OnCycle(m_cycle);
     ++m_nCycles;
     m_nNow = m_cycle.nTicks;
     m_pace.Sent(m_cycle.nTicks, tNow);
@@ -512,8 +514,8 @@ bool CServerCore::ClientsReady(TTime p_tNow)
         }
     }
     if (nSets == 0)
-        return std::any_of(m_vecpStream.begin(), m_vecpStream.end(),
-                           [](const auto& p_pStream) { return p_pStream->TakesPhasors(); });
+        return std::any_of(m_vecpOutput.begin(), m_vecpOutput.end(),
+                           [](const auto& p_pOutput) { return p_pOutput->TakesPhasors(); });
     if (!m_bBegun && nSets < m_config.nReadSets && p_tNow - tFirst < g_tMoreSets)
     {
         WakeAt(p_tNow + g_tRecheck);
@@ -610,55 +612,4 @@ void CServerCore::AtSourceEnd()
     End();
     if (m_fnEnd)
         m_fnEnd();
-}
-
-// ---- the server as its users see it ----
-
-CServer::CServer(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
-    : m_pCore(std::make_unique<CServerCore>(std::move(p_config), std::move(p_pSource), std::move(p_options)))
-{
-}
-
-CServer::~CServer() = default;
-
-void CServer::Start()
-{
-    m_pCore->Start();
-}
-void CServer::Stop()
-{
-    m_pCore->Stop();
-}
-void CServer::ReopenFiles()
-{
-    m_pCore->Post([pCore = m_pCore.get()] { pCore->ReopenFiles(); });
-}
-void CServer::Post(std::function<void()> p_fnCall)
-{
-    m_pCore->Post(std::move(p_fnCall));
-}
-
-unsigned CServer::PortEvent() const
-{
-    return m_pCore->PortEvent();
-}
-unsigned CServer::PortData() const
-{
-    return m_pCore->PortData();
-}
-void CServer::OnEnd(std::function<void()> p_fnEnd)
-{
-    m_pCore->m_fnEnd = std::move(p_fnEnd);
-}
-std::string CServer::Fault() const
-{
-    return m_pCore->Fault();
-}
-std::string CServer::Summary() const
-{
-    return m_pCore->Summary();
-}
-std::vector<std::string> CServer::SourceSummary() const
-{
-    return m_pCore->SourceSummary();
 }

@@ -1,5 +1,8 @@
 #pragma once
 #include "CLinkShare.h"
+#include "vds/base/IOutput.h"
+#include "vds/base/ISource.h"
+#include "vds/config/ServerConfig.h"
 #include "vds/core/CAccess.h"
 #include "vds/core/CEventStore.h"
 #include "vds/base/CLineLimit.h"
@@ -7,9 +10,6 @@
 #include "vds/core/CPace.h"
 #include "vds/core/CReadSet.h"
 #include "vds/core/CSession.h"
-#include "vds/base/ISource.h"
-#include "vds/config/ServerConfig.h"
-#include "vds/c37118/output/CC37118Output.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -32,7 +32,8 @@
 class CServerCore
 {
   public:
-    CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options);
+    CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options,
+                TMakeOutputs p_fnOutputs = {});
     ~CServerCore() { Stop(); }
     CServerCore(const CServerCore&) = delete;
     CServerCore& operator=(const CServerCore&) = delete;
@@ -104,7 +105,7 @@ class CServerCore
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
     std::string WhyNot(const std::string& p_strAddr) const;
     void MakeRoomForStranger();
-    void StartStreams();
+    void StartOutputs();
     void End();
 
     // ---- the source ----
@@ -125,6 +126,7 @@ class CServerCore
     const SServerOptions m_options;
     boost::asio::io_context m_io; ///< ahead of the source, which has sockets of its own on it
     const std::unique_ptr<ISource> m_pSource;
+    const TMakeOutputs m_fnOutputs;
     TAcceptor m_acceptorEvent;
     TAcceptor m_acceptorData;
     unsigned m_nPortEvent = 0;
@@ -139,7 +141,7 @@ class CServerCore
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;
-    std::vector<std::unique_ptr<CC37118Output>> m_vecpStream;
+    std::vector<std::unique_ptr<IOutput>> m_vecpOutput; ///< besides the clients of the link
     std::map<std::uint64_t, std::shared_ptr<CSession>> m_mapSession;
     std::uint64_t m_nLastSession = 0;
     std::map<std::uint64_t, TTime> m_mapTouched; ///< by client

@@ -1,6 +1,6 @@
 #include "vds/core/CSession.h"
-#include "vds/core/CServerCore.h"
 #include "vds/base/IsoTime.h"
+#include "vds/core/CServerCore.h"
 #include <algorithm>
 #include <stdexcept>
 #include <utility>

@@ -1,7 +1,7 @@
 #include "CLinkStream.h"
 #include "Version.h"
-#include "vds/config/CommandLine.h"
 #include "vds/base/ParseNumber.h"
+#include "vds/config/CommandLine.h"
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>

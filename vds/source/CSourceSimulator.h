@@ -1,6 +1,6 @@
 #pragma once
-#include "vds/source/CScenario.h"
 #include "vds/base/ISource.h"
+#include "vds/source/CScenario.h"
 
 #include <complex>
 #include <cstdint>

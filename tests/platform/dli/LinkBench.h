@@ -4,8 +4,8 @@
 #include "link/dli/CChanneldataWrite.h"
 #include "link/dli/CEventdata.h"
 #include "link/dli/EDli.h"
-#include "vds/core/CServer.h"
 #include "vds/base/IsoTime.h"
+#include "vds/core/CServer.h"
 #include <algorithm>
 #include <atomic>
 #include <chrono>

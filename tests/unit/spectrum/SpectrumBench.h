@@ -1,7 +1,7 @@
 #pragma once
-#include "host/shell/CShellOMA.h"
 #include "host/base/CTraceOMA.h"
 #include "host/base/TraceFilter.h"
+#include "host/shell/CShellOMA.h"
 #include "spectrum/fft/CFFT.h"
 #include "spectrum/proc/CProcOMA.h"
 #include <cmath>

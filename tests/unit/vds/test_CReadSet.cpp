@@ -1,5 +1,5 @@
-#include "vds/core/CReadSet.h"
 #include "vds/base/IsoTime.h"
+#include "vds/core/CReadSet.h"
 #include <gtest/gtest.h>
 
 namespace Link = Norvik::Energy::Kestrel::Link;

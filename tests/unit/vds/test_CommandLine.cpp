@@ -1,5 +1,5 @@
-#include "vds/config/CommandLine.h"
 #include "vds/base/IsoTime.h"
+#include "vds/config/CommandLine.h"
 #include <gtest/gtest.h>
 
 namespace

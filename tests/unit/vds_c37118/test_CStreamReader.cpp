@@ -1,7 +1,7 @@
 #include "Vectors.h"
-#include "vds/c37118/input/CStreamReader.h"
 #include "vds/c37118/codec/DecodeFrame.h"
 #include "vds/c37118/codec/EncodeFrame.h"
+#include "vds/c37118/input/CStreamReader.h"
 #include "vds/c37118/input/StateOfStat.h"
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
-#include "vds/core/CEventStore.h"
-#include "vds/c37118/output/CC37118Server.h"
-#include "vds/c37118/output/CResultFrames.h"
 #include "vds/c37118/codec/DecodeFrame.h"
 #include "vds/c37118/codec/EncodeFrame.h"
+#include "vds/c37118/output/CC37118Server.h"
+#include "vds/c37118/output/CResultFrames.h"
 #include "vds/c37118/output/OutputFrames.h"
+#include "vds/core/CEventStore.h"
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
 #include <cmath>

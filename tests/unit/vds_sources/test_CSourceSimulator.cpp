@@ -1,6 +1,6 @@
 #include "unit/vds_sources/TempFile.h"
-#include "vds/source/CSourceSimulator.h"
 #include "vds/base/IsoTime.h"
+#include "vds/source/CSourceSimulator.h"
 #include "vds/source/OpenSource.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #pragma once
-#include "vds/c37118/input/CCaptureFile.h"
 #include "vds/c37118/codec/CFrameCutter.h"
+#include "vds/c37118/input/CCaptureFile.h"
 #include "vds/c37118/input/CStreamSet.h"
 #include "vds/c37118/input/CTcpFlow.h"
 #include <map>

@@ -1,6 +1,6 @@
 #include "vds/c37118/input/CStreamClient.h"
-#include "vds/c37118/input/CStreamSet.h"
 #include "vds/c37118/codec/EncodeFrame.h"
+#include "vds/c37118/input/CStreamSet.h"
 #include "vds/c37118/input/PreferV4.h"
 #include <algorithm>
 #include <boost/asio/buffer.hpp>

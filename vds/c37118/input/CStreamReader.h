@@ -1,8 +1,8 @@
 #pragma once
 #include "vds/base/CLineLimit.h"
-#include "vds/c37118/input/CConcentrator.h"
 #include "vds/c37118/codec/CConfigParts.h"
 #include "vds/c37118/codec/StreamCounters.h"
+#include "vds/c37118/input/CConcentrator.h"
 #include "vds/config/SynchrophasorConfig.h"
 #include <functional>
 

@@ -26,19 +26,19 @@ SOutputStreamConfig Reduced(SOutputStreamConfig p_output, const ISource& p_sourc
 }
 } // namespace
 
-CC37118Output::CC37118Output(boost::asio::io_context& r_io, SOutputStreamConfig p_output, const ISource& p_source,
-                             CC37118Server::TLine p_fnLine, std::function<void()> p_fnOn)
-    : m_output(Reduced(std::move(p_output), p_source)), m_fnLine(std::move(p_fnLine)),
-      m_config(OutputConfig(m_output, OutputRate(m_output, p_source.Rate()), false)),
-      m_server(r_io, m_output, m_config, OutputConfig(m_output, m_config.nDataRate, true), m_fnLine), m_timer(r_io)
+CC37118Output::CC37118Output(const SOutputHost& p_host, SOutputStreamConfig p_output)
+    : m_output(Reduced(std::move(p_output), p_host.source)), m_fnLine(p_host.fnLine),
+      m_config(OutputConfig(m_output, OutputRate(m_output, p_host.source.Rate()), false)),
+      m_server(p_host.io, m_output, m_config, OutputConfig(m_output, m_config.nDataRate, true), m_fnLine),
+      m_timer(p_host.io)
 {
     std::vector<std::uint8_t> vecnFrame;
     if (!EncodeConfig(m_config, vecnFrame) || !EncodeData(m_config, EmptyData(m_config), vecnFrame))
         throw std::runtime_error("output '" + m_output.strName + "': " + std::to_string(m_config.vecPmu.size()) +
                                  " PMUs: expected fewer, a frame has at most 65535 bytes");
-    m_server.m_fnOn = std::move(p_fnOn);
+    m_server.m_fnOn = p_host.fnOn;
     if (m_output.bPhasors)
-        m_phasors.emplace(m_output, m_config, p_source);
+        m_phasors.emplace(m_output, m_config, p_host.source);
     else
         m_results.emplace(m_output, m_config);
 }
@@ -118,4 +118,15 @@ std::string CC37118Output::Summary()
            std::to_string(counters.nReserved) + " of another kind, " + std::to_string(counters.nUnanswered) +
            " not answered, " + std::to_string(counters.nBad + counters.received.nCrcErrors) +
            " with a wrong check word, " + std::to_string(counters.nRefused) + " clients refused";
+}
+
+TMakeOutputs C37118Outputs(std::vector<SOutputStreamConfig> p_vecOutput)
+{
+    return [vecOutput = std::move(p_vecOutput)](const SOutputHost& p_host)
+    {
+        std::vector<std::unique_ptr<IOutput>> vecpOutput;
+        for (const SOutputStreamConfig& output : vecOutput)
+            vecpOutput.push_back(std::make_unique<CC37118Output>(p_host, output));
+        return vecpOutput;
+    };
 }

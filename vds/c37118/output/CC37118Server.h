@@ -1,6 +1,6 @@
 #pragma once
-#include "vds/c37118/output/CC37118Client.h"
 #include "vds/c37118/codec/Frames.h"
+#include "vds/c37118/output/CC37118Client.h"
 #include "vds/config/SynchrophasorConfig.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/udp.hpp>

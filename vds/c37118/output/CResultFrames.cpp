@@ -1,5 +1,5 @@
 #include "vds/c37118/output/CResultFrames.h"
-#include "vds/core/CEventStore.h"
+#include "vds/base/SEvent.h"
 #include <algorithm>
 #include <cmath>
 #include <limits>

@@ -1,7 +1,7 @@
 #include "vds/c37118/probe/ProbeReport.h"
 #include "vds/base/ParseNumber.h"
-#include "vds/c37118/input/CStreamSet.h"
 #include "vds/c37118/codec/DecodeFrame.h"
+#include "vds/c37118/input/CStreamSet.h"
 #include <array>
 #include <cmath>
 #include <cstdio>

@@ -3,6 +3,7 @@
 #include "host/base/AppState.h"
 #include "host/base/ApplicationControl.h"
 #include "host/base/CMethodTrace.h"
+#include "link/post/SuspensionPost.h"
 #include <gmock/gmock.h>
 
 using Norvik::Energy::Kestrel::VDS::Runtime::ETraceLevel;

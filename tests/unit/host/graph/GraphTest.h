@@ -4,8 +4,8 @@
 #include "fake/FakeDli.h"
 #include "host/base/AppState.h"
 #include "host/base/ApplicationControl.h"
-#include "host/shell/CShellOMA.h"
 #include "host/run/Threads.h"
+#include "host/shell/CShellOMA.h"
 #include "link/input/CEventReadOMA.h"
 #include "link/post/CEventWriteOMA.h"
 #include <gmock/gmock.h>
