@@ -1,8 +1,8 @@
 #include "bench/CountAllocs.h"
 #include "host/base/AppState.h"
 #include "link/input/CVdsCbOMA.h"
-#include "tests/fake/CJobBuilder.h"
 #include "link/post/CEventWriteOMA.h"
+#include "tests/fake/CJobBuilder.h"
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>

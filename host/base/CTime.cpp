@@ -1,5 +1,6 @@
 #include "host/base/CTime.h"
 #include "WinClock.h"
+#include "link/dli/Ticks.h"
 #include <algorithm>
 #include <numeric>
 
@@ -8,9 +9,6 @@
 
 namespace
 {
-constexpr std::int64_t g_nTicksPerSec = 10000000;
-constexpr std::int64_t g_nTicks0001To1970 = 621355968000000000;
-
 /// Truncates; NaN and values outside the range become the nearest limit.
 template <class T>
 T Truncate(double p_fValue)
@@ -88,7 +86,7 @@ std::int64_t CTime::GetNowTicks()
 {
     STimeB64 now{};
     _ftime64_s(&now);
-    return now.time * g_nTicksPerSec + now.millitm * 10000LL + g_nTicks0001To1970;
+    return now.time * g_nTicksPerSec + now.millitm * 10000LL + g_nTicksOf1970;
 }
 
 double CTime::CycleTimeFromRate(std::int32_t p_nRate)

@@ -1,14 +1,14 @@
 #include "host/base/TextOMA.h"
 #include "WinClock.h"
 #include "host/base/CTime.h"
+#include "link/dli/EDli.h"
+#include "link/dli/Ticks.h"
 #include <algorithm>
 #include <array>
 #include <charconv>
 
 namespace
 {
-constexpr std::int64_t g_nTicks0001To1970 = 621355968000000000;
-
 /// Independent of the locale, also for the longest double.
 std::string Fixed(double p_fValue, unsigned p_nDecimals)
 {
@@ -109,17 +109,18 @@ std::string_view TransAsText(std::int32_t p_eTrans)
 
 std::string_view SwingEventAsText(std::int32_t p_eKey)
 {
+    using namespace Norvik::Energy::Kestrel::VDS::Runtime;
     switch (p_eKey)
     {
-    case 0:
+    case eIkNone:
         return "No Power Swing";
-    case 4203:
+    case eIkPsUndampedCritical:
         return "Undamped Critical Power Swing";
-    case 4204:
+    case eIkPsCritical:
         return "Critical Power Swing";
-    case 4205:
+    case eIkPsDistinct:
         return "Distinct Power Swing";
-    case 4206:
+    case eIkPsNotified:
         return "Notified Power Swing";
     default:
         return "";
@@ -129,7 +130,7 @@ std::string_view SwingEventAsText(std::int32_t p_eKey)
 std::string TimeAsText(std::int64_t p_nTicks)
 {
     // The platform counts from 1601, so the date comes out wrong by whole days: only the time of day is used.
-    const std::uint64_t nFileTime = static_cast<std::uint64_t>(p_nTicks) - std::uint64_t{g_nTicks0001To1970};
+    const std::uint64_t nFileTime = static_cast<std::uint64_t>(p_nTicks) - std::uint64_t{g_nTicksOf1970};
     FILETIME fileTime;
     fileTime.dwLowDateTime = static_cast<std::uint32_t>(nFileTime);
     fileTime.dwHighDateTime = static_cast<std::uint32_t>(nFileTime >> 32);

@@ -16,7 +16,7 @@ constexpr double g_fPeriodsMin = 3.0;     ///< of its lowest frequency that a wi
 constexpr double g_fNoDataFirst_s = 40.0; ///< without a pass: what the start of a job is given
 constexpr double g_fNoData_s = 20.0;      ///< without a pass, from then on
 constexpr double g_fEpsilon_Hz = 1e-6;    ///< two limits that are the same
-constexpr double g_fPartMax = 2.0;         ///< a limit of more than this times the nominal value is one in percent
+constexpr double g_fPartMax = 2.0;        ///< a limit of more than this times the nominal value is one in percent
 
 std::string Number(double p_fValue)
 {

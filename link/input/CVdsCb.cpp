@@ -1,8 +1,8 @@
 #include "link/input/CVdsCb.h"
 #include "host/base/CMethodTrace.h"
 #include "host/base/Epsilon.h"
+#include "link/dli/CycleTimes.h"
 #include <algorithm>
-#include <array>
 #include <limits>
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
@@ -10,25 +10,6 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 namespace
 {
 constexpr std::string_view g_strClass = "CVdsCb";
-
-struct SCycle
-{
-    unsigned long nTime_ms;
-    std::uint32_t nRate_Hz;
-};
-constexpr std::array<SCycle, 13> g_vecCycle = {{{16, 60},
-                                                {20, 50},
-                                                {33, 30},
-                                                {40, 25},
-                                                {50, 20},
-                                                {66, 15},
-                                                {83, 12},
-                                                {100, 10},
-                                                {166, 6},
-                                                {200, 5},
-                                                {250, 4},
-                                                {333, 3},
-                                                {1000, 1}}};
 } // namespace
 
 CVdsCb::CVdsCb(HANDLE p_hStatus, CChanneldata* p_pChanData, CVds::VecPmu* p_pvecpPmu, std::int32_t p_eInputMode,
@@ -49,9 +30,10 @@ std::uint32_t CVdsCb::CycleRateHzToCycleTimeMs(std::uint32_t p_nRate)
 std::uint32_t CVdsCb::CycleTimeMsToCycleRateHz(unsigned long p_nCycle_ms) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CycleTimeMsToCycleRateHz");
-    const auto itCycle = std::find_if(g_vecCycle.begin(), g_vecCycle.end(),
-                                      [p_nCycle_ms](const SCycle& p_cycle) { return p_cycle.nTime_ms == p_nCycle_ms; });
-    if (itCycle != g_vecCycle.end())
+    const auto itCycle =
+        std::find_if(g_arrCycleTime.begin(), g_arrCycleTime.end(),
+                     [p_nCycle_ms](const SCycleTime& p_cycle) { return p_cycle.nTime_ms == p_nCycle_ms; });
+    if (itCycle != g_arrCycleTime.end())
         return itCycle->nRate_Hz;
     trace.Error("Invalid Cycle Time: ", p_nCycle_ms);
     return 0;

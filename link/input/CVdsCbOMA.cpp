@@ -4,6 +4,7 @@
 #include "host/base/CMethodTrace.h"
 #include "host/base/PollUntil.h"
 #include "host/base/TraceFilter.h"
+#include "link/dli/SampleState.h"
 #include <exception>
 #include <limits>
 
@@ -17,14 +18,9 @@ constexpr DWORD g_nPassUpc_ms = 1000;
 constexpr unsigned g_nPassesWorker = 500; ///< wait for a worker, 5 s in all
 constexpr DWORD g_nWaitWorker_ms = 5000;
 
-// Bits of a received state word that make a sample INVALID.
-constexpr std::uint64_t g_nInvalidLow = 0xE030;
-constexpr std::uint64_t g_nInvalidHigh = 0x78600000;
-
 std::int32_t QualOfState(std::int64_t p_nState)
 {
-    const auto nState = static_cast<std::uint64_t>(p_nState);
-    return nState & (g_nInvalidLow | g_nInvalidHigh << 32) ? eQualInvalid : eQualValid;
+    return (static_cast<std::uint64_t>(p_nState) & g_nStateInvalidBits) != 0 ? eQualInvalid : eQualValid;
 }
 
 /// Null if the job has no handles or not this one.

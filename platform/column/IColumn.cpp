@@ -1,17 +1,15 @@
 #include "IColumn.h"
+#include "link/dli/Ticks.h"
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 namespace
 {
-constexpr std::int64_t g_nTicksPerSec = 10000000;
-
 /// Places of the grid are counted from p_nSec: sample p_nIdx of the second, p_nRate samples a second.
 bool TicksOfPlace(std::int64_t p_nSec, std::int64_t p_nIdx, std::int64_t p_nRate, std::int64_t* p_pnTicks)
 {
-    const double fTicks = (static_cast<double>(p_nIdx) / static_cast<double>(p_nRate)) * 10000000.0 + 0.5;
     return !__builtin_mul_overflow(p_nSec, g_nTicksPerSec, p_pnTicks) &&
-           !__builtin_add_overflow(*p_pnTicks, static_cast<std::int64_t>(fTicks), p_pnTicks);
+           !__builtin_add_overflow(*p_pnTicks, GridTicks(p_nIdx, p_nRate), p_pnTicks);
 }
 
 /// Floor division, also for counts below 0.

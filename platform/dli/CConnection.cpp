@@ -1,5 +1,6 @@
 #include "platform/dli/CConnection.h"
 #include "CTrace.h"
+#include "link/dli/Ticks.h"
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <stdexcept>

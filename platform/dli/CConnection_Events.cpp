@@ -1,3 +1,4 @@
+#include "link/dli/Ticks.h"
 #include "platform/dli/CConnection.h"
 #include <algorithm>
 #include <utility>
@@ -8,20 +9,12 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 namespace
 {
-/// Ticks of 100 ns from 0001-01-01 UTC.
-std::int64_t NowTicks()
-{
-    constexpr std::int64_t nEpoch = 621355968000000000;
-    using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-    return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
 /// A time that is now, give or take what a call may be held up. It is held against the clock of this machine alone:
 /// neither the data's clock nor the server's has a say in it.
 bool IsPresent(std::int64_t p_nTicks)
 {
-    constexpr std::int64_t nNow = 60LL * 10000000;
-    return p_nTicks > NowTicks() - nNow;
+    constexpr std::int64_t nNow = 60 * g_nTicksPerSec;
+    return p_nTicks > WallTicks() - nNow;
 }
 
 std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)

@@ -1,6 +1,7 @@
 #include "platform/dli/CDataReceiver.h"
 #include "link.pb.h"
 #include "link/dli/EDli.h"
+#include "link/dli/SampleState.h"
 #include <algorithm>
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
@@ -11,8 +12,6 @@ constexpr std::int64_t g_nQueue_ms = 10000;
 constexpr std::size_t g_nMaxQueue = 10000;
 /// The first cycles wait for the answer to the start to be taken, but not for ever.
 constexpr auto g_tReady = std::chrono::seconds(2);
-/// State of a channel that the server has left out of a cycle: reads as INVALID.
-constexpr std::int64_t g_nNoSample = 0x2000;
 } // namespace
 
 void CDataReceiver::Begin(unsigned p_nStart, const std::vector<unsigned long>& p_vecnId)
@@ -152,7 +151,7 @@ void CDataReceiver::Fill(const SCycle& p_cycle)
             channel.SetStatus(static_cast<std::int64_t>(p_cycle.vecnState[i]));
         }
         else
-            channel.SetStatus(g_nNoSample);
+            channel.SetStatus(g_nStateNoSample);
         channel.SetValue(data, CChannel::eValuePhasor);
         m_vecpChannel[i] = &channel;
     }

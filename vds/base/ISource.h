@@ -1,4 +1,5 @@
 #pragma once
+#include "link/dli/SampleState.h"
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -10,9 +11,6 @@ namespace boost::asio
 class io_context;
 }
 
-/// Bits of a state word that readers take as INVALID.
-constexpr std::uint64_t g_nStateInvalid = 0xE030 | (std::uint64_t{0x78600000} << 32);
-
 /// One datapoint in one cycle. Magnitude in V or A, angle in degrees, as the sample record of the link carries them.
 struct SSourceSample
 {
@@ -21,7 +19,7 @@ struct SSourceSample
     std::uint64_t nState = 0; ///< 64-bit state word, 0 good
     bool bPresent = false;    ///< false: no sample of this datapoint in this cycle
 
-    bool IsInvalid() const { return !bPresent || (nState & g_nStateInvalid) != 0; }
+    bool IsInvalid() const { return !bPresent || (nState & g_nStateInvalidBits) != 0; }
     bool IsUsable() const { return !IsInvalid() && std::isfinite(fMagn) && std::isfinite(fAngle_deg); }
 };
 

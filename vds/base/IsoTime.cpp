@@ -108,15 +108,3 @@ std::string IsoFromTicks(std::int64_t p_nTicks)
                   static_cast<int>(p_nTicks % g_nTicksPerSec));
     return arrText.data();
 }
-
-std::int64_t GridTicks(std::int64_t p_nIdx, std::int32_t p_nRate)
-{
-    return static_cast<std::int64_t>(static_cast<double>(p_nIdx) / p_nRate * 10000000.0 + 0.5);
-}
-
-std::int64_t WallTicks()
-{
-    constexpr std::int64_t nEpoch = 621355968000000000;
-    using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-    return nEpoch + std::chrono::duration_cast<TTicks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}

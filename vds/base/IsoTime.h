@@ -1,11 +1,9 @@
 #pragma once
+#include "link/dli/Ticks.h"
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-
-/// Ticks in a second; a tick is 100 ns, counted from 0001-01-01 00:00:00 UTC.
-constexpr std::int64_t g_nTicksPerSec = 10'000'000;
 
 /// Largest time stamp that a source accepts: the end of year 9999.
 constexpr std::int64_t g_nTicksMax = 3'155'378'975'999'999'999;
@@ -17,9 +15,3 @@ std::optional<std::int64_t> TicksFromIso(std::string_view p_strText, unsigned* p
 
 /// Always with seven digits and "Z": "2026-03-05T10:00:00.0000000Z".
 std::string IsoFromTicks(std::int64_t p_nTicks);
-
-/// Ticks of sample p_nIdx within its second at p_nRate samples a second: the grid that all time stamps lie on.
-std::int64_t GridTicks(std::int64_t p_nIdx, std::int32_t p_nRate);
-
-/// The present time by the wall clock.
-std::int64_t WallTicks();

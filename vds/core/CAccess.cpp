@@ -1,5 +1,6 @@
 #include "vds/core/CAccess.h"
 #include "CLinkStream.h"
+#include "link/dli/EDli.h"
 #include "vds/core/CEventStore.h"
 #include <algorithm>
 #include <stdexcept>
@@ -63,8 +64,10 @@ std::chrono::milliseconds CAccess::NoteRefusal(const std::string& p_strAddr, TTi
 
 bool MayPost(std::int32_t p_eElemType, const SEvent& p_event)
 {
-    const bool bOma = p_eElemType == 3 && p_event.eKey >= 4201 && p_event.eKey <= 4206;
-    const bool bNtm = p_eElemType == 2 && p_event.eKey >= 4001 && p_event.eKey <= 4006;
-    const bool bClears = (p_eElemType == 3 || p_eElemType == 2) && p_event.eTrans == 0;
+    using namespace Norvik::Energy::Kestrel;
+    using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+    const bool bOma = p_eElemType == eElemOMA && p_event.eKey >= eIkServiceStopOMA && p_event.eKey <= eIkPsNotified;
+    const bool bNtm = p_eElemType == eElemNTM && p_event.eKey >= eIkServiceStopNTM && p_event.eKey <= eIkZoneSecond;
+    const bool bClears = (p_eElemType == eElemOMA || p_eElemType == eElemNTM) && p_event.eTrans == eDIS;
     return (bOma || bNtm || bClears) && p_event.eElemType == p_eElemType;
 }

@@ -1,26 +1,23 @@
 #include "vds/core/CElements.h"
+#include "link/dli/EDli.h"
 
-namespace
-{
-constexpr std::int32_t g_eKeyRestart = 7;
-constexpr std::int32_t g_eKeyNoData = 4202;
-constexpr std::int32_t g_eElemOMA = 3;
-} // namespace
+using namespace Norvik::Energy::Kestrel;
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 bool IsStop(const SEvent& p_event)
 {
-    return (p_event.eKey == 4201 && p_event.eElemType == g_eElemOMA) ||
-           (p_event.eKey == 4001 && p_event.eElemType == 2);
+    return (p_event.eKey == eIkServiceStopOMA && p_event.eElemType == eElemOMA) ||
+           (p_event.eKey == eIkServiceStopNTM && p_event.eElemType == eElemNTM);
 }
 
 bool IsRestart(const SEvent& p_event)
 {
-    return p_event.eKey == g_eKeyRestart && p_event.eTrans == 1;
+    return p_event.eKey == eIkRestart && p_event.eTrans == eAPP;
 }
 
 bool IsOrder(const SEvent& p_event)
 {
-    return p_event.eKey == g_eKeyRestart || IsStop(p_event);
+    return p_event.eKey == eIkRestart || IsStop(p_event);
 }
 
 void CElements::Declare(std::int32_t p_eElemType, const std::vector<std::uint64_t>& p_vecnId)
@@ -54,6 +51,6 @@ bool CElements::IsStart(const SEvent& p_event) const
 
 bool CElements::IsLeftOver(const SEvent& p_event) const
 {
-    const bool bNoData = p_event.eKey == g_eKeyNoData && p_event.eElemType == g_eElemOMA;
+    const bool bNoData = p_event.eKey == eIkNoPhasorData && p_event.eElemType == eElemOMA;
     return IsOwn(p_event) && (IsStop(p_event) || bNoData);
 }

@@ -1,4 +1,5 @@
 #include "vds/core/CEventStore.h"
+#include "link/dli/EDli.h"
 #include "vds/base/IsoTime.h"
 #include <algorithm>
 #include <boost/json.hpp>
@@ -7,10 +8,10 @@
 
 namespace json = boost::json;
 
+using namespace Norvik::Energy::Kestrel::VDS::Runtime;
+
 namespace
 {
-constexpr std::int32_t g_eKeyRestart = 7;
-constexpr std::int32_t g_eAPP = 1;
 constexpr std::size_t g_nMaxStoryText = 500;
 constexpr std::size_t g_nMaxHistory = 100000;
 constexpr std::size_t g_nMaxStanding = 10000;
@@ -47,7 +48,7 @@ SEvent ParseStateLine(const json::object& object)
     event.nTicks = object.at("time").to_number<std::int64_t>();
     event.nArrival = object.at("arrival").to_number<std::int64_t>();
     event.eKey = object.at("key").to_number<std::int32_t>();
-    event.eTrans = object.at("transition").as_string() == "APP" ? g_eAPP : 0;
+    event.eTrans = object.at("transition").as_string() == "APP" ? eAPP : 0;
     event.eElemType = object.at("elementType").to_number<std::int32_t>();
     event.nElemId = object.at("elementId").to_number<std::uint64_t>();
     event.strText = std::string(object.at("text").as_string());
@@ -62,7 +63,7 @@ std::string EventLine(const SEvent& p_event)
 {
     return "{\"time\":" + std::to_string(p_event.nTicks) + ",\"iso\":" + JsonText(IsoFromTicks(p_event.nTicks)) +
            ",\"key\":" + std::to_string(p_event.eKey) +
-           ",\"transition\":" + (p_event.eTrans == g_eAPP ? "\"APP\"" : "\"DIS\"") +
+           ",\"transition\":" + (p_event.eTrans == eAPP ? "\"APP\"" : "\"DIS\"") +
            ",\"elementType\":" + std::to_string(p_event.eElemType) +
            ",\"elementId\":" + std::to_string(p_event.nElemId) + ",\"text\":" + JsonText(p_event.strText) +
            ",\"from\":" + JsonText(p_event.strFrom) + '}';
@@ -89,14 +90,15 @@ void CEventStore::TakeLine(const std::string& p_strLine)
 
 std::string EventStory(const SEvent& p_event)
 {
-    static const std::map<std::int32_t, const char*> s_mapName = {{g_eKeyRestart, "Restart request"},
-                                                                  {4203, "Undamped Critical Power Swing"},
-                                                                  {4204, "Critical Power Swing"},
-                                                                  {4205, "Distinct Power Swing"},
-                                                                  {4206, "Notified Power Swing"}};
+    static const std::map<std::int32_t, const char*> s_mapName = {
+        {eIkRestart, "Restart request"},
+        {eIkPsUndampedCritical, "Undamped Critical Power Swing"},
+        {eIkPsCritical, "Critical Power Swing"},
+        {eIkPsDistinct, "Distinct Power Swing"},
+        {eIkPsNotified, "Notified Power Swing"}};
     const auto it = s_mapName.find(p_event.eKey);
     const std::string strName = it == s_mapName.end() ? "event" : '"' + std::string(it->second) + '"';
-    return (p_event.eTrans == g_eAPP ? "APP " : "DIS ") + strName + ", key " + std::to_string(p_event.eKey) +
+    return (p_event.eTrans == eAPP ? "APP " : "DIS ") + strName + ", key " + std::to_string(p_event.eKey) +
            ", element " + std::to_string(p_event.nElemId) + " of type " + std::to_string(p_event.eElemType) + ", " +
            IsoFromTicks(p_event.nTicks) + ", from '" + LineText(p_event.strFrom, g_nMaxStoryText) +
            "': " + (p_event.strText.empty() ? "no text" : LineText(p_event.strText, g_nMaxStoryText));
@@ -124,14 +126,14 @@ void CEventStore::Open(const std::string& p_strPath)
 std::uint64_t CEventStore::Add(const SEvent& p_event)
 {
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
-    if (p_event.eTrans == g_eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
+    if (p_event.eTrans == eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
         throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " stand already");
-    if (p_event.eTrans == g_eAPP && m_nStandingBytes + BytesOf(p_event) > g_nMaxStandingBytes)
+    if (p_event.eTrans == eAPP && m_nStandingBytes + BytesOf(p_event) > g_nMaxStandingBytes)
         throw std::runtime_error("event refused: those that stand have " + std::to_string(g_nMaxStandingBytes >> 20U) +
                                  " MB already");
     SEvent event = p_event;
     event.nSeq = m_nSeq + 1;
-    if (event.eKey != g_eKeyRestart && m_file.IsOpen())
+    if (event.eKey != eIkRestart && m_file.IsOpen())
         m_file.Append(StateLine(event));
     Take(event);
     CompactIfLarge();
@@ -174,7 +176,7 @@ std::string CEventStore::KeptLines() const
         strText += StateLine(*pEvent) + '\n';
     for (const SEvent& event : m_queAll)
     {
-        if (event.eKey != g_eKeyRestart)
+        if (event.eKey != eIkRestart)
             strText += StateLine(event) + '\n';
     }
     return strText;
@@ -190,11 +192,11 @@ void CEventStore::Take(const SEvent& p_event)
         m_nHistoryBytes -= BytesOf(m_queAll.front());
         m_queAll.pop_front();
     }
-    if (p_event.eKey == g_eKeyRestart)
+    if (p_event.eKey == eIkRestart)
         return;
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     Close(key, p_event.nTicks);
-    if (p_event.eTrans != g_eAPP)
+    if (p_event.eTrans != eAPP)
         return;
     m_mapStanding[key] = {p_event};
     m_nStandingBytes += BytesOf(p_event);

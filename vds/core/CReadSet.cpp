@@ -1,4 +1,6 @@
 #include "vds/core/CReadSet.h"
+#include "link/dli/CycleTimes.h"
+#include "link/dli/SampleState.h"
 #include "vds/base/IsoTime.h"
 #include <algorithm>
 #include <array>
@@ -10,8 +12,6 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 
 namespace
 {
-/// State of a channel without a sample: one of the bits that read as INVALID.
-constexpr std::uint64_t g_nStateNoSample = 0x2000;
 constexpr std::size_t g_nMaxTimes = 1000;
 
 constexpr double g_fClass_ms = 0.001; ///< upper end of the first class
@@ -28,11 +28,10 @@ bool IsOnGrid(std::int64_t p_nTicks, std::int32_t p_nRate)
 /// Rate that a cycle time in ms stands for: truncation makes 16 ms of 60 Hz, 33 ms of 30 Hz and so on.
 std::int32_t RateOfCycle(std::int64_t p_nCycle_ms)
 {
-    constexpr std::array<std::int32_t, 13> vecnBasic = {60, 50, 30, 25, 20, 15, 12, 10, 6, 5, 4, 3, 1};
-    for (const std::int32_t nRate : vecnBasic)
+    for (const SCycleTime& cycle : g_arrCycleTime)
     {
-        if (CycleTime_ms(nRate) == p_nCycle_ms)
-            return nRate;
+        if (cycle.nTime_ms == p_nCycle_ms)
+            return static_cast<std::int32_t>(cycle.nRate_Hz);
     }
     return static_cast<std::int32_t>(std::max<std::int64_t>(1000 / p_nCycle_ms, 1));
 }

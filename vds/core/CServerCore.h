@@ -1,11 +1,11 @@
 #pragma once
 #include "CLinkShare.h"
+#include "vds/base/CLineLimit.h"
 #include "vds/base/IOutput.h"
 #include "vds/base/ISource.h"
 #include "vds/config/ServerConfig.h"
 #include "vds/core/CAccess.h"
 #include "vds/core/CEventStore.h"
-#include "vds/base/CLineLimit.h"
 #include "vds/core/COutputs.h"
 #include "vds/core/CPace.h"
 #include "vds/core/CReadSet.h"

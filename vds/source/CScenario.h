@@ -63,7 +63,7 @@ struct CScenario
         std::vector<std::size_t> vecPhasor; ///< indices into m_vecPhasor
         double fFrom_s = 0.0;
         double fTo_s = g_fNoEnd;
-        std::uint64_t nState = 0x2000;
+        std::uint64_t nState = g_nStateNoSample;
     };
     /// No samples of some phasors within a span, or no cycles at all.
     struct SGap

@@ -1,6 +1,6 @@
 #include "Vectors.h"
-#include "vds/c37118/input/CStreamClient.h"
 #include "vds/c37118/codec/DecodeFrame.h"
+#include "vds/c37118/input/CStreamClient.h"
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>

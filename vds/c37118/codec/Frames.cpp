@@ -2,11 +2,6 @@
 #include "vds/base/IsoTime.h"
 #include <algorithm>
 
-namespace
-{
-constexpr std::int64_t g_nEpoch = 621355968000000000; ///< ticks of 1970-01-01
-}
-
 std::size_t DataFrameSize(const SConfigFrame& p_config)
 {
     std::size_t nSize = g_nFrameMin;
@@ -20,14 +15,15 @@ std::int64_t FrameTicks(const SFrameHead& p_head, std::uint32_t p_nTimeBase)
 {
     const std::int64_t nBase = std::max<std::int64_t>(p_nTimeBase, 1);
     const std::int64_t nFraction = (p_head.nFraction * g_nTicksPerSec + nBase / 2) / nBase;
-    return g_nEpoch + p_head.nSoc * g_nTicksPerSec + nFraction;
+    return g_nTicksOf1970 + p_head.nSoc * g_nTicksPerSec + nFraction;
 }
 
 void SetFrameTicks(SFrameHead& r_head, std::int64_t p_nTicks, std::uint32_t p_nTimeBase)
 {
     const std::int64_t nBase = std::max<std::int64_t>(p_nTimeBase, 1);
     const std::int64_t nLast = (std::int64_t{1} << 32) * g_nTicksPerSec - 1;
-    const std::int64_t nTicks = std::clamp<std::int64_t>(p_nTicks, g_nEpoch, g_nEpoch + nLast) - g_nEpoch;
+    const std::int64_t nTicks =
+        std::clamp<std::int64_t>(p_nTicks, g_nTicksOf1970, g_nTicksOf1970 + nLast) - g_nTicksOf1970;
     std::int64_t nSoc = nTicks / g_nTicksPerSec;
     std::int64_t nFraction = (nTicks % g_nTicksPerSec * nBase + g_nTicksPerSec / 2) / g_nTicksPerSec;
     if (nFraction >= nBase)

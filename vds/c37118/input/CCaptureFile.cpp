@@ -13,7 +13,6 @@ constexpr std::uint32_t g_nMicro = 0xA1B2C3D4;
 constexpr std::uint32_t g_nNano = 0xA1B23C4D;
 constexpr std::uint32_t g_nNewForm = 0x0A0D0D0A;
 constexpr std::uint32_t g_nPacketMax = 1 << 18;
-constexpr std::int64_t g_nEpoch = 621355968000000000; ///< ticks of 1970-01-01
 
 using TBytes = std::span<const std::uint8_t>;
 
@@ -206,7 +205,7 @@ bool CCaptureFile::Next(SSegment& r_segment)
         ++m_nPacket;
         const std::uint32_t nSize = Field(8);
         const std::int64_t nFraction = Field(4);
-        r_segment.nTicks = g_nEpoch + std::int64_t{Field(0)} * g_nTicksPerSec +
+        r_segment.nTicks = g_nTicksOf1970 + std::int64_t{Field(0)} * g_nTicksPerSec +
                            (m_nTicksDivisor > 0 ? nFraction / m_nTicksDivisor : nFraction * -m_nTicksDivisor);
         if (nSize > g_nPacketMax)
             return Fail("packet " + std::to_string(m_nPacket) + ": expected at most " + std::to_string(g_nPacketMax) +

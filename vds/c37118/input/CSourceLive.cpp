@@ -1,11 +1,6 @@
 #include "vds/c37118/input/CSourceLive.h"
 #include <limits>
 
-namespace
-{
-using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-}
-
 CSourceLive::CSourceLive(SSynchrophasorConfig p_config)
     : m_streams(std::move(p_config)), m_nStart(WallTicks()), m_tStart(std::chrono::steady_clock::now())
 {

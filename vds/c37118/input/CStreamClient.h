@@ -1,6 +1,6 @@
 #pragma once
-#include "vds/c37118/input/CByteBudget.h"
 #include "vds/c37118/codec/CFrameCutter.h"
+#include "vds/c37118/input/CByteBudget.h"
 #include "vds/c37118/input/CStreamReader.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>

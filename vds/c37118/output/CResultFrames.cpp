@@ -1,12 +1,14 @@
 #include "vds/c37118/output/CResultFrames.h"
+#include "link/dli/EDli.h"
 #include "vds/base/SEvent.h"
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
+namespace Runtime = Norvik::Energy::Kestrel::VDS::Runtime;
+
 namespace
 {
-constexpr std::int32_t g_eElementMode = 3;  ///< element type of the events of a mode
 constexpr std::int64_t g_nTolerance = 5000; ///< time stamps that are half a millisecond apart are the same
 constexpr std::int64_t g_nChangeTold = 60 * g_nTicksPerSec;
 constexpr std::size_t g_nMinWaiting = 256;
@@ -23,13 +25,13 @@ std::uint16_t LevelOfKey(std::int32_t p_eKey)
 {
     switch (p_eKey)
     {
-    case 4206:
+    case Runtime::eIkPsNotified:
         return g_nLevelNotified;
-    case 4205:
+    case Runtime::eIkPsDistinct:
         return g_nLevelDistinct;
-    case 4204:
+    case Runtime::eIkPsCritical:
         return g_nLevelCritical;
-    case 4203:
+    case Runtime::eIkPsUndampedCritical:
         return g_nLevelUndamped;
     default:
         return 0;
@@ -39,7 +41,7 @@ std::uint16_t LevelOfKey(std::int32_t p_eKey)
 void SetLevel(const SEvent& p_event, std::uint16_t& r_nLevel)
 {
     const std::uint16_t nBit = LevelOfKey(p_event.eKey);
-    r_nLevel = static_cast<std::uint16_t>(p_event.eTrans == 1 ? r_nLevel | nBit : r_nLevel & ~nBit);
+    r_nLevel = static_cast<std::uint16_t>(p_event.eTrans == Runtime::eAPP ? r_nLevel | nBit : r_nLevel & ~nBit);
 }
 } // namespace
 
@@ -131,7 +133,8 @@ void CResultFrames::OnValue(std::uint64_t p_nChannel, std::int32_t p_nRate, std:
 void CResultFrames::OnEvent(const SEvent& p_event)
 {
     const auto it = m_mapMode.find(p_event.nElemId);
-    if (it == m_mapMode.end() || p_event.eElemType != g_eElementMode || LevelOfKey(p_event.eKey) == 0)
+    if (it == m_mapMode.end() || p_event.eElemType != Norvik::Energy::Kestrel::eElemOMA ||
+        LevelOfKey(p_event.eKey) == 0)
         return;
     SetLevel(p_event, m_vecnLevel[it->second]);
     for (SWaiting& waiting : m_queWaiting)
