@@ -221,7 +221,7 @@ void CReadFileMeas::TellCut(std::int64_t p_nField)
     fields.SkipTo(p_nField);
     CMethodTrace(m_pTrace, g_strClass, "ReadData")
         .Warning("Line ", m_nLine, ", column ", p_nField, ": only the number at the beginning of \"",
-                 Shown(fields.Next()), "\" is read; decimals stand behind a point");
+                 Shown(fields.Next()), "\" is read; use a point as the decimal separator");
 }
 
 /// Walks the line once: a column that lies within a phasor already taken reads on behind it.

@@ -26,8 +26,8 @@ enum EParsBAS : int
     eParsMore = 4
 };
 
-/// The text up to the first comma; cut off together with it. Without a comma the whole text, and nothing is cut: the last
-/// number of a list that is too short repeats.
+/// Removes and returns the text up to the first comma. Without a comma it returns the whole text and removes nothing,
+/// so the last number of a list that is too short repeats.
 std::wstring TakeToken(std::wstring* p_pwstrList)
 {
     const std::size_t nComma = p_pwstrList->find(L',');
@@ -154,8 +154,8 @@ bool CShellOMA::ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* 
 
 bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace)
 {
-    // Rows are tried from top to bottom; the first that matches takes the argument. Those with a group are taken once: a
-    // second option of the same group falls through.
+    // Rows are tried from top to bottom; the first match takes the argument. A row with a group matches only once: a
+    // second option of that group continues down the table.
     enum EGroup : std::size_t
     {
         eAlways,
@@ -193,7 +193,7 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
             AppendColumns(p_wstrRest, p_pvecnCol);
         };
     };
-    // Kept as it stands: the option has no colon, so that "-spec:2" reads as 0 and leaves out nothing.
+    // Intended: the option has no colon, so "-spec2" omits a band, while "-spec:2" reads as 0 and omits none.
     const auto OmitSpec = [this](const std::wstring& p_wstrRest)
     {
         const std::int32_t nSpec = IntFromText(p_wstrRest);
@@ -256,7 +256,7 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
             FileNameRemember(wstrGiven.substr(itRow->wstrOption.size()));
             if (!FileCanBeRead(wstrRest))
             {
-                // Kept as it stands: suspended, yet true. The caller goes on with the server for one last pass.
+                // Intended: suspends, yet returns true: the caller still runs one last pass, with the server as source.
                 SuspendApp(g_strClassShell, "ExtractCmdLineParsOMA", "Specified meas.data CSV file does not exist");
                 return true;
             }

@@ -164,12 +164,12 @@ void CEventReadCbOMA::WarnOfEnd(const CEvent& p_event) const
                                  std::to_string(p_event.ElementID()) + ", from \"" + p_event.Source() + '"';
     if (p_event.IncidenceKey() == eIkRestart)
     {
-        trace.Warning("This pass ends by event ", strEvent, "; it does not stand, nothing is to be cleared");
+        trace.Warning("This pass ends by event ", strEvent, "; nothing needs to be cleared");
         return;
     }
     const std::string strServer =
         m_pConfig ? m_pConfig->VDS().IPAddr() + ":" + std::to_string(m_pConfig->VDS().Port()) : "ADDRESS:PORT";
-    trace.Warning("This pass ends by event ", strEvent, "; what clears it: vdsctl ", strServer, " post ",
+    trace.Warning("This pass ends by event ", strEvent, "; to clear it: vdsctl ", strServer, " post ",
                   static_cast<int>(p_event.IncidenceKey()), " DIS ", static_cast<int>(p_event.ElementType()), " ",
                   p_event.ElementID());
 }

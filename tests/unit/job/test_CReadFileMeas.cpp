@@ -127,7 +127,7 @@ TEST_F(ReadFileMeas, AFieldThatIsReadInPartIsNamedOnceAFile)
 {
     ASSERT_TRUE(Read("h\nt;100;0;1 ;0\nt;x;0;1;;20,5\nt;100;1,5;1;0\nt;100;1,5;1;0\n", {1}, {3}));
     EXPECT_EQ(m_capture.Count("only the number at the beginning"), 1U);
-    EXPECT_TRUE(m_capture.Has("Line 4, column 2: only the number at the beginning of \"1,5\" is read; decimals"));
+    EXPECT_TRUE(m_capture.Has("Line 4, column 2: only the number at the beginning of \"1,5\" is read; use a point"));
     ASSERT_TRUE(Read("h\nt;100;0;20,5\x01" + std::string(1000, 'x') + ";0\n", {1}, {3}));
     EXPECT_EQ(Samples(), (Values{6000}));
     EXPECT_TRUE(m_capture.Has("Line 2, column 3: only the number at the beginning of \"20,5?" + std::string(35, 'x') +
