@@ -65,6 +65,6 @@ class CVdsOut
     std::vector<Norvik::Energy::Kestrel::VDS::Runtime::CChannel*> m_vecpChan;
     std::vector<std::unique_ptr<CChannelOut>> m_vecpOwned;
     std::unique_ptr<Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite> m_pChanData;
-    HANDLE m_hStatus = nullptr; ///< unused; never closed, which costs an entry in the platform's table
+    HANDLE m_hStatus = nullptr; ///< signalled by the callback, but nothing waits on it; never closed
     CTraceOMA* m_pTrace;
 };

@@ -29,7 +29,7 @@ std::string InBase(const std::string& p_strOld, const std::string& p_strNew)
     return Changed(BaseText(), p_strOld, p_strNew);
 }
 
-/// The base without the warning that it has.
+/// The base configuration without the warning it causes.
 std::string Clean()
 {
     return InBase(R"(MinFrequency="0.2" MaxFrequency="0.8")", R"(MinFrequency="0.25" MaxFrequency="0.9")");
@@ -113,7 +113,7 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
             << strNew;
         EXPECT_THAT(result.strFindings, HasSubstr(strWarning)) << strNew;
     }
-    // A mode without limits is none outside, and a switched-off level below the least one wanted has its effect.
+    // A mode without limits is not outside the bands, and switching off the lowest active level has an effect.
     EXPECT_EQ(Check(Changed(Clean(), R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0")")).strFindings, "");
     EXPECT_EQ(Check(Changed(Clean(), R"(Type="notified" IsActive="true")", R"(Type="notified" IsActive="false")"))
                   .strFindings,
@@ -122,7 +122,7 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
 
 TEST(CConfigCheck, WhatTwoElementsShareIsFoundAcrossJobsAndInstances)
 {
-    // The whole instance once more: all its ids, its job's name and outputs are there twice, and so is nothing else.
+    // Duplicates the instance: all its ids, its job's name and its outputs occur twice, and nothing else does.
     const std::string strText = Clean();
     const std::size_t nBegin = strText.find("<OMA ");
     const std::string strOma = strText.substr(nBegin, strText.find("</OMA>") + 6 - nBegin);
@@ -186,7 +186,7 @@ TEST(CConfigCheck, FiguresFollowFromRateAndSamples)
 {
     const std::string strFigures = Check(Clean()).strFigures;
     EXPECT_THAT(strFigures, HasSubstr("reads a sample every 0.02 s (rate 50)"));
-    // 512, 2048, 8192 samples of 0.02 s; 80 bytes at work and 16 in the queue for each.
+    // 512, 2048, 8192 samples of 0.02 s; each takes 80 bytes in the evaluation and 16 in the queue.
     for (const char* const pRow :
          {"0.8       to 3             512             10.24             0.097656                    40",
           "0.2       to 0.8          2048             40.96             0.024414                   160",
