@@ -39,8 +39,7 @@ class CJob
     CJob(const CJob&) = delete;
     CJob& operator=(const CJob&) = delete;
 
-    /// One pass of the analysis. @param[in,out] p_pnCsvRows number of rows written so far to p_pFileCSV (null: no
-    /// file).
+    /// One pass of the analysis. @param[in,out] p_pnCsvRows rows written so far to p_pFileCSV (null: no file).
     virtual bool RunWorker(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) = 0;
     virtual bool WriteHeadToCSV(CWriteFile* p_pFileCSV) = 0;
     virtual bool WriteDataToCSV(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) = 0;

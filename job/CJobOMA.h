@@ -25,8 +25,7 @@ class CReadFileMeas;
 class CJobOMA : public CJob
 {
   public:
-    /// @param p_nSamplesPS depth of the mode histories. p_nRepRate PS repetition rate: n a second, or -n: one every n
-    /// s.
+    /// @param p_nSamplesPS depth of the mode histories. p_nRepRate PS repetition rate: n a second, or -n: one in n s.
     CJobOMA(const std::string& p_strName, std::uint32_t p_nId, bool p_bActive, std::int32_t p_eJobMode,
             std::unique_ptr<VecSpec> p_pvecpSpec, std::uint32_t p_nUnitId, std::uint32_t p_nOutputRefId,
             std::uint32_t p_nSamplesPS, std::int32_t p_nRepRate, std::unique_ptr<CDOE> p_pDOE,

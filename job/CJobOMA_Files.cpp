@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-// The CSV file of a job: four header lines, then one line for each complete pass. Also the same mode data for the
-// trace.
+// The CSV file of a job: four header lines, then one line for each complete pass. Also traces the same mode data.
 
 namespace
 {

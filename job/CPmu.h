@@ -6,8 +6,7 @@
 #include <memory>
 #include <vector>
 
-/// One phasor. Written by the read callback; read on the same thread, and by the worker while the callback waits for
-/// it.
+/// One phasor. Written by the read callback; read on the same thread, and by the worker while the callback waits.
 struct SPhasor
 {
     std::uint32_t nId = 0;      ///< measurement reference id

@@ -41,8 +41,8 @@ bool CReadFile::ReadLine()
     m_nPosPrev = m_nPos;
     std::array<char, g_nLineLimit> vecLine; // not cleared: getline ends the text, and clearing costs more than reading
     m_stream.getline(vecLine.data(), g_nLineLimit);
-    // The last line may lack a line end: end-of-file is set, but it is a line. Failure means no data, or a line that is
-    // too long.
+    // The last line may lack a line end: end-of-file is set, but it is a line. On failure there is no line, or too long
+    // a one.
     if (!m_stream)
         return false;
     const bool bEnd = m_stream.eof();

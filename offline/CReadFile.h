@@ -14,8 +14,7 @@ class CReadFile : public CFileBAS
     bool Close() override;
     std::uint64_t GetPos();
     bool SetPos(std::uint64_t p_nPos);
-    /// Reads a line of at most 16383 characters. A longer line ends the reading like the end of the file. @return false
-    /// at the end.
+    /// Reads a line of at most 16383 characters. A longer line counts as the end of the file. @return false at the end.
     bool ReadLine();
     /// The current line, without leading and trailing white space.
     const std::string& GetLine() const { return m_strLine; }

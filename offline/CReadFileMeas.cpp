@@ -43,8 +43,7 @@ class CFields
         ++m_nNext;
         return strField;
     }
-    /// The conversion stops at the separator, which is not part of a number. Records a field that is only partly a
-    /// number.
+    /// The conversion stops at the separator, which is not part of a number. Records a field that is partly a number.
     double NextNumber()
     {
         const std::int64_t nField = m_nNext;

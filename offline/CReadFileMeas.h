@@ -8,8 +8,8 @@
 
 class CMethodTrace;
 
-/// Measured signal from a recorded file. Read once at start-up; then each pass takes one sample, starting again at the
-/// end.
+/// Measured signal from a recorded file, read once at start-up. Each pass takes one sample; after the last comes the
+/// first.
 ///
 /// File     one header line, then one record for each line, with fields separated by ';'. Field 0 is the time stamp
 ///          text. A phasor consists of the field of its column (counted from 1) with the magnitude, and the next field
@@ -26,8 +26,7 @@ class CReadFileMeas : public CReadFile
                   const std::vector<std::int32_t>& p_vecnColCurr, const std::string& p_strStart,
                   const std::string& p_strStop, CTraceOMA* p_pTrace);
 
-    /// On failure no sample is kept. On success a warning says how many samples there are and the time range they
-    /// cover.
+    /// On failure no sample is kept. On success a warning gives the number of samples and the time range they cover.
     bool ReadData();
     /// The next sample; 0.0 if there is none.
     double GetActData() const;

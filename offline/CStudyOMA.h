@@ -12,8 +12,7 @@ class CStudyOMA
   public:
     CStudyOMA(CDeqMeas* p_pdeqData, unsigned p_nSamples, double p_fDeltaT_s, CTraceOMA* p_pTrace);
 
-    /// @param p_nCycleSamples samples between two evaluations. p_fShift relative phase shift from one evaluation to the
-    /// next.
+    /// @param p_nCycleSamples samples between two evaluations. p_fShift relative phase shift between two evaluations.
     /// @param p_fRange_s time after which the signal repeats.
     bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples,
                     double p_fNoise, double p_fShift, double p_fRange_s);

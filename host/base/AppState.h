@@ -2,7 +2,7 @@
 #include <atomic>
 #include <cstdint>
 
-/// State of the process. SuspendApp moves it from run to suspend, StopApplication moves it to stop; it never moves
+/// State of the process. SuspendApp changes run to suspend, StopApplication changes either to stop; nothing changes it
 /// back.
 enum EAppState : std::int32_t
 {
@@ -21,8 +21,7 @@ enum EDataSource : std::int32_t
 
 extern std::atomic<EAppState> g_eAppState;
 extern std::atomic<EDataSource> g_eDataSource; ///< written once, by RunApplication; read by the job workers
-/// Whether the server connection is up. The read and the event callback set and clear it; writers test it before every
-/// Write.
+/// Whether the server connection is up. The read and the event callback set and clear it; writers test it first.
 extern std::atomic<bool> g_bConnected;
 
 inline EAppState GetAppState()

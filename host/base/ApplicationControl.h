@@ -13,8 +13,7 @@ void SuspendApp(std::string_view p_strMethod, std::string_view p_strText);
 /// Same with control 0, which only writes a warning line. Currently unused.
 void RestartApp(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText);
 void RestartApp(std::string_view p_strMethod, std::string_view p_strText);
-/// @param p_nControl 0 restart, 1 suspend, 2 stop, anything else is invalid. p_strFull goes to the trace, p_strShort to
-/// the event.
+/// @param p_nControl 0 restart, 1 suspend, 2 stop, else invalid. p_strFull goes to the trace, p_strShort to the event.
 void ApplicationControl(int p_nControl, std::string_view p_strFull, const std::string& p_strShort);
 
 /// Called with the short text of each suspension, by the thread that suspends, after the line is written and the state

@@ -6,8 +6,7 @@
 /// 64-bit counts of 100 ns since 0001-01-01 UTC. A zero position means that no time has been set.
 ///
 /// Rate     r > 0: r samples a second; -n: one sample every n seconds; 0: invalid, every computation returns false.
-/// Index    within the second for rates of 2 and above; for rate 1 and negative rates a running sample count, with
-///          second 0.
+/// Index    within the second for rates of 2 and above; for other rates a running sample count, with second 0.
 /// Threads  any. A lock guards the fields, because the read callback resets or advances its time stamp while a job
 ///          copies it; every computation works on one consistent copy.
 /// Errors   false, without a message; the caller traces.
@@ -30,8 +29,7 @@ class CTime
     bool Copy(const CTime* p_pOther, bool p_bWithRate);
     /// Changes the rate only: the rate of a connection is not known until the server has answered.
     void SetRate(std::int64_t p_nRate);
-    /// Takes second and index from a time stamp. @return false, with nothing changed, if the stamp has no index at this
-    /// rate.
+    /// Takes second and index from a time stamp. @return false, with nothing changed, if it has no index at this rate.
     bool SetTicks(std::int64_t p_nTicks);
 
     /// Current time of day in ticks.

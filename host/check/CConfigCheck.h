@@ -8,8 +8,7 @@
 /// but each on its own, so that one fault does not hide the next. It also warns of settings that are allowed but work
 /// against the user.
 ///
-/// Owner    the program omacheck. One object at a time: the process has one configuration, and the object takes over
-///          the trace.
+/// Owner    the program omacheck. One object at a time: it takes over the process's configuration and trace.
 /// Errors   none; everything becomes a finding.
 class CConfigCheck
 {
@@ -21,8 +20,7 @@ class CConfigCheck
 
     /// Call once. @return false if there is a fault.
     bool Run();
-    /// One line for each fault ("file:line: element: complaint, expected ...") and each warning, sorted by line in the
-    /// file.
+    /// One line for each fault ("file:line: element: complaint, expected ...") and each warning, sorted by line.
     std::string Findings() const;
     /// Derived figures of each instance and job without a fault.
     const std::string& Figures() const { return m_strFigures; }

@@ -5,8 +5,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <map>
 
-// Checks across instances and jobs: the system's addresses and ports, and ids, names and data points that are used
-// twice.
+// Checks across instances and jobs: addresses and ports, and ids, names and data points that are used twice.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 

@@ -42,8 +42,7 @@ const CMeasurementUnit* RetrveUnit(const CConfiguration* p_pConfig, unsigned lon
     return pUnit;
 }
 
-/// A job under construction. If a step fails, the parts are freed in reverse order: modes, job, bands, limits, trace
-/// area.
+/// A job under construction. On failure the parts are freed in reverse order: modes, job, bands, limits, trace area.
 struct SJob
 {
     std::unique_ptr<CTraceOMA> pTrace;

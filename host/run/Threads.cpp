@@ -117,8 +117,7 @@ bool IsPmuOfInput(const CConfiguration& p_config, const NTM::CInput& p_input, co
 
 // ---- end ----
 
-/// Objects in use by a thread that did not end. They are kept until the process ends, and deliberately not destroyed
-/// even then.
+/// Objects in use by a thread that did not end. They are kept until the process ends, and not destroyed even then.
 struct SBuried
 {
     std::unique_ptr<CVdsOMA> pOMA;

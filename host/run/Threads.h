@@ -6,8 +6,7 @@
 
 // Starts the threads of a pass, and frees everything the pass has built.
 
-/// Starts session and worker threads. True once the null checks have passed; later failures only show through
-/// SuspendApp.
+/// Starts session and worker threads. True once the null checks have passed; later failures only suspend.
 bool CreateThreadsOMA(const Norvik::Energy::Kestrel::VDS::Runtime::CConfiguration* p_pConfig, VecOMA* p_pvecOMA,
                       CTraceOMA* p_pTrace, std::unique_ptr<boost::thread_group>* p_ppThreadGroup);
 /// Fills all elements with new auto-reset event handles.

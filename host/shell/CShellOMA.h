@@ -15,8 +15,7 @@ class CShellOMA : public CShellBAS
   public:
     CShellOMA();
 
-    /// Parses the whole command line. @param p_pTrace passed on to study peaks; may be null. @return false after
-    /// SuspendApp.
+    /// Parses the whole command line. @param p_pTrace for study peaks, may be null. @return false after SuspendApp.
     bool ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);
     /// Second pass. Always true: a malformed number gives 0 or its leading part, unknown text is ignored.
     bool ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);

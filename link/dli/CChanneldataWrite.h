@@ -17,8 +17,7 @@ class CChanneldataWrite
     CChanneldataWrite& operator=(const CChanneldataWrite&) = delete;
 
     void SetCallBack(CChannelDataWriteCallBack* p_pCallBack);
-    /// Declares a virtual PMU with its channels and rate. The answer is status 10 with lReqNum = p_nId. @throws
-    /// CDliError
+    /// Declares a virtual PMU with its channels and rate; answered by status 10 with lReqNum = p_nId. @throws CDliError
     void Start(unsigned long p_nId, std::vector<unsigned long>& p_ids, int p_nRate);
     /// @throws CDliError
     void Stop(unsigned long p_nId);

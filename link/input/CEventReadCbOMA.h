@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-/// The application's event callback: commands, leftover swing events of an earlier run, island and zone state of the
-/// grid.
+/// The application's event callback: commands, leftover swing events of an earlier run, island and zone state.
 ///
 /// Zone text    "#ZONE_DATA#~ZONE=1 x ID=7 ID=8 ZONE=2 x ID=9 END": tokens separated by white space, with the marker
 ///              directly before the first zone. Zones ascend from 1. Each is followed by one ignored token, then by

@@ -13,8 +13,7 @@ class CMethodTrace;
 
 /// Event side of the server link: UPC request, restart and stop, and the end of all sessions.
 /// Owner    g_pEventRead. Threads: [E] the event thread of the pass; Exit from any thread.
-/// Errors   if the library provides no event channel, SuspendApp is called; the event thread then only ends the
-///          sessions.
+/// Errors   if the library provides no event channel, SuspendApp is called; the event thread then only ends sessions.
 class CEventReadOMA : public CEventRead
 {
   public:

@@ -9,7 +9,7 @@
 #include <memory>
 
 /// Base of the read callback: connection state and the session's data.
-/// Threads  the library calls the virtual functions; the event side sets the flags; the session thread reads the
+/// Threads  the library calls the virtual functions, the event side sets the flags, the session thread reads the
 ///          status.
 class CVdsCb : public Norvik::Energy::Kestrel::VDS::Runtime::CChannelDataCallBack
 {

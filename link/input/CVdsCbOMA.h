@@ -31,7 +31,7 @@ class CVdsCbOMA : public CVdsCb
     /// connect tries again, or if told to stop before the start.
     bool OnConnected() override;
     bool OnDisconnected() override;
-    /// Adopts the server's cycle time, even if it differs from the requested one. @return false: the workers are not
+    /// Adopts the server's cycle time, even if it differs from the requested one. @return false: workers are not
     /// started.
     bool OnReqCycle(unsigned long p_lCycle_ms) override;
 

@@ -94,8 +94,7 @@ bool CVdsOMA::SetUp(std::unique_ptr<CChanneldata>& r_pChanData, const CMethodTra
         CloseHandleData(p_trace);
         return false;
     }
-    // Publish the callback only now: the channel does not start until the event side, which uses this pointer, has set
-    // the UPC flag.
+    // Publish the callback only now: the channel does not start until the event side has set the UPC flag through it.
     const std::lock_guard lock(m_mtxCb);
     m_pCbOMA = std::move(pCb);
     return true;

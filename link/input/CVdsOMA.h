@@ -11,11 +11,9 @@ class CMethodTrace;
 /// One read session: a configured instance with its PMUs, jobs, read channel, callback and thread. The thread sets up
 /// the channel, sleeps while the library's threads work in the callback, and finally tears everything down.
 ///
-/// Owner    the pass. Owns PMUs, jobs, trace area and callback. A read channel that has been used belongs to its
-///          connection.
+/// Owner    the pass. Owns PMUs, jobs, trace area and callback. A used read channel belongs to its connection.
 /// Threads  as in CVds. The event side (event thread and event callback) may access the read callback at any time.
-/// Errors   set-up failures go through SuspendApp and end the thread; tear-down failures are traced and tear-down
-///          continues.
+/// Errors   set-up failures go through SuspendApp and end the thread; tear-down failures are only traced.
 class CVdsOMA : public CVds
 {
   public:

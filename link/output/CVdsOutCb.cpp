@@ -147,8 +147,8 @@ bool CVdsOutCb::CycleAfter(const CTime& p_time, std::int64_t& r_nCycle) const
         return false;
     if (m_nCycleRate < 2)
     {
-        // At one cycle every n seconds the cycles are counted from the seconds: CTime's running sample count does not
-        // apply here.
+        // With one cycle every n seconds, count the cycles in seconds: CTime's running sample count does not apply
+        // here.
         const std::int64_t nPeriod_s = m_nCycleRate < 0 ? -static_cast<std::int64_t>(m_nCycleRate) : 1;
         r_nCycle = static_cast<std::int64_t>(CTime::TicksToSec(nTicks)) / nPeriod_s + 1;
         return true;

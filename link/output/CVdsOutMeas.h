@@ -10,8 +10,8 @@ class CVdsOutMeas : public CVdsOut
                 std::int32_t p_nCycleRate, CTraceOMA* p_pTrace);
     ~CVdsOutMeas() override;
 
-    /// Call after setting stamp, quality and value. NaN is sent as 0.0 INVALID; beyond 1e15 the value is sent unchanged
-    /// but INVALID.
+    /// Call after setting stamp, quality and value. NaN is sent as 0.0 INVALID; above 1e15 only the state becomes
+    /// INVALID.
     bool DoWriteRT(const CTime* p_pActTime);
     CVdsOutCbMeas* GetCB() const { return m_pCB.get(); }
 

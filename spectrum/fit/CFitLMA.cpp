@@ -38,8 +38,7 @@ bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, VecParam p_vecFree)
         for (std::size_t j = 0; j < nFree; ++j)
             matCovar[j][j] = matAlpha[j][j] * (1.0 + fLambda);
         VecCoef vecSolution = vecBeta;
-        // If the system cannot be solved, the solution stays unchanged; the step is then tried and judged like any
-        // other.
+        // If the system cannot be solved, the solution is unchanged; the step is tried and judged like any other.
         GaussJordan(matCovar, vecSolution);
         VecCoef vecTry = m_vecCoefs;
         for (std::size_t j = 0; j < nFree; ++j)

@@ -130,8 +130,7 @@ bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valar
     return true;
 }
 
-/// @return false if the phases, which only this file needs, cannot be computed. A file that cannot be opened is not
-/// fatal.
+/// @return false if the phases, which only this file needs, cannot be computed. An unwritable file is not fatal.
 bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace)
 {
     if (!g_pShell || !g_pShell->IsFilePSM())

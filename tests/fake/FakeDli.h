@@ -134,8 +134,7 @@ int LiveWriteChannels();
 int RegisteredEventCallBacks();
 
 // ---- deliveries. Indices count the channels made since the last Reset. ----
-/// The registered callback, null if there is none, of the newest channel that has started, stopped or written this
-/// virtual PMU.
+/// The callback, null if there is none, of the newest channel that has started, stopped or written this virtual PMU.
 Dli::CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu);
 
 /// Each returns false if no callback is registered. A callback is not cleared while it is being called.

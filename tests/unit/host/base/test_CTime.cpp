@@ -79,8 +79,7 @@ TEST(CTime, GridAtThirtyHertzIsNotEvenlySpaced)
     EXPECT_TRUE(time.IsValid(g_nBegin));
 }
 
-// For every position in a second and its neighbouring ticks: index, validity, conversion to ticks and the column's grid
-// agree.
+// For every position in a second and its neighbours: index, validity, conversion to ticks and the column's grid agree.
 TEST(CTime, TicksAndIndexAreOneGridAtEveryRate)
 {
     for (std::int32_t nRate = 1; nRate <= 120; ++nRate)
