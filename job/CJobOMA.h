@@ -143,7 +143,7 @@ class CJobOMA : public CJob
     SMeas GetActValue() const;
     void SetActValue(const SMeas& p_meas);
     CTraceOMA* GetTrace() const { return m_pTrace; }
-    /// Frees the trace area, as the last step before the job is deleted. Everything that traces into it has to be gone.
+    /// Frees the trace area, after everything that traces into it. Last step before the job is deleted.
     void DeleteTrace();
 
   private:

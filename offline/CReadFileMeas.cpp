@@ -10,7 +10,7 @@ namespace
 constexpr std::string_view g_strClass = "CReadFileMeas";
 constexpr char g_cSeparator = ';';
 constexpr std::size_t g_nMaxPhases = 3;
-/// Limit for a file that never ends, such as a device. At one line for each pass of a second this lasts a hundred days.
+/// Limit for a file that never ends, such as a device. At one line a second, this many lines last a hundred days.
 constexpr std::size_t g_nMaxLines = 10'000'000;
 constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr double g_fDegPerRad = 57.29577951308232;

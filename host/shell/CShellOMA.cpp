@@ -26,6 +26,32 @@ enum EParsBAS : int
     eParsMore = 4
 };
 
+/// Groups of the option table: of the rows in a group one is used, and only once. eAlways has no such limit.
+enum EGroup : std::size_t
+{
+    eAlways,
+    eMaxHS,
+    eMinFreq,
+    eMaxFreq,
+    eLMA,
+    eFileFFT,
+    eFilePSM,
+    eCsv,
+    eDampCorr,
+    eMeasFile,
+    eStart,
+    eStop,
+    eColsVolt,
+    eColsCurr,
+    eStudy,
+    eNoise,
+    eRange,
+    eShift,
+    eRawMagn,
+    eRawDamp,
+    eGroups
+};
+
 /// Removes and returns the text up to the first comma. Without a comma it returns the whole text and removes nothing,
 /// so the last number of a list that is too short repeats.
 std::wstring TakeToken(std::wstring* p_pwstrList)
@@ -152,34 +178,15 @@ bool CShellOMA::ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* 
     }
 }
 
-bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace)
+struct CShellOMA::SRow
 {
-    // Rows are tried from top to bottom; the first match takes the argument. A row with a group matches only once: a
-    // second option of that group continues down the table.
-    enum EGroup : std::size_t
-    {
-        eAlways,
-        eMaxHS,
-        eMinFreq,
-        eMaxFreq,
-        eLMA,
-        eFileFFT,
-        eFilePSM,
-        eCsv,
-        eDampCorr,
-        eMeasFile,
-        eStart,
-        eStop,
-        eColsVolt,
-        eColsCurr,
-        eStudy,
-        eNoise,
-        eRange,
-        eShift,
-        eRawMagn,
-        eRawDamp,
-        eGroups
-    };
+    std::wstring_view wstrOption;
+    EGroup eGroup;
+    std::function<void(const std::wstring& p_wstrRest)> fnTake;
+};
+
+std::vector<CShellOMA::SRow> CShellOMA::Rows(CTraceOMA* p_pTrace)
+{
     const auto SetFlag = [](bool* p_pbFlag) { return [p_pbFlag](const std::wstring&) { *p_pbFlag = true; }; };
     const auto SetDouble = [](double* p_pfValue)
     { return [p_pfValue](const std::wstring& p_wstrRest) { *p_pfValue = DoubleFromText(p_wstrRest); }; };
@@ -200,13 +207,7 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
         if (nSpec >= 1 && nSpec <= static_cast<std::int32_t>(m_vecbSpec.size()))
             m_vecbSpec[static_cast<std::size_t>(nSpec - 1)] = false;
     };
-    struct SRow
-    {
-        std::wstring_view wstrOption;
-        EGroup eGroup;
-        std::function<void(const std::wstring& p_wstrRest)> fnTake;
-    };
-    const std::vector<SRow> vecRow = {
+    return {
         {L"-nmaxhs:", eMaxHS,
          [this](const std::wstring& p_wstrRest) { m_nMaxHS = std::max(IntFromText(p_wstrRest), g_nMaxHSMin); }},
         {L"-spec", eAlways, OmitSpec},
@@ -239,7 +240,11 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
         {L"-rawmagn", eRawMagn, SetFlag(&m_bRawMagn)},
         {L"-rawdamp", eRawDamp, SetFlag(&m_bRawDamp)},
     };
+}
 
+bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace)
+{
+    const std::vector<SRow> vecRow = Rows(p_pTrace);
     std::array<bool, eGroups> vecbTaken{};
     for (int n = 1; n < p_nArgc && p_ppArgv; ++n)
     {

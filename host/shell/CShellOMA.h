@@ -42,6 +42,12 @@ class CShellOMA : public CShellBAS
     std::string GetStop() const { return m_strStop; }
 
   private:
+    /// An option: its name, its group and what to do with the text after its name.
+    struct SRow;
+    /// The options of the second pass. Rows are tried from top to bottom; the first match takes the argument. A row
+    /// whose group has been used no longer matches, so a second option of a group continues down the table.
+    std::vector<SRow> Rows(CTraceOMA* p_pTrace);
+
     std::int32_t m_nMaxHS = 8;    ///< -nmaxhs: number of newest half cycles that are used, at least 4
     std::vector<bool> m_vecbSpec; ///< -spec: in order of the configuration file
     std::unique_ptr<std::vector<std::unique_ptr<CPeakOMA>>> m_pvecpStudyPeak; ///< -peak:

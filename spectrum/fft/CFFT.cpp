@@ -140,7 +140,7 @@ void CFFT::TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const
     m_pTrace->TraceData(strText, true);
 }
 
-/// Makes the buffer, without the Nyquist channel, the data. Existing data keep their size.
+/// The buffer, without the Nyquist channel, becomes the data. Existing data keep their size.
 void CFFT::StoreBuffer(std::size_t p_nChannels)
 {
     m_pvecBuffer->resize(p_nChannels);

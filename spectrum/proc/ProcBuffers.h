@@ -19,7 +19,7 @@ struct SProcBuffers
     std::valarray<double> vecFit;    ///< amplitudes; valid on the channels of the current fit only
     std::valarray<double> vecLog;    ///< their decimal logarithms
     std::valarray<double> vecTime;   ///< time signal of the current peak
-    std::vector<unsigned> vecBeg{};  ///< prohibited regions
+    std::vector<unsigned> vecBeg{};  ///< excluded regions
     std::vector<unsigned> vecEnd{};
     CFFT fft{nullptr};
 };
