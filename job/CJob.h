@@ -15,20 +15,20 @@
 
 class CWriteFile;
 
-/// Meaning of the six event handles of a job, by their index. 4 and 5 are nobody's.
+/// Events of a job, by handle index. 4 and 5 are unused.
 enum EJobEvent : unsigned
 {
     eJobEventStart = 0,     ///< server link established
     eJobEventNewData = 1,   ///< new data for a worker pass
     eJobEventStop = 2,      ///< server link lost
-    eJobEventTerminate = 3, ///< terminate the job
+    eJobEventTerminate = 3, ///< end the job
     eJobEventCount = 6
 };
 
 /// Base of a job: thread, handles, time stamps, measurements and modes.
-/// Threads  [M] main: construction and clean-up. [R] read callback. [W] this job's worker.
-///          R waits for W (m_bWorkerDone) before it returns, so R and W take turns; after R's limit of 5 s they may
-///          overlap: then the queue and the single words bear it by themselves, and m_mtxModes keeps the modes whole.
+/// Threads  [M] main: construction and clean-up. [R] read callback. [W] this job's worker. R waits for W
+///          (m_bWorkerDone) before it returns, so R and W take turns. After R's time limit of 5 s they may overlap: the
+///          queue and the single values are safe by themselves, and m_mtxModes protects the modes.
 class CJob
 {
   public:
@@ -44,31 +44,31 @@ class CJob
     virtual bool WriteHeadToCSV(CWriteFile* p_pFileCSV) = 0;
     virtual bool WriteDataToCSV(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) = 0;
 
-    /// End of a pass, [W].
+    /// Marks the end of a pass, [W].
     void TellWorkerDone();
     bool HasThread() const { return m_pThread != nullptr; }
     bool IsOk() const { return m_bOk; }
 
     std::atomic<bool> m_bWorkerDone{true}; ///< [R] clears before event 1, [W] sets after each pass
-    const HANDLE m_hWorkerDone;            ///< set behind m_bWorkerDone, so that R need not sleep its poll out
-    std::atomic<bool> m_bStartDone{true};  ///< [R] clears before event 0, [W] sets when the old data are gone
+    const HANDLE m_hWorkerDone;            ///< signalled after m_bWorkerDone is set, to end [R]'s poll early
+    std::atomic<bool> m_bStartDone{true};  ///< [R] clears before event 0, [W] sets once the old data are discarded
     std::string m_strName;
     bool m_bActive;      ///< from the configuration, cleared when the job cannot run; [M]
     std::uint32_t m_nId; ///< element id of the job
     std::unique_ptr<std::vector<HANDLE>>
         m_pvechOMA;                                ///< exactly six handles, see EJobEvent; null until the thread set-up
     TShared<double> m_fCycle_s{0.0};               ///< read cycle time of the server, s; [R] sets
-    std::atomic<const CTime*> m_pTimeInp{nullptr}; ///< stamp of the cycle being processed; the read callback's
+    std::atomic<const CTime*> m_pTimeInp{nullptr}; ///< stamp of the current cycle; owned by the read callback
     std::unique_ptr<CTime> m_pActTime; ///< the job's private copy for one pass; [W], [R] for the measurement channel
     std::atomic<bool> m_bTerminate{false};        ///< ends the loop of ThreadCB and any long wait in it
-    std::atomic<bool> m_bTerminateRequest{false}; ///< set before handle 3 is signalled: ends a long wait early
-    std::atomic<bool> m_bThreadDone{false};       ///< set as the thread ends
+    std::atomic<bool> m_bTerminateRequest{false}; ///< set before handle 3 is signalled: interrupts a long wait
+    std::atomic<bool> m_bThreadDone{false};       ///< set when the thread ends
     std::unique_ptr<CDeqMeas> m_pdeqMeas;
     std::atomic<std::uint32_t> m_nMeasSinceShift{0}; ///< measurements added since the last complete pass
     std::unique_ptr<VecPsmOut> m_pvecpPsmOut;        ///< output modes, in configuration order
-    std::unique_ptr<std::vector<std::unique_ptr<CPSM>>> m_pvecpPsmTmp; ///< temporary modes: stays empty
+    std::unique_ptr<std::vector<std::unique_ptr<CPSM>>> m_pvecpPsmTmp; ///< temporary modes: always empty
     std::unique_ptr<boost::thread> m_pThread;                          ///< the worker; [M] sets and clears
     CTraceOMA* m_pTrace;                                               ///< the job's area, not owned, may be null
     bool m_bOk = true;     ///< cleared when the constructor meets a null pointer
-    std::mutex m_mtxModes; ///< [W] holds it for a pass, [R] while it stops the modes
+    std::mutex m_mtxModes; ///< held by [W] during a pass and by [R] while it stops the modes
 };

@@ -12,7 +12,7 @@ namespace
 {
 constexpr std::string_view g_strClass = "CJobOMA";
 
-/// Truncation to a count; 0 for what is no count (negative, NaN), the largest count for what is too big.
+/// Truncates to a count: negative values and NaN give 0, values that are too large the largest count.
 unsigned TruncToCount(double p_fValue)
 {
     constexpr double fMax = std::numeric_limits<unsigned>::max();
@@ -45,7 +45,7 @@ CJobOMA::~CJobOMA()
     DeleteTrace();
 }
 
-/// One evaluator for each used band, in band order.
+/// Creates one evaluator for each used band, in band order.
 void CJobOMA::CreateProcs()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CJobOMA");

@@ -13,19 +13,19 @@
 class CMethodTrace;
 class CReadFileMeas;
 
-/// One monitored signal with its bands, modes and worker thread: active power over a line (W) or the voltage phase angle
-/// difference between two places (degrees).
+/// One monitored signal with its bands, modes and worker thread. The signal is the active power over a line (W) or the
+/// difference of the voltage phase angles at two places (degrees).
 ///
 /// Owner    CVdsOMA (its vector of jobs); CleanOMA frees it after all threads have ended.
-/// Owns     bands, evaluators, modes, m_pDOE, queue, measurement writer and its trace area.
-///          Not owned: the PMUs (the session's), m_pReadFile, m_pTimeInp.
+/// Owns     bands, evaluators, modes, m_pDOE, queue, measurement writer and its trace area. Not owned: the PMUs (the
+///          session's), m_pReadFile, m_pTimeInp.
 /// Threads  as in CJob.
-/// Errors   false after one trace line that names class, method and cause. What ends the application's work goes
+/// Errors   false after one trace line that names class, method and cause. Faults that stop the application's work go
 ///          through SuspendApp. Nothing is thrown.
 class CJobOMA : public CJob
 {
   public:
-    /// @param p_nSamplesPS depth of the mode histories. p_nRepRate PS repetition rate: n a second, or -n: one per n s.
+    /// @param p_nSamplesPS depth of the mode histories. p_nRepRate PS repetition rate: n a second, or -n: one in n s.
     CJobOMA(const std::string& p_strName, std::uint32_t p_nId, bool p_bActive, std::int32_t p_eJobMode,
             std::unique_ptr<VecSpec> p_pvecpSpec, std::uint32_t p_nUnitId, std::uint32_t p_nOutputRefId,
             std::uint32_t p_nSamplesPS, std::int32_t p_nRepRate, std::unique_ptr<CDOE> p_pDOE,
@@ -33,31 +33,31 @@ class CJobOMA : public CJob
     ~CJobOMA() override;
 
     // ---- [M] construction and clean-up ----
-    /// Address and port of the server link for the head of the CSV files. Set while no job of a pass exists.
+    /// Address and port of the server link for the CSV header. Set while no job of a pass exists.
     static void SetServerAddress(const std::string& p_strIpAddr, unsigned p_nPort);
     void DeleteAllPsmOuts() { m_pvecpPsmOut.reset(); }
-    /// Bands and the evaluators that work on them.
+    /// Deletes the bands and the evaluators that use them.
     void DeleteAllSpecs();
     void DeleteAllDoeData() { m_pDOE.reset(); }
-    /// Time without a peak until a mode is inactive, in PS cycles: maximum of the mode counters.
+    /// Time without a peak until a mode is inactive, in PS cycles: the maximum of the mode counters.
     unsigned NoOfCyclesInactive() const;
 
     // ---- [R] once for each measurement cycle, in this order ----
     /// Sets m_ActValue from the phasors of the two PMUs.
     bool CalcActualValue();
-    /// Sends m_ActValue under the stamp of this measurement cycle, to which m_pActTime is brought up first unless a pass
-    /// is working with it. True also when the channel is not started. [W] uses it as well.
+    /// Sends m_ActValue under the stamp of this measurement cycle. Updates m_pActTime first, unless a pass is using it.
+    /// True also if the channel has not been started. [W] uses it as well.
     bool WriteCalcdValue();
-    /// Appends m_ActValue to the queue; drops the oldest record when the longest band is full.
+    /// Appends m_ActValue to the queue. Drops the oldest value if the queue holds enough for the longest band.
     bool AddMeasToBuf();
 
     // ---- [R] connection and time line ----
-    /// The server's actual cycle time, s, for the job, its evaluators and its modes. @param p_trace the caller's: a null
-    /// pointer is reported under its name. @return false for one.
+    /// Sets the server's actual cycle time, s, in the job, its evaluators and its modes. @param p_trace of the caller,
+    /// used to report a null pointer. @return false if there is one.
     bool SetCycleTime(double p_fCycle_s, const CMethodTrace& p_trace);
-    /// Makes the writer of the measurement channel if there is none yet. False if the library refuses it.
+    /// Creates the writer of the measurement channel unless it exists. @return false if the library refuses.
     bool CreateVdsOutMeas(unsigned long p_hWrite, std::int32_t p_nCycleRate);
-    /// What a time-stamp jump costs: all modes stop, the queue is empty. Waits for a pass that is still running.
+    /// After a jump in the time stamps: stops all modes and empties the queue. Waits for a pass that is still running.
     void InitForNewTimeLine();
     bool ResetDeqMeas();
     bool StopAllPsmOut();
@@ -65,7 +65,7 @@ class CJobOMA : public CJob
     std::uint32_t RetrveMinSpecSize() const;
 
     // ---- [W] ----
-    /// Body of the worker thread. @return 0, or -1 if it could not begin.
+    /// Body of the worker thread. @return 0, or -1 if it could not start.
     int ThreadCB();
     bool RunWorker(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows) override;
     bool WriteHeadToCSV(CWriteFile* p_pFileCSV) override;
@@ -73,17 +73,17 @@ class CJobOMA : public CJob
     bool Write1stPmuDataToCSV(CWriteFile* p_pFileCSV);
     bool Write2ndPmuDataToCSV(CWriteFile* p_pFileCSV);
     bool TraceAllPSMData();
-    /// Measurements in a time range; 0 after an error line.
+    /// Number of measurements in a time range; 0 after an error line.
     unsigned CalcNoOfMeas(double p_fRange_s) const;
-    /// Measurements between two passes.
+    /// Number of measurements between two passes.
     unsigned NoOfMeasPerTimeShift() const;
-    /// Largest end of all bands, used or not.
+    /// Largest upper limit of all bands, whether used or not.
     bool RetrveTotalFreqEnd(double* p_pfEnd_Hz) const;
     bool RetrveActValueFromFile();
     bool WriteInvalidActualValue();
-    /// Stops the measurement channel; true when there is no writer.
+    /// Stops the measurement channel. True if there is no writer.
     bool StopWrite();
-    /// Waits up to 60 s for the write connection, then starts the measurement channel.
+    /// Waits at most 60 s for the write connection, then starts the measurement channel.
     bool ReStartWrite();
     bool WriteDataPS();
     bool UpdateAllPSMs();
@@ -117,25 +117,25 @@ class CJobOMA : public CJob
 
     // ---- data ----
     std::unique_ptr<std::vector<std::unique_ptr<CProcOMA>>> m_pvecpProc; ///< one for each used band, in band order
-    double m_fInactTmp_s = 0.0;                                          ///< of the temporary modes; nobody reads it
+    double m_fInactTmp_s = 0.0;                                          ///< of the temporary modes; never read
     double m_fInact_s = 10.0;                                            ///< s without a peak until a mode is inactive
-    std::atomic<std::uint64_t> m_nCycleProc{0};  ///< PS cycle of the last pass, first check; 0: none yet
-    std::atomic<std::uint64_t> m_nCycleWrite{0}; ///< the same for the second check
-    std::atomic<std::uint64_t> m_nCycleSpare{0}; ///< cleared with the others; nobody reads it
+    std::atomic<std::uint64_t> m_nCycleProc{0};  ///< PS cycle of the last pass, for the first check; 0: none yet
+    std::atomic<std::uint64_t> m_nCycleWrite{0}; ///< same for the second check
+    std::atomic<std::uint64_t> m_nCycleSpare{0}; ///< cleared with the others; never read
     std::int32_t m_eJobMode;                     ///< 0 active power, 1 voltage phase angle difference
     std::uint32_t m_nUnitId;                     ///< virtual PMU of the measurement channel
     std::uint32_t m_nOutputRefId;                ///< its channel
-    std::unique_ptr<CVdsOutMeas> m_pVdsOutMeas;  ///< null until CreateVdsOutMeas; [R] makes it before event 0
-    HANDLE m_hStatus = nullptr;                  ///< the writer has a handle of its own; this one stays null
+    std::unique_ptr<CVdsOutMeas> m_pVdsOutMeas;  ///< null until CreateVdsOutMeas; [R] creates it before event 0
+    HANDLE m_hStatus = nullptr;                  ///< always null: the writer has a handle of its own
     std::unique_ptr<VecSpec> m_pvecpSpec;
-    std::uint32_t m_nMaxSpecSize = 0; ///< kept, since each cycle asks for it; 0: to be looked up
+    std::uint32_t m_nMaxSpecSize = 0; ///< cached, because every cycle needs it; 0: not yet determined
     std::uint32_t m_nSamplesPS;
     std::int32_t m_nRepRate;                ///< PS repetition rate
-    CPmu* m_pPmu1st = nullptr;              ///< voltage; the session's
-    CPmu* m_pPmu2nd = nullptr;              ///< current, or the second voltage; the session's
-    bool m_bUsingNTM = false;               ///< takes its grid state from the NTM application; [M]
-    bool m_bSplitActive = false;            ///< suspended because of an actual network split; [W]
-    std::int32_t m_eInputQual = eQualValid; ///< INVALID while the input state machine is in that state; [W]
+    CPmu* m_pPmu1st = nullptr;              ///< voltage; owned by the session
+    CPmu* m_pPmu2nd = nullptr;              ///< current, or the second voltage; owned by the session
+    bool m_bUsingNTM = false;               ///< uses the grid state of the NTM application; [M]
+    bool m_bSplitActive = false;            ///< suspended by an actual network split; [W]
+    std::int32_t m_eInputQual = eQualValid; ///< input state: INVALID after an INVALID value until a VALID one; [W]
     std::int32_t m_eGridQual = 2;           ///< 0 intact, 1 potential, 2 actual split; [W]
     CReadFileMeas* m_pReadFile;             ///< not owned, may be null
     std::unique_ptr<CDOE> m_pDOE;
@@ -143,7 +143,7 @@ class CJobOMA : public CJob
     SMeas GetActValue() const;
     void SetActValue(const SMeas& p_meas);
     CTraceOMA* GetTrace() const { return m_pTrace; }
-    /// Frees the trace area: last step before the job is deleted. What still traces into it goes first.
+    /// Frees the trace area, after everything that traces into it. Last step before the job is deleted.
     void DeleteTrace();
 
   private:
@@ -153,18 +153,18 @@ class CJobOMA : public CJob
         unsigned nPeaks = 0;
         unsigned nNotAssigned = 0;
     };
-    /// Settings of the evaluators, the same for all bands of a pass.
+    /// Settings of the evaluators; the same for all bands in a pass.
     struct SRunSettings
     {
         double fFreqEnd_Hz = -1.0; ///< largest band end
         std::wstring wstrFileFFT;  ///< empty: no dump
         std::wstring wstrFilePSM;  ///< empty: no dump
-        int eFit = 1;              ///< 1 least squares, 2 with Levenberg-Marquardt after it
+        int eFit = 1;              ///< 1 least squares, 2 followed by Levenberg-Marquardt
     };
-    /// What the thread remembers from one event to the next.
+    /// State of the thread between two events.
     struct SThread
     {
-        bool bNoDataReported = false; ///< incident 4202 stands
+        bool bNoDataReported = false; ///< incident 4202 is active
         bool bFirstTimeout = true;
         bool bStopped = true;
         unsigned nCsvRows = 0;
@@ -183,7 +183,7 @@ class CJobOMA : public CJob
 
     // ---- steps of RunWorker, in their order; p_trace names RunWorker ----
     bool TakeActTime(const CMethodTrace& p_trace);
-    /// @return false if a network split, or the end of one, ends the pass.
+    /// @return false if a network split, or its end, ends the pass.
     bool CheckGrid(const CMethodTrace& p_trace);
     void SuspendBySplit(const CMethodTrace& p_trace);
     bool RetrveValue(const CMethodTrace& p_trace);
@@ -205,19 +205,19 @@ class CJobOMA : public CJob
     CVdsOutMeas* MeasWriter() const;
     bool WriteHeadOfColumns(CWriteFile* p_pFileCSV, const CMethodTrace& p_trace);
     bool WriteHeadOfUnits(CWriteFile* p_pFileCSV, const CMethodTrace& p_trace);
-    /// Both PMUs and their phasors exist; the names are those of the phasor vectors in the message.
+    /// Checks that both PMUs and their phasors exist. The names are used in the message.
     bool CheckPmuPhasors(const CMethodTrace& p_trace, std::string_view p_strName1st,
                          std::string_view p_strName2nd) const;
     bool CalcPhasorOfPmu(const CPmu* p_pPmu, std::string_view p_strNoCase, const CMethodTrace& p_trace,
                          std::complex<double>* p_pcplx);
 
     std::unique_ptr<CTraceOMA> m_pTraceOwn;
-    mutable std::mutex m_mtxAct; ///< m_ActValue: bears an overlap of [R] and [W]
+    mutable std::mutex m_mtxAct; ///< guards m_ActValue if [R] and [W] overlap
     SMeas m_ActValue;
-    unsigned m_nPassesToStart = 0; ///< [W] until a failed start of the measurement channel is tried again; 0: none is
-    mutable std::mutex m_mtxWrite; ///< the measurement writer: the same
+    unsigned m_nPassesToStart = 0; ///< [W] passes until a failed start of the channel is repeated; 0: no retry
+    mutable std::mutex m_mtxWrite; ///< guards the measurement writer likewise
 
-    // Statistics of the angle difference: made and freed with the job, nothing else touches them (kept as it stands).
+    // Statistics of the angle difference. Currently unused: allocated and freed with the job, never filled.
     std::vector<unsigned> m_vecnStatDeg;
     std::vector<unsigned> m_vecnStatDeciDeg;
     unsigned m_nStatCnt = 0;

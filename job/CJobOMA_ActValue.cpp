@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <cmath>
 
-// From the phasors of two PMUs to the one value of the job.
+// Computes the value of a job from the phasors of its two PMUs.
 //
-//   active power    P = sum over the phases of Re(V * conj(I)), W; no factor: a one-phase PMU gives that phase's power
-//   angle           dPhi = arg(V1) - arg(V2) of the positive sequences, folded into -180 to just below 180 degrees
+//   active power    P = sum over the phases of Re(V * conj(I)), W. No factor: a one-phase PMU gives one phase's power
+//   angle           dPhi = arg(V1) - arg(V2) of the positive sequences, wrapped to -180 <= dPhi < 180 degrees
 
 namespace
 {
 constexpr std::string_view g_strClass = "CJobOMA";
-constexpr double g_fPhysLimit = 1e15; ///< W; beyond it a power is no physical value
+constexpr double g_fPhysLimit = 1e15; ///< W; a larger power is not physical
 constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr double g_fDegPerRad = 57.29577951308232;
 constexpr double g_fPhaseShift_deg = 120.0;
@@ -28,7 +28,7 @@ bool AreAllValid(const std::vector<SPhasor>& p_vecPhasor)
                        [](const SPhasor& p_phasor) { return p_phasor.eQual.Get() == eQualValid; });
 }
 
-/// Field of 7: sign, three digits, two decimals.
+/// Width 7: sign, three digits, two decimals.
 std::string AngleAsText(double p_fAngle_deg)
 {
     return DoubleAsText(p_fAngle_deg, 3, 2, true);
@@ -63,7 +63,7 @@ bool CJobOMA::CalcActualValue()
     return true;
 }
 
-/// VALID when all phasors are, INVALID otherwise: never SUSPECT.
+/// VALID if all phasors are VALID, otherwise INVALID; never SUSPECT.
 std::int32_t CJobOMA::CalcTotalQual()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcTotalQual");
@@ -105,7 +105,7 @@ bool CJobOMA::CalcActivePower(double* p_pfSum)
             return false;
         *p_pfSum += fPhase;
     }
-    // Tested here and again in CalcActualValue: such a value is reported twice, kept as it stands.
+    // Intended: tested here and again in CalcActualValue, so such a value is reported twice.
     if (!IsPhysical(*p_pfSum))
         trace.Error(" No physical value for total power [W]: ", *p_pfSum);
     if (IsTraceDataAll())
@@ -160,13 +160,13 @@ bool CJobOMA::CalcPhaseAngleDiff(double* p_pfValue)
         return false;
     const double fDiff_deg = g_fDegPerRad * (std::arg(cplx1st) - std::arg(cplx2nd));
     *p_pfValue = std::fmod(fDiff_deg + 540.0, 360.0) - 180.0;
-    // The quality printed is that of the previous value: kept as it stands.
+    // Intended: prints the quality of the previous value.
     if (IsTraceDataAll())
         TracePhaseAngleDiff(*p_pfValue, GetActValue().eQual);
     return true;
 }
 
-/// A single phasor as it is, of three the positive sequence.
+/// Returns a single phasor unchanged; of three phasors the positive sequence.
 bool CJobOMA::CalcPhasorOfPmu(const CPmu* p_pPmu, std::string_view p_strNoCase, const CMethodTrace& p_trace,
                               std::complex<double>* p_pcplx)
 {
@@ -229,7 +229,7 @@ bool CJobOMA::RetrievePhasor(const CPmu* p_pPmu, std::complex<double>* p_pcplx)
     return RetrievePhasor(p_pPmu, 0, p_pcplx);
 }
 
-/// Rotated into the reference of phase 0, so that the three phases of a balanced system add up.
+/// Rotates the phasor into the reference of phase 0, so that the three phases of a balanced system add up.
 bool CJobOMA::RetrievePhasor(const CPmu* p_pPmu, unsigned p_nPhase, std::complex<double>* p_pcplx)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "RetrievePhasor");

@@ -2,23 +2,23 @@
 #include "host/base/Epsilon.h"
 #include "job/CJobOMA.h"
 
-// Which peaks are swings worth tracking, and which mode each belongs to. The order of the modes in the configuration is
-// the tie-break: the first one that fits takes the peak.
+// Decides which peaks are worth tracking as swings and which mode each belongs to. The order of the modes in the
+// configuration breaks ties: the first one that matches takes the peak.
 
 namespace
 {
 constexpr std::string_view g_strClass = "CJobOMA";
-constexpr double g_fMagnFactor = 0.2; ///< of the warning limit: keeps spectral noise out, no more
-constexpr double g_fMatchLow = 0.75;  ///< of the last valid frequency, both ends inside
+constexpr double g_fMagnFactor = 0.2; ///< of the warning limit: rejects spectral noise only
+constexpr double g_fMatchLow = 0.75;  ///< of the last valid frequency; both limits inclusive
 constexpr double g_fMatchHigh = 1.25;
 
-/// One try to find a mode for a peak.
+/// Conditions for one attempt to find a mode for a peak.
 struct STry
 {
     std::int32_t eStatz;
     bool bCheckLastFreq;
 };
-/// A mode that has been seen is kept from jumping; only when it has aged fully may it start afresh anywhere in its range.
+/// Order of the attempts. A known mode must not jump: only a fully aged mode may start anew anywhere in its range.
 constexpr STry g_vecTry[] = {
     {eStatzActive, true}, {eStatzFading, true}, {eStatzInactive, true}, {eStatzInactive, false}};
 } // namespace
@@ -75,7 +75,7 @@ bool CJobOMA::AssignAllPeaksToPSMs(CProcOMA::VecPeak* p_pvecpPeak, const std::va
     return true;
 }
 
-/// True also when no mode takes the peak.
+/// True even if no mode takes the peak.
 bool CJobOMA::AssignPeakToPsmOut(CPeakOMA* p_pPeak, const std::valarray<double>& p_vecfAmpl, double p_fFreqStep_Hz,
                                  std::int32_t p_eStatz, bool p_bCheckLastFreq)
 {
@@ -100,7 +100,7 @@ bool CJobOMA::AssignPeakToPsmOut(CPeakOMA* p_pPeak, const std::valarray<double>&
     return true;
 }
 
-/// Both limits belong to the mode; one that is not set does not restrict.
+/// Checks the mode's frequency limits, both inclusive. A limit that is not set does not restrict.
 bool CJobOMA::CheckPSModeSpecFreqLims(double p_fFreq_Hz, const CPSM* p_pPSM)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CheckPSModeSpecFreqLims");

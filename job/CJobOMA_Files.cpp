@@ -5,20 +5,20 @@
 #include <algorithm>
 #include <cmath>
 
-// The CSV file of a job: four head lines, then one line for each complete pass; and the same mode data for the trace.
+// The CSV file of a job: four header lines, then one line for each complete pass. Also traces the same mode data.
 
 namespace
 {
 constexpr std::string_view g_strClass = "CJobOMA";
 constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr unsigned g_nModeChannels = 4;
-constexpr const char* g_pszTimebase = "1000"; ///< the time column is in ms, whatever the frequency of the grid
+constexpr const char* g_pszTimebase = "1000"; ///< the time column is in ms, whatever the grid frequency
 constexpr const char* g_pszFreqNom = "50";
 
-std::string g_strServerAddr; ///< of the server link; set before the jobs of a pass are made
+std::string g_strServerAddr; ///< of the server link; set before the jobs of a pass are created
 unsigned g_nServerPort = 0;
 
-/// Width and precision of a number in a line.
+/// Width and precision of a number.
 struct SFormat
 {
     unsigned nWidth;
@@ -63,7 +63,7 @@ bool CJobOMA::WriteHeadToCSV(CWriteFile* p_pFileCSV)
     return WriteHeadOfColumns(p_pFileCSV, trace) && WriteHeadOfUnits(p_pFileCSV, trace);
 }
 
-/// One id for each phasor, although its values take two columns: part of the format.
+/// The format has one id for each phasor, although its values occupy two columns.
 bool CJobOMA::WriteHeadOfColumns(CWriteFile* p_pFileCSV, const CMethodTrace& p_trace)
 {
     p_pFileCSV->WriteField("Time");
@@ -120,7 +120,7 @@ bool CJobOMA::WriteDataToCSV(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows)
         return trace.BadPointer("p_pnCsvRows");
     if (!m_pvecpPsmOut)
         return trace.BadPointer("m_pvecpPsmOut");
-    // Counted by rows: a pass that was lost leaves no gap.
+    // Counts rows, so a lost pass leaves no gap in the time column.
     const double fTime_ms = *p_pnCsvRows * 1000.0 * CTime::CycleTimeFromRate(m_nRepRate) + g_fEpsilon;
     p_pFileCSV->WriteField(std::to_string(static_cast<std::int64_t>(fTime_ms)));
     if (!Write1stPmuDataToCSV(p_pFileCSV) || !Write2ndPmuDataToCSV(p_pFileCSV))
@@ -141,7 +141,7 @@ bool CJobOMA::WriteDataToCSV(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows)
     return true;
 }
 
-/// The number of columns is that of the second PMU: kept as it stands. A first PMU with fewer phasors gives what it has.
+/// Intended: the second PMU determines the number of columns. If the first PMU has fewer phasors, fewer are written.
 bool CJobOMA::Write1stPmuDataToCSV(CWriteFile* p_pFileCSV)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "Write1stPmuDataToCSV");
@@ -172,7 +172,7 @@ bool CJobOMA::Write2ndPmuDataToCSV(CWriteFile* p_pFileCSV)
 
 // ---- trace ----
 
-/// After the ageing of a pass no counter is 0, so that nothing is printed: kept as it stands.
+/// Intended: prints nothing, because no counter is 0 after the ageing of a pass.
 bool CJobOMA::TraceAllPSMData()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "TraceAllPSMData");

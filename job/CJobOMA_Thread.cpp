@@ -6,7 +6,7 @@
 #include "link/post/CEventWriteOMA.h"
 #include "offline/CWriteFile.h"
 
-// The worker thread of a job: its wait for the six events, and what each of them does.
+// The worker thread of a job: waits for six events and handles them.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
@@ -15,9 +15,9 @@ namespace
 constexpr std::string_view g_strClass = "CJobOMA";
 constexpr DWORD g_nWaitData_ms = 20000;    ///< wait for any event
 constexpr unsigned g_nPollsConnect = 6000; ///< polls for the write connection, 60 s in all
-constexpr unsigned g_nPassesToStart = 10;  ///< PS cycles from a failed start of the measurement channel to the next
+constexpr unsigned g_nPassesToStart = 10;  ///< PS cycles from a failed start of the measurement channel to the retry
 constexpr DWORD g_nPollConnect_ms = 10;
-constexpr std::uint32_t g_nSilent_ms = 180000; ///< far above wait, pass and wait for the write connection together
+constexpr std::uint32_t g_nSilent_ms = 180000; ///< far above the sum of wait, pass and wait for the write connection
 constexpr const char* g_pszNoData = "No phasor data available from VDS server";
 
 std::int32_t CsvCycles()
@@ -54,7 +54,7 @@ int CJobOMA::ThreadCB()
         thread.pFileCSV->Close();
         thread.pFileCSV.reset();
     }
-    // Whoever comes next begins without it, and would never end it.
+    // Clear the incident: the next pass does not know of it and would never end it.
     if (thread.bNoDataReported && g_pEventWrite)
         g_pEventWrite->PostDisOMA(eIkNoPhasorData, m_nId, g_pszNoData, nullptr);
     m_bThreadDone = true;
@@ -62,7 +62,7 @@ int CJobOMA::ThreadCB()
     return 0;
 }
 
-/// A file that cannot be written stops no analysis.
+/// If the file cannot be written, the analysis still runs.
 void CJobOMA::CreateFileCSV(SThread& r_thread, const CMethodTrace& p_trace)
 {
     std::wstring wstrName;
@@ -108,7 +108,7 @@ void CJobOMA::HandleEvent(DWORD p_nResult, SThread& r_thread, const CMethodTrace
     }
 }
 
-/// The first time-out after the start of the thread is forgiven: the server may still be coming up.
+/// Ignores the first time-out after the start of the thread: the server may still be starting.
 void CJobOMA::OnTimeout(SThread& r_thread, const CMethodTrace& p_trace)
 {
     if (r_thread.bFirstTimeout)
@@ -176,7 +176,7 @@ void CJobOMA::StopModes()
 
 // ---- measurement channel ----
 
-/// Null if there is no writer; it lives as long as the job.
+/// Null if there is no writer; otherwise valid as long as the job exists.
 CVdsOutMeas* CJobOMA::MeasWriter() const
 {
     const std::lock_guard lock(m_mtxWrite);
@@ -193,7 +193,8 @@ bool CJobOMA::StopWrite()
     return pCB ? pCB->DoStop(m_pActTime.get()) : trace.BadPointer("pCB");
 }
 
-/// A server that was too slow to answer would leave the channel stopped until the next loss of the link.
+/// Repeats a failed start: if the server answered too late, the channel would otherwise stay stopped until the next
+/// loss of the link.
 void CJobOMA::StartWriteAgain()
 {
     if (m_nPassesToStart == 0 || --m_nPassesToStart > 0)
@@ -222,11 +223,11 @@ bool CJobOMA::ReStartWrite()
         Sleep(g_nPollConnect_ms);
     }
     const bool bConnected = nPolls < g_nPollsConnect;
-    // The writer may have started by itself when its connection came, while this waited for it.
+    // While this thread waited, the writer may have started by itself because its connection came up.
     const unsigned nStarts = pCB->NoOfStarts();
     if (bConnected && !pCB->IsStarted() && !pCB->DoStart(m_pActTime.get()))
     {
-        // Not a start that has come up with the connection meanwhile.
+        // Stop only our own start, not one that the returning connection has made meanwhile.
         if (pCB->NoOfStarts() == nStarts + 1)
             pCB->DoStop(m_pActTime.get());
         m_nPassesToStart = g_nPassesToStart;

@@ -11,7 +11,7 @@
 namespace
 {
 constexpr std::string_view g_strClass = "CJobOMA";
-constexpr unsigned g_nStartRespWarn_ms = 200; ///< total wait for start answers of a pass that is worth a warning
+constexpr unsigned g_nStartRespWarn_ms = 200; ///< a longer total wait for start answers in a pass gives a warning
 
 enum EGridQual : std::int32_t
 {
@@ -48,7 +48,7 @@ bool CJobOMA::RunWorker(CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows)
     return ProcessMeas(trace, p_pFileCSV, p_pnCsvRows);
 }
 
-/// From the queue to the outputs: what runs while grid and input are fine.
+/// From the queue to the outputs. Runs only while grid and input are good.
 bool CJobOMA::ProcessMeas(const CMethodTrace& p_trace, CWriteFile* p_pFileCSV, unsigned* p_pnCsvRows)
 {
     if (!CheckDataAndTime(p_trace) || !CheckCycleProc(p_trace))
@@ -94,7 +94,7 @@ bool CJobOMA::CheckGrid(const CMethodTrace& p_trace)
     return false;
 }
 
-/// The outputs stop once, the measurement channel shows the invalid value in each pass.
+/// Stops the outputs once; the measurement channel sends an INVALID value in each pass.
 void CJobOMA::SuspendBySplit(const CMethodTrace& p_trace)
 {
     WriteInvalidActualValue();
@@ -161,7 +161,7 @@ bool CJobOMA::RetrveValue(const CMethodTrace& p_trace)
     }
 }
 
-/// The state changes on VALID and INVALID values only; both changes are told once.
+/// Changes state on VALID and INVALID values only, and reports each change once.
 bool CJobOMA::UpdateInputQual(const CMethodTrace& p_trace)
 {
     switch (GetActValue().eQual)
@@ -185,7 +185,7 @@ bool CJobOMA::UpdateInputQual(const CMethodTrace& p_trace)
     }
 }
 
-// ---- is there enough, and is it its turn ----
+// ---- enough data, right time ----
 
 bool CJobOMA::CheckDataAndTime(const CMethodTrace& p_trace)
 {
@@ -202,7 +202,7 @@ bool CJobOMA::CheckDataAndTime(const CMethodTrace& p_trace)
     return m_pActTime->IsAlignedTo(m_nRepRate) ? true : p_trace.Error("TS does not match PS cycle");
 }
 
-/// Whether this pass is that of the PS cycle behind r_nCycleLast (0: none yet), which then moves on to it.
+/// Whether this pass belongs to the PS cycle after r_nCycleLast (0: none yet). If so, r_nCycleLast advances to it.
 bool CJobOMA::IsNextCycle(std::atomic<std::uint64_t>& r_nCycleLast, std::int64_t& r_nMissing) const
 {
     std::uint64_t nCycle = 0;
@@ -226,7 +226,7 @@ bool CJobOMA::CheckCycleProc(const CMethodTrace& p_trace)
     return false;
 }
 
-/// The same check again, so that a gap that opens while a pass is running is found before anything is written.
+/// Repeats the check before writing, to detect a gap that arose while the pass was running.
 bool CJobOMA::CheckCycleWrite(const CMethodTrace& p_trace)
 {
     std::int64_t nMissing = 0;
@@ -242,7 +242,7 @@ bool CJobOMA::CheckCycleWrite(const CMethodTrace& p_trace)
 
 // ---- spectra and peaks ----
 
-/// With -study the whole window is replaced by the synthetic signal.
+/// With -study, the synthetic signal replaces the whole window.
 bool CJobOMA::CreateStudyData()
 {
     if (!g_pShell || !g_pShell->IsStudy())
@@ -263,7 +263,7 @@ bool CJobOMA::RetrveRunSettings(const CMethodTrace& p_trace, SRunSettings& r_set
     return RetrveTotalFreqEnd(&r_settings.fFreqEnd_Hz);
 }
 
-/// One spectrum after the other, and its peaks to the modes before the next one runs.
+/// Evaluates one spectrum after the other; assigns its peaks to the modes before the next one starts.
 bool CJobOMA::RunAllProcs(const CMethodTrace& p_trace)
 {
     SRunSettings settings;
@@ -290,7 +290,7 @@ bool CJobOMA::RunAllProcs(const CMethodTrace& p_trace)
     return bOk;
 }
 
-/// A resolution that has not enough data yet is skipped.
+/// Skips a resolution that does not have enough data yet.
 bool CJobOMA::RunProc(CProcOMA* p_pProc, const SRunSettings& p_settings, const CMethodTrace& p_trace, SPass& r_pass)
 {
     const std::uint32_t nSamples = p_pProc->GetSpec()->GetNoOfSamples();
@@ -361,7 +361,7 @@ bool CJobOMA::WriteDataPS()
     return bOk;
 }
 
-/// Output of one mode; r_nTotal_ms grows by its wait for the start of its channels.
+/// Writes the output of one mode. r_nTotal_ms grows by the wait for the start of its channels.
 bool CJobOMA::WriteModePS(CPsmOut* p_pPSM, const CMethodTrace& p_trace, unsigned& r_nTotal_ms)
 {
     CVdsOutPS* const pVdsOutPS = p_pPSM->GetVdsOutPS();

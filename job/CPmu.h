@@ -16,17 +16,17 @@ struct SPhasor
     TShared<std::int32_t> eQual{eQualInvalid}; ///< INVALID until the first sample
 };
 
-/// One set of channels of one PMU; may be shared by several jobs. Has 1 or 3 phasors.
-/// Owner    the session (CVds). The grid state is written on the library's event thread and read by the job's worker.
+/// One set of channels of one PMU, with 1 or 3 phasors. Several jobs may share it.
+/// Owner    the session (CVds). The library's event thread writes the grid state; the job's worker reads it.
 class CPmu
 {
   public:
     CPmu() : m_pvecPhasor(std::make_unique<std::vector<SPhasor>>()) {}
 
     void AddPhasor(std::uint32_t p_nId, std::uint32_t p_nPhase);
-    /// Puts three phasors into the order of their phases. @return false unless all three phases are there once.
+    /// Sorts three phasors by phase. @return false unless each of the three phases occurs once.
     bool SortPhasors();
-    /// Null only after a fault of the set-up.
+    /// Null only after a failed set-up.
     std::vector<SPhasor>* GetPhasors() const { return m_pvecPhasor.get(); }
     void DeletePhasors() { m_pvecPhasor.reset(); }
 
@@ -35,12 +35,12 @@ class CPmu
     std::int32_t m_nRepRate = 0; ///< reporting rate
     TShared<std::uint32_t> m_nIsland{0U};
     TShared<std::uint32_t> m_nZone{0U};
-    TShared<std::int32_t> m_eZoneQual{eQualValid}; ///< 0 VALID, 1 SUSPECT, 2 not known
+    TShared<std::int32_t> m_eZoneQual{eQualValid}; ///< 0 VALID, 1 SUSPECT, 2 unknown
     TShared<std::uint32_t> m_nIsland2{0U};
     TShared<std::int32_t> m_eIslandQual2{eQualValid};
     std::uint32_t m_nSpare1 = 0;
     std::uint32_t m_nSpare2 = 0;
-    SMeas m_measSpare1; ///< kept for the PMU's values; nobody reads them
+    SMeas m_measSpare1; ///< for the PMU's values; never read
     SMeas m_measSpare2;
 
   private:

@@ -2,7 +2,7 @@
 #include "host/base/CTraceOMA.h"
 #include <string>
 
-/// A text file by its path. An object belongs to one thread. No messages: callers word the error.
+/// A text file, given by its path. An object belongs to one thread. It writes no messages; the caller reports errors.
 class CFileBAS
 {
   public:

@@ -39,13 +39,14 @@ bool CReadFile::SetPos(std::uint64_t p_nPos)
 bool CReadFile::ReadLine()
 {
     m_nPosPrev = m_nPos;
-    std::array<char, g_nLineLimit> vecLine; // getline ends the text: clearing it all costs more than reading
+    std::array<char, g_nLineLimit> vecLine; // not cleared: getline ends the text, and clearing costs more than reading
     m_stream.getline(vecLine.data(), g_nLineLimit);
-    // A last line without its end sets the end-of-file state but is a line; nothing read, or too much, is none.
+    // The last line may lack a line end: end-of-file is set, but it is a line. On failure there is no line, or too long
+    // a one.
     if (!m_stream)
         return false;
     const bool bEnd = m_stream.eof();
-    m_stream.clear(); // a stream at its end tells no position
+    m_stream.clear(); // a stream at its end does not report its position
     m_nPos = GetPos();
     if (bEnd)
         m_stream.setstate(std::ios::eofbit);

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-/// Line reader.
+/// Reads a text file line by line.
 class CReadFile : public CFileBAS
 {
   public:
@@ -14,14 +14,14 @@ class CReadFile : public CFileBAS
     bool Close() override;
     std::uint64_t GetPos();
     bool SetPos(std::uint64_t p_nPos);
-    /// At most 16383 characters; a longer line ends the reading as the end of the file does. @return false at the end.
+    /// Reads a line of at most 16383 characters. A longer line counts as the end of the file. @return false at the end.
     bool ReadLine();
-    /// The current line, without white space at both ends.
+    /// The current line, without leading and trailing white space.
     const std::string& GetLine() const { return m_strLine; }
 
   protected:
     std::ifstream m_stream;
     std::string m_strLine;
     std::uint64_t m_nPosPrev = 0; ///< stream position before the current line
-    std::uint64_t m_nPos = 0;     ///< and behind it
+    std::uint64_t m_nPos = 0;     ///< stream position after the current line
 };

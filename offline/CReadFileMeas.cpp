@@ -10,13 +10,13 @@ namespace
 constexpr std::string_view g_strClass = "CReadFileMeas";
 constexpr char g_cSeparator = ';';
 constexpr std::size_t g_nMaxPhases = 3;
-/// A file that never ends, such as a device, ends here; a pass takes one line a second: a hundred days.
+/// Limit for a file that never ends, such as a device. At one line a second, this many lines last a hundred days.
 constexpr std::size_t g_nMaxLines = 10'000'000;
 constexpr double g_fRadPerDeg = 0.017453292519943295;
 constexpr double g_fDegPerRad = 57.29577951308232;
 constexpr double g_fTwoPi = 6.283185307179586;
 
-/// A piece of the file as it stands in a message: not endless, and without control characters.
+/// A part of the file for a message: shortened, and without control characters.
 std::string Shown(std::string_view p_strText)
 {
     constexpr std::size_t nLongest = 40;
@@ -26,7 +26,7 @@ std::string Shown(std::string_view p_strText)
     return p_strText.size() > nLongest ? strShown + "..." : strShown;
 }
 
-/// Walks along the fields of a line. Behind the last one every field is empty.
+/// Reads the fields of a line in order. After the last one every field is empty.
 class CFields
 {
   public:
@@ -43,7 +43,7 @@ class CFields
         ++m_nNext;
         return strField;
     }
-    /// The conversion stops at the separator: it belongs to no number. What it leaves of a field is noted.
+    /// The conversion stops at the separator, which is not part of a number. Records a field that is partly a number.
     double NextNumber()
     {
         const std::int64_t nField = m_nNext;
@@ -55,7 +55,7 @@ class CFields
             m_nCut = nField;
         return fValue;
     }
-    /// Number of the first field that is a number with more behind it; 0: none.
+    /// Number of the first field with further text after its number; 0: none.
     std::int64_t Cut() const { return m_nCut; }
     void SkipTo(std::int64_t p_nField)
     {
@@ -66,7 +66,7 @@ class CFields
 
   private:
     const char* m_pszRest;
-    std::int64_t m_nNext = 0; ///< number of the field that comes next
+    std::int64_t m_nNext = 0; ///< number of the next field
     std::int64_t m_nCut = 0;
 };
 
@@ -138,13 +138,13 @@ bool CReadFileMeas::ReadData()
         m_vecData.clear();
     else if (m_vecData.empty())
         trace.Warning("Samples taken from the file: 0");
-    else // as a warning, so that it is seen: start and stop are easily met where nobody thought of
+    else // as a warning, so that it is visible: start and stop easily match unexpected lines
         trace.Warning("Samples taken from the file: ", m_vecData.size(), ", from \"", Shown(m_strFirst), "\" to \"",
                       Shown(m_strLast), "\"");
     return bOk;
 }
 
-/// The columns of both PMUs in the order in which a line is walked.
+/// The columns of both PMUs in the order in which they are read from a line.
 bool CReadFileMeas::DoSort(const std::vector<std::int32_t>& p_vecnVolt, const std::vector<std::int32_t>& p_vecnCurr,
                            std::vector<SColumn>& r_vecColumn) const
 {
@@ -183,8 +183,8 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
             return p_trace.Error("File has more lines than ", g_nMaxLines);
         const std::string_view strTime = CFields(GetLine()).Next();
         bStart = bStart || strTime.find(m_strStart) != std::string_view::npos;
-        // An empty stop text is part of every time stamp: without one the first accepted record is the last. A stop text
-        // that is met before the start has the same effect: kept as it stands.
+        // Intended: an empty stop text matches every time stamp, so without one the first accepted record is also the
+        // last. A stop text that matches before the start has the same effect.
         bStop = bStop || strTime.find(m_strStop) != std::string_view::npos;
         if (!bStart)
             continue;
@@ -198,7 +198,7 @@ bool CReadFileMeas::ReadRecords(const std::vector<SColumn>& p_vecColumn, const C
     return true;
 }
 
-/// The sample is always the power, also in a file of voltage angles: kept as it stands.
+/// Intended: the sample is always the power, even in a file of voltage angles.
 bool CReadFileMeas::AddRecord(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt, VecPhasor& r_vecCurr)
 {
     if (const std::int64_t nCut = ExtractPhasors(p_vecColumn, r_vecVolt, r_vecCurr); nCut > 0 && !m_bCutTold)
@@ -213,7 +213,7 @@ bool CReadFileMeas::AddRecord(const std::vector<SColumn>& p_vecColumn, VecPhasor
     return true;
 }
 
-/// Once a file: a decimal comma makes a number of its first part.
+/// Warns once for each file. With a decimal comma, only the part before the comma is read as a number.
 void CReadFileMeas::TellCut(std::int64_t p_nField)
 {
     m_bCutTold = true;
@@ -221,10 +221,10 @@ void CReadFileMeas::TellCut(std::int64_t p_nField)
     fields.SkipTo(p_nField);
     CMethodTrace(m_pTrace, g_strClass, "ReadData")
         .Warning("Line ", m_nLine, ", column ", p_nField, ": only the number at the beginning of \"",
-                 Shown(fields.Next()), "\" is read; decimals stand behind a point");
+                 Shown(fields.Next()), "\" is read; use a point as the decimal separator");
 }
 
-/// Walks the line once: a column that lies within a phasor already taken reads on behind it.
+/// Reads the line once, forwards. A column inside a phasor that has already been read continues after that phasor.
 std::int64_t CReadFileMeas::ExtractPhasors(const std::vector<SColumn>& p_vecColumn, VecPhasor& r_vecVolt,
                                            VecPhasor& r_vecCurr) const
 {
@@ -279,7 +279,7 @@ bool CReadFileMeas::CalcVoltAngle(const VecPhasor& p_vec1st, const VecPhasor& p_
     return true;
 }
 
-/// The plain mean, without rotation of the phases.
+/// The plain mean; the phases are not rotated.
 bool CReadFileMeas::PhasorsToPosSequ(const VecPhasor& p_vecPhasor, std::complex<double>* p_pcplx) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "PhasorsToPosSequ");

@@ -10,7 +10,7 @@
 namespace
 {
 constexpr std::string_view g_strClass = "CStudyOMA";
-constexpr double g_fNoiseDivisor = 4294967295.0; ///< whatever the range of rand(): kept as it stands
+constexpr double g_fNoiseDivisor = 4294967295.0; ///< not the range of rand(). Intended: the noise level depends on it
 } // namespace
 
 std::atomic<unsigned> CStudyOMA::s_nCount = 0;
@@ -53,7 +53,7 @@ bool CStudyOMA::CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecp
     return bShift ? CountCycle(p_nCycleSamples, p_fShift, p_fRange_s) : true;
 }
 
-/// One damped sinusoid at time p_fTime (in samples); nothing before its own start.
+/// Adds one damped sinusoid at time p_fTime (in samples); nothing before the start of the sinusoid.
 bool CStudyOMA::AddPeak(const CPeakOMA& p_peak, double p_fTime, double& r_fValue) const
 {
     double fDamp = 0.0;
@@ -68,7 +68,7 @@ bool CStudyOMA::AddPeak(const CPeakOMA& p_peak, double p_fTime, double& r_fValue
     return true;
 }
 
-/// The signal repeats after p_fRange_s.
+/// Counts the evaluations, so that the signal repeats after p_fRange_s.
 bool CStudyOMA::CountCycle(unsigned p_nCycleSamples, double p_fShift, double p_fRange_s) const
 {
     const double fCycles = p_fRange_s / (p_nCycleSamples * m_fDeltaT_s) / p_fShift;

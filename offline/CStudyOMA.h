@@ -6,18 +6,18 @@
 #include <memory>
 #include <vector>
 
-/// Synthetic signal of damped sinusoids in place of the measured window. One object for each pass.
+/// Replaces the measured window by a synthetic signal of damped sinusoids. One object for each pass.
 class CStudyOMA
 {
   public:
     CStudyOMA(CDeqMeas* p_pdeqData, unsigned p_nSamples, double p_fDeltaT_s, CTraceOMA* p_pTrace);
 
-    /// @param p_nCycleSamples samples between two evaluations. p_fShift relative shift of the phase from one to the next.
-    /// @param p_fRange_s the signal repeats after this time.
+    /// @param p_nCycleSamples samples between two evaluations. p_fShift relative phase shift between two evaluations.
+    /// @param p_fRange_s time after which the signal repeats.
     bool CreateData(const std::vector<std::unique_ptr<CPeakOMA>>* p_pvecpPeak, unsigned p_nCycleSamples,
                     double p_fNoise, double p_fShift, double p_fRange_s);
 
-    /// Evaluations so far, across all instances: study mode is meant for a single job. The threads of several ones share it.
+    /// Number of evaluations of all instances and threads. Study mode is meant for a single job.
     static std::atomic<unsigned> s_nCount;
 
   private:

@@ -5,7 +5,7 @@
 
 namespace
 {
-/// Name, then a blank for each missing position of its field; false if it does not fit.
+/// Writes the name, padded with blanks to its field; false if it does not fit.
 bool BeginLine(std::ostringstream& r_stream, const std::string& p_strName, unsigned p_nNameField)
 {
     if (p_strName.size() > p_nNameField)

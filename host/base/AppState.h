@@ -2,7 +2,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// State of the process. Run to suspend by any SuspendApp, either to stop by StopApplication; never back.
+/// State of the process. SuspendApp changes run to suspend, StopApplication changes either to stop; nothing changes it
+/// back.
 enum EAppState : std::int32_t
 {
     eAppRun = 0,
@@ -10,7 +11,7 @@ enum EAppState : std::int32_t
     eAppStop = 2
 };
 
-/// Where the samples of the jobs come from.
+/// Source of the jobs' samples.
 enum EDataSource : std::int32_t
 {
     eSrcServer = 0,
@@ -20,7 +21,7 @@ enum EDataSource : std::int32_t
 
 extern std::atomic<EAppState> g_eAppState;
 extern std::atomic<EDataSource> g_eDataSource; ///< written once, by RunApplication; read by the job workers
-/// Connection state for the writers: set and cleared by the read and the event callback, tested before every Write.
+/// Whether the server connection is up. The read and the event callback set and clear it; writers test it first.
 extern std::atomic<bool> g_bConnected;
 
 inline EAppState GetAppState()

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <type_traits>
 
-/// A method's name for its traces: made first thing in a method, costs two views and a pointer.
-/// Takes the pieces of a line as they are (text, numbers in their form of TextOMA) and joins them only if the line is
-/// emitted. A null trace drops the line; Suspend reaches the application all the same.
-/// Error, BadPointer and Suspend answer false, so that a failing method can return them.
+/// Names a method in its trace lines. Create it first in the method; it costs two views and a pointer. Pass the pieces
+/// of a line separately (text, numbers formatted as in TextOMA): they are joined only if the line is emitted. A null
+/// trace drops the line, but Suspend still suspends the application. Error, BadPointer and Suspend return false, so
+/// that a failing method can return their result.
 class CMethodTrace
 {
   public:
@@ -38,14 +38,14 @@ class CMethodTrace
         if (m_pTrace && m_pTrace->IsInfoOn())
             m_pTrace->TraceInfo(m_strClass, m_strMethod, Join(p_pieces...), true);
     }
-    /// Data line without class and method in front, under the switch p_bOn.
+    /// Data line without the class and method prefix; emitted only if p_bOn is true.
     template <class... TPieces>
     void Data(bool p_bOn, const TPieces&... p_pieces) const
     {
         if (p_bOn && m_pTrace && m_pTrace->IsDataOn())
             m_pTrace->TraceData(Join(p_pieces...), true);
     }
-    /// Data line with class and method in front, under the switch p_bOn.
+    /// Data line with the class and method prefix; emitted only if p_bOn is true.
     template <class... TPieces>
     void DataNamed(bool p_bOn, const TPieces&... p_pieces) const
     {
@@ -58,7 +58,7 @@ class CMethodTrace
             m_pTrace->TraceBadPointer(m_strClass, m_strMethod, p_strName);
         return false;
     }
-    /// SuspendApp: error line, suspended state, event to the server.
+    /// Calls SuspendApp: error line, suspended state, event to the server.
     template <class... TPieces>
     bool Suspend(const TPieces&... p_pieces) const
     {

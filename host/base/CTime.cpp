@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <numeric>
 
-// All counts wrap as unsigned words where a stamp or rate from outside makes no sense; signed results are taken from them
-// at the end. A stamp before the epoch has no index.
+// Counts use unsigned arithmetic, so that a meaningless stamp or rate from outside wraps instead of overflowing;
+// results become signed only at the end. A stamp before the epoch has no index.
 
 namespace
 {
-/// Truncates; NaN and values outside the range become the nearest limit.
+/// Truncates. NaN and negative values give 0, values that are too large the largest double below 2^63.
 template <class T>
 T Truncate(double p_fValue)
 {
@@ -70,7 +70,7 @@ bool CTime::SetTicks(std::int64_t p_nTicks)
         return false;
     if (m_pos.nRate > 0)
     {
-        // One tick short of a full second the second is already the next one, and so is the index.
+        // A stamp one tick before a full second already counts as that second, and its index as 0.
         m_pos.nIdx = nIdx % static_cast<std::uint64_t>(m_pos.nRate);
         m_pos.nSec = TicksToSec(p_nTicks);
     }
@@ -103,7 +103,7 @@ std::uint64_t CTime::SlowDist_s(std::int64_t p_nRate)
 
 std::uint64_t CTime::TicksToSec(std::int64_t p_nTicks)
 {
-    // Written so that the largest stamp does not overflow.
+    // Dividing as unsigned avoids an overflow for the largest stamp.
     if (p_nTicks < 0)
         return static_cast<std::uint64_t>((p_nTicks + 1) / g_nTicksPerSec);
     return (static_cast<std::uint64_t>(p_nTicks) + 1) / g_nTicksPerSec;
@@ -127,7 +127,7 @@ bool CTime::TicksToIdx(const SPos& p_pos, std::int64_t p_nTicks, std::uint64_t* 
                                                static_cast<double>(p_pos.nRate));
         return true;
     }
-    // Kept as it stands: the raw ticks are divided, not the seconds.
+    // Intended: divides the raw ticks, not the seconds. The gap counts at negative rates depend on it.
     const std::uint64_t nDist = SlowDist_s(p_pos.nRate);
     if (p_nTicks < 0 || static_cast<std::uint64_t>(p_nTicks) % nDist != 0)
         return false;
@@ -171,7 +171,7 @@ bool CTime::IsValid(std::int64_t p_nTicks) const
     const std::int64_t nRest = p_nTicks % g_nTicksPerSec;
     if (nRest == 0)
         return true;
-    // The first sample of the second that does not lie before the stamp; the grid rises with the index.
+    // Find the first sample of the second that is not before the stamp. Ticks grow with the index.
     std::uint64_t nFrom = 0;
     std::uint64_t nTo = static_cast<std::uint64_t>(pos.nRate);
     while (nFrom < nTo)
@@ -199,7 +199,7 @@ bool CTime::CheckWithNextTS(std::int64_t p_nTicks, std::int64_t* p_pnGap) const
         *p_pnGap = static_cast<std::int64_t>((nSecHeld - TicksToSec(p_nTicks)) * nRate + (nIdxHeld - nIdxIn));
         return true;
     }
-    // Kept as it stands: the one step ahead is added for negative rates only.
+    // Intended: only negative rates add the step to the next sample. At rate 1 the gap is 0 for every stamp on the grid.
     const std::uint64_t nIdxHeld = pos.nRate == 1 ? 0 : pos.nIdx + 1;
     *p_pnGap = static_cast<std::int64_t>((nIdxHeld - nIdxIn) * nRate);
     return true;

@@ -5,14 +5,14 @@
 #include <string>
 #include <string_view>
 
-/// One lock for all lines of all areas.
+/// Serialises the lines of all areas.
 extern std::mutex g_mtxTrace;
 
 /// One trace area of the application. Gives all lines the same shape and serialises them.
 ///
-/// Owner    whoever the area belongs to: the process, an instance, a job or a mode.
-/// Threads  any; g_mtxTrace is held for one line, never across anything else, and is always the innermost lock.
-/// Marks    ":" without a blank after "()", "!" on errors and warnings, "." on info lines.
+/// Owner    whatever the area describes: the process, an instance, a job or a mode.
+/// Threads  any. g_mtxTrace is held while one line is written and never longer; it is always the innermost lock.
+/// Marks    ":" without a blank after "()", "!" after errors and warnings, "." after info lines.
 class CTraceOMA : public Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper
 {
   public:
@@ -27,18 +27,18 @@ class CTraceOMA : public Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper
     void TraceInfo(std::string_view p_strText, bool p_bOn);
     void TraceInfo(std::string_view p_strMethod, std::string_view p_strText, bool p_bOn);
     void TraceInfo(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText, bool p_bOn);
-    /// No closing mark. Method and class stand in front when given.
+    /// Adds no closing mark. Method and class precede the text if they are given.
     void TraceData(std::string_view p_strText, bool p_bOn, std::string_view p_strMethod = {},
                    std::string_view p_strClass = {});
     void TraceSuspend(std::string_view p_strText);
     void TraceSuspend(std::string_view p_strMethod, std::string_view p_strText);
     void TraceSuspend(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strText);
-    /// Null pointer in a free function.
+    /// Reports a null pointer in a free function.
     void TraceInvalidPtr(std::string_view p_strMethod, std::string_view p_strName);
-    /// Null pointer in a class.
+    /// Reports a null pointer in a class.
     void TraceBadPointer(std::string_view p_strClass, std::string_view p_strMethod, std::string_view p_strName);
 
-    // ---- whether a line would be emitted: ask before its text is built ----
+    // ---- whether a line would be emitted; check before building its text ----
     bool IsWarningOn() const { return m_pTraceHelper && m_pTraceHelper->Warning().IsActive(); }
     bool IsInfoOn() const { return m_pTraceHelper && m_pTraceHelper->Info().IsActive(); }
     bool IsDataOn() const { return m_pTraceHelper && m_pTraceHelper->Data().IsActive(); }
@@ -48,6 +48,6 @@ class CTraceOMA : public Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper
         Norvik::Energy::Kestrel::VDS::Runtime::CTraceStream& (Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper::*)();
     void Emit(Stream p_fnStream, std::initializer_list<std::string_view> p_pieces);
 
-    /// The helper that the library keeps for the area name; null drops all lines.
+    /// Kept by the library under the area's name. If null, all lines are dropped.
     Norvik::Energy::Kestrel::VDS::Runtime::CTraceHelper* m_pTraceHelper = nullptr;
 };

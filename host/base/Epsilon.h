@@ -1,4 +1,4 @@
 #pragma once
 
-/// The one epsilon of the analysis: that of single precision, also for double values.
+/// The only epsilon of the analysis: that of single precision, used for double values as well.
 inline constexpr double g_fEpsilon = 1.1920929e-07;

@@ -2,9 +2,9 @@
 #include "WinEvents.h"
 #include <cstdint>
 
-/// Polls a condition: p_nPasses times, spread evenly over p_nTotal_ms, and once more at the end. For the handshakes of
-/// plain flags between threads. An event that is set behind the flag saves the rest of a pass; one that is set for nothing
-/// costs no more than that. @return false when the time has run out.
+/// Polls a condition p_nPasses times, spread evenly over p_nTotal_ms, and once more at the end. Used for handshakes
+/// between threads that set plain flags. The thread that sets the flag may signal the event afterwards to end the
+/// current pass early; a spurious signal only costs one extra check. @return false on timeout.
 template <class TDone>
 bool PollUntil(TDone p_fnDone, unsigned p_nPasses, DWORD p_nTotal_ms, HANDLE p_hBell = nullptr)
 {

@@ -1,9 +1,9 @@
 #pragma once
 #include <atomic>
 
-/// A plain word that two threads touch under a handshake of flags. Reads and writes like the word itself, can be
-/// copied with its record, and stays free of a data race also where the handshake is given up after its time limit. Such words are not ordered among
-/// each other beyond that (release and acquire): a flag that threads decide by is a std::atomic.
+/// A value that two threads access under a handshake of flags. It reads, writes and copies like a plain value, and
+/// remains free of data races if the handshake is abandoned after its time limit. Access is acquire and release only;
+/// there is no order between several such values. Use std::atomic for a flag that decides what a thread does.
 template <class T>
 class TShared
 {

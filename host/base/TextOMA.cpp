@@ -9,7 +9,7 @@
 
 namespace
 {
-/// Independent of the locale, also for the longest double.
+/// Does not depend on the locale. The buffer holds the longest double.
 std::string Fixed(double p_fValue, unsigned p_nDecimals)
 {
     constexpr unsigned nDecimalsMax = 60;
@@ -32,7 +32,7 @@ std::string Hex(std::uint64_t p_nValue)
     return std::string(text.data(), result.ptr);
 }
 
-/// Beginning that samples and phasors share, up to the value.
+/// Common start of a sample's and a phasor's text, up to and including the value.
 std::string ValueHead(std::uint64_t p_nId, std::int64_t p_nTicks, std::string_view p_strName, unsigned p_nIndex,
                       double p_fValue)
 {
@@ -129,7 +129,7 @@ std::string_view SwingEventAsText(std::int32_t p_eKey)
 
 std::string TimeAsText(std::int64_t p_nTicks)
 {
-    // The platform counts from 1601, so the date comes out wrong by whole days: only the time of day is used.
+    // The platform counts from 1601, so the date is wrong by whole days. Only the time of day is used.
     const std::uint64_t nFileTime = static_cast<std::uint64_t>(p_nTicks) - std::uint64_t{g_nTicksOf1970};
     FILETIME fileTime;
     fileTime.dwLowDateTime = static_cast<std::uint32_t>(nFileTime);

@@ -8,8 +8,8 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-constexpr double g_fRecord_bytes = 16.0; ///< one measurement in the queue of a job
-/// Peak of one evaluation, measured: the block, the transform's buffer, spectra, search buffer, fit.
+constexpr double g_fRecord_bytes = 16.0; ///< one measurement in a job's queue
+/// Measured peak memory of one evaluation: sample block, transform buffer, spectra, search buffer, fit.
 constexpr double g_fWork_bytes = 80.0;
 
 std::string Text(const char* p_pFormat, auto... p_values)
@@ -24,7 +24,7 @@ std::string Quoted(const std::string& p_strName)
     return '"' + p_strName + '"';
 }
 
-/// The complaint alone: without class, method, marks and what follows from it.
+/// Reduces a trace line to the complaint: removes class, method, marks and the suspension text.
 std::string Complaint(std::string p_strLine)
 {
     if (const std::size_t nEnd = p_strLine.rfind("! -> Suspend Application."); nEnd != std::string::npos)
@@ -128,7 +128,7 @@ void CConfigCheck::CheckInstance(const COMA& p_oma)
             bAllSound = false;
     }
     WarnOfInstance(p_oma);
-    // Without all PMUs the rate would be that of others.
+    // If a PMU is missing, the rate would follow from the others alone.
     if (!bJobs || !bAllSound ||
         !Step(p_oma.Line(), strOma,
               "PMUs of rates 1, 3, 4, 5, 6, 10, 12, 15, 20, 25, 30, 50 or 60, or InputMode divisor",
@@ -157,20 +157,20 @@ bool CConfigCheck::CheckJob(const CJobConf& p_job, CVdsOMA& r_vds, std::unique_p
                 "ratios of 0 or below, the alarm limit not below the warning limit",
                 [&] { return CreateLimits(p_job) != nullptr; });
     bOk &= Step(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + strJob,
-                "multipliers of 1 to 256, and bands of which each begins where the next one ends",
+                "multipliers of 1 to 256, and bands that meet: each begins where the next one ends",
                 [&]
                 {
                     r_pvecSpec = CreateSpecs(p_job, nullptr, &m_trace);
                     return r_pvecSpec != nullptr;
                 });
-    bOk &= Step(p_job.Line(), strJob, "OutputRefId to name a Datapoint inside of a MeasurementUnit",
+    bOk &= Step(p_job.Line(), strJob, "OutputRefId to name a Datapoint inside a MeasurementUnit",
                 [&] { return CheckOutput(m_pConfig, p_job) != nullptr; });
     bOk &= CheckInputs(p_job, strJob, r_vds);
     bOk &= Step(p_job.PSModes().Line(), "PSModes of " + strJob, "at least one element PSMode",
                 [&] { return CheckModes(p_job); });
     for (const OMA::CPSMode& mode : p_job.PSModes())
         bOk &= Step(mode.Line(), "PSMode " + std::to_string(mode.Id()) + " of " + strJob,
-                    "a frequency output inside of a MeasurementUnit, and MaxFrequency not below MinFrequency",
+                    "a frequency output inside a MeasurementUnit, and MaxFrequency not below MinFrequency",
                     [&] { return CheckMode(m_pConfig, mode) != nullptr; });
     WarnOfLimits(p_job, strJob);
     WarnOfEvents(p_job, strJob);
@@ -190,7 +190,7 @@ bool CConfigCheck::CheckInputs(const CJobConf& p_job, const std::string& p_strJo
         const OMA::CInputGroup& group = p_job.InputGroups().at(n);
         bOk &= Step(
             group.Line(), "InputGroup of " + p_strJob,
-            "one phase or all three, of one MeasurementUnit and one rate; voltages only for vpad",
+            "one phase or all three, all of one MeasurementUnit and one rate; only voltages for vpad",
             [&] { return CreatePmu(m_pConfig, p_job, group, n == 0 ? "1st" : "2nd", &r_vds, &m_trace) != nullptr; });
     }
     if (!bOk)

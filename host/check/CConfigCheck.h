@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
-/// Judges a configuration file without a connection and without a thread: the same reading and the same steps as a pass,
-/// but each for itself, so that one fault does not hide the next one. Warns of what is allowed and works against the user.
+/// Checks a configuration file without a connection or a thread. It reads the file and takes the same steps as a pass,
+/// but each on its own, so that one fault does not hide the next. It also warns of settings that are allowed but work
+/// against the user.
 ///
-/// Owner    the program omacheck. One object at a time: the configuration is one a process, and the trace is taken over.
-/// Errors   none but findings.
+/// Owner    the program omacheck. One object at a time: it takes over the process's configuration and trace.
+/// Errors   none; everything becomes a finding.
 class CConfigCheck
 {
   public:
@@ -17,11 +18,11 @@ class CConfigCheck
     CConfigCheck(const CConfigCheck&) = delete;
     CConfigCheck& operator=(const CConfigCheck&) = delete;
 
-    /// Once. @return false if there is a fault.
+    /// Call once. @return false if there is a fault.
     bool Run();
-    /// One line for each fault, "file:line: element: complaint, expected ...", and for each warning, by lines of the file.
+    /// One line for each fault ("file:line: element: complaint, expected ...") and each warning, sorted by line.
     std::string Findings() const;
-    /// What follows from the settings of each instance and job that has no fault.
+    /// Derived figures of each instance and job without a fault.
     const std::string& Figures() const { return m_strFigures; }
 
   private:
@@ -36,7 +37,7 @@ class CConfigCheck
         std::string strText;
     };
 
-    /// Runs one step. What it complains of becomes a fault. @return false if it refuses.
+    /// Runs one step; its error lines become a fault. @return false if the step fails.
     template <class TStep>
     bool Step(long p_nLine, const std::string& p_strElement, const char* p_pExpected, TStep&& p_fnStep);
     void AddFault(long p_nLine, const std::string& p_strElement, const std::string& p_strText,
@@ -44,14 +45,14 @@ class CConfigCheck
     void Warn(long p_nLine, const std::string& p_strElement, const std::string& p_strText);
 
     void CheckInstance(const COMA& p_oma);
-    /// @param r_pvecSpec the sorted bands; null if they are not right. @return false if there is a fault.
+    /// @param r_pvecSpec receives the sorted bands, null if they are invalid. @return false if there is a fault.
     bool CheckJob(const CJobConf& p_job, CVdsOMA& r_vds, std::unique_ptr<VecSpec>& r_pvecSpec);
     bool CheckInputs(const CJobConf& p_job, const std::string& p_strJob, CVdsOMA& r_vds);
 
-    /// Addresses and ports of the server and its streams.
+    /// Checks the addresses and ports of the server and its streams.
     void CheckServer();
 
-    // ---- what is allowed, but hardly meant ----
+    // ---- settings that are allowed but probably not meant ----
     void WarnOfIds();
     void WarnOfNames();
     void WarnOfDatapoints();
@@ -70,9 +71,9 @@ class CConfigCheck
     std::unique_ptr<CXMLConfiguration> m_pXml;
     const CConfiguration* m_pConfig = nullptr;
     CTraceOMA m_trace;
-    std::vector<std::string> m_vecLine; ///< error lines of the step that runs
+    std::vector<std::string> m_vecLine; ///< error lines of the current step
     std::vector<SFinding> m_vecFinding;
-    std::string m_strReadFaults; ///< of form, with file and line
+    std::string m_strReadFaults; ///< syntax faults, with file and line
     std::string m_strFigures;
     bool m_bFault = false;
 };

@@ -5,7 +5,7 @@
 #include <boost/asio/ip/address.hpp>
 #include <map>
 
-// What no single instance or job shows: addresses and ports of the system, ids, names and data points that two of them use.
+// Checks across instances and jobs: addresses and ports, and ids, names and data points that are used twice.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
@@ -18,7 +18,7 @@ std::string Quoted(const std::string& p_strText)
     return '"' + p_strText + '"';
 }
 
-/// Whether a text of the form of an address can be none, so that it is not the name of a machine either.
+/// Whether the text looks like an IP address but is invalid. Such a text cannot be a host name either.
 bool IsBrokenAddress(const std::string& p_strAddr)
 {
     boost::system::error_code ec;
@@ -30,13 +30,13 @@ bool IsBrokenAddress(const std::string& p_strAddr)
     return static_cast<bool>(ec);
 }
 
-/// The part of the names of result files that stands for a job.
+/// The job's part of the names of its result files.
 std::string FilePart(const std::string& p_strJob)
 {
     return FileNameForResult(L"c:\\" + WideText(p_strJob)).filename().string();
 }
 
-/// @return the line on which p_key stood first; 0, and p_nLine is noted, if this is the first time.
+/// @return the line where p_key first occurred; 0 if this is the first time, and p_nLine is remembered.
 template <class TKey>
 long EarlierLine(std::map<TKey, long>& r_mapLine, const TKey& p_key, long p_nLine)
 {
@@ -51,7 +51,7 @@ void CConfigCheck::CheckServer()
     const auto fnCheck = [this](long p_nLine, const std::string& p_strElement, const std::string& p_strAddr)
     {
         if (IsBrokenAddress(p_strAddr))
-            AddFault(p_nLine, p_strElement, Quoted(p_strAddr) + " is no address",
+            AddFault(p_nLine, p_strElement, Quoted(p_strAddr) + " is not a valid address",
                      "four numbers from 0 to 255, an IPv6 address or the name of a machine");
     };
     fnCheck(vds.Line(), "VDS", vds.IPAddr());
@@ -63,22 +63,21 @@ void CConfigCheck::CheckServer()
         if (output.Listen() == vds.IPAddr() &&
             (output.Port() == vds.Port() || output.Port() == vds.PortApplicationData()))
             AddFault(output.Line(), "Output " + Quoted(output.Name()),
-                     "port " + std::to_string(output.Port()) + " is one of VDS", "a port of its own");
+                     "port " + std::to_string(output.Port()) + " is already used by VDS", "a port of its own");
     }
     if (vds.Port() == vds.PortApplicationData())
         AddFault(vds.Line(), "VDS", "Port and PortApplicationData are both " + std::to_string(vds.Port()),
-                 "two ports: the server listens on each");
+                 "two different ports: the server listens on both");
     if (vds.Security().IsOn() || vds.IPAddr() == "localhost" || IsBrokenAddress(vds.IPAddr()))
         return;
     boost::system::error_code ec;
     const auto address = boost::asio::ip::make_address(vds.IPAddr(), ec);
     if (ec)
         Warn(vds.Line(), "VDS",
-             "without Security " + Quoted(vds.IPAddr()) +
-                 " has to be a name of this machine itself, such as 127.0.0.1");
+             "without Security " + Quoted(vds.IPAddr()) + " must be an address of this machine, such as 127.0.0.1");
     else if (!address.is_loopback())
-        AddFault(vds.Line(), "VDS", Quoted(vds.IPAddr()) + " is reached by other machines",
-                 "element Security, or an address of this machine alone such as 127.0.0.1");
+        AddFault(vds.Line(), "VDS", Quoted(vds.IPAddr()) + " can be reached from other machines",
+                 "element Security, or an address that only this machine can reach, such as 127.0.0.1");
 }
 
 void CConfigCheck::WarnOfIds()
@@ -91,8 +90,8 @@ void CConfigCheck::WarnOfIds()
     {
         if (const long nLine = EarlierLine(r_mapLine, p_nId, p_place.Line()))
             Warn(p_place.Line(), p_strElement,
-                 "Id " + std::to_string(p_nId) + " stands on line " + std::to_string(nLine) +
-                     " already: nobody can tell the events of the two apart");
+                 "Id " + std::to_string(p_nId) + " is already used on line " + std::to_string(nLine) +
+                     ": the events of the two cannot be told apart");
     };
     for (const COMA& oma : m_pConfig->GetOMAs())
     {
@@ -118,18 +117,18 @@ void CConfigCheck::WarnOfNames()
             const std::string strJob = "Job " + Quoted(strName);
             if (strFile != strName || strName.find("..") != std::string::npos)
                 Warn(job.Line(), strJob,
-                     "the name goes into names of files, in which it reads " + Quoted(strFile) +
-                         ": expected neither \"/\", \"\\\" nor \"..\" in it");
+                     "the name is part of file names, where it becomes " + Quoted(strFile) +
+                         ": expected no \"/\", \"\\\" or \"..\" in it");
             if (const long nLine = EarlierLine(mapLine, strFile, job.Line()))
                 Warn(job.Line(), strJob,
-                     "stands on line " + std::to_string(nLine) +
-                         " already, or is the same in names of files: each overwrites the result files of the other");
+                     "the name is already used on line " + std::to_string(nLine) +
+                         ", or gives the same file names: the two overwrite each other's result files");
         }
 }
 
 void CConfigCheck::WarnOfDatapoints()
 {
-    std::map<unsigned long, std::string> mapInput; // data point, its user
+    std::map<unsigned long, std::string> mapInput; // data point -> its user
     for (const CStream& stream : m_pConfig->VDS().Synchrophasors().GetStreams())
         for (const CStreamPhasor& phasor : stream)
             mapInput.emplace(phasor.Datapoint(), "Stream " + Quoted(stream.Name()));
@@ -140,7 +139,7 @@ void CConfigCheck::WarnOfDatapoints()
                     if (const unsigned long nId = group.RefID(static_cast<ePhaseType>(ePhase)); nId != g_nNoRefId)
                         mapInput.emplace(nId, "Job " + Quoted(job.Name()));
 
-    const std::vector<unsigned long> vecnId = m_pConfig->GetDatapoints().Ids(); // ascending
+    const std::vector<unsigned long> vecnId = m_pConfig->GetDatapoints().Ids(); // sorted
     std::map<unsigned long, long> mapOutput;
     const auto fnOutput = [&](const CFilePlace& p_place, const std::string& p_strElement, const std::string& p_strWhat,
                               unsigned long p_nId)
@@ -148,13 +147,13 @@ void CConfigCheck::WarnOfDatapoints()
         const std::string strOutput = p_strWhat + ' ' + std::to_string(p_nId);
         if (!std::binary_search(vecnId.begin(), vecnId.end(), p_nId))
             Warn(p_place.Line(), p_strElement,
-                 strOutput + " is no Datapoint of this file: nothing will be written to it");
+                 strOutput + " is not a Datapoint of this file: nothing will be written to it");
         if (const auto it = mapInput.find(p_nId); it != mapInput.end())
-            Warn(p_place.Line(), p_strElement, strOutput + " is an input of " + it->second + " as well");
+            Warn(p_place.Line(), p_strElement, strOutput + " is also an input of " + it->second);
         if (const long nLine = EarlierLine(mapOutput, p_nId, p_place.Line()))
             Warn(p_place.Line(), p_strElement,
-                 strOutput + " is written to by the element on line " + std::to_string(nLine) +
-                     " already: the values of both alternate on one channel");
+                 strOutput + " is already written by the element on line " + std::to_string(nLine) +
+                     ": the values of both will alternate on one channel");
     };
     for (const COMA& oma : m_pConfig->GetOMAs())
         for (const CJobConf& job : oma.GetJobs())

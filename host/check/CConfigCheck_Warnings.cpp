@@ -6,17 +6,17 @@
 #include <cmath>
 #include <limits>
 
-// What a configuration is allowed to say, but hardly means to.
+// Settings that are allowed but probably not meant.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-constexpr double g_fPeriodsMin = 3.0;     ///< of its lowest frequency that a window should hold
-constexpr double g_fNoDataFirst_s = 40.0; ///< without a pass: what the start of a job is given
-constexpr double g_fNoData_s = 20.0;      ///< without a pass, from then on
-constexpr double g_fEpsilon_Hz = 1e-6;    ///< two limits that are the same
-constexpr double g_fPartMax = 2.0;        ///< a limit of more than this times the nominal value is one in percent
+constexpr double g_fPeriodsMin = 3.0;     ///< periods of its lowest frequency that a window should hold
+constexpr double g_fNoDataFirst_s = 40.0; ///< longest time without a pass at the start of a job
+constexpr double g_fNoData_s = 20.0;      ///< longest time without a pass after that
+constexpr double g_fEpsilon_Hz = 1e-6;    ///< limits that differ by less count as equal
+constexpr double g_fPartMax = 2.0;        ///< a limit above this multiple of the nominal value is probably in percent
 
 std::string Number(double p_fValue)
 {
@@ -40,8 +40,9 @@ void CConfigCheck::WarnOfInstance(const COMA& p_oma)
     for (const CJobConf& job : jobs)
         if (job.IsUsingNTM() && (job.JobMode() != eJobVPAD || !p_oma.IsEnabledNTM()))
             Warn(job.Line(), "Job \"" + job.Name() + '"',
-                 std::string("IsUsingNTM has no effect: ") +
-                     (job.JobMode() != eJobVPAD ? "only vpad heeds network splits" : "IsEnabledNTM of its OMA is off"));
+                 std::string("IsUsingNTM has no effect: ") + (job.JobMode() != eJobVPAD
+                                                                  ? "only vpad jobs react to network splits"
+                                                                  : "IsEnabledNTM of its OMA is off"));
 }
 
 void CConfigCheck::WarnOfLimits(const CJobConf& p_job, const std::string& p_strJob)
@@ -51,26 +52,26 @@ void CConfigCheck::WarnOfLimits(const CJobConf& p_job, const std::string& p_strJ
     const double fAlarm = magnitude.PSMagnitudeAlarm().Value() * magnitude.Nominal();
     if (!(fWarning > 0.0))
         Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
-             "the warning limit is " + Number(fWarning) + ": every noise is a swing");
+             "the warning limit is " + Number(fWarning) + ": any noise will be reported as a swing");
     if (!(fAlarm > fWarning))
         Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
-             "the alarm limit " + Number(fAlarm) + " does not lie above the warning limit " + Number(fWarning));
-    // With a nominal value of 1 the limits are in W or degrees themselves.
+             "the alarm limit " + Number(fAlarm) + " is not above the warning limit " + Number(fWarning));
+    // With a nominal value of 1 the limits are given directly in W or degrees.
     const double fPart = std::max(magnitude.PSMagnitudeWarning().Value(), magnitude.PSMagnitudeAlarm().Value());
     if (fPart > g_fPartMax && magnitude.Nominal() != 1.0F)
         Warn(magnitude.Line(), "PSMagnitude of " + p_strJob,
-             "a limit is " + Number(fPart) + " times Nominal: expected a part of it, 0.25 for 25 percent");
+             "a limit is " + Number(fPart) + " times Nominal: expected a fraction of it, such as 0.25 for 25 percent");
     const OMA::CPSDampingRatio& damping = p_job.PSDampingRatio();
     const double fRatio = std::min(damping.PSDampingRatioWarning().Value(), damping.PSDampingRatioAlarm().Value());
     if (fRatio < -1.0)
         Warn(damping.Line(), "PSDampingRatio of " + p_strJob,
-             "no ratio lies below -1, as the limit " + Number(fRatio) + " does: expected -0.05 for 5 percent");
+             "the limit " + Number(fRatio) + " is below -1, the lowest possible ratio: expected -0.05 for 5 percent");
     if (damping.PSDampingRatioWarning().Value() == damping.PSDampingRatioAlarm().Value())
         Warn(damping.Line(), "PSDampingRatio of " + p_strJob,
-             "both limits are the same: there is nothing between sound and alarming");
+             "both limits are the same: there is no warning range between normal and alarm");
 }
 
-/// The least severe active level counts, so that those above it cannot be switched off.
+/// The least severe active level decides: all levels above it are on and cannot be switched off.
 void CConfigCheck::WarnOfEvents(const CJobConf& p_job, const std::string& p_strJob)
 {
     constexpr std::array<const char*, 3> vecpName = {"critical", "distinct", "notified"};
@@ -81,7 +82,7 @@ void CConfigCheck::WarnOfEvents(const CJobConf& p_job, const std::string& p_strJ
         if (eEvent > eEventMin && !p_job.PSEvents().IsActive(static_cast<ePSEventType>(eType)))
             Warn(p_job.PSEvents().Line() > 0 ? p_job.PSEvents().Line() : p_job.Line(), "PSEvents of " + p_strJob,
                  std::string(vecpName[eType]) + " is off, without effect: " + vecpName[3 - eEventMin] +
-                     " is on, and so is all above it");
+                     " is on, and so are all levels above it");
     }
 }
 
@@ -94,14 +95,14 @@ void CConfigCheck::WarnOfBands(const CJobConf& p_job, const std::string& p_strJo
         const double fPeriods = pSpec->GetNoOfSamples() * p_fCycle_s * pSpec->GetFreqBeg();
         if (fPeriods < g_fPeriodsMin)
             Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
-                 strBand + "its window holds " + Number(fPeriods) + " periods of that, fewer than 3");
+                 strBand + "its window holds " + Number(fPeriods) + " periods of that frequency, fewer than 3");
         if (pSpec->GetFreqEnd() > 0.5 / p_fCycle_s)
             Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
                  strBand + "it ends above half the sample rate, " + Number(0.5 / p_fCycle_s) + " Hz");
     }
 }
 
-/// The transform takes the next power of two and fills up with zeros, but its channels are counted as of the length given.
+/// The transform pads with zeros to the next power of two, but its channels are numbered by the given length.
 void CConfigCheck::WarnOfLengths(const CJobConf& p_job, const std::string& p_strJob)
 {
     for (const OMA::CSpectralDataSet& set : p_job.SpectralDataSets())
@@ -111,7 +112,7 @@ void CConfigCheck::WarnOfLengths(const CJobConf& p_job, const std::string& p_str
         if (nTaken != nGiven)
             Warn(set.Line(), "SpectralDataSet of " + p_strJob,
                  "SamplesMultiplier " + std::to_string(nGiven) +
-                     " is no power of two: a swing of 1 Hz is read as one of " +
+                     " is not a power of two: a swing of 1 Hz will be reported as one of " +
                      Number(static_cast<double>(nTaken) / nGiven) + " Hz");
     }
 }
@@ -122,29 +123,29 @@ void CConfigCheck::WarnOfModes(const CJobConf& p_job, const std::string& p_strJo
     const double fEnd_Hz = p_vecpSpec[0]->GetFreqEnd();
     for (const OMA::CPSMode& mode : p_job.PSModes())
     {
-        // A limit of 0 is none.
+        // A limit of 0 means no limit.
         const double fMin_Hz = mode.MinFrequency();
         const double fMax_Hz = mode.MaxFrequency() > g_fEpsilon_Hz ? static_cast<double>(mode.MaxFrequency())
                                                                    : std::numeric_limits<double>::max();
         const std::string strMode = "PSMode " + std::to_string(mode.Id()) + " of " + p_strJob;
         if (fMax_Hz < fBegin_Hz || fMin_Hz >= fEnd_Hz)
             Warn(mode.Line(), strMode,
-                 "lies outside of all bands, " + Number(fBegin_Hz) + " to " + Number(fEnd_Hz) +
-                     " Hz: no peak will reach it");
+                 "its range is outside all bands, " + Number(fBegin_Hz) + " to " + Number(fEnd_Hz) +
+                     " Hz: no peak will match");
         else if (IsSame(fMin_Hz, fMax_Hz))
-            Warn(mode.Line(), strMode, "both limits are " + Number(fMin_Hz) + " Hz: hardly a peak will reach it");
+            Warn(mode.Line(), strMode, "both limits are " + Number(fMin_Hz) + " Hz: hardly any peak will match");
         for (const std::size_t nBand : {0U, 1U})
         {
             const double fEdge_Hz = p_vecpSpec[nBand]->GetFreqBeg();
             if (IsSame(fMin_Hz, fEdge_Hz) || IsSame(fMax_Hz, fEdge_Hz))
                 Warn(mode.Line(), strMode,
                      "its limit " + Number(fEdge_Hz) +
-                         " Hz lies on the edge of two bands: a swing there changes mode and window at once");
+                         " Hz is also the edge of two bands: a swing there changes mode and window at the same time");
         }
     }
 }
 
-/// A job hears of no data by the wait for its next pass, so settings with long waits raise the incident while data flow.
+/// A job detects missing data by the time since its last pass, so long waits raise the incident although data arrive.
 void CConfigCheck::WarnOfNoData(const CJobConf& p_job, const std::string& p_strJob, const VecSpec& p_vecpSpec,
                                 double p_fCycle_s)
 {
@@ -155,15 +156,15 @@ void CConfigCheck::WarnOfNoData(const CJobConf& p_job, const std::string& p_strJ
     if (fFill_s > g_fNoData_s)
         Warn(p_job.SpectralDataSets().Line(), "SpectralDataSets of " + p_strJob,
              "the shortest window takes " + Number(fFill_s) +
-                 " s to fill: event 4202 \"No phasor data available\" comes although data flow, after each gap and "
-                 "loss " +
+                 " s to fill: event 4202 \"No phasor data available\" will be raised although data arrive, after "
+                 "each gap and connection loss " +
                  (fFill_s > g_fNoDataFirst_s ? "and at the start" : "but not at the start"));
     const double fPass_s = CTime::CycleTimeFromRate(p_job.PSModes().ReportingRate());
     if (fPass_s >= g_fNoData_s)
         Warn(p_job.PSModes().Line(), "PSModes of " + p_strJob,
              "a pass every " + Number(fPass_s) +
-                 " s: event 4202 \"No phasor data available\" comes before each, although data flow; expected below 20 "
-                 "s");
+                 " s: event 4202 \"No phasor data available\" will be raised before each pass although data "
+                 "arrive; expected below 20 s");
 }
 
 void CConfigCheck::WarnOfRate(const CJobConf& p_job, const std::string& p_strJob, int p_nRate)
@@ -173,10 +174,10 @@ void CConfigCheck::WarnOfRate(const CJobConf& p_job, const std::string& p_strJob
     if (nPasses > 1)
         Warn(p_job.PSModes().Line(), strModes,
              std::to_string(nPasses) +
-                 " passes a second: every second one finds a gap and resets; expected 1 or below");
-    // Passes per sample and samples per pass that are no whole numbers have no common grid.
+                 " passes a second: every other pass detects a gap and resets; expected 1 or less");
+    // Without a whole number of samples per pass, or of passes per sample, there is no common grid.
     const double fSamples = CTime::CycleTimeFromRate(nPasses) / CTime::CycleTimeFromRate(p_nRate);
     if (std::abs(fSamples - std::round(fSamples)) > 1e-6 || fSamples < 1.0)
         Warn(p_job.PSModes().Line(), strModes,
-             "a pass every " + Number(fSamples) + " samples: expected a whole number, 1 at least");
+             "a pass every " + Number(fSamples) + " samples: expected a whole number, at least 1");
 }

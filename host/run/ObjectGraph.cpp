@@ -29,7 +29,7 @@ bool Refuse(std::string_view p_strMethod, const std::string& p_strText)
     return false;
 }
 
-/// Reads the file and makes the tree. On failure neither the reader nor the tree is left.
+/// Reads the file and builds the configuration tree. On failure both are freed.
 bool ReadConfig(const std::string& p_strConfigFile, CTraceOMA* p_pTrace, std::unique_ptr<CXMLConfiguration>* p_ppXml,
                 CConfiguration** p_ppConfig)
 {
@@ -52,8 +52,8 @@ bool ReadConfig(const std::string& p_strConfigFile, CTraceOMA* p_pTrace, std::un
     return true;
 }
 
-/// Opens a connection to g_strVdsIp. @param p_strNoHandle, p_strThrown texts of the two failures; r_bThrown tells them
-/// apart for the caller, who frees what belongs to each.
+/// Opens a connection to g_strVdsIp. @param p_strNoHandle, p_strThrown error texts of the two failures. r_bThrown tells
+/// the caller which one occurred, because each requires a different cleanup.
 bool Connect(const std::string& p_strName, unsigned p_nPort, const std::string& p_strNoHandle,
              const std::string& p_strThrown, unsigned long* p_phSock, std::string& r_strFault, bool& r_bThrown)
 {
@@ -70,7 +70,7 @@ bool Connect(const std::string& p_strName, unsigned p_nPort, const std::string& 
     return r_strFault.empty();
 }
 
-/// What the making of the connections frees when it fails.
+/// What has to be freed when a connection cannot be made.
 struct SBase
 {
     std::unique_ptr<CXMLConfiguration>* ppXml;
@@ -89,7 +89,7 @@ struct SBase
     }
 };
 
-/// Whom the application speaks for: itself, its instances, jobs and modes.
+/// Element ids of the application, its instances, jobs and modes.
 std::vector<unsigned long> ElementsOf(const OMA::COMAs& p_omas)
 {
     std::vector<unsigned long> vecnId = {p_omas.Id()};
@@ -106,7 +106,7 @@ std::vector<unsigned long> ElementsOf(const OMA::COMAs& p_omas)
     return vecnId;
 }
 
-/// First connection: events in both directions, phasors in. Kept if address and port are as before.
+/// First connection: events in both directions, incoming phasors. Reused if address and port are unchanged.
 bool ConnectEvent(const SBase& p_base, unsigned long* p_phSockEvent)
 {
     const CConfiguration* const pConfig = *p_base.ppConfig;
@@ -130,8 +130,8 @@ bool ConnectEvent(const SBase& p_base, unsigned long* p_phSockEvent)
     return bThrown ? p_base.Fail(strFault) : p_base.FailWithoutHandle(strFault);
 }
 
-/// Second connection: output channels. The address has been brought up to date with the first one, so only a changed
-/// port makes a new connection (kept as it stands).
+/// Second connection: output channels. ConnectEvent has already updated the stored address, so only a changed port
+/// leads to a new connection. Intended: a new address alone keeps the connection.
 bool ConnectData(const SBase& p_base, unsigned long* p_phSockData)
 {
     const CConfiguration* const pConfig = *p_base.ppConfig;
@@ -168,8 +168,8 @@ bool CreateEventWriter(const SBase& p_base, unsigned long p_hSockEvent, CTraceOM
     return true;
 }
 
-/// One instance with all below it; null after SuspendApp. What has been made is freed on the way out: the jobs before
-/// the instance whose PMUs they use.
+/// Builds one instance with all its parts; null after SuspendApp. On failure everything is freed in reverse order: jobs
+/// before the instance, because they use its PMUs.
 std::unique_ptr<CVdsOMA> CreateInstanceOMA(CReadFileMeas* p_pReadFile, const CConfiguration* p_pConfig,
                                            const OMA::COMA& p_oma, unsigned long p_hSockEvent,
                                            unsigned long p_hSockData, CTraceOMA* p_pTrace)
@@ -237,7 +237,7 @@ bool CreateDataOMA(CReadFileMeas* p_pReadFile, CConfiguration* p_pConfig, unsign
     const OMA::COMAs& omas = p_pConfig->GetOMAs();
     g_nOmaElemId = omas.Id();
     SetEventContext(eElemOMA, p_hSockEvent, g_nOmaElemId);
-    // Each start clears a stopped state that the server shows.
+    // Clears a stopped state that the server may still show.
     if (g_pEventWrite)
         g_pEventWrite->PostEvent(eIkServiceStopOMA, eDIS, eElemOMA, g_nOmaElemId, "OMA stopped.", nullptr);
     if (omas.empty())

@@ -32,7 +32,7 @@ bool InvalidPtr(CTraceOMA* p_pTrace, std::string_view p_strMethod, std::string_v
     return false;
 }
 
-/// The virtual or measuring PMU of a data point; null after SuspendApp.
+/// The virtual or measuring PMU that contains the data point; null after SuspendApp.
 const CMeasurementUnit* RetrveUnit(const CConfiguration* p_pConfig, unsigned long p_nRefId,
                                    std::string_view p_strMethod)
 {
@@ -42,7 +42,7 @@ const CMeasurementUnit* RetrveUnit(const CConfiguration* p_pConfig, unsigned lon
     return pUnit;
 }
 
-/// A job in the making. What is left here when a step fails is freed from below: modes, job, bands, limits, trace area.
+/// A job under construction. On failure the parts are freed in reverse order: modes, job, bands, limits, trace area.
 struct SJob
 {
     std::unique_ptr<CTraceOMA> pTrace;
@@ -80,7 +80,7 @@ bool CreateModes(const CConfiguration* p_pConfig, const OMA::CJob& p_job, unsign
     return true;
 }
 
-/// One job with all below it; null after SuspendApp.
+/// Builds one job with all its parts; null after SuspendApp.
 std::unique_ptr<CJobOMA> CreateJob(CReadFileMeas* p_pReadFile, const CConfiguration* p_pConfig, const OMA::CJob& p_job,
                                    unsigned long p_hSockData, CVdsOMA* p_pVds, CTraceOMA* p_pTrace)
 {
@@ -115,7 +115,7 @@ std::unique_ptr<CJobOMA> CreateJob(CReadFileMeas* p_pReadFile, const CConfigurat
     return std::move(made.pJob);
 }
 
-/// Two bands that should stand side by side, p_above the higher one.
+/// Checks that two neighbouring bands meet; p_above is the higher one.
 bool CheckEdge(const CSpec& p_above, const CSpec& p_below, CTraceOMA* p_pTrace)
 {
     const double fBeg_Hz = p_above.GetFreqBeg();
@@ -440,7 +440,7 @@ bool DelVecPSM(std::unique_ptr<CJob::VecPsmOut>* p_ppvecpPSM, CTraceOMA* p_pTrac
 
 bool DeleteAllDoeData(CJobOMA* p_pJob, CTraceOMA* p_pTrace)
 {
-    // A missing trace area cannot tell of itself: it only ends the call (kept as it stands).
+    // Intended: without a trace area there is nowhere to report its absence, so the call only fails.
     if (!p_pTrace)
         return false;
     if (!p_pJob)

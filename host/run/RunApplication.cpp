@@ -19,8 +19,8 @@ namespace
 {
 constexpr std::string_view g_strRun = "RunApplication";
 constexpr std::string_view g_strLoop = "RunApplicationLoop";
-constexpr std::int64_t g_nPassPause_ms = 1000; ///< so that a storm of restarts costs one pass a second
-constexpr std::int64_t g_nStopStep_ms = 10000; ///< within this a suspended process notices that it is to stop
+constexpr std::int64_t g_nPassPause_ms = 1000; ///< limits repeated restarts to one pass a second
+constexpr std::int64_t g_nStopStep_ms = 10000; ///< a suspended process checks for a stop at least this often
 
 std::int64_t TimeOfDay_ms()
 {
@@ -29,7 +29,7 @@ std::int64_t TimeOfDay_ms()
     return now.time * 1000 + now.millitm;
 }
 
-/// Sleeps until the clock shows this time, never longer than a step: the clock may be set back meanwhile.
+/// Sleeps until the clock shows this time, at most g_nStopStep_ms in case the clock is set back.
 void SleepUntil(std::int64_t p_nTime_ms)
 {
     const std::int64_t nRest_ms = std::clamp<std::int64_t>(p_nTime_ms - TimeOfDay_ms(), 0, g_nStopStep_ms);
@@ -43,7 +43,7 @@ bool Refuse(std::string_view p_strText)
     return false;
 }
 
-/// Reads the whole measurement file, if that is the source of the samples.
+/// Reads the whole measurement file if it is the data source.
 bool OpenDataSource(CTraceOMA* p_pTrace, std::unique_ptr<CReadFileMeas>* p_ppReadFile)
 {
     g_eDataSource = GetDataSource();
@@ -77,7 +77,7 @@ void AwaitStop(CTraceOMA* p_pTrace)
     } while (GetAppState() != eAppStop);
 }
 
-/// Event thread of the pass from its start to its end, which is also that of all threads below it.
+/// Starts the event thread of a pass and waits for its end. All other threads of the pass end with it.
 void RunEventThread(const CConfiguration* p_pConfig, VecOMA* p_pvecOMA, boost::thread_group* p_pThreadGroup,
                     CTraceOMA* p_pTrace, std::unique_ptr<boost::thread>* p_ppThread)
 {
@@ -86,7 +86,7 @@ void RunEventThread(const CConfiguration* p_pConfig, VecOMA* p_pvecOMA, boost::t
     {
         const std::lock_guard lock(g_mtxEventRead);
         g_pEventRead = std::move(pNew);
-        // A stop that came while the pass was being built found nobody to wake.
+        // A stop during the construction of the pass could not wake the event thread, which did not exist yet.
         if (GetAppState() == eAppStop)
             pEventRead->Exit();
     }
@@ -162,7 +162,7 @@ bool RunApplicationLoop(const std::string& p_strConfigFile, int, CReadFileMeas* 
 void StopApplication()
 {
     CTraceOMA trace("OMA_Main_Stop");
-    // The doubled name is kept as it stands.
+    // Intended: the method name appears twice. The line is part of the recorded trace.
     trace.TraceInfo("StopApplication", "StopApplication(): Init. stopping OMA app.", true);
     SetAppState(eAppStop);
     const std::lock_guard lock(g_mtxEventRead);

@@ -6,13 +6,13 @@
 
 class CReadFileMeas;
 
-/// Spine of the process: trace, command line, cycle of passes, final wait. On the main thread in console mode, on the
-/// service thread in service mode. @return always 0.
+/// Main sequence of the process: trace, command line, passes, final wait. Runs on the main thread in console mode and
+/// on the service thread in service mode. @return always 0.
 std::uint32_t RunApplication(int p_nArgc, wchar_t* p_ppArgv[]);
-/// One pass: builds everything from the configuration file, runs it, throws it away. Always true: the state alone tells.
+/// One pass: builds everything from the configuration file, runs it, frees it. Always true; only the state changes.
 bool RunApplicationLoop(const std::string& p_strConfigFile, int p_nReserved, CReadFileMeas* p_pReadFile,
                         CTraceOMA* p_pTrace);
-/// From any thread: sets the stop state and wakes the event thread.
+/// Sets the stop state and wakes the event thread. Any thread.
 void StopApplication();
-/// -study wins over an accepted -measfile:.
+/// -study takes precedence over an accepted -measfile:.
 EDataSource GetDataSource();

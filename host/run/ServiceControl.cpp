@@ -14,16 +14,16 @@ std::atomic<bool> g_bServiceStop{false};
 namespace
 {
 constexpr wchar_t g_wstrServiceName[] = L"OMA-Service";
-constexpr unsigned g_nNoDialogs = 7; ///< no boxes for critical errors, general faults, alignment
+constexpr unsigned g_nNoDialogs = 7; ///< no dialog boxes for critical errors, general faults and alignment faults
 constexpr DWORD g_nStopPoll_ms = 300;
 
-/// abort, termination, interrupt, illegal instruction, floating-point error, console break. A segmentation fault (11) is
-/// left alone: nothing sensible can be done after it.
+/// abort, termination, interrupt, illegal instruction, floating-point error, console break. A segmentation fault (11)
+/// is not handled, because nothing safe can be done after it.
 constexpr int g_signals[] = {22, 15, 2, 4, 8, 21};
 
 std::mutex g_mtxSvcStatus;
 
-/// Nobody looks at the result of a report.
+/// The result of the report is not used.
 void ReportState(DWORD p_nState)
 {
     const std::lock_guard lock(g_mtxSvcStatus);
@@ -64,7 +64,7 @@ int wmain(int p_nArgc, wchar_t* p_ppArgv[])
     if (StartServiceCtrlDispatcherW(table))
         return 0;
 
-    // Ahead of any other thread.
+    // Install the handlers before any other thread exists.
     for (const int nSignal : g_signals)
         InstallSignalHandler(nSignal, SignalHandler);
     return static_cast<int>(RunApplication(p_nArgc, p_ppArgv));
@@ -76,7 +76,8 @@ void ServiceMain(DWORD, wchar_t**)
     InitStatus();
     if (!RegisterHandler())
         return;
-    // Running is reported ahead of any set-up: a bad configuration shows in trace and events, not at the manager.
+    // Report the running state before any set-up: a bad configuration then shows in trace and events, not at the
+    // service manager.
     ReportState(SERVICE_START_PENDING);
     ReportState(SERVICE_RUNNING);
 

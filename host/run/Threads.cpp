@@ -13,7 +13,7 @@ namespace
 constexpr std::string_view g_strCreate = "CreateThreadsOMA";
 constexpr std::string_view g_strHandles = "CreateHandlesOMA";
 constexpr std::string_view g_strClean = "CleanOMA";
-constexpr DWORD g_nEndLimit_ms = 60000; ///< longest wait for one thread, far above the limits of the stopping itself
+constexpr DWORD g_nEndLimit_ms = 60000; ///< longest wait for one thread, far above the stopping threads' own limits
 constexpr unsigned g_nEndPolls = 6000;
 
 bool Refuse(std::string_view p_strText)
@@ -53,7 +53,7 @@ bool FindActiveJob(const CVdsOMA& p_oma, bool& r_bFound)
     return true;
 }
 
-/// A worker waits on its handles until its session has reached the server.
+/// Starts a worker. It waits on its handles until its session has reached the server.
 bool StartWorker(CJobOMA& r_job, CTraceOMA* p_pTrace, std::vector<boost::thread*>& r_vecThread)
 {
     auto pvech = std::make_unique<std::vector<HANDLE>>(eJobEventCount);
@@ -79,7 +79,7 @@ bool StartWorkers(const CConfiguration* p_pConfig, CVdsOMA& r_oma, CTraceOMA* p_
     return true;
 }
 
-/// Workers first, then their session. @return false after SuspendApp; r_bRunning is set when the instance runs.
+/// Starts the workers, then their session. @return false after SuspendApp. r_bRunning is set once the instance runs.
 bool StartInstance(const CConfiguration* p_pConfig, CVdsOMA& r_oma, CTraceOMA* p_pTrace,
                    boost::thread_group& r_threadGroup, bool& r_bRunning)
 {
@@ -117,8 +117,7 @@ bool IsPmuOfInput(const CConfiguration& p_config, const NTM::CInput& p_input, co
 
 // ---- end ----
 
-/// Objects that a thread which does not end still works on: kept to the end of the process, and on purpose not
-/// destroyed with it.
+/// Objects in use by a thread that did not end. They are kept until the process ends, and not destroyed even then.
 struct SBuried
 {
     std::unique_ptr<CVdsOMA> pOMA;
@@ -157,7 +156,7 @@ void Bury(std::unique_ptr<CVdsOMA> p_pOMA)
     Graveyard().push_back({std::move(p_pOMA), nullptr, nullptr});
 }
 
-/// Wakes a worker that nobody has stopped, as behind a session that could not be set up.
+/// Wakes a worker that has not been told to stop, for example after a session could not be set up.
 bool EndWorker(CJobOMA& r_job)
 {
     if (!r_job.m_bThreadDone && r_job.m_pvechOMA && r_job.m_pvechOMA->size() > eJobEventTerminate)
@@ -168,7 +167,8 @@ bool EndWorker(CJobOMA& r_job)
     return AwaitEnd(r_job.m_pThread.get());
 }
 
-/// All threads of an instance have ended, or are made to. Nothing is deleted under a running thread.
+/// Waits for all threads of an instance, stopping them if necessary. @return false if one is still running: then
+/// nothing may be deleted.
 bool EndThreads(CVdsOMA& r_oma)
 {
     if (!IsEnded(r_oma.m_pThread.get()))
@@ -190,7 +190,7 @@ void CleanJob(CJobOMA& r_job, CTraceOMA* p_pTrace)
     if (r_job.m_bActive)
     {
         r_job.m_pThread.reset();
-        // The vector only: the six handles are not closed (kept as it stands).
+        // Intended: frees only the vector. The six handles stay open; each costs an entry in the platform's table.
         r_job.m_pvechOMA.reset();
         DeleteAllPsmOuts(&r_job, p_pTrace);
         DeleteAllSpecs(&r_job, p_pTrace);
@@ -231,7 +231,7 @@ void CleanInstance(std::unique_ptr<CVdsOMA> p_pOMA, boost::thread_group* p_pThre
     p_pOMA->DeleteTrace();
 }
 
-/// The event thread has been joined by its starter; if that could not be, it is woken and joined here.
+/// Normally the starter has already joined the event thread. If it could not, wake and join it here.
 void EndEventThread(boost::thread* p_pEventThread)
 {
     if (!p_pEventThread || !p_pEventThread->joinable())
@@ -278,14 +278,14 @@ void CleanThreadGroup(std::unique_ptr<boost::thread_group> p_pThreadGroup, CTrac
 
 void CleanEventRead()
 {
-    std::unique_ptr<CEventReadOMA> pEventRead; // freed behind the lock
+    std::unique_ptr<CEventReadOMA> pEventRead; // destroyed after the lock is released
     const std::lock_guard lock(g_mtxEventRead);
     if (g_pEventRead)
         g_pEventRead->ClearVecOMA();
     pEventRead = std::move(g_pEventRead);
 }
 
-/// A thread that does not end may still post.
+/// If p_bPosters, a thread that did not end may still post, so the writer has to be kept.
 void CleanEventWrite(bool p_bPosters)
 {
     if (p_bPosters && g_pEventWrite)
@@ -351,7 +351,7 @@ bool CleanOMA(std::unique_ptr<VecOMA> p_pvecOMA, std::unique_ptr<boost::thread_g
     p_pvecOMA.reset();
     p_pEventThread.reset();
     CleanEventWrite(bPosters);
-    // The tree may have been freed already by the step that refused it: the pointer only says that there was one.
+    // A failed step may already have freed the tree: the pointer only says that there was one.
     if (p_pConfig)
         CConfiguration::DeleteInstance();
     p_pXml.reset();
@@ -370,7 +370,7 @@ bool IsJobOnStaticNTM(const CConfiguration* p_pConfig, const CJobOMA* p_pJob)
         {
             if (job.Name() != "Static" || !job.IsActive())
                 continue;
-            // Two inputs of the same PMU count as 2 as well (kept as it stands).
+            // Intended: two inputs of the same PMU also count as 2.
             unsigned nCount = 0;
             for (const NTM::CInput& input : job.GetInputs())
                 if (IsPmuOfInput(*p_pConfig, input, *p_pJob->m_pPmu1st, *p_pJob->m_pPmu2nd) && ++nCount == 2)

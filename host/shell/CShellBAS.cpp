@@ -13,7 +13,7 @@
 
 namespace
 {
-/// An argument on its way through the options: the text as given and its lower-cased copy are cut together.
+/// One argument while its options are parsed. The text as given and its lower-case copy are shortened together.
 class CArgument
 {
   public:
@@ -22,7 +22,7 @@ class CArgument
     {
     }
     bool BeginsWith(std::wstring_view p_wstrOption) const { return m_wstrLower.starts_with(p_wstrOption); }
-    /// Cuts the option off the front, if it stands there.
+    /// Removes the option from the front, if the argument starts with it.
     bool Take(std::wstring_view p_wstrOption)
     {
         if (!BeginsWith(p_wstrOption))
@@ -39,7 +39,7 @@ class CArgument
     std::wstring m_wstrLower;
 };
 
-/// Sets the entry whose number the text gives, if it gives one.
+/// Sets the entry that the number in the text selects, if the text holds one that is in range.
 template <std::size_t N>
 void SetEntry(const std::wstring& p_wstrNumber, std::array<bool, N>* p_pvecb)
 {
@@ -50,7 +50,7 @@ void SetEntry(const std::wstring& p_wstrNumber, std::array<bool, N>* p_pvecb)
         (*p_pvecb)[nEntry] = true;
 }
 
-/// The options that go into globals: trace filter and trace switches. One argument may hold several, one behind the other.
+/// Options that set globals: trace filter and trace switches. One argument may hold several of them in a row.
 void TakeTraceSwitches(CArgument* p_pArg)
 {
     if (p_pArg->Take(L"-id:"))

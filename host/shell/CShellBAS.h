@@ -1,17 +1,17 @@
 #pragma once
 #include <string>
 
-/// Program name and configuration file of the command line.
+/// Reads the program name and the configuration file from the command line.
 class CShellBAS
 {
   public:
     /// First pass: -xml:, the trace filter and the trace data switches.
     /// @return 0 no arguments, 1 no -xml:, 2 the file cannot be opened, 3 nothing but -xml:, 4 more options follow.
     int ExtractCmdLineParsBAS(int p_nArgc, wchar_t* p_ppArgv[]);
-    /// Console window of the given screen buffer size. Nobody calls it at present.
+    /// Console window with the given screen buffer size. Currently unused.
     bool SetupCmdwindow(int p_nColumns, int p_nLines);
 
-    /// Path as stored: in lower case. Opening it finds the file that the user named (platform/files).
+    /// Path in lower case. Opening it still finds the file that the user named (platform/files).
     std::wstring GetConfigFile() const { return m_wstrConfigFile; }
 
   protected:

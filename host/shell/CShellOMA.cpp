@@ -26,8 +26,34 @@ enum EParsBAS : int
     eParsMore = 4
 };
 
-/// The text up to the first comma; cut off together with it. Without a comma the whole text, and nothing is cut: the last
-/// number of a list that is too short repeats.
+/// Groups of the option table: of the rows in a group one is used, and only once. eAlways has no such limit.
+enum EGroup : std::size_t
+{
+    eAlways,
+    eMaxHS,
+    eMinFreq,
+    eMaxFreq,
+    eLMA,
+    eFileFFT,
+    eFilePSM,
+    eCsv,
+    eDampCorr,
+    eMeasFile,
+    eStart,
+    eStop,
+    eColsVolt,
+    eColsCurr,
+    eStudy,
+    eNoise,
+    eRange,
+    eShift,
+    eRawMagn,
+    eRawDamp,
+    eGroups
+};
+
+/// Removes and returns the text up to the first comma. Without a comma it returns the whole text and removes nothing,
+/// so the last number of a list that is too short repeats.
 std::wstring TakeToken(std::wstring* p_pwstrList)
 {
     const std::size_t nComma = p_pwstrList->find(L',');
@@ -152,34 +178,15 @@ bool CShellOMA::ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* 
     }
 }
 
-bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace)
+struct CShellOMA::SRow
 {
-    // Rows are tried from top to bottom; the first that matches takes the argument. Those with a group are taken once: a
-    // second option of the same group falls through.
-    enum EGroup : std::size_t
-    {
-        eAlways,
-        eMaxHS,
-        eMinFreq,
-        eMaxFreq,
-        eLMA,
-        eFileFFT,
-        eFilePSM,
-        eCsv,
-        eDampCorr,
-        eMeasFile,
-        eStart,
-        eStop,
-        eColsVolt,
-        eColsCurr,
-        eStudy,
-        eNoise,
-        eRange,
-        eShift,
-        eRawMagn,
-        eRawDamp,
-        eGroups
-    };
+    std::wstring_view wstrOption;
+    EGroup eGroup;
+    std::function<void(const std::wstring& p_wstrRest)> fnTake;
+};
+
+std::vector<CShellOMA::SRow> CShellOMA::Rows(CTraceOMA* p_pTrace)
+{
     const auto SetFlag = [](bool* p_pbFlag) { return [p_pbFlag](const std::wstring&) { *p_pbFlag = true; }; };
     const auto SetDouble = [](double* p_pfValue)
     { return [p_pfValue](const std::wstring& p_wstrRest) { *p_pfValue = DoubleFromText(p_wstrRest); }; };
@@ -193,20 +200,14 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
             AppendColumns(p_wstrRest, p_pvecnCol);
         };
     };
-    // Kept as it stands: the option has no colon, so that "-spec:2" reads as 0 and leaves out nothing.
+    // Intended: the option has no colon, so "-spec2" omits a band, while "-spec:2" reads as 0 and omits none.
     const auto OmitSpec = [this](const std::wstring& p_wstrRest)
     {
         const std::int32_t nSpec = IntFromText(p_wstrRest);
         if (nSpec >= 1 && nSpec <= static_cast<std::int32_t>(m_vecbSpec.size()))
             m_vecbSpec[static_cast<std::size_t>(nSpec - 1)] = false;
     };
-    struct SRow
-    {
-        std::wstring_view wstrOption;
-        EGroup eGroup;
-        std::function<void(const std::wstring& p_wstrRest)> fnTake;
-    };
-    const std::vector<SRow> vecRow = {
+    return {
         {L"-nmaxhs:", eMaxHS,
          [this](const std::wstring& p_wstrRest) { m_nMaxHS = std::max(IntFromText(p_wstrRest), g_nMaxHSMin); }},
         {L"-spec", eAlways, OmitSpec},
@@ -239,7 +240,11 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
         {L"-rawmagn", eRawMagn, SetFlag(&m_bRawMagn)},
         {L"-rawdamp", eRawDamp, SetFlag(&m_bRawDamp)},
     };
+}
 
+bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace)
+{
+    const std::vector<SRow> vecRow = Rows(p_pTrace);
     std::array<bool, eGroups> vecbTaken{};
     for (int n = 1; n < p_nArgc && p_ppArgv; ++n)
     {
@@ -256,7 +261,7 @@ bool CShellOMA::ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOM
             FileNameRemember(wstrGiven.substr(itRow->wstrOption.size()));
             if (!FileCanBeRead(wstrRest))
             {
-                // Kept as it stands: suspended, yet true. The caller goes on with the server for one last pass.
+                // Intended: suspends, yet returns true: the caller still runs one last pass, with the server as source.
                 SuspendApp(g_strClassShell, "ExtractCmdLineParsOMA", "Specified meas.data CSV file does not exist");
                 return true;
             }

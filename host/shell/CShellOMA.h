@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-/// Every offline, study and diagnostic setting of the command line.
-/// One object a process, made before anything else; read only after parsing, by any thread.
+/// All offline, study and diagnostic settings of the command line. The process has one object, created before anything
+/// else. After parsing it is read-only and any thread may use it.
 class CShellOMA : public CShellBAS
 {
   public:
     CShellOMA();
 
-    /// The one entry. @param p_pTrace handed on to study peaks; may be null. @return false after SuspendApp.
+    /// Parses the whole command line. @param p_pTrace for study peaks, may be null. @return false after SuspendApp.
     bool ExtractCmdLinePars(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);
-    /// Second pass. Always true: bad numbers read as 0 or their leading part, unknown text is ignored.
+    /// Second pass. Always true: a malformed number gives 0 or its leading part, unknown text is ignored.
     bool ExtractCmdLineParsOMA(int p_nArgc, wchar_t* p_ppArgv[], CTraceOMA* p_pTrace);
     void PrintUsage() const;
 
@@ -42,19 +42,25 @@ class CShellOMA : public CShellBAS
     std::string GetStop() const { return m_strStop; }
 
   private:
-    std::int32_t m_nMaxHS = 8;    ///< -nmaxhs: newest half cycles that take part, 4 up
+    /// An option: its name, its group and what to do with the text after its name.
+    struct SRow;
+    /// The options of the second pass. Rows are tried from top to bottom; the first match takes the argument. A row
+    /// whose group has been used no longer matches, so a second option of a group continues down the table.
+    std::vector<SRow> Rows(CTraceOMA* p_pTrace);
+
+    std::int32_t m_nMaxHS = 8;    ///< -nmaxhs: number of newest half cycles that are used, at least 4
     std::vector<bool> m_vecbSpec; ///< -spec: in order of the configuration file
     std::unique_ptr<std::vector<std::unique_ptr<CPeakOMA>>> m_pvecpStudyPeak; ///< -peak:
-    double m_fMinFreq_Hz = -1.0;                                              ///< -minfreq: stored, changes nothing
-    double m_fMaxFreq_Hz = -1.0;                                              ///< -maxfreq: stored, changes nothing
+    double m_fMinFreq_Hz = -1.0;                                              ///< -minfreq: stored, but has no effect
+    double m_fMaxFreq_Hz = -1.0;                                              ///< -maxfreq: stored, but has no effect
     bool m_bLMA = false;                                                      ///< -lma
     bool m_bFileFFT = false;                                                  ///< -file:fft
     bool m_bFilePSM = false;                                                  ///< -file:psm
-    std::int32_t m_nCsvCycles = 0;                                            ///< -csv: rows; 0: no file
+    std::int32_t m_nCsvCycles = 0;                                            ///< -csv: number of rows; 0: no file
     double m_fDampCorr = 1.0;                                                 ///< -dampcorr:
     bool m_bMeasFile = false;                                                 ///< -measfile:
     std::wstring m_wstrMeasFile;
-    bool m_bVoltAngle = false;               ///< kind of the columns; the later option decides
+    bool m_bVoltAngle = false;               ///< kind of the columns; the last option wins
     std::vector<std::int32_t> m_vecnColVolt; ///< -voltage:, -volt1:
     std::vector<std::int32_t> m_vecnColCurr; ///< -current:, -volt2:
     std::string m_strStart;                  ///< -start:
@@ -63,8 +69,8 @@ class CShellOMA : public CShellBAS
     double m_fNoise = 0.0;                   ///< -noise:
     double m_fRange_s = 0.0;                 ///< -range:
     double m_fShift = 0.0;                   ///< -shift:
-    bool m_bRawMagn = false;                 ///< -rawmagn: stored, changes nothing
-    bool m_bRawDamp = false;                 ///< -rawdamp: stored, changes nothing
+    bool m_bRawMagn = false;                 ///< -rawmagn: stored, but has no effect
+    bool m_bRawDamp = false;                 ///< -rawdamp: stored, but has no effect
 };
 
 /// The shell of the process; null outside RunApplication.

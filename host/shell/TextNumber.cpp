@@ -23,7 +23,7 @@ std::wstring_view WithoutBlanks(std::wstring_view p_wstrText)
     return p_wstrText;
 }
 
-/// Moves ASCII characters from the text to the number while they are digits. @return whether there was one.
+/// Moves leading ASCII digits from the text to the number. @return whether there were any.
 bool TakeDigits(std::wstring_view* p_pwstrText, std::string* p_pstrNumber)
 {
     const std::size_t nBefore = p_pstrNumber->size();
@@ -86,6 +86,6 @@ double DoubleFromText(std::wstring_view p_wstrText)
     std::istringstream stream(strNumber);
     stream.imbue(std::locale::classic());
     double fValue = 0.0;
-    stream >> fValue; // the largest double where the number is beyond it
+    stream >> fValue; // a number out of range gives the largest double
     return fValue;
 }

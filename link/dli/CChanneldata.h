@@ -6,19 +6,19 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Read channel, one for each read session. An object that is never deleted is the connection's to free at exit.
+/// Read channel, one for each read session. If the application does not delete it, its connection frees it at exit.
 class CChanneldata
 {
   public:
-    /// Binds to a connection. @throws CDliError for an unknown handle.
+    /// Attaches to a connection. @throws CDliError for an unknown handle.
     explicit CChanneldata(unsigned long& p_hConn);
     ~CChanneldata();
     CChanneldata(const CChanneldata&) = delete;
     CChanneldata& operator=(const CChanneldata&) = delete;
 
-    /// Null clears it; when this has returned, no call into the old object is under way or will come.
+    /// Null removes the callback. When this returns, no call of the old callback is running or will follow.
     void SetCallBack(CChannelDataCallBack* p_pCallBack);
-    /// Declares the channels, in the order in which Receive delivers them; p_types holds 8 for each id.
+    /// Declares the channels in the order in which Receive delivers them; p_types holds 8 for each id.
     /// @throws CDliError
     unsigned long Add(std::vector<unsigned long>& p_ids, std::vector<int>& p_types, std::int64_t p_n1,
                       std::int64_t p_n2, unsigned long p_n3);

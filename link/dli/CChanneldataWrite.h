@@ -17,11 +17,11 @@ class CChanneldataWrite
     CChanneldataWrite& operator=(const CChanneldataWrite&) = delete;
 
     void SetCallBack(CChannelDataWriteCallBack* p_pCallBack);
-    /// Declares a virtual PMU with its channels and rate; status 10 with lReqNum = p_nId answers. @throws CDliError
+    /// Declares a virtual PMU with its channels and rate; answered by status 10 with lReqNum = p_nId. @throws CDliError
     void Start(unsigned long p_nId, std::vector<unsigned long>& p_ids, int p_nRate);
     /// @throws CDliError
     void Stop(unsigned long p_nId);
-    /// Sends one value for each channel; the vector stays the caller's. Dropped without a connection.
+    /// Sends one value for each channel; the caller keeps the vector. Values are dropped without a connection.
     void Write(unsigned long p_nId, std::vector<CChannel*>& p_values);
 
   private:

@@ -2,12 +2,12 @@
 #include "host/base/CTraceOMA.h"
 #include "link/dli/CEventdata.h"
 
-/// Base of the event reader: its connection and the end from outside.
+/// Base of the event reader: holds the connection and can be stopped from outside.
 class CEventRead
 {
   public:
     CEventRead(unsigned long p_hConn, CTraceOMA* p_pTrace) : m_hConn(p_hConn), m_pTrace(p_pTrace) {}
-    /// Any thread.
+    /// Stops the reader. Any thread.
     virtual void Exit() = 0;
     virtual ~CEventRead() = default;
     CEventRead(const CEventRead&) = delete;
@@ -15,6 +15,6 @@ class CEventRead
 
   protected:
     unsigned long m_hConn;
-    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< the connection's
+    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< owned by the connection
     CTraceOMA* m_pTrace;
 };

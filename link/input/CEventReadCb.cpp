@@ -27,7 +27,7 @@ CEventReadCb::~CEventReadCb()
 void CEventReadCb::Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "Status");
-    // Written for every status, known or not: the words stand as they are on purpose.
+    // Intended: the same words for every status, known or not.
     trace.Info("Unknown Status Message: eStatus=", p_eStatus, "  lReqNum=", p_lReqNum, "  lAddInfo=", p_lAddInfo);
     switch (p_eStatus)
     {
@@ -66,7 +66,7 @@ void CEventReadCb::OnUnknownStatus(unsigned long p_eStatus, unsigned long p_lReq
     trace.Info("(): Unknown Status Message: eStatus = ", p_eStatus, "  lReqNum=", p_lReqNum, "  lAddInfo=", p_lAddInfo);
 }
 
-/// A restart of the platform concerns every application.
+/// A platform restart applies to every application.
 bool CEventReadCb::OnRestart(std::int32_t p_eElem, std::int32_t p_eOwn)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "OnRestart");
@@ -77,7 +77,7 @@ bool CEventReadCb::OnRestart(std::int32_t p_eElem, std::int32_t p_eOwn)
     return SetEvent(m_hReceive) ? true : trace.Error("SetEvent() failed");
 }
 
-/// A stop of the platform does not, other than its restart: intended.
+/// Intended: unlike its restart, a stop of the platform does not stop this application.
 bool CEventReadCb::OnSuspend(std::int32_t p_eElem, std::int32_t p_eOwn)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "OnSuspend");

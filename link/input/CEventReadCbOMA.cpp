@@ -16,9 +16,9 @@ namespace
 constexpr std::string_view g_strClass = "CEventReadCbOMA";
 constexpr std::string_view g_strMarker = "#ZONE_DATA#~";
 constexpr std::string_view g_strBlanks = " \t\n\v\f\r";
-constexpr unsigned g_nPollsCb = 1000; ///< for the read callback of an instance, over its time-out
+constexpr unsigned g_nPollsCb = 1000; ///< polls for an instance's read callback, within its time-out
 
-/// Leading number of a token, 0 for none; beyond the range the nearest limit.
+/// Leading number of a token, 0 if there is none; out of range gives the nearest limit.
 long LongFromText(std::string_view p_strText)
 {
     return std::strtol(std::string(p_strText).c_str(), nullptr, 10);
@@ -31,7 +31,7 @@ int IntFromText(std::string_view p_strText)
 }
 } // namespace
 
-/// The tokens of a zone text. Behind the last one stands an empty token for ever, which fits nowhere.
+/// Splits a zone text into tokens. After the last one, the token is empty and matches nothing.
 class CEventReadCbOMA::CTokens
 {
   public:
@@ -43,7 +43,7 @@ class CEventReadCbOMA::CTokens
         m_strToken = m_strRest.substr(0, m_strRest.find_first_of(g_strBlanks));
         m_strRest.remove_prefix(m_strToken.size());
     }
-    /// Cuts the prefix off the token it stands on. @return false if the token does not begin so.
+    /// Removes the prefix from the current token. @return false if the token does not start with it.
     bool Cut(std::string_view p_strPrefix)
     {
         if (!m_strToken.starts_with(p_strPrefix))
@@ -144,7 +144,7 @@ bool CEventReadCbOMA::ProcessAppEvent(const CEvent& p_event, unsigned long p_lRe
     case eIkPsCritical:
     case eIkPsDistinct:
     case eIkPsNotified:
-        // Live ones are our own.
+        // Live swing events are our own.
         if (p_lReqNum != m_nUpcReq)
             return true;
         return ProcessUpcEventPS(p_event.IncidenceKey(), p_event.ElementID(), p_event.Addition());
@@ -153,7 +153,7 @@ bool CEventReadCbOMA::ProcessAppEvent(const CEvent& p_event, unsigned long p_lRe
     }
 }
 
-/// What an operator has to know of an order that ends the pass: who has given it, and how it is taken back.
+/// Tells the operator who ended the pass and how to undo it.
 void CEventReadCbOMA::WarnOfEnd(const CEvent& p_event) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "ProcessEvent");
@@ -164,12 +164,12 @@ void CEventReadCbOMA::WarnOfEnd(const CEvent& p_event) const
                                  std::to_string(p_event.ElementID()) + ", from \"" + p_event.Source() + '"';
     if (p_event.IncidenceKey() == eIkRestart)
     {
-        trace.Warning("This pass ends by event ", strEvent, "; it does not stand, nothing is to be cleared");
+        trace.Warning("This pass ends by event ", strEvent, "; nothing needs to be cleared");
         return;
     }
     const std::string strServer =
         m_pConfig ? m_pConfig->VDS().IPAddr() + ":" + std::to_string(m_pConfig->VDS().Port()) : "ADDRESS:PORT";
-    trace.Warning("This pass ends by event ", strEvent, "; what clears it: vdsctl ", strServer, " post ",
+    trace.Warning("This pass ends by event ", strEvent, "; to clear it: vdsctl ", strServer, " post ",
                   static_cast<int>(p_event.IncidenceKey()), " DIS ", static_cast<int>(p_event.ElementType()), " ",
                   p_event.ElementID());
 }
@@ -289,7 +289,7 @@ bool CEventReadCbOMA::ProcessIds(CTokens& r_tokens, int p_nIsland, std::int32_t 
         const int nNew = NewIsland(p_nIsland, p_eTrans);
         if (nNew < 0)
             return false;
-        // A data point that is not ours is told and passed over.
+        // An unknown data point is reported and skipped.
         UpdatePmuIslandData(nId, nNew, p_eKey);
     }
     return true;

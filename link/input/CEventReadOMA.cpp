@@ -12,10 +12,10 @@ std::mutex g_mtxEventRead;
 
 namespace
 {
-constexpr std::string_view g_strClass = "CEventReadReadOMA"; // spelled thus
-constexpr unsigned g_nPasses = 3000;                         ///< of 10 ms: the UPC request, the end of a session
+constexpr std::string_view g_strClass = "CEventReadReadOMA"; // intended spelling
+constexpr unsigned g_nPasses = 3000;                         ///< of 10 ms, for the UPC request and a session's end
 constexpr DWORD g_nWait_ms = 30000;
-constexpr DWORD g_nBadWait_ms = 1000; ///< a wait that fails does so at once: no spinning
+constexpr DWORD g_nBadWait_ms = 1000; ///< avoids a busy loop when a wait fails immediately
 } // namespace
 
 CEventReadOMA::CEventReadOMA(unsigned long p_hConn, const CConfiguration* p_pConfig, CTraceOMA* p_pTrace,
@@ -32,7 +32,7 @@ CEventReadOMA::CEventReadOMA(unsigned long p_hConn, const CConfiguration* p_pCon
         trace.Suspend("Error resulting from DLI GetInstance() call");
         return;
     }
-    // The library hands out a reference, yet its instance comes from a table of pointers.
+    // The library returns a reference taken from a table of pointers, so it can still be null.
     if (!m_pEventData)
     {
         trace.Suspend("Invalid DLI event handler instance");
@@ -70,7 +70,7 @@ int CEventReadOMA::ThreadCB(boost::thread_group* p_pThreadGroup, VecOMA* p_pvecO
     if (!m_pEventData || !m_pEventCb)
     {
         trace.BadPointer(m_pEventData ? "m_pEventCb" : "m_pEventData");
-        // The pass is over: its sessions must not outlive it.
+        // The sessions must not outlive the pass.
         StopAllChildThreads(p_pThreadGroup, p_pvecOMA);
         return -1;
     }
@@ -137,7 +137,7 @@ void CEventReadOMA::OnStatus(SThread& r_thread, const CMethodTrace& p_trace)
     }
 }
 
-/// All that stands now in one request, then everything from the same time on.
+/// Requests all currently active events, then subscribes to everything from the same time on.
 void CEventReadOMA::RequestUpc(SThread& r_thread, const CMethodTrace& p_trace)
 {
     const std::int64_t nNow = CTime::GetNowTicks();
@@ -146,7 +146,7 @@ void CEventReadOMA::RequestUpc(SThread& r_thread, const CMethodTrace& p_trace)
     const auto fnDone = [this] { return m_pEventCb->m_bUpcFinished || m_bExit; };
     if (!PollUntil(fnDone, g_nPasses, g_nWait_ms))
     {
-        // The next connect tries again.
+        // The next connect will try again.
         p_trace.Error("No 'request finished' status after 'EventManager::Read()' query");
         return;
     }
@@ -199,7 +199,7 @@ bool CEventReadOMA::StopAllChildThreads(boost::thread_group* p_pThreadGroup, Vec
     if (!p_pvecOMA)
         return trace.BadPointer("p_pvecOMA");
     trace.Info("Start stopping OMA app.threads");
-    // Also those that nobody has notified: after Exit, or behind an instance without a callback.
+    // Includes sessions that were not notified: after Exit, or after an instance without a callback.
     for (const auto& pOMA : *p_pvecOMA)
         if (pOMA)
             pOMA->SetCbStop();

@@ -11,10 +11,9 @@
 
 class CMethodTrace;
 
-/// Event side of the server link: the UPC request, restart and stop, and the end of all sessions.
-/// Owner    g_pEventRead. Threads: [E] the event thread of the pass; Exit from any.
-/// Errors   an instance of the library that cannot be had goes through SuspendApp; the event thread then only ends the
-///          sessions.
+/// Event side of the server link: UPC request, restart and stop, and the end of all sessions.
+/// Owner    g_pEventRead. Threads: [E] the event thread of the pass; Exit from any thread.
+/// Errors   if the library provides no event channel, SuspendApp is called; the event thread then only ends sessions.
 class CEventReadOMA : public CEventRead
 {
   public:
@@ -24,17 +23,17 @@ class CEventReadOMA : public CEventRead
                   CTraceOMA* p_pTrace, VecOMA* p_pvecOMA);
     ~CEventReadOMA() override;
 
-    /// Body of the event thread: 0, or -1 for a null argument or pointer.
+    /// Body of the event thread. @return 0, or -1 for a null argument or pointer.
     int ThreadCB(boost::thread_group* p_pThreadGroup, VecOMA* p_pvecOMA);
     void Exit() override;
     void ClearVecOMA() { m_pvecOMA = nullptr; }
 
   private:
-    /// What the thread remembers from one wake to the next.
+    /// State of the thread between two wake-ups.
     struct SThread
     {
         bool bLost = false;
-        bool bNeedRead = true; ///< not subscribed: the next connect begins with the UPC request
+        bool bNeedRead = true; ///< not subscribed: the next connect starts with the UPC request
     };
 
     // ---- steps of ThreadCB; p_trace names ThreadCB ----
@@ -48,9 +47,9 @@ class CEventReadOMA : public CEventRead
 
     VecOMA* m_pvecOMA;
     std::unique_ptr<CEventReadCbOMA> m_pEventCb; ///< null if the constructor has failed
-    std::atomic<bool> m_bExit{true};             ///< until the constructor has succeeded
+    std::atomic<bool> m_bExit{true};             ///< false once the constructor has succeeded
 };
 
-/// The event reader of the pass. Guarded by its lock: StopApplication may come from any thread at any time.
+/// The event reader of the pass. Guarded by g_mtxEventRead, because any thread may call StopApplication at any time.
 extern std::unique_ptr<CEventReadOMA> g_pEventRead;
 extern std::mutex g_mtxEventRead;

@@ -9,7 +9,7 @@ namespace
 constexpr std::string_view g_strClass = "CVds";
 constexpr std::array<std::int32_t, 13> g_vecnBasicRate_Hz = {1, 3, 4, 5, 6, 10, 12, 15, 20, 25, 30, 50, 60};
 
-/// Greatest common divisor of the distinct rates; a single rate stands as it is.
+/// Greatest common divisor of the distinct rates; a single rate is returned unchanged.
 std::int32_t CommonRate(const std::vector<std::int32_t>& p_vecnRate)
 {
     std::vector<std::int32_t> vecnDistinct;
@@ -66,7 +66,7 @@ bool CVds::CalcVdsReqCycleRate(std::int32_t p_eInputMode)
     return m_nReqCycleRate != 0;
 }
 
-/// 0 for no rate.
+/// @return 0 if there is no valid rate.
 std::uint32_t CVds::RetrveReqCycleRate(const std::vector<std::int32_t>& p_vecnRate, std::int32_t p_eInputMode) const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcVdsReqCycleRate");
@@ -82,7 +82,7 @@ std::uint32_t CVds::RetrveReqCycleRate(const std::vector<std::int32_t>& p_vecnRa
     case eInputModeMin:
         if (!p_vecnRate.empty())
             nRate = *std::min_element(p_vecnRate.begin(), p_vecnRate.end());
-        // A single rate is taken without a check, other than in the mode above: kept as it stands.
+        // Intended: a single rate is accepted unchecked here, but not with eInputModeMax.
         if (p_vecnRate.size() > 1 && !CheckForBasicCycleRates(nRate))
             return 0;
         break;
@@ -120,7 +120,7 @@ CPmu* CVds::FindMatchingPmu(const CPmu* p_pPmu) const
         trace.BadPointer("pvecPhasorIN");
         return nullptr;
     }
-    // Not cleared from one PMU to the next, so that partial matches add up over the list: kept as it stands.
+    // Intended: not reset for each PMU, so partial matches add up over the list.
     std::size_t nMatch = 0;
     for (const auto& pPmu : m_vecpPmu)
     {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// How the required rate follows from the rates of the PMUs; also the form of the start: by rate, or by cycle time.
+/// How the required rate follows from the PMUs' rates. Also selects how reading starts: by rate or by cycle time.
 enum EInputMode : std::int32_t
 {
     eInputModeMax = 0, ///< largest rate, start by rate
@@ -17,7 +17,7 @@ enum EInputMode : std::int32_t
     eInputModeGcd = 2  ///< greatest common divisor, start by cycle time
 };
 
-/// Base of a read session: the PMU list and the required cycle rate.
+/// Base of a read session: its PMUs and the required cycle rate.
 /// Owner    the pass. Threads: [M] construction and clean-up, [S] session thread, [E] event thread, library.
 class CVds
 {
@@ -33,14 +33,14 @@ class CVds
     CVds& operator=(const CVds&) = delete;
 
     // ---- [M] construction and clean-up ----
-    /// Makes m_hEventDLI. Nothing signals it: it tells that the instance is ready for events.
+    /// Creates m_hEventDLI. Nothing signals it; its existence marks the instance as ready for events.
     bool CreateHandleReceiveEventDLI();
-    /// Required rate from the rates of the PMUs, by the input mode. @return false with a rate of 0.
+    /// Derives the required rate from the PMUs' rates, depending on the input mode. @return false if it is 0.
     bool CalcVdsReqCycleRate(std::int32_t p_eInputMode);
     bool CheckForBasicCycleRates(std::int32_t p_nRate) const;
-    /// The PMU of the session that has the phasors of p_pPmu, so that two jobs share it; null if none.
+    /// Finds a PMU of the session with the same phasors, so that two jobs can share it; null if there is none.
     CPmu* FindMatchingPmu(const CPmu* p_pPmu) const;
-    /// Takes over a PMU.
+    /// Takes ownership of the PMU.
     void AddPmu(std::unique_ptr<CPmu> p_pPmu);
     void DeletePmus();
     void DeleteTrace();
@@ -49,17 +49,17 @@ class CVds
     std::int32_t m_eInputMode;                ///< EInputMode, as configured
     std::uint32_t m_nReqCycleRate = 0;        ///< Hz
     VecPmu m_vecpPmu;                         ///< in configuration order; constant while threads run
-    unsigned long m_hConn;                    ///< connection for reading
+    unsigned long m_hConn;                    ///< read connection
     std::unique_ptr<boost::thread> m_pThread; ///< set by the thread set-up
-    std::atomic<bool> m_bExit{false};         ///< the session thread ends
-    CTraceOMA* m_pTrace;                      ///< the instance's area, may be null
+    std::atomic<bool> m_bExit{false};         ///< ends the session thread
+    CTraceOMA* m_pTrace;                      ///< trace area of the instance, may be null
     std::atomic<HANDLE> m_hData{nullptr};     ///< signalled by each status and by StopThread
-    HANDLE m_hEventDLI = nullptr;             ///< [M] makes and closes it
-    std::int32_t m_nIncidenceKey = 0;         ///< the last event directed at this instance; library's event thread
+    HANDLE m_hEventDLI = nullptr;             ///< created and closed by [M]
+    std::int32_t m_nIncidenceKey = 0;         ///< last event aimed at this instance; set by the library's event thread
     std::string m_strAddition;                ///< its text
     bool m_bActive;                           ///< from the configuration, cleared when no job can run; [M]
     std::uint32_t m_nId;                      ///< element id of the instance
-    std::uint32_t m_nTimeout_ms;              ///< limit for the making of the read callback
+    std::uint32_t m_nTimeout_ms;              ///< time limit for the creation of the read callback
 
   private:
     std::uint32_t RetrveReqCycleRate(const std::vector<std::int32_t>& p_vecnRate, std::int32_t p_eInputMode) const;

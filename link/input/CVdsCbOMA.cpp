@@ -13,7 +13,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 namespace
 {
 constexpr std::string_view g_strClass = "CVdsCbOMA";
-constexpr unsigned g_nPassesUpc = 10; ///< of 1 s: wait for the UPC request before the channel is started
+constexpr unsigned g_nPassesUpc = 10; ///< of 1 s: wait for the UPC request before the channel starts
 constexpr DWORD g_nPassUpc_ms = 1000;
 constexpr unsigned g_nPassesWorker = 500; ///< wait for a worker, 5 s in all
 constexpr DWORD g_nWaitWorker_ms = 5000;
@@ -23,7 +23,7 @@ std::int32_t QualOfState(std::int64_t p_nState)
     return (static_cast<std::uint64_t>(p_nState) & g_nStateInvalidBits) != 0 ? eQualInvalid : eQualValid;
 }
 
-/// Null if the job has no handles or not this one.
+/// Null if the job has no handles or no such handle.
 HANDLE HandleOf(const CJobOMA& p_job, unsigned p_nIndex)
 {
     return p_job.m_pvechOMA && p_nIndex < p_job.m_pvechOMA->size() ? (*p_job.m_pvechOMA)[p_nIndex] : nullptr;
@@ -103,7 +103,7 @@ bool CVdsCbOMA::OnConnected()
     return true;
 }
 
-/// So that island and zone state of the grid stand before the first sample; the start goes on in any case.
+/// Lets island and zone state arrive before the first sample. After the time limit the start continues anyway.
 void CVdsCbOMA::WaitForUpcDone() const
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "OnConnected");
@@ -119,7 +119,7 @@ void CVdsCbOMA::WaitForUpcDone() const
     trace.Info("Timeout processing UPC events");
 }
 
-/// The server answers with status 9, which the library delivers after the status under way.
+/// The server answers with status 9. The library delivers it after the current status.
 bool CVdsCbOMA::StartChannel()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "OnConnected");
@@ -190,8 +190,8 @@ bool CVdsCbOMA::OnReqCycle(unsigned long p_lCycle_ms)
     return true;
 }
 
-/// The first sample comes after this status: a job that empties its queue later than that would lose the samples in
-/// between, and a replay as fast as it goes would not repeat itself. Bounded like the wait for a pass.
+/// The first sample follows this status. A job that emptied its queue later would lose samples, and a replay at full
+/// speed would not be reproducible. The wait is limited like the wait for a pass.
 void CVdsCbOMA::WaitForAllJobsStarted() const
 {
     for (const auto& pJob : *m_pvecpJob)
@@ -256,8 +256,8 @@ void CVdsCbOMA::NotifyAllJobs(unsigned p_nIndex)
                        return true;
                    if (p_nIndex == eJobEventStart)
                    {
-                       // A stop that a busy worker has not taken yet must not be taken behind this start, which does its
-                       // work too.
+                       // Discard a stop that a busy worker has not seen yet: handled after this start it would undo it,
+                       // and the start does the stop's work anyway.
                        if (const HANDLE hStop = HandleOf(r_job, eJobEventStop))
                            WaitForSingleObject(hStop, 0);
                        r_job.m_bStartDone = false;
@@ -312,7 +312,7 @@ bool CVdsCbOMA::CheckTimeStamp(std::int64_t p_tsIn)
         return false;
     if (nDiff == 0)
     {
-        // The column library and the time class can differ: the time class decides, the time line stands.
+        // The column library and CTime can disagree. CTime decides: the time line continues.
         trace.Error("TS fine despite regarded as invalid by DLI method");
         return true;
     }
@@ -351,7 +351,7 @@ void CVdsCbOMA::SetActTimeForAllJobs()
                });
 }
 
-/// Samples come in the order in which the session has declared them. A PMU beyond the last sample becomes INVALID.
+/// Samples arrive in the order in which the session declared them. PMUs without a sample become INVALID.
 bool CVdsCbOMA::ExtractAllPhasors(const VecChannel& p_vecChannel)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "Receive");
@@ -386,7 +386,7 @@ bool CVdsCbOMA::ExtractAllPhasors(const VecChannel& p_vecChannel)
     return true;
 }
 
-/// A sample that is rejected leaves the values as they are and makes them INVALID.
+/// A rejected sample keeps the old values but makes them INVALID.
 void CVdsCbOMA::ExtractActualPhasor(const CPmu* p_pPmu, unsigned p_nIndex, CChannel* p_pSample)
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "ExtractActualPhasor");
@@ -458,14 +458,14 @@ bool CVdsCbOMA::InitJobWorker(CJobOMA* p_pJob)
     return true;
 }
 
-/// Every job gets its wait, also behind one whose wait has run out.
+/// Waits for every job, even if the wait for another one has timed out.
 bool CVdsCbOMA::WaitForAllJobsDone()
 {
     const CMethodTrace trace(m_pTrace, g_strClass, "WaitForAllJobsDone");
     if (!m_pvecpJob)
         return trace.BadPointer("m_pvecpJob");
     bool bDone = true;
-    // From the end: who was woken last is done last, and then there is one wait instead of one for each job.
+    // Start with the last: it was woken last and finishes last, so usually a single wait is enough.
     for (auto it = m_pvecpJob->rbegin(); it != m_pvecpJob->rend(); ++it)
     {
         const auto& pJob = *it;

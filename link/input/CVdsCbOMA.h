@@ -5,15 +5,16 @@
 #include <memory>
 #include <vector>
 
-/// The real-time road: the library calls it for each status and each measurement cycle. Checks the continuity of the
-/// time stamps, copies the samples into the PMUs, has every job compute its value, wakes the workers on their PS cycles
-/// and waits (at most 5 s each) until they are done, so that the next sample cannot overtake them.
+/// Real-time path: the library calls it for each status and each measurement cycle. It checks that the time stamps are
+/// continuous, copies the samples into the PMUs and lets every job compute its value. On a PS cycle it wakes the
+/// workers and waits for them (at most 5 s each), so that the next sample cannot overtake them.
 ///
 /// Owner    CVdsOMA.
-/// Threads  the library's; Receive of one object comes one at a time, Status and Receive may overlap: flags and the time
-///          stamp bear that. A loss that empties the time stamp in the middle of a Receive costs that cycle its place.
+/// Threads  the library's. Receive of one object is called one at a time; Status and Receive may overlap, which the
+///          flags and the time stamp allow. If a loss resets the time stamp in the middle of a Receive, that cycle
+///          loses its position.
 /// States   not connected or lost (m_bDisconnected), connected (channel started), cycle known (after status 9).
-/// Errors   a null pointer ends the call under way; nothing is thrown on to the library.
+/// Errors   a null pointer ends the current call; no exception reaches the library.
 class CVdsCbOMA : public CVdsCb
 {
   public:
@@ -26,11 +27,12 @@ class CVdsCbOMA : public CVdsCb
 
     void Receive(VecChannel& p_vecChannel) override;
     void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) override;
-    /// Starts the read channel, after the UPC request or 10 s. @return false after SuspendApp, so that the next connect
-    /// tries again, or without a start when told to stop.
+    /// Starts the read channel after the UPC request, or after 10 s. @return false after SuspendApp, so that the next
+    /// connect tries again, or if told to stop before the start.
     bool OnConnected() override;
     bool OnDisconnected() override;
-    /// Takes the server's cycle time, whatever was asked for. @return false: the workers are not started.
+    /// Adopts the server's cycle time, even if it differs from the requested one. @return false: workers are not
+    /// started.
     bool OnReqCycle(unsigned long p_lCycle_ms) override;
 
   private:
@@ -38,7 +40,8 @@ class CVdsCbOMA : public CVdsCb
     void OnUnknownStatus(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) const;
     void WaitForUpcDone() const;
     bool StartChannel();
-    /// Until the session stops or p_fnDo(job) says false. @return false for the latter, or a null pointer, which is traced.
+    /// Calls p_fnDo for each job until the session stops or p_fnDo returns false. @return false in the latter case, and
+    /// for a null pointer, which is traced.
     template <class TDo>
     bool ForAllJobs(const CMethodTrace& p_trace, TDo p_fnDo) const;
     bool SetCycleOfAllJobs(double p_fCycle_s);
@@ -61,6 +64,6 @@ class CVdsCbOMA : public CVdsCb
     bool WaitForAllJobsDone();
     bool WaitForWorkerDone(CJobOMA* p_pJob);
 
-    unsigned long m_hWrite; ///< connection handle for output channels
-    VecJob* m_pvecpJob;     ///< the session's
+    unsigned long m_hWrite; ///< connection for output channels
+    VecJob* m_pvecpJob;     ///< the session's jobs
 };

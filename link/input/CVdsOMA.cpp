@@ -13,9 +13,9 @@ namespace
 constexpr std::string_view g_strClass = "CVdsOMA";
 constexpr unsigned g_nPassesJob = 3000; ///< wait for the end of a worker, 30 s in all
 constexpr DWORD g_nWaitJob_ms = 30000;
-constexpr DWORD g_nBadWait_ms = 1000; ///< a wait that fails does so at once: no spinning
+constexpr DWORD g_nBadWait_ms = 1000; ///< avoids a busy loop when a wait fails immediately
 
-/// Tells a worker to end, also out of a long wait. @return false if it has no handle for it.
+/// Tells a worker to end, interrupting long waits too. @return false if the handle for it is missing.
 bool SignalTerminate(CJobOMA& p_job)
 {
     p_job.m_bTerminateRequest = true;
@@ -56,7 +56,7 @@ int CVdsOMA::ThreadCB(const std::vector<boost::thread*>& p_pvecThread)
         return -1;
     WaitForExit(trace);
 
-    // A callback that still took data would feed workers that have ended and wait for them.
+    // A callback that still accepted data would wake workers that have ended, and wait for them.
     SetCbStop();
     bool bOk = StopJobs(trace);
     DeleteCb(*pChanData);
@@ -69,7 +69,7 @@ int CVdsOMA::ThreadCB(const std::vector<boost::thread*>& p_pvecThread)
     {
         trace.Error("Cannot stop DLI data channel");
     }
-    // A channel that has been in use is the connection's to free, at exit; only the error paths destroy it.
+    // A used channel must live until its connection frees it at exit; only the error paths destroy it.
     static_cast<void>(pChanData.release());
     bOk = ReportJobs(trace) && bOk;
     trace.Info("Terminating OMA thread");
@@ -77,7 +77,7 @@ int CVdsOMA::ThreadCB(const std::vector<boost::thread*>& p_pvecThread)
     return bOk ? 0 : -1;
 }
 
-/// Channel, callback and declaration of the channels. A failure leaves nothing behind.
+/// Creates channel and callback and declares the channels. Leaves nothing behind on failure.
 bool CVdsOMA::SetUp(std::unique_ptr<CChanneldata>& r_pChanData, const CMethodTrace& p_trace)
 {
     if (!CreateChannel(r_pChanData, p_trace))
@@ -94,7 +94,7 @@ bool CVdsOMA::SetUp(std::unique_ptr<CChanneldata>& r_pChanData, const CMethodTra
         CloseHandleData(p_trace);
         return false;
     }
-    // Shown to the event side only now: the channel is not started before the event side has set the UPC flag.
+    // Publish the callback only now: the channel does not start until the event side has set the UPC flag through it.
     const std::lock_guard lock(m_mtxCb);
     m_pCbOMA = std::move(pCb);
     return true;
@@ -134,7 +134,7 @@ bool CVdsOMA::AddChannels(CChanneldata& p_chanData, const CMethodTrace& p_trace)
     return true;
 }
 
-/// Order of the samples in Receive.
+/// Collects the channels in the order in which Receive delivers them.
 bool CVdsOMA::CollectChannels(std::vector<unsigned long>& r_vecId, std::vector<int>& r_vecType,
                               const CMethodTrace& p_trace) const
 {
@@ -157,7 +157,7 @@ bool CVdsOMA::CollectChannels(std::vector<unsigned long>& r_vecId, std::vector<i
 void CVdsOMA::WaitForExit(const CMethodTrace& p_trace)
 {
     const HANDLE phWait[] = {m_hData, m_hEventDLI};
-    // Tested before the first wait too: StopThread may have come before there was a callback, and signals nothing then.
+    // Test before the first wait too: StopThread may have run before the callback existed, and then it signals nothing.
     while (!m_bExit)
     {
         const DWORD nResult = WaitForMultipleObjects(2, phWait, 0, INFINITE);
@@ -168,7 +168,7 @@ void CVdsOMA::WaitForExit(const CMethodTrace& p_trace)
         }
         switch (nResult)
         {
-        case WAIT_OBJECT_0:     // status: all work has been done in the callback
+        case WAIT_OBJECT_0:     // status: the callback has already done the work
         case WAIT_OBJECT_0 + 1: // nothing signals m_hEventDLI
         case WAIT_TIMEOUT:
             break;
@@ -205,7 +205,7 @@ void CVdsOMA::StopJob(CJobOMA& p_job, const CMethodTrace& p_trace)
         p_trace.Error("Cannot terminate thread of data proc. job: ", p_job.m_strName);
 }
 
-/// No lock is held while the library ends the calls under way: they may take their time.
+/// Holds no lock while the library finishes running calls, because that may take long.
 void CVdsOMA::DeleteCb(CChanneldata& p_chanData)
 {
     p_chanData.SetCallBack(nullptr);
@@ -266,7 +266,7 @@ void CVdsOMA::StopThread()
         }
     }
     trace.Error("CB function does not exist");
-    // A session that could not be set up stops nobody: its workers would outlive the pass.
+    // Without a session nobody stops the workers, and they would outlive the pass.
     if (!m_pvecpJob)
         return;
     for (const auto& pJob : *m_pvecpJob)

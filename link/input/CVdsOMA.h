@@ -8,13 +8,12 @@
 
 class CMethodTrace;
 
-/// One read session: a configured instance with its PMUs, jobs, read channel, callback and thread. The thread sets the
-/// channel up and sleeps while the library's threads work in the callback; it takes everything down at the end.
+/// One read session: a configured instance with its PMUs, jobs, read channel, callback and thread. The thread sets up
+/// the channel, sleeps while the library's threads work in the callback, and finally tears everything down.
 ///
-/// Owner    the pass. Owns PMUs, jobs, trace area and callback. The read channel, once it has been in use, is left to
-///          its connection.
-/// Threads  as in CVds. The event side (event thread, its callback) asks for the read callback at any time.
-/// Errors   set-up failures go through SuspendApp and end the thread; in the tear-down they are traced and it goes on.
+/// Owner    the pass. Owns PMUs, jobs, trace area and callback. A used read channel belongs to its connection.
+/// Threads  as in CVds. The event side (event thread and event callback) may access the read callback at any time.
+/// Errors   set-up failures go through SuspendApp and end the thread; tear-down failures are only traced.
 class CVdsOMA : public CVds
 {
   public:
@@ -25,21 +24,21 @@ class CVdsOMA : public CVds
             std::unique_ptr<CTraceOMA> p_pTrace);
     ~CVdsOMA() override;
 
-    /// Body of the session thread. @return 0, or -1 if it could not begin or met a null job.
+    /// Body of the session thread. @return 0, or -1 if it could not start or found a null job.
     int ThreadCB(const std::vector<boost::thread*>& p_pvecThread);
-    /// The session thread ends; without a callback, as after a failed set-up, the workers are told so from here.
+    /// Ends the session thread. If there is no callback, for example after a failed set-up, it also ends the workers.
     void StopThread() override;
     /// Posts the DIS of the event stored in m_nIncidenceKey and m_strAddition.
     bool AcknowledgeEvent() override;
 
-    // ---- the read callback, made and deleted by the session thread, used by the event side ----
+    // ---- the read callback: created and deleted by the session thread, used by the event side ----
     bool HasCb() const;
-    /// @return false if there is none.
+    /// @return false if there is no callback.
     bool SetCbUpcDone();
     bool SetCbStop();
 
-    unsigned long m_hWrite;             ///< connection for output channels
-    std::unique_ptr<VecJob> m_pvecpJob; ///< null until the construction sets it
+    unsigned long m_hWrite;             ///< write connection
+    std::unique_ptr<VecJob> m_pvecpJob; ///< null until set during construction
     std::atomic<bool> m_bThreadDone{false};
     bool m_bEnabledNTM;
 
@@ -60,7 +59,7 @@ class CVdsOMA : public CVds
     bool ReportJobs(const CMethodTrace& p_trace) const;
     bool AreJobsDone() const;
 
-    mutable std::mutex m_mtxCb;              ///< guards the pointer: it may vanish while the event side asks for it
+    mutable std::mutex m_mtxCb;              ///< guards m_pCbOMA: it may vanish while the event side uses it
     std::unique_ptr<CVdsCbOMA> m_pCbOMA;     ///< null before and after its use by the library
-    std::unique_ptr<CVdsCbOMA> m_pCbRetired; ///< outlives workers that have not ended in time: its stamp is theirs
+    std::unique_ptr<CVdsCbOMA> m_pCbRetired; ///< outlives workers that did not end in time: they use its time stamp
 };

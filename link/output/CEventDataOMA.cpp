@@ -18,7 +18,7 @@ enum EEventType : std::int32_t
     eEventUndamped = 4
 };
 
-/// A value that no case covers: a suspend line, though the application goes on.
+/// Reports an unhandled value with a suspend line, although the application continues.
 bool NoMatchingCase(CTraceOMA* p_pTrace, std::string_view p_strMethod)
 {
     if (p_pTrace)
@@ -53,7 +53,7 @@ bool CEventDataOMA::ProcessAPP(const CTime* p_pActTime, double p_fFreq_Hz, doubl
     ProcessDIS(p_pActTime);
     if (eType < m_eMinEvent)
         return true;
-    // The sign of this test is kept as it stands; the event goes out all the same.
+    // Intended: warns of a negative ratio, which is a damped swing, and posts the event anyway.
     if (eType == eEventUndamped && p_fDamp < 0.0)
         trace.Warning("Event type UNDAMPED CRITICAL does not fit to damp.ratio: ", p_fDamp);
 

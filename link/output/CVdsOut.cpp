@@ -10,7 +10,7 @@ namespace
 {
 constexpr std::string_view g_strClass = "CVdsOut";
 
-/// The narrowing of IEEE arithmetic, without an undefined cast: beyond the range of float lies infinity.
+/// IEEE narrowing without undefined behaviour: values beyond the range of float become infinite.
 float NarrowToFloat(double p_fValue)
 {
     constexpr double fMax = std::numeric_limits<float>::max();

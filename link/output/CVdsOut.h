@@ -12,33 +12,33 @@
 
 class CChannelOut;
 
-/// State words of the values that are written.
+/// State words of written values.
 inline constexpr std::int64_t g_nStateValid = 0;
 inline constexpr std::int64_t g_nStateSuspect = 0x0080000000000000;
 inline constexpr std::int64_t g_nStateInvalid = 0x0100000000000000;
 
-/// What both kinds of output have in common: a virtual PMU with its channel objects, built once and refilled.
+/// Common base of both kinds of output: a virtual PMU whose channel objects are created once and refilled.
 ///
 /// Owner    job or output mode.
-/// Threads  one at a time as a rule. The read callback and the job's worker may overlap on the measurement writer after
-///          the callback has waited in vain: the stamp and the state are shared words, the channel objects have a lock.
+/// Threads  normally one at a time. If the read callback has given up waiting, it and the job's worker may use the
+///          measurement writer at the same time: stamp and state are shared values, the channel objects have a lock.
 class CVdsOut
 {
   public:
-    /// @throws CDliError if the connection handle is none.
+    /// @throws CDliError for an invalid connection handle.
     CVdsOut(unsigned long p_hConn, std::uint32_t p_nVirtualPmuId, const std::vector<unsigned long>& p_vecnChanId,
             CTraceOMA* p_pTrace);
     virtual ~CVdsOut();
     CVdsOut(const CVdsOut&) = delete;
     CVdsOut& operator=(const CVdsOut&) = delete;
 
-    /// Takes over the stamp of the time. @return false for a time that gives none.
+    /// Stores the stamp of the time. @return false if the time cannot be converted.
     bool SetActTS(const CTime* p_pTime);
-    /// Gives the time the stamp (index and second).
+    /// Writes the stamp (index and second) to the time.
     bool SetTS(CTime* p_pTime) const;
     std::int32_t GetQual() const { return QualFromStatus(m_nState); }
     void SetQual(std::int32_t p_eQual) { m_nState = StatusFromQual(p_eQual); }
-    /// Value of a channel, 0.0 for an index beyond the channels.
+    /// Value of a channel, 0.0 for an invalid index.
     double GetValue(unsigned p_nIndex) const;
     /// Narrows to single precision; a value beyond its range becomes infinite.
     void SetValue(unsigned p_nIndex, double p_fValue);
@@ -47,24 +47,24 @@ class CVdsOut
     unsigned long GetChanId(unsigned p_nIndex) const;
     unsigned GetNoOfChannels() const { return static_cast<unsigned>(m_vecpChan.size()); }
 
-    /// Both directions of QualToStatus: quality to 64-bit state word and back. Unknown values trace "Missing case".
+    /// QualToStatus in both directions: quality to 64-bit state word and back. Unknown values trace "Missing case".
     std::int64_t StatusFromQual(std::int32_t p_eQual) const;
     std::int32_t QualFromStatus(std::int64_t p_nState) const;
 
   protected:
-    /// Channel by its place, null beyond the list. Its contents: under m_mtxChan.
+    /// Channel by index, null if there is no such channel. Its contents are guarded by m_mtxChan.
     Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog* Chan(unsigned p_nIndex) const;
     static double ReadValue(const Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan);
     static void FillValue(Norvik::Energy::Kestrel::VDS::Runtime::CChannelAnalog& p_chan, double p_fValue);
 
     std::uint32_t m_nVirtualPmuId;
-    TShared<std::int64_t> m_tsWrite{0};              ///< stamp of the value to write
+    TShared<std::int64_t> m_tsWrite{0};              ///< stamp of the value to be written
     TShared<std::int64_t> m_nState{g_nStateInvalid}; ///< INVALID until a quality is set
     mutable std::mutex m_mtxChan;                    ///< contents of the channel objects
-    /// Owned through m_vecpOwned; the list as Write takes it. Constant after construction.
+    /// The list as Write requires it, owned through m_vecpOwned. Constant after construction.
     std::vector<Norvik::Energy::Kestrel::VDS::Runtime::CChannel*> m_vecpChan;
     std::vector<std::unique_ptr<CChannelOut>> m_vecpOwned;
     std::unique_ptr<Norvik::Energy::Kestrel::VDS::Runtime::CChanneldataWrite> m_pChanData;
-    HANDLE m_hStatus = nullptr; ///< nothing waits on it; never closed (layer's table)
+    HANDLE m_hStatus = nullptr; ///< signalled by the callback, but nothing waits on it; never closed
     CTraceOMA* m_pTrace;
 };

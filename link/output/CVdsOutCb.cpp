@@ -8,7 +8,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 namespace
 {
 constexpr DWORD g_nPoll_ms = 10;
-constexpr unsigned g_nStartLimit_ms = 400; // named in the text of the time-out as well
+constexpr unsigned g_nStartLimit_ms = 400; // also part of the text of the time-out message
 } // namespace
 
 CVdsOutCb::CVdsOutCb(std::string_view p_strClass, HANDLE p_hStatus, CChanneldataWrite* p_pChanData,
@@ -122,7 +122,7 @@ bool CVdsOutCb::WaitForStartWriteResponse(unsigned p_nTimeout_ms)
     {
         if (m_bStarted)
             return true;
-        m_nWaited_ms += g_nPoll_ms; // a full pass, though the answer may cut it short: kept as it stands
+        m_nWaited_ms += g_nPoll_ms; // intended: counts a full pass even if the answer ends it early
         WaitForSingleObject(m_hAnswered, g_nPoll_ms);
     }
     return false;
@@ -147,7 +147,8 @@ bool CVdsOutCb::CycleAfter(const CTime& p_time, std::int64_t& r_nCycle) const
         return false;
     if (m_nCycleRate < 2)
     {
-        // One cycle each n seconds: cycles are counted from the second, CTime's running sample count is none here.
+        // With one cycle every n seconds, count the cycles in seconds: CTime's running sample count does not apply
+        // here.
         const std::int64_t nPeriod_s = m_nCycleRate < 0 ? -static_cast<std::int64_t>(m_nCycleRate) : 1;
         r_nCycle = static_cast<std::int64_t>(CTime::TicksToSec(nTicks)) / nPeriod_s + 1;
         return true;

@@ -1,7 +1,7 @@
 #pragma once
 #include "link/output/CVdsOutCb.h"
 
-/// Measurement channel: starts again by itself when the write connection returns.
+/// Measurement channel: restarts by itself when the write connection returns.
 class CVdsOutCbMeas : public CVdsOutCb
 {
   public:

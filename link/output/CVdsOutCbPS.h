@@ -1,7 +1,7 @@
 #pragma once
 #include "link/output/CVdsOutCb.h"
 
-/// Swing channels: started and stopped only on demand of their mode.
+/// Swing channels: started and stopped only by their mode.
 class CVdsOutCbPS : public CVdsOutCb
 {
   public:

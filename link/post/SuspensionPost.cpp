@@ -8,7 +8,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-/// Whom the events belong to. Written while a pass is built, read by any thread that suspends.
+/// Element that the events belong to. Written while a pass is built; read by any thread that suspends.
 struct SEventContext
 {
     std::int32_t eElemType = 0;
@@ -34,7 +34,7 @@ void PostSuspension(const std::string& p_strShort)
         eKey = eIkServiceStopOMA;
     else
         return;
-    // The line has been written already, so the writer stays silent if there is no connection yet.
+    // The error line has already been written, so the writer stays silent if there is no connection yet.
     CEventWrite eventWrite(context.hSocket, nullptr);
     if (!eventWrite.IsError())
         eventWrite.PostEvent(eKey, eAPP, static_cast<EElementType>(context.eElemType), context.nElemId, p_strShort,

@@ -10,7 +10,7 @@ constexpr double g_fThreshFactor = 0.4;
 /// Violation level by magnitude zone (row) and damping zone (column).
 constexpr int g_vecLevel[3][4] = {{0, 2, 4, 6}, {1, 5, 8, 9}, {3, 7, 10, 11}};
 
-/// Zone of a damping ratio: each limit belongs to the zone above it.
+/// Zone of a damping ratio. A limit itself belongs to the zone above it.
 unsigned DampZone(double p_fDamp, double p_fWarn, double p_fAlarm)
 {
     if (p_fDamp < p_fWarn)
@@ -87,7 +87,7 @@ bool CDOE::Calc(double p_fMagn, double p_fDamp, CTraceOMA* p_pTrace, double& r_f
 bool CDOE::RetrveViolLevel(double p_fDOE, CTraceOMA* p_pTrace, unsigned& r_nLevel) const
 {
     const CMethodTrace trace(p_pTrace, g_strClass, "RetrveViolLevel");
-    // Truncation towards 0: just below 0 is level 0 still.
+    // Truncates towards 0, so values between -1 and 0 give level 0.
     if (p_fDOE > -1.0 && p_fDOE < g_nLevels)
     {
         r_nLevel = static_cast<unsigned>(static_cast<int>(p_fDOE));
@@ -131,7 +131,8 @@ bool CDOE::CheckDoeVsDamp(double p_fMagn, double p_fDamp, double p_fDOE, CTraceO
         return false;
     const double fDampWarn = (*m_pvecLimitDamp)[0];
     const double fDampAlarm = (*m_pvecLimitDamp)[1];
-    // A magnitude exactly on a limit counts to the lower row here, to the upper one in Calc: kept as it stands.
+    // Intended: a magnitude exactly on a limit belongs to the lower row here, but to the upper one in Calc. Calc
+    // therefore fails for it.
     unsigned nRow = 2;
     if (p_fMagn <= (*m_pvecLimitMagn)[0])
         nRow = 0;

@@ -5,26 +5,27 @@
 
 class CMethodTrace;
 
-/// Limits of one job and its degree of exposure: magnitude and damping ratio of a swing in one number between 0 and 12.
-/// The whole part is the violation level (a cell of three magnitude and four damping zones), the fraction the place
-/// within the cell.
+/// Limits of one job and its degree of exposure (DOE), which combines magnitude and damping ratio of a swing in a
+/// number between 0 and 12. The integer part is the violation level (one of three magnitude by four damping zones), the
+/// fraction the position within that zone.
 /// Owner    the job. Threads: its worker; the limits do not change after start-up.
-/// Limits   magnitude: warning, alarm, W or degrees. Damping: warning <= alarm <= 0, a decaying swing being negative.
+/// Limits   magnitude: warning, alarm, W or degrees. Damping: warning <= alarm <= 0; a decaying swing is negative.
 class CDOE
 {
   public:
     using VecLimit = std::vector<double>;
     CDOE(std::unique_ptr<VecLimit> p_pvecLimitMagn, std::unique_ptr<VecLimit> p_pvecLimitDamp);
 
-    /// @return false leaves r_fDOE as far as it came; a magnitude exactly on a limit has no DOE (kept as it stands).
+    /// @return false if there is no valid DOE; r_fDOE may then hold an intermediate value. Intended: a magnitude
+    /// exactly on a limit has no DOE.
     bool Calc(double p_fMagn, double p_fDamp, CTraceOMA* p_pTrace, double& r_fDOE) const;
-    /// Whole part; 12 and false for a DOE outside 0 to below 12.
+    /// Integer part of the DOE. Sets 12 and returns false unless the DOE is above -1 and below 12.
     bool RetrveViolLevel(double p_fDOE, CTraceOMA* p_pTrace, unsigned& r_nLevel) const;
     bool CheckDoeVsMagn(double p_fMagn, double p_fDamp, double p_fDOE, CTraceOMA* p_pTrace) const;
     bool CheckDoeVsDamp(double p_fMagn, double p_fDamp, double p_fDOE, CTraceOMA* p_pTrace) const;
-    /// The floor for any output and any peak: 0.4 of the warning limit, left in r_fThresh.
+    /// Minimum magnitude of any output and any peak: 0.4 of the warning limit, returned in r_fThresh.
     bool IsPSmagnAboveThresh(double p_fMagn, double& r_fThresh) const;
-    /// Null if the job was given none.
+    /// Null if the job has none.
     const VecLimit* GetLimitMagn() const { return m_pvecLimitMagn.get(); }
 
   private:

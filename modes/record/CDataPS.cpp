@@ -17,7 +17,7 @@ bool CDataPS::DampTriple(const std::valarray<double>& p_vecAtten, unsigned p_nSt
     if (nData <= p_nStart)
         return trace.Error("No.of data [", nData, "] smaller or equal start index [", p_nStart, "]");
 
-    // A polynomial of degree 0 is the mean. The fit refuses a single value; the coefficient is 0 then.
+    // A polynomial of degree 0 is the mean. The fit rejects a single value; the coefficient is then 0.
     CFitLSQ fit(p_vecAtten, p_pTrace);
     fit.PolFit(p_nStart, static_cast<unsigned>(nData - 1), 0, CFitLSQ::eWeightNone);
     CFit::VecCoef vecCoef(2, 0.0);
@@ -33,7 +33,7 @@ bool CDataPS::DampTriple(const std::valarray<double>& p_vecAtten, unsigned p_nSt
 bool CDataPS::DampForTupel(double p_fVal1, double p_fVal2, double p_fFreq_Hz, CTraceOMA* p_pTrace, double& r_fDamp)
 {
     const CMethodTrace trace(p_pTrace, g_strClass, "DampForTupel");
-    // The test stands on the second value though the first one divides: kept as it stands.
+    // Intended: checks the second value, although the first one is the divisor.
     if (p_fVal2 < g_fEpsilon)
         return trace.Error(" Invalid denominator: 0");
     if ((p_fVal1 < 0.0 && p_fVal2 > 0.0) || (p_fVal1 > 0.0 && p_fVal2 < 0.0))

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <valarray>
 
-/// What one spectrum band saw of one mode in one PS cycle. A value: it enters history as a copy.
-/// -1.0 marks a missing value. A negative damping ratio is a decaying swing, 0 and above one that does not decay.
+/// Observation of one mode by one spectrum band in one PS cycle. It has value semantics: the history stores copies.
+/// -1.0 marks a missing value. A negative damping ratio means a decaying swing, 0 and above one that does not decay.
 class CDataPS
 {
   public:
@@ -25,18 +25,18 @@ class CDataPS
     void SetSpare2(double p_fSpare) { m_fSpare2 = p_fSpare; }
     void SetQual(std::int32_t p_eQual) { m_eQual = p_eQual; }
 
-    /// Damping ratio of the mean of the rates (1/s) from index p_nStart on.
+    /// Damping ratio from the mean of the rates (1/s) starting at index p_nStart.
     static bool DampTriple(const std::valarray<double>& p_vecAtten, unsigned p_nStart, double p_fFreq_Hz,
                            CTraceOMA* p_pTrace, double& r_fDamp);
-    /// Two-value form; p_fVal1 is the later extremum. Nobody calls it at present.
+    /// Same for two values; p_fVal1 is the later extremum. Currently unused.
     static bool DampForTupel(double p_fVal1, double p_fVal2, double p_fFreq_Hz, CTraceOMA* p_pTrace, double& r_fDamp);
     /// rad/s
     static double AngFreq(double p_fFreq_Hz) { return 6.283185307179586 * p_fFreq_Hz; }
-    /// z = a / sqrt(w^2 + a^2): rate of growth in 1/s to damping ratio. The only such conversion.
+    /// z = a / sqrt(w^2 + a^2): growth rate in 1/s to damping ratio. Every such conversion uses this function.
     static double DampRatio(double p_fFreq_Hz, double p_fAtten);
-    /// Its name for the evaluation in the time domain.
+    /// Name used by the evaluation in the time domain.
     static double DampFromDecay(double p_fFreq_Hz, double p_fAtten) { return DampRatio(p_fFreq_Hz, p_fAtten); }
-    /// Its inverse. Nobody calls it at present.
+    /// The inverse. Currently unused.
     static double AttenFromDamp(double p_fFreq_Hz, double p_fDamp);
 
   private:

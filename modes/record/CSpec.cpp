@@ -59,7 +59,7 @@ std::int32_t CSpec::CalcNextNeighbMR(double p_fFreq_Hz) const
         trace.Error("Too small value for #m_fFreqEnd_Hz#");
         return eResoInvalid;
     }
-    // Frequencies count on a logarithmic scale: the geometric middle.
+    // Geometric middle, because frequencies are compared on a logarithmic scale.
     const double fMid_Hz = std::exp((std::log(m_fFreqEnd_Hz) + std::log(m_fFreqBeg_Hz)) * 0.5);
     return fMid_Hz <= p_fFreq_Hz ? LR : HR;
 }

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-/// Resolution: place of a band after the sort by falling frequency.
+/// Resolution: position of a band after sorting by descending frequency.
 enum EReso : std::int32_t
 {
     LR = 0, ///< highest frequencies, coarsest resolution
@@ -13,27 +13,27 @@ enum EReso : std::int32_t
     eResoInvalid = 3
 };
 
-/// Where a band stands, seen from a mode's frequency.
+/// Position of a band relative to the band that contains a mode's frequency.
 enum ENeighb : std::int32_t
 {
     eNeighbOwn = 0,  ///< the band contains the frequency
-    eNeighbNext = 1, ///< the band next to that one
+    eNeighbNext = 1, ///< adjacent to that band
     eNeighbFar = 2,
     eNeighbInvalid = 3
 };
 
-/// One frequency band of a job and the FFT length that serves it. Constant after start-up.
+/// One frequency band of a job and the FFT length used for it. Constant after start-up.
 class CSpec
 {
   public:
     CSpec(bool p_bUsed, std::int32_t p_eReso, std::uint32_t p_nSamples, double p_fFreqBeg_Hz, double p_fFreqEnd_Hz,
           std::uint32_t p_nOwnerId, CTraceOMA* p_pTrace);
 
-    /// begin <= f < end: the upper limit belongs to the band above.
+    /// begin <= f < end: the upper limit belongs to the next higher band.
     bool IsInRange(double p_fFreq_Hz) const;
-    /// Resolution of the neighbour band that is nearest to f; eResoInvalid after an error line.
+    /// Resolution of the neighbouring band closest to f; eResoInvalid after an error line.
     std::int32_t RetrveNextNeighb(double p_fFreq_Hz) const;
-    /// The same for the middle band, which is split at its geometric middle.
+    /// Same for the middle band, which is divided at its geometric middle.
     std::int32_t CalcNextNeighbMR(double p_fFreq_Hz) const;
 
     std::int32_t GetReso() const { return m_eReso; }
@@ -50,9 +50,9 @@ class CSpec
     double m_fFreqBeg_Hz;
     double m_fFreqEnd_Hz;
     double m_fReserved = -1.0;
-    std::uint32_t m_nOwnerId; ///< the job's id; the mode's in a CSpecDyn
+    std::uint32_t m_nOwnerId; ///< id of the job; of the mode in a CSpecDyn
     CTraceOMA* m_pTrace;      ///< not owned, may be null
-    bool m_bUsed;             ///< -spec: without it no FFT and no CSpecDyn
+    bool m_bUsed;             ///< -spec: an unused band has no FFT and no CSpecDyn
 };
 
 /// The three bands of a job; owned by the job.

@@ -64,7 +64,7 @@ bool CPSM::AddPeak(const CPeakOMA* p_pPeak, const std::valarray<double>&, double
     pActDataPS->SetFreq(p_pPeak->GetFreq());
     pActDataPS->SetQual(p_pPeak->GetGridQual());
 
-    // The references see the new frequency beside those that other bands have stored in this PS cycle.
+    // The reference frequencies include the new one and those that other bands have stored in this PS cycle.
     if (const double fMean = CalcActFreq(eQualValid, p_pActTime); fMean > 0.0)
     {
         m_fLastValidFreq_Hz = fMean;

@@ -50,7 +50,7 @@ bool CPsmOut::WriteActualData(const CTime* p_pActTime)
     CVdsOutCbPS* const pVdsOutCbPS = m_pVdsOutPS->GetCB();
     if (!pVdsOutCbPS)
         return trace.BadPointer("pVdsOutCbPS");
-    // Read once: a link loss on a library thread may clear it at any time.
+    // Read once, because a library thread may clear it at any time when the link is lost.
     const bool bStarted = pVdsOutCbPS->IsStarted();
 
     if (m_eStatz != eStatzActive)
@@ -80,7 +80,7 @@ bool CPsmOut::WriteActualData(const CTime* p_pActTime)
         trace.Error(" Init. write for PS data of ID=", m_pVdsOutPS->GetChanId(0),
                     " at                       TS=", ActTimeAsText(*p_pActTime));
     m_pVdsOutPS->DoWritePS(p_pActTime, fFreq, fMagn, fDamp, fDOE, eQual);
-    // SUSPECT values are shown on the channels, but raise no event.
+    // SUSPECT values are written to the channels, but raise no event.
     if (eQual != eQualValid)
         m_pEventData->ProcessDIS(p_pActTime);
     else
@@ -236,8 +236,9 @@ CSpecDyn* CPsmOut::RetrveOutpSpec(const CTime* p_pActTime, std::int32_t& r_eQual
     if (!m_pvecpSpec)
         return BadPointer("m_pvecpSpec");
 
-    // A VALID band may compete after a SUSPECT one, but has to beat its priority; a SUSPECT band behind a VALID one is
-    // skipped. The quality reported is the best one met, a tie goes to the earlier band: both kept as they stand.
+    // A VALID band may follow a SUSPECT one, but has to exceed its priority; a SUSPECT band after a VALID one is
+    // skipped. Intended, because the chosen band depends on it: the reported quality is the best one found, and on
+    // equal priority the earlier band wins.
     r_eQual = eQualError;
     bool bOk = true;
     bool bFound = false;
@@ -311,7 +312,7 @@ bool CPsmOut::CalcNeighb(double p_fFreq_Hz, std::int32_t p_eReso, std::int32_t& 
             r_eNeighb = eNeighbInvalid;
             return trace.Error("No spec.range containing PS freq. found");
         }
-        // A band that -spec has taken out leaves a gap: there every band counts as the own one.
+        // If -spec has removed the band that contains the frequency, every band counts as its own.
         eOwn = p_eReso;
     }
     if (p_eReso == eOwn)

@@ -18,7 +18,7 @@ CSpecDyn::CSpecDyn(const CSpec* p_pSpecSrc, std::uint32_t p_nDeqMax, std::uint32
 
 std::int32_t CSpecDyn::CalcPrioOutp(const CTime* p_pActTime, std::int32_t p_eNeighb)
 {
-    // Rows: VALID cycles in a row, 3 standing for more as well. Columns: own, next, far band. A higher number wins.
+    // Rows: consecutive VALID cycles, 3 or more in the last row. Columns: own, next, far band. The highest number wins.
     constexpr std::array<std::array<std::int32_t, 3>, 4> vecPrio = {{{3, 2, 1}, {6, 5, 4}, {11, 9, 7}, {12, 10, 8}}};
 
     const CMethodTrace trace(m_pTrace, g_strClass, "CalcPrioOutp");

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-/// A band as one mode sees it: what the band observed of the mode, and its priority for the mode's output.
+/// A band from the view of one mode: what it observed of the mode, and its priority for the mode's output.
 /// Owner    the mode. Threads: the job's worker.
 class CSpecDyn : public CSpec
 {
@@ -15,8 +15,8 @@ class CSpecDyn : public CSpec
 
     CSpecDyn(const CSpec* p_pSpecSrc, std::uint32_t p_nDeqMax, std::uint32_t p_nOwnerId, CTraceOMA* p_pTrace);
 
-    /// Priority for the output, 1 to 12, from the VALID cycles in a row and the place; 0 after an error line.
-    /// Continuity counts more than place. Also stored in m_ePrioOutp.
+    /// Priority for the output, 1 to 12, from the number of consecutive VALID cycles and the position of the band; 0
+    /// after an error line. Continuity outweighs position. Also stored in m_ePrioOutp.
     std::int32_t CalcPrioOutp(const CTime* p_pActTime, std::int32_t p_eNeighb);
     void IncCntValid() { ++m_nCntValid; }
     void ClrCntValid() { m_nCntValid = 0; }
@@ -30,10 +30,10 @@ class CSpecDyn : public CSpec
 
   private:
     std::int32_t m_ePrioOutp = 0;
-    std::vector<double> m_vecfWork;          ///< nobody uses it
-    std::unique_ptr<CTime> m_pLastTimePS;    ///< PS cycle of the last peak; starts as the zero time
+    std::vector<double> m_vecfWork;          ///< unused
+    std::unique_ptr<CTime> m_pLastTimePS;    ///< PS cycle of the last peak; initially the zero time
     std::unique_ptr<CDataPS> m_pActDataPS;   ///< record of that cycle
-    std::unique_ptr<DeqDataPS> m_pdeqDataPS; ///< history, newest at the back; grows to m_nDeqMax records, at least 1
+    std::unique_ptr<DeqDataPS> m_pdeqDataPS; ///< history, newest at the back; grows up to m_nDeqMax records, at least 1
     std::uint32_t m_nDeqMax;
-    std::uint32_t m_nCntValid = 0; ///< PS cycles in a row with VALID data
+    std::uint32_t m_nCntValid = 0; ///< consecutive PS cycles with VALID data
 };

@@ -13,10 +13,10 @@ struct SMeas
     std::int32_t eQual = eQualInvalid;
 };
 
-/// The values of the newest measurements of a job, newest at the back, in a ring that grows to what it has to hold. Their
-/// quality stays outside: INVALID input empties the queue.
-/// Threads  the read callback appends, the worker reads; they take turns by their handshake. The lock of the object
-///          keeps the queue whole when the handshake is given up after its 5 s.
+/// The newest measurements of a job, oldest first, in a ring buffer that grows as needed. Only values are stored:
+/// INVALID input empties the queue, so their quality is not needed.
+/// Threads  the read callback appends, the worker reads; they take turns by a handshake. The lock keeps the queue
+///          intact if the handshake is abandoned after its 5 s.
 class CDeqMeas
 {
   public:
@@ -31,7 +31,7 @@ class CDeqMeas
         m_nFirst = 0;
         m_nSize = 0;
     }
-    /// Appends; drops the oldest first if p_nMax or more are held.
+    /// Appends. First drops the oldest if it already holds p_nMax or more.
     void Push(const SMeas& p_meas, std::size_t p_nMax)
     {
         const std::lock_guard lock(m_mtx);
@@ -48,7 +48,8 @@ class CDeqMeas
         const std::lock_guard lock(m_mtx);
         Put(p_meas.fValue);
     }
-    /// Copies the newest p_nCount values in time order to p_pfOut. @return false, nothing copied, if fewer are held.
+    /// Copies the newest p_nCount values to p_pfOut, oldest first. @return false, with nothing copied, if there are
+    /// fewer.
     bool CopyNewest(double* p_pfOut, std::size_t p_nCount) const
     {
         const std::lock_guard lock(m_mtx);
@@ -62,7 +63,7 @@ class CDeqMeas
     }
 
   private:
-    /// Where the value stands that is p_nIndex behind the oldest.
+    /// Index in the ring of the value that is p_nIndex after the oldest.
     std::size_t Place(std::size_t p_nIndex) const { return (m_nFirst + p_nIndex) & (m_vecfRing.size() - 1); }
     void Put(double p_fValue)
     {
@@ -79,7 +80,7 @@ class CDeqMeas
     }
 
     mutable std::mutex m_mtx;
-    std::vector<double> m_vecfRing; ///< room for a power of two
-    std::size_t m_nFirst = 0;       ///< place of the oldest
+    std::vector<double> m_vecfRing; ///< size: a power of two
+    std::size_t m_nFirst = 0;       ///< index of the oldest
     std::size_t m_nSize = 0;
 };

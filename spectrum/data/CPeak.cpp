@@ -8,7 +8,7 @@ namespace
 {
 constexpr std::string_view g_strClassPeak = "CPeak";
 
-/// Channel of a frequency, rounded. Values below 0 and NaN become 0, too large ones stay large.
+/// Channel of a frequency, rounded. Negative values and NaN give 0; values that are too large stay large.
 std::size_t ChannelOf(double p_fFreq_Hz, double p_fFreqStep_Hz)
 {
     const double fChannel = p_fFreq_Hz / p_fFreqStep_Hz + 0.5;
@@ -34,7 +34,7 @@ bool CPeak::CalcDamp(double* p_pfDamp) const
 
 double CPeak::CalcFWHM(double p_fDamp)
 {
-    // A ratio of 0 makes this infinite and the width 0.
+    // For a ratio of 0 this is infinite and the width becomes 0.
     const double fSquare = 1.0 / (p_fDamp * p_fDamp) - 1.0;
     if (!(fSquare >= g_fEpsilon))
         return -1.0;
@@ -51,7 +51,7 @@ double CPeak::CalcMagn(const std::valarray<double>& p_vecAmpl, double p_fFreqSte
                        double p_fEnd_Hz) const
 {
     const CMethodTrace trace(m_pTrace, g_strClassPeak, "CalcMagn");
-    // Kept as it stands: without a trace negative limits are let through.
+    // Intended: the check needs a trace; without one, negative limits are accepted.
     if ((p_fBeg_Hz < 0.0 || p_fEnd_Hz < 0.0) && m_pTrace)
     {
         trace.Error("Invalid peak limits: Beg.[Hz]=", p_fBeg_Hz, ", End [Hz]=", p_fEnd_Hz, ", Mean[Hz]=", m_fFreq_Hz,

@@ -5,9 +5,9 @@
 #include <mutex>
 #include <vector>
 
-/// Working memory of a size, lent out and taken back: what many threads need by turns exists as often as it is in use at
-/// one time, and the piece that was used last, which the processor still has at hand, is lent first.
-/// T is made of its size. It comes back as it was left.
+/// A pool of working memory in pieces of several sizes. There are only as many pieces as are in use at the same time.
+/// The piece used last is lent first, because it is most likely still in the processor's cache. T is constructed from
+/// its size. A returned piece is not cleared.
 /// Threads  any. A loan must not outlive its pool.
 template <class T>
 class TPool
@@ -30,13 +30,13 @@ class TPool
     }
 
   private:
-    static constexpr std::size_t g_nKeep = 16; ///< pieces of a size that stay when nobody needs them
+    static constexpr std::size_t g_nKeep = 16; ///< unused pieces of one size that are kept
 
     std::unique_ptr<T> Take(std::size_t p_nSize)
     {
         const std::lock_guard lock(m_mtx);
         std::vector<std::unique_ptr<T>>& vecpFree = m_mapFree[p_nSize];
-        vecpFree.reserve(g_nKeep); // nothing is thrown where it comes back
+        vecpFree.reserve(g_nKeep); // so that returning a piece cannot throw
         if (vecpFree.empty())
             return nullptr;
         std::unique_ptr<T> pPiece = std::move(vecpFree.back());

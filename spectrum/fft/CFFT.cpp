@@ -20,13 +20,13 @@ bool IsOk(MKL_LONG p_nStatus)
     return DftiErrorClass(p_nStatus, DFTI_NO_ERROR);
 }
 
-/// Complex numbers as real and imaginary parts by turns.
+/// Complex numbers as an array of alternating real and imaginary parts.
 double* Numbers(CFFT::VecComplex& r_vecComplex)
 {
     return reinterpret_cast<double*>(r_vecComplex.data());
 }
 
-/// A descriptor that is freed in any case.
+/// Frees its descriptor in any case.
 class CDescriptor
 {
   public:
@@ -47,7 +47,7 @@ void CFFT::Restart(CTraceOMA* p_pTrace)
         m_pvecBuffer = std::move(m_pvecData);
 }
 
-/// Room for the result of a transform. What stands in it is of no meaning.
+/// Memory for the result of a transform. Its contents are undefined.
 CFFT::VecComplex& CFFT::Buffer(std::size_t p_nSize)
 {
     if (!m_pvecBuffer)
@@ -140,7 +140,7 @@ void CFFT::TraceResults(const double* p_pfBuffer, std::size_t p_nLength) const
     m_pTrace->TraceData(strText, true);
 }
 
-/// The buffer, without a Nyquist channel, becomes the data. Data that exist already keep their size.
+/// The buffer, without the Nyquist channel, becomes the data. Existing data keep their size.
 void CFFT::StoreBuffer(std::size_t p_nChannels)
 {
     m_pvecBuffer->resize(p_nChannels);

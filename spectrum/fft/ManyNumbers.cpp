@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-// A second copy of each loop for processors with AVX2, chosen at the start of the process. Sanitizers do not bear the
-// choice.
+// Builds a second copy of each loop for processors with AVX2; it is selected at process start. Sanitizers do not
+// support this selection.
 #if defined(__x86_64__) && defined(__ELF__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) &&                \
     !defined(__SANITIZE_THREAD__)
 #define OMA_WIDE __attribute__((target_clones("avx2", "default")))
@@ -18,7 +18,7 @@ constexpr std::ptrdiff_t g_nLanes = 8;
 
 OMA_WIDE bool IsOneAbove(const double* p_pfBegin, const double* p_pfEnd, double p_fLimit)
 {
-    // All are counted: to stop at the first one would take them one by one.
+    // Count all of them: stopping at the first match would prevent vectorisation.
     return std::count_if(p_pfBegin, p_pfEnd, [p_fLimit](double p_fValue) { return p_fValue > p_fLimit; }) != 0;
 }
 

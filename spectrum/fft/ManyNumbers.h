@@ -2,13 +2,13 @@
 #include <complex>
 #include <cstddef>
 
-// Loops over thousands of numbers. They go side by side in lanes, wider where the processor can; the digits are the same
-// on all of them.
+// Loops over thousands of numbers, written so that the compiler vectorises them. They give the same digits on every
+// processor, with or without wide registers.
 
-/// Whether one of them is greater than p_fLimit.
+/// Whether any number is greater than p_fLimit.
 bool IsOneAbove(const double* p_pfBegin, const double* p_pfEnd, double p_fLimit);
 
-/// Largest absolute value, 0.0 for none; what is no number is passed over.
+/// Largest absolute value, 0.0 for an empty range. NaN is skipped.
 double LargestOf(const double* p_pfBegin, const double* p_pfEnd);
 
 struct SSums
@@ -18,11 +18,11 @@ struct SSums
 };
 SSums SumsOf(const double* p_pfBegin, const double* p_pfEnd);
 
-/// |X|^2 of each: may leave the range of numbers where |X| does not.
+/// |X|^2 of each number; may overflow or underflow where |X| does not.
 void SquaresOf(const std::complex<double>* p_pcplx, std::size_t p_nCount, double* p_pfOut);
 
 /// Square root of each, times p_fScale.
 void TakeRoots(double* p_pfData, std::size_t p_nCount, double p_fScale);
 
-/// Takes p_pfOff off each; nothing falls below p_fFloor.
+/// Subtracts p_pfOff element by element; results are at least p_fFloor.
 void TakeOff(double* p_pfData, std::size_t p_nCount, const double* p_pfOff, double p_fFloor);

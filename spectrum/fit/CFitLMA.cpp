@@ -38,7 +38,7 @@ bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, VecParam p_vecFree)
         for (std::size_t j = 0; j < nFree; ++j)
             matCovar[j][j] = matAlpha[j][j] * (1.0 + fLambda);
         VecCoef vecSolution = vecBeta;
-        // A step that cannot be solved leaves the solution as it came: it is tried and judged like any other.
+        // If the system cannot be solved, the solution is unchanged; the step is tried and judged like any other.
         GaussJordan(matCovar, vecSolution);
         VecCoef vecTry = m_vecCoefs;
         for (std::size_t j = 0; j < nFree; ++j)
@@ -62,7 +62,7 @@ bool CFitLMA::RunLMA(unsigned p_nLeft, unsigned p_nRight, VecParam p_vecFree)
     return m_fChiSq < fStart;
 }
 
-/// Appends the fixed parameters; false if one is listed twice or does not exist.
+/// Appends the fixed parameters. @return false if a parameter is listed twice or does not exist.
 bool CFitLMA::CompleteList(VecParam& r_vecParam) const
 {
     VecParam vecnUsed(m_vecCoefs.size(), 0);
@@ -145,7 +145,7 @@ bool CFitLMA::GaussJordan(Matrix& r_matrix, VecCoef& r_vecRight)
                     nCol = k;
                 }
         }
-        // Nothing but NaN left, or a repeated pivot column.
+        // Only NaN is left, or the pivot column has been used before.
         if (nRow == nSize || vecbPivot[nCol])
             return false;
         vecbPivot[nCol] = true;

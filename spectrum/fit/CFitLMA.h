@@ -1,8 +1,9 @@
 #pragma once
 #include "spectrum/fit/CFit.h"
 
-/// Levenberg-Marquardt fit of a model with few parameters. Exactly ten steps, no other stopping rule.
-/// alpha = sum dy/da_j dy/da_k, beta = sum (y - model) dy/da_j; a step solves alpha with diagonal * (1 + lambda).
+/// Levenberg-Marquardt fit of a model with few parameters. Runs exactly ten steps; there is no other stopping rule.
+/// alpha = sum dy/da_j dy/da_k, beta = sum (y - model) dy/da_j; each step solves alpha with its diagonal multiplied by
+/// (1 + lambda).
 class CFitLMA : public CFit
 {
   public:
@@ -12,16 +13,16 @@ class CFitLMA : public CFit
     CFitLMA(const CFitLMA&) = delete;
     CFitLMA& operator=(const CFitLMA&) = delete;
 
-    /// Start values of the coefficients.
+    /// Sets the start values of the coefficients.
     bool PresetCoefs(const VecCoef& p_vecCoefs);
 
   protected:
     using VecParam = boost::container::small_vector<unsigned, 3>;
 
-    /// Model value and its derivatives by the coefficients at channel p_fX.
+    /// Model value and its derivatives with respect to the coefficients at channel p_fX.
     virtual bool Model(double p_fX, const VecCoef& p_vecCoef, double* p_pfY, VecCoef* p_pvecDyDa) const = 0;
-    /// Fits m_vecCoefs on channels p_nLeft to p_nRight; p_vecFree lists the parameters that may move.
-    /// @return whether chi-square has become smaller.
+    /// Fits m_vecCoefs to channels p_nLeft to p_nRight. p_vecFree lists the parameters that may change.
+    /// @return whether chi-square has decreased.
     bool RunLMA(unsigned p_nLeft, unsigned p_nRight, VecParam p_vecFree);
 
     VecCoef m_vecCoefs;

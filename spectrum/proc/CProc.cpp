@@ -8,7 +8,7 @@
 namespace
 {
 constexpr std::string_view g_strClass = "CProc";
-constexpr std::size_t g_nBlock = 64; ///< channels that are looked at together
+constexpr std::size_t g_nBlock = 64; ///< channels examined together
 } // namespace
 
 CProc::CProc(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace)
@@ -45,7 +45,7 @@ bool CProc::FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_n
             }
     }
 
-    // One candidate is judged and one only: a rejected one ends the search. Kept as it stands.
+    // Intended: judges only one candidate; if it is rejected, the search ends.
     if (nMax == p_nOffs || nMax + 1 >= nData)
         return false;
     if (!Allowed(nMax - 1) || !Allowed(nMax + 1) || p_vecData[nMax - 1] < g_fEpsilon ||

@@ -7,15 +7,15 @@
 #include <valarray>
 #include <vector>
 
-/// Base of the spectrum evaluation: its sources, and the search for peaks in a spectrum.
-/// A search buffer holds one linear amplitude for each channel; its first p_nOffs channels are excluded.
+/// Base of the spectrum evaluation: its data sources and the peak search. A search buffer holds one linear amplitude
+/// for each channel; the first p_nOffs channels are excluded.
 class CProc
 {
   public:
     CProc(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace);
 
-    /// Next candidate: the largest channel from p_nOffs up outside the regions [beg, end]. One candidate is judged and
-    /// one only: a rejected one ends the search. False is not an error.
+    /// Finds the next candidate: the largest channel from p_nOffs up, outside the regions [beg, end]. Intended: judges
+    /// only one candidate; if it is rejected, the search ends. False is not an error.
     bool FindNextPeakNEW(const std::valarray<double>& p_vecData, unsigned p_nOffs,
                          const std::vector<unsigned>& p_vecBeg, const std::vector<unsigned>& p_vecEnd, double p_fThresh,
                          unsigned* p_pnPeak) const;
@@ -25,7 +25,7 @@ class CProc
     /// True if the channel lies in none of the regions.
     bool IsChanAllowed(unsigned p_nChan, const std::vector<unsigned>& p_vecBeg,
                        const std::vector<unsigned>& p_vecEnd) const;
-    /// Zeroes a region and notes it. Nobody calls it at present.
+    /// Zeroes a region and records it. Currently unused.
     bool InitData(std::valarray<double>& p_vecData, unsigned p_nLeft, unsigned p_nRight,
                   std::vector<unsigned>& p_vecBeg, std::vector<unsigned>& p_vecEnd) const;
 
@@ -34,7 +34,7 @@ class CProc
     double GetDeltaT() const { return m_fDeltaT_s; }
 
   protected:
-    const CDeqMeas* m_pdeqData;        ///< the job's samples, not owned
+    const CDeqMeas* m_pdeqData;        ///< samples of the job, not owned
     TShared<double> m_fDeltaT_s{-1.0}; ///< sample spacing; set by the read callback before the first evaluation
     const CSpec* m_pSpec;              ///< not owned
     const CDOE* m_pDOE;                ///< not owned

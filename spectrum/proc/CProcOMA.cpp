@@ -16,17 +16,17 @@
 namespace
 {
 constexpr std::string_view g_strClass = "CProcOMA";
-constexpr double g_fLowChanFactor = 0.04; ///< of the band's end: channels below are never searched
+constexpr double g_fLowChanFactor = 0.04; ///< of the band's upper limit: lower channels are never searched
 constexpr double g_fMagnFactor = 0.2;     ///< of the lowest magnitude limit
 constexpr double g_fMaxAmplFactor = 0.2;  ///< of the largest searched amplitude
 constexpr double g_fNoiseFactor = 2.0;    ///< of the mean amplitude
 constexpr unsigned g_nNameField = 10;
-constexpr unsigned g_nMaxPeaks = 4; ///< what is usual
+constexpr unsigned g_nMaxPeaks = 4; ///< usual limit
 
-/// Never destroyed: it may be in use while the process ends.
+/// Never destroyed, because it may be in use while the process exits.
 TPool<SProcBuffers>& g_poolProc = *new TPool<SProcBuffers>;
 
-/// Truncation to a channel number; what is none (negative, NaN) becomes 0, what is too large the largest one.
+/// Truncates to a channel number: negative values and NaN give 0, values that are too large the largest one.
 unsigned ToChannel(double p_fChannel)
 {
     constexpr double fMax = std::numeric_limits<unsigned>::max();
@@ -94,7 +94,7 @@ const std::valarray<double>& CProcOMA::GetAmpl() const
 {
     if (m_bSquares)
     {
-        const double fScale = 1.0 / static_cast<double>(m_vecAmpl.size()); // exact: a power of two
+        const double fScale = 1.0 / static_cast<double>(m_vecAmpl.size()); // exact, because the size is a power of two
         TakeRoots(std::begin(m_vecAmpl), m_vecAmpl.size(), fScale);
         m_bSquares = false;
     }
@@ -130,7 +130,7 @@ bool CProcOMA::CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valar
     return true;
 }
 
-/// @return false if the phases that only this file needs cannot be made; a file that cannot be written ends nothing.
+/// @return false if the phases, which only this file needs, cannot be computed. An unwritable file is not fatal.
 bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const CMethodTrace& p_trace)
 {
     if (!g_pShell || !g_pShell->IsFilePSM())
@@ -156,7 +156,7 @@ bool CProcOMA::OpenFileTUI(SRun& r_run, const std::wstring& p_wstrFileTUI, const
     return true;
 }
 
-/// Range and threshold of the search.
+/// Sets range and threshold of the search.
 bool CProcOMA::PrepareSearch(SRun& r_run, const CMethodTrace& p_trace) const
 {
     if (m_vecAmpl.size() == 0)
@@ -172,12 +172,12 @@ bool CProcOMA::PrepareSearch(SRun& r_run, const CMethodTrace& p_trace) const
     return true;
 }
 
-/// Whether no channel reaches the threshold of the search: seen on the squares, before thousands of roots are taken.
+/// Whether no channel reaches the search threshold. Tests squares, which avoids thousands of square roots.
 bool CProcOMA::IsQuiet(const SRun& p_run) const
 {
-    constexpr double fMargin = 0.999; // for the rounding: what is near the threshold is left to the search
+    constexpr double fMargin = 0.999; // allows for rounding: values near the threshold are left to the search
     const double fLimit = fMargin * std::pow(p_run.fMagnThresh * static_cast<double>(m_vecAmpl.size()), 2);
-    // By octaves, each with the weight of its end.
+    // Goes by octaves, each with the weight of its upper end.
     for (std::size_t nBeg = p_run.nOffs; nBeg < m_vecAmpl.size(); nBeg *= 2)
     {
         const std::size_t nEnd = std::min(2 * nBeg, m_vecAmpl.size());
@@ -187,7 +187,7 @@ bool CProcOMA::IsQuiet(const SRun& p_run) const
     return p_run.fMagnThresh > 0.0;
 }
 
-/// Squares that have left the range of numbers, or come from what is none: rare, and then the roots are taken by themselves.
+/// Computes the amplitudes directly if squares have overflowed or come from invalid numbers, which is rare.
 void CProcOMA::CheckSquares(const CFFT& p_fft)
 {
     if (SumsOf(std::begin(m_vecAmpl), std::end(m_vecAmpl)).fSum <= std::numeric_limits<double>::max())
@@ -197,7 +197,7 @@ void CProcOMA::CheckSquares(const CFFT& p_fft)
     m_bSquares = false;
 }
 
-/// Search buffer without its low channels, fits on the spectrum as it is, the turns of the peak loop.
+/// Clears the low channels of the search buffer, prepares the fits on the unmodified spectrum, and runs the peak loop.
 void CProcOMA::SearchPeaks(SRun& r_run, int p_eFit, unsigned p_nMaxPeaks, const CMethodTrace& p_trace)
 {
     SProcBuffers& buffers = r_run.buffers;
@@ -214,7 +214,7 @@ void CProcOMA::SearchPeaks(SRun& r_run, int p_eFit, unsigned p_nMaxPeaks, const 
             break;
 }
 
-/// With no detrending before the transform, the mean stays out of the search in this way alone.
+/// The mean is not removed before the transform; only this keeps it out of the search.
 bool CProcOMA::CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const
 {
     const double fDeltaT_s = m_fDeltaT_s;
@@ -229,7 +229,7 @@ bool CProcOMA::CalcLowChannels(SRun& r_run, const CMethodTrace& p_trace) const
     return true;
 }
 
-/// One turn of the peak loop.
+/// One iteration of the peak loop.
 CProcOMA::ETurn CProcOMA::EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMethodTrace& p_trace)
 {
     double fFreq_Hz = -1.0;
@@ -251,8 +251,8 @@ CProcOMA::ETurn CProcOMA::EvaluatePeak(SRun& r_run, unsigned p_nTurn, const CMet
     return ETurn::eNext;
 }
 
-/// The spectrum on the channels of a fit, without what earlier curves took off. Here the last digit counts, as the fit
-/// makes it larger by many powers of ten: an amplitude is taken by the exact way, unlike in the search.
+/// Fills the fit channels with the spectrum itself; the curves of earlier peaks are not subtracted. The fit amplifies
+/// rounding errors by many orders of magnitude, so unlike in the search each amplitude is computed exactly.
 void CProcOMA::FillFitData(SRun& r_run, unsigned p_nLeft, unsigned p_nRight) const
 {
     const CFFT::VecComplex& vecSpectrum = *r_run.buffers.fft.GetData();
@@ -264,7 +264,7 @@ void CProcOMA::FillFitData(SRun& r_run, unsigned p_nLeft, unsigned p_nRight) con
     }
 }
 
-/// Candidate, its limits, its fit; the fitted curve is taken off the search buffer.
+/// Finds a candidate, its limits and its fit, and subtracts the fitted curve from the search buffer.
 bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, double& r_fAmpl,
                           const CMethodTrace& p_trace)
 {
@@ -276,7 +276,7 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
         r_run.pFileTUI->WriteArray("SearchBuf", g_nNameField, GetAmpl() * m_vecPhaseStep, 5, 10, 3);
     if (!bFound)
         return false;
-    // The first candidate is the largest amplitude of all.
+    // The first candidate has the largest amplitude.
     r_run.fMaxAmplThresh = std::max(r_run.fMaxAmplThresh, g_fMaxAmplFactor * buffers.vecSearch[nPeak]);
     double fNoiseThresh = -1.0;
     if (!CalcDataThresh(buffers.vecSearch, r_run.nOffs, g_fNoiseFactor, &fNoiseThresh))
@@ -300,7 +300,7 @@ bool CProcOMA::FindAndFit(SRun& r_run, double& r_fFreq_Hz, double& r_fFWHM_Hz, d
                                                       r_run.pFitLSQ->CalcPeakFreq(vecCoef, nLeft),
                                                       r_run.pFitLSQ->CalcPeakFWHM(vecCoef, nLeft)}) &&
                           r_run.pFitLMA->FitPeak(&nLeft, &nRight, &vecCoefLMA);
-        // Given up for the rest of this Run; least squares goes on.
+        // After a failed fit, the rest of this Run uses least squares only.
         if (!bFit)
             r_run.pFitLMA.reset();
     }
@@ -357,14 +357,14 @@ bool CProcOMA::RatePeak(SRun& r_run, unsigned p_nTurn, CPeakOMA& r_peak, const C
     r_run.buffers.vecBeg.push_back(nLo);
     r_run.buffers.vecEnd.push_back(nHi);
 
-    // The peaks come in falling order of height: the first one below the threshold ends the search.
+    // Peaks are found in descending order of height, so the first one below the threshold ends the search.
     double fLimit = 0.0;
     if (!m_pDOE->IsPSmagnAboveThresh(fMagn, fLimit))
     {
         p_trace.DataNamed(IsTraceData(4), "PS magn. [", fMagn, "]", " below thresh. [", fLimit, "]");
         return false;
     }
-    // The file has the ratio of the width without a sign: the sign mark comes behind it. Kept as it stands.
+    // Intended: written before the sign is set, so the file shows the ratio from the width without a sign.
     if (r_run.pFileTUI)
         WritePeakToTUI(r_run, p_nTurn, r_peak);
     r_peak.SetNegDamp(fDamp < 0.0 ? 1.0 : 0.0);
@@ -409,7 +409,7 @@ bool CProcOMA::FindPeakLimits(const std::valarray<double>& p_vecData, double p_f
     std::size_t nMax = p_nPeak;
     *p_pnLeft = p_nPeak;
 
-    // The budget of steps grows with the square root of the channel number; the peak channel is the first step.
+    // The number of allowed steps grows with the square root of the channel number; the peak channel is the first step.
     bool bFound = false;
     unsigned nSteps = ToChannel(std::sqrt(static_cast<double>(p_nPeak))) + 3;
     for (std::size_t nChan = p_nPeak + std::size_t{1}; nChan-- > 0 && nSteps > 0; --nSteps)

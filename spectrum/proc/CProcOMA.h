@@ -16,10 +16,10 @@ class CWriteFile;
 struct SDampBuffers;
 struct SProcBuffers;
 
-/// Evaluation of one spectrum resolution of one job: from the newest samples to rated peaks. The raw samples go into
-/// the transform as they are: no mean is removed, no window is applied.
+/// Evaluates one spectrum resolution of one job: from the newest samples to peaks with magnitude and damping. The raw
+/// samples are transformed unchanged: the mean is not removed and no window is applied.
 /// Owner    the job, one for each used band. Threads: the job's worker.
-/// Errors   a failure leaves the peaks found so far in the list; Run itself is always true.
+/// Errors   on a failure the peaks found so far remain in the list; Run is always true.
 class CProcOMA : public CProc
 {
   public:
@@ -27,9 +27,10 @@ class CProcOMA : public CProc
     CProcOMA(const CDeqMeas* p_pdeqData, const CSpec* p_pSpec, const CDOE* p_pDOE, CTraceOMA* p_pTrace);
     ~CProcOMA();
 
-    /// @param p_fMaxFreq_Hz largest band end of the job. p_wstrFileFFT, p_wstrFileTUI paths of the dumps, empty: none.
-    /// @param p_eFit 1 least squares alone, 2 Levenberg-Marquardt after it. p_eGridQual copied into each peak.
-    /// @param p_pvecpPeak receives the peaks, at most p_nMaxPeaks, in falling order of height.
+    /// @param p_fMaxFreq_Hz largest upper band limit of the job. p_wstrFileFFT, p_wstrFileTUI paths of the dumps;
+    /// empty: no dump.
+    /// @param p_eFit 1 least squares, 2 followed by Levenberg-Marquardt. p_eGridQual is copied into each peak.
+    /// @param p_pvecpPeak receives the peaks, at most p_nMaxPeaks, in descending order of height.
     bool Run(double p_fMaxFreq_Hz, const std::wstring& p_wstrFileFFT, const std::wstring& p_wstrFileTUI, int p_eFit,
              std::int32_t p_eGridQual, VecPeak* p_pvecpPeak, unsigned p_nMaxPeaks = 4);
 
@@ -37,33 +38,33 @@ class CProcOMA : public CProc
     const std::valarray<double>& GetAmpl() const;
     double GetFreqStep() const { return m_fFreqStep_Hz; }
 
-    /// Channels around a peak to fit: the first ones below half height on both sides.
+    /// Range of channels to fit: on each side up to the first channel below half height.
     bool FindPeakLimits(const std::valarray<double>& p_vecData, double p_fThresh, unsigned p_nPeak, unsigned* p_pnLeft,
                         unsigned* p_pnRight) const;
-    /// Channels handed to the inverse transform: the frequency minus and plus one FWHM. Always true.
+    /// Channels for the inverse transform: from one FWHM below to one FWHM above the frequency. Always true.
     bool CalcPeakRange(double p_fFreq_Hz, double p_fFWHM_Hz, unsigned p_nChan, unsigned* p_pnLo,
                        unsigned* p_pnHi) const;
     /// Magnitude and damping ratio from the half-cycle extremes of the band's time signal.
     bool DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CFFT* p_pFFT, double p_fFreq_Hz,
                           std::valarray<double>* p_pvecTime, double* p_pfMagn, double* p_pfDamp) const;
-    /// Channel-to-channel phase step of p_vecDegs, degrees, divided by the largest; diagnostic only. The signs of the
-    /// 360 degree corrections are unlike those of a phase unwrapping: kept as it stands.
+    /// Phase step from channel to channel of p_vecDegs, degrees, divided by the largest; for diagnosis only. Intended:
+    /// the signs of the 360 degree corrections differ from a phase unwrapping.
     static bool CalcPhaseSteps(const std::valarray<double>& p_vecDegs, std::valarray<double>& r_vecStep);
-    /// Takes a fit curve off the buffer; nothing falls below epsilon.
+    /// Subtracts a fit curve from the buffer; results are at least epsilon.
     static void SubtractFit(std::valarray<double>& r_vecSearch, const std::valarray<double>& p_vecCurve);
 
   private:
-    /// What one Run works on.
+    /// State of one Run.
     struct SRun
     {
         double fMaxFreq_Hz;
         std::int32_t eGridQual;
         VecPeak* pvecpPeak;
         SProcBuffers& buffers;
-        std::unique_ptr<CWriteFile> pFileTUI{}; ///< extended peak data, null: none
+        std::unique_ptr<CWriteFile> pFileTUI{}; ///< extended peak data; null: not written
         std::optional<CFitLsqOMA> pFitLSQ{};
-        std::optional<CFitLmaOMA> pFitLMA{}; ///< none: least squares alone, or given up after a failed fit
-        unsigned nOffs = 0;                  ///< channels below are never searched
+        std::optional<CFitLmaOMA> pFitLMA{}; ///< empty: least squares only, or a fit has failed
+        unsigned nOffs = 0;                  ///< lower channels are never searched
         double fMaxAmplThresh = 0.0;
         double fMagnThresh = 0.0;
     };
@@ -88,13 +89,13 @@ class CProcOMA : public CProc
     void WritePeakToTUI(SRun& r_run, unsigned p_nTurn, const CPeakOMA& p_peak) const;
 
     // ---- steps of DampFromTimeData ----
-    /// The newest half cycles, at most p_nMax (4 up), in time order.
+    /// Finds the newest half cycles, at most p_nMax (at least 4), oldest first.
     static void FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p_nMax, SDampBuffers& r_buffers);
     bool DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const;
 
-    mutable std::valarray<double> m_vecAmpl; ///< one value a channel
-    mutable bool m_bSquares = false;         ///< m_vecAmpl holds squares, not normalised: nobody has needed roots yet
-    std::valarray<double> m_vecDegs;         ///< phase, degrees; made for the extended data file only, as the next one
+    mutable std::valarray<double> m_vecAmpl; ///< one value for each channel
+    mutable bool m_bSquares = false;         ///< m_vecAmpl holds squares, not normalised: no roots have been needed yet
+    std::valarray<double> m_vecDegs;         ///< phase, degrees; this and the next only for the extended data file
     std::valarray<double> m_vecPhaseStep;    ///< normalised phase step
-    double m_fFreqStep_Hz = -1.0;            ///< Hz a channel
+    double m_fFreqStep_Hz = -1.0;            ///< Hz for each channel
 };

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cmath>
 
-// Magnitude and damping ratio of a peak from the time signal of its band: the signal is cut at its zero crossings into
-// half cycles, their extremes give the envelope, its decay the damping ratio.
+// Magnitude and damping ratio of a peak from the time signal of its band. Zero crossings cut the signal into half
+// cycles. Their extremes form the envelope, whose decay gives the damping ratio.
 
 namespace
 {
@@ -18,7 +18,7 @@ constexpr std::string_view g_strClass = "CProcOMA";
 constexpr std::string_view g_strMethod = " DampFromTimeData";
 constexpr int g_nMaxHS = 8;
 
-/// Never destroyed: it may be in use while the process ends.
+/// Never destroyed, because it may be in use while the process exits.
 TPool<SDampBuffers>& g_poolDamp = *new TPool<SDampBuffers>;
 } // namespace
 
@@ -33,7 +33,7 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     pBuffers->fft.IFFTbyMKL(p_pFFT->GetData(), p_nLoChan, p_nHiChan);
     if (!pBuffers->fft.RetrveTime(*p_pvecTime))
         *p_pvecTime = 0.0;
-    // A band above channel 0 has no mean.
+    // A band that starts above channel 0 has no mean.
     if (p_nLoChan == 0 || p_nHiChan == 0)
         *p_pvecTime -= p_pvecTime->sum() / static_cast<double>(p_pvecTime->size());
 
@@ -62,7 +62,7 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     }
     else
     {
-        // A signal has fewer half cycles than samples, however many are asked for.
+        // A signal has fewer half cycles than samples, whatever number is requested.
         const std::size_t nRates = std::min<std::size_t>(nMaxHS, p_pvecTime->size()) - 2;
         if (pBuffers->vecAtten.size() != nRates)
             pBuffers->vecAtten.resize(nRates);
@@ -73,8 +73,9 @@ bool CProcOMA::DampFromTimeData(unsigned p_nLoChan, unsigned p_nHiChan, const CF
     return bOk;
 }
 
-/// The half cycles before the first and behind the last crossing are open and do not count; an exact zero is no crossing,
-/// and one at the very start hides all of them. Goes from the end: older half cycles than the newest have no say.
+/// The half cycles before the first and after the last crossing are incomplete and do not count. An exact zero is not a
+/// crossing; one at the very start hides all crossings. The search runs backwards from the end, so that older half
+/// cycles have no influence.
 void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p_nMax, SDampBuffers& r_buffers)
 {
     std::vector<double>& vecExt = r_buffers.vecExt;
@@ -86,7 +87,7 @@ void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p
     const double* const pfTime = std::begin(p_vecTime);
     std::size_t nBeg = p_vecTime.size();
     while (pfTime[nBeg - 1] == 0.0)
-        --nBeg; // ends at the first sample at the latest
+        --nBeg; // stops at the first sample
     for (bool bOpen = true; vecExt.size() < p_nMax; bOpen = false)
     {
         const std::size_t nEnd = nBeg;
@@ -106,8 +107,8 @@ void CProcOMA::FindHalfCycles(const std::valarray<double>& p_vecTime, unsigned p
     std::reverse(vecIdx.begin(), vecIdx.end());
 }
 
-/// Each sum of two neighbouring extremes is a peak-to-peak swing, in which an offset cancels; two overlapping swings one
-/// half cycle apart give one rate.
+/// The sum of two adjacent extremes is a peak-to-peak swing, in which an offset cancels. Two such swings, one half
+/// cycle apart, give one rate.
 bool CProcOMA::DampFromSeries(SDampBuffers& r_buffers, double p_fFreq_Hz, double* p_pfMagn, double* p_pfDamp) const
 {
     const std::vector<double>& vecExt = r_buffers.vecExt;

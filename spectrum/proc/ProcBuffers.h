@@ -4,8 +4,8 @@
 #include <valarray>
 #include <vector>
 
-/// What one evaluation of a spectrum works on, by its number of samples. Lent to it for its time; nothing in it is of
-/// meaning before it has been written.
+/// Working memory of one spectrum evaluation, for a given number of samples. Lent from a pool; the contents are
+/// undefined until written.
 struct SProcBuffers
 {
     explicit SProcBuffers(std::size_t p_nSamples)
@@ -14,22 +14,22 @@ struct SProcBuffers
     {
     }
     std::valarray<double> vecInput;  ///< samples
-    std::valarray<double> vecSearch; ///< search buffer: amplitudes less the curves of the peaks found
+    std::valarray<double> vecSearch; ///< search buffer: amplitudes minus the curves of the peaks found so far
     std::valarray<double> vecCurve;  ///< fit curve of the current peak
-    std::valarray<double> vecFit;    ///< amplitudes, on the channels of the current fit only
+    std::valarray<double> vecFit;    ///< amplitudes; valid on the channels of the current fit only
     std::valarray<double> vecLog;    ///< their decimal logarithms
     std::valarray<double> vecTime;   ///< time signal of the current peak
-    std::vector<unsigned> vecBeg{};  ///< prohibited regions
+    std::vector<unsigned> vecBeg{};  ///< excluded regions
     std::vector<unsigned> vecEnd{};
     CFFT fft{nullptr};
 };
 
-/// What the evaluation of a time signal works on, by its number of channels.
+/// Working memory for evaluating one time signal, for a given number of channels.
 struct SDampBuffers
 {
     explicit SDampBuffers(std::size_t) {}
     CFFT fft{nullptr};
     std::vector<double> vecExt;       ///< extremes of the newest half cycles, newest first
-    std::vector<unsigned> vecIdx;     ///< where they lie
-    std::valarray<double> vecAtten{}; ///< rates between them, 1/s: as many as there may be, the newest at the end
+    std::vector<unsigned> vecIdx;     ///< their sample indices
+    std::valarray<double> vecAtten{}; ///< rates between them, 1/s: at full capacity, the newest at the end
 };

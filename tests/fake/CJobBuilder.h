@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-/// What a test or a benchmark says about its job; the rest is as most want it.
+/// Settings of a job for a test or benchmark; the defaults suit most of them.
 struct SJobSettings
 {
     std::string strName = "JOB";
@@ -13,25 +13,25 @@ struct SJobSettings
     std::int32_t eJobMode = 0;
     std::vector<std::uint32_t> vecnSamples = {64, 128, 256}; ///< of the bands, highest frequencies first; 0: unused
     std::vector<double> vecfFreqEnd_Hz = {3.0, 0.8, 0.2};
-    double fFreqBeg_Hz = 0.05; ///< of the lowest band
+    double fFreqBeg_Hz = 0.05; ///< lower limit of the lowest band
     double fMagnWarn = 100.0;
     double fMagnAlarm = 200.0;
     std::vector<std::pair<double, double>> vecMode_Hz = {{0.2, 0.8}, {0.8, 3.0}};
-    std::uint32_t nInstance = 1; ///< connection of the modes
-    std::uint32_t nUnitId = 31;  ///< of the measurement channel
+    std::uint32_t nInstance = 1; ///< connection for the modes
+    std::uint32_t nUnitId = 31;  ///< virtual PMU of the measurement channel
     std::uint32_t nOutputRefId = 32;
-    std::int32_t nRepRate = 1; ///< PS cycles a second; -n: one in n seconds
-    double fCycle_s = 0.02;    ///< 0.0: to be set by the read callback
+    std::int32_t nRepRate = 1; ///< PS cycles a second; -n: one every n seconds
+    double fCycle_s = 0.02;    ///< 0.0: set later by the read callback
     CReadFileMeas* pReadFile = nullptr;
 };
 
-/// Makes a job as the construction of a pass does, without its thread, its handles and its PMUs.
+/// Creates a job as the construction of a pass does, but without thread, handles and PMUs.
 class CJobBuilder
 {
   public:
     static constexpr std::uint32_t s_nIdModeFirst = 601;
     static constexpr std::uint32_t s_nIdModeUnitFirst = 801;
-    static constexpr std::uint32_t s_nChanFirst = 9010; ///< four for each mode, ten apart
+    static constexpr std::uint32_t s_nChanFirst = 9010; ///< four for each mode; the modes are ten apart
 
     static std::unique_ptr<CJobOMA> Make(const SJobSettings& p_settings)
     {

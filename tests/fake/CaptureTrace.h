@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-/// Collects every trace line that is emitted while it lives; afterwards lines go where they went before, at the
-/// default level. One at a time.
+/// Collects every trace line emitted during its lifetime. Afterwards lines go to the previous sink, at the default
+/// level. Use one object at a time.
 class CaptureTrace
 {
   public:
@@ -39,7 +39,7 @@ class CaptureTrace
     CaptureTrace(const CaptureTrace&) = delete;
     CaptureTrace& operator=(const CaptureTrace&) = delete;
 
-    /// Number of lines that contain the text: those of a level, or all.
+    /// Number of lines that contain the text, of one level or of all.
     std::size_t Count(std::optional<ETraceLevel> p_eLevel, std::string_view p_strText) const
     {
         const std::lock_guard lock(m_mtxLines);
@@ -56,7 +56,7 @@ class CaptureTrace
         const std::lock_guard lock(m_mtxLines);
         return m_vecLine;
     }
-    /// The texts that begin so: a class's name picks its own lines from those of threads that run beside it.
+    /// The texts with this beginning. A class name selects its own lines from those of concurrent threads.
     std::vector<std::string> Lines(std::string_view p_strStart = {}) const
     {
         const std::lock_guard lock(m_mtxLines);

@@ -7,7 +7,7 @@
 #include <string>
 #include <unistd.h>
 
-// Configurations for tests: the one of tests/data (OMA_TEST_DATA), changed here and there.
+// Configurations for tests: the one in tests/data (OMA_TEST_DATA), with modifications.
 
 inline std::string FileText(const std::string& p_strPath)
 {
@@ -20,7 +20,7 @@ inline std::string BaseText()
     return FileText(OMA_TEST_DATA "/config/base.xml");
 }
 
-/// The text with the first p_strOld after the first p_strAfter replaced; fails the test if there is none.
+/// The text with the first p_strOld after the first p_strAfter replaced. Fails the test if it is not found.
 inline std::string Changed(std::string p_strText, const std::string& p_strOld, const std::string& p_strNew,
                            const std::string& p_strAfter = {})
 {
@@ -30,7 +30,7 @@ inline std::string Changed(std::string p_strText, const std::string& p_strOld, c
     return nBegin == std::string::npos ? p_strText : p_strText.replace(nBegin, p_strOld.size(), p_strNew);
 }
 
-/// The text without all from the first p_strBegin up to the end of the next p_strEnd.
+/// The text without everything from the first p_strBegin to the end of the next p_strEnd.
 inline std::string Without(std::string p_strText, const std::string& p_strBegin, const std::string& p_strEnd)
 {
     const std::size_t nBegin = p_strText.find(p_strBegin);
@@ -39,14 +39,14 @@ inline std::string Without(std::string p_strText, const std::string& p_strBegin,
     return nEnd == std::string::npos ? p_strText : p_strText.erase(nBegin, nEnd + p_strEnd.size() - nBegin);
 }
 
-/// Number of the line on which the text stands first, from 1; 0: nowhere.
+/// Line number, from 1, of the first occurrence of the text; 0 if there is none.
 inline long LineOf(const std::string& p_strAll, const std::string& p_strText)
 {
     const std::size_t nPos = p_strAll.find(p_strText);
     return nPos == std::string::npos ? 0 : 1 + std::count(p_strAll.begin(), p_strAll.begin() + nPos, '\n');
 }
 
-/// A file that lives as long as the object.
+/// A file that exists as long as the object.
 class TempFile
 {
   public:

@@ -17,7 +17,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-/// A registered callback. It is cleared only when no delivery is under way.
+/// A registered callback. Clearing it waits until no delivery is running.
 template <class T>
 class TSlot
 {
@@ -72,7 +72,7 @@ struct SWriteChannel : TSlot<CChannelDataWriteCallBack>
     }
 };
 
-/// What Reset forgets.
+/// Everything that Reset clears.
 struct SRecords
 {
     FakeDli::SBehaviour behaviour;
@@ -92,19 +92,19 @@ struct SRecords
 struct SState : SRecords
 {
     std::mutex mtx;
-    std::set<CChanneldata*> setRead; ///< one that the application gives up is still known to its connection
+    std::set<CChanneldata*> setRead; ///< a channel that the application has released is still known to its connection
     std::atomic<int> nLiveWrite{0};
-    TSlot<CEventDataCallBack> slotEvent; ///< the application has one at a time
+    TSlot<CEventDataCallBack> slotEvent; ///< the application registers only one at a time
 };
 
 SState& State()
 {
-    // Never destroyed: what the application gives up stays reachable to the end of the process.
+    // Never destroyed: whatever the application releases stays reachable until the process ends.
     static SState& s_state = *new SState;
     return s_state;
 }
 
-/// Behaviour and records under the lock.
+/// Runs the action on behaviour and records, under the lock.
 template <class TAction>
 auto Locked(TAction p_fnAction)
 {
@@ -119,7 +119,7 @@ T Copy(T SRecords::*p_pMember)
     return Locked([p_pMember](SState& p_state) { return p_state.*p_pMember; });
 }
 
-/// Those of one virtual PMU; 0: all.
+/// The entries of one virtual PMU; 0: all.
 template <class T>
 std::vector<T> OfPmu(std::vector<T> p_vecOf, unsigned long p_nPmu)
 {
@@ -127,7 +127,7 @@ std::vector<T> OfPmu(std::vector<T> p_vecOf, unsigned long p_nPmu)
     return p_vecOf;
 }
 
-/// Notes a call, and what else p_fnNote notes, and throws if the test wants that.
+/// Records a call, plus whatever p_fnNote records, and throws if the test requests it.
 template <class TNote>
 void Note(const std::string& p_strText, std::string FakeDli::SBehaviour::*p_pThrow, TNote p_fnNote)
 {

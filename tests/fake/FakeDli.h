@@ -7,27 +7,28 @@
 #include <string>
 #include <vector>
 
-/// Stands in for the client library of the link: records every call and does what the test says. Any thread.
+/// Replaces the client library of the link: records every call and behaves as the test specifies. Any thread.
 ///
-/// The promises of the library that the application builds on are kept: no call comes with a lock of the fake held, and
-/// after SetCallBack(nullptr) or RemoveCallBack no delivery through the functions below is under way or will come.
+/// It keeps the promises of the library that the application depends on. No call is made while a lock of the fake is
+/// held. After SetCallBack(nullptr) or RemoveCallBack returns, no delivery by the functions below is running or will
+/// follow.
 namespace FakeDli
 {
 namespace Dli = Norvik::Energy::Kestrel::VDS::Runtime;
 
-/// On which thread an answer to a request comes.
+/// When, and on which thread, a request is answered.
 enum class EAnswer
 {
-    eNone,       ///< not at all: the test delivers it
+    eNone,       ///< never; the test delivers the answer
     eAtOnce,     ///< on the caller's thread, inside the request
-    eOtherThread ///< on a thread of its own, before the request returns
+    eOtherThread ///< on another thread, before the request returns
 };
 
-/// What the fake does. A text that is not empty makes that call throw it.
+/// Behaviour of the fake. A text that is not empty is thrown by that call.
 struct SBehaviour
 {
-    std::string strInitName = {}; ///< the two marks of Init concern this connection only; empty: all
-    bool bInitZero = false;       ///< Init answers 0
+    std::string strInitName = {}; ///< the two settings of Init below apply to this connection only; empty: to all
+    bool bInitZero = false;       ///< Init returns 0
     std::string strThrowInit = {};
     std::string strThrowGetInstance = {};
     std::string strThrowReadNew = {}; ///< constructor of CChanneldata
@@ -37,15 +38,15 @@ struct SBehaviour
     std::string strThrowWriteNew = {}; ///< constructor of CChanneldataWrite
     std::string strThrowWriteStart = {};
     std::string strThrowWriteStop = {};
-    EAnswer eWriteAnswer = EAnswer::eAtOnce; ///< status 10 to Start of a write channel
-    unsigned long nWriteAnswerId = 0;        ///< virtual PMU in that answer; 0: the one that was started
+    EAnswer eWriteAnswer = EAnswer::eAtOnce; ///< status 10 after Start of a write channel
+    unsigned long nWriteAnswerId = 0;        ///< virtual PMU in that answer; 0: the one being started
     unsigned long nWriteAnswerError = 0;     ///< error in that answer
-    /// A callback registered at a write channel gets status 1 from a thread of its own; it is over when the callback
-    /// is cleared or the channel destroyed.
+    /// A callback registered with a write channel receives status 1 on a separate thread, which ends before the
+    /// callback is cleared or the channel destroyed.
     bool bWriteConnected = false;
 };
 
-/// One call, readable: "Write.Start 7 [71,72] 1".
+/// One call in readable form: "Write.Start 7 [71,72] 1".
 struct SCall
 {
     std::string strText;
@@ -89,7 +90,7 @@ struct SWrite
 struct SPost
 {
     bool bWithTime;
-    std::int64_t nTicks; ///< 0 without time
+    std::int64_t nTicks; ///< 0 if posted without time
     Dli::EIncidenceKey eKey;
     Dli::ETransition eTrans;
     Norvik::Energy::Kestrel::EElementType eElem;
@@ -108,14 +109,14 @@ struct SSubscribe
     int n3;
 };
 
-/// Forgets all records, channels and behaviour. Objects that live go on living.
+/// Clears all records, channels and behaviour. Live objects stay alive.
 void Reset();
 void SetBehaviour(const SBehaviour& p_behaviour);
 SBehaviour GetBehaviour();
 
 // ---- records, in order, as copies ----
 std::vector<SCall> Calls();
-/// Number of calls whose text begins so.
+/// Number of calls whose text starts with this.
 std::size_t CountCalls(const std::string& p_strBegin);
 std::vector<SInit> Inits();
 std::vector<SReadSet> ReadSets();
@@ -127,17 +128,16 @@ std::vector<SPost> Posts();
 std::vector<SEventRead> EventReads();
 std::vector<SSubscribe> Subscribes();
 
-// ---- live objects, not touched by Reset ----
+// ---- live objects; not affected by Reset ----
 int LiveReadChannels();
 int LiveWriteChannels();
 int RegisteredEventCallBacks();
 
 // ---- deliveries. Indices count the channels made since the last Reset. ----
-/// The callback as registered, null if there is none, of the newest channel that has started, stopped or written this
-/// virtual PMU.
+/// The callback, null if there is none, of the newest channel that has started, stopped or written this virtual PMU.
 Dli::CChannelDataWriteCallBack* WriteCallBack(unsigned long p_nPmu);
 
-/// Each answers false if no callback is registered; a callback that is being called is not cleared meanwhile.
+/// Each returns false if no callback is registered. A callback is not cleared while it is being called.
 bool ReadStatus(unsigned p_nChannel, unsigned long p_eStatus, unsigned long p_lReqNum = 0,
                 unsigned long p_lAddInfo = 0);
 bool ReadReceive(unsigned p_nChannel, std::vector<Dli::CChannel*>& p_vecChannel);

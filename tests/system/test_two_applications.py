@@ -70,7 +70,7 @@ class TwoApplications(SwingTest):
         self.wait_passes(first, 603, 1)
         self.wait_passes(second, 653, 1)
         self.vdsctl("post", 4201, "APP", 3, 950)
-        second.wait_text(f'This pass ends by event 4201 APP of element type 3, element id 950, from "vdsctl"; what clears '
+        second.wait_text(f'This pass ends by event 4201 APP of element type 3, element id 950, from "vdsctl"; to clear '
                          f'it: vdsctl 127.0.0.1:{self.ports[0]} post 4201 DIS 3 950!')
         self.wait_passes(second, 653, 2)
         self.assertEqual(first.count(PASS), 1)
@@ -80,7 +80,8 @@ class TwoApplications(SwingTest):
         self.wait_passes(second, 653, 3)
         self.assertEqual(self.standing(4201), [777])
         self.vdsctl("post", 7, "APP", 3, 900)
-        first.wait_text('This pass ends by event 7 APP of element type 3, element id 900, from "vdsctl"; it does not stand')
+        first.wait_text('This pass ends by event 7 APP of element type 3, element id 900, from "vdsctl"; nothing needs '
+                        'to be cleared')
         self.wait_passes(first, 603, 3)
         self.assertEqual(second.count(PASS), 3)
         for oma in (first, second):

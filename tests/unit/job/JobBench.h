@@ -13,10 +13,10 @@ inline constexpr std::uint32_t g_nIdJob = 500;
 inline constexpr std::uint32_t g_nIdModeFirst = CJobBuilder::s_nIdModeFirst;
 inline constexpr std::uint32_t g_nIdModeUnitFirst = CJobBuilder::s_nIdModeUnitFirst;
 inline constexpr std::int64_t g_nTicksPerSec = 10000000;
-inline constexpr std::int64_t g_nSec = 63000000000; ///< second since 0001 with which most tests begin
+inline constexpr std::int64_t g_nSec = 63000000000; ///< second since the year 1 at which most tests start
 
-/// A job at 50 measurements a second, with three-phase PMUs, over the fake link, and the lines that it traces.
-/// Everything global is as after process start when the bench is gone.
+/// A job at 50 measurements a second with three-phase PMUs, on the fake link, and its trace lines. Afterwards all
+/// globals are as after process start.
 class JobBench : public ::testing::Test
 {
   protected:
@@ -47,7 +47,7 @@ class JobBench : public ::testing::Test
         m_capture.Clear();
     }
 
-    /// Phasors with ids in a row: the phases of a balanced system.
+    /// Sets phasors with consecutive ids: the phases of a balanced system.
     static void SetPhases(CPmu& r_pmu, std::uint32_t p_nIdFirst, unsigned p_nPhases, double p_fMagn = 100.0,
                           double p_fAngle_deg = 0.0)
     {
@@ -68,7 +68,7 @@ class JobBench : public ::testing::Test
         phasor.eQual = p_eQual;
     }
 
-    /// The stamp of the read callback stands at the start of this second.
+    /// Sets the read callback's stamp to the start of this second.
     void SetTime(std::int64_t p_nSec)
     {
         m_time.SetTicks(p_nSec * g_nTicksPerSec);
@@ -82,7 +82,7 @@ class JobBench : public ::testing::Test
             m_pJob->AddMeasToBuf();
         }
     }
-    /// One PS cycle of measurements, and its pass at this second.
+    /// Adds one PS cycle of measurements and runs the pass at this second.
     bool Pass(std::int64_t p_nSec)
     {
         SetTime(p_nSec);
@@ -103,7 +103,7 @@ class JobBench : public ::testing::Test
         pPeak->m_bAboveMagnLimit = true;
         return pPeak;
     }
-    /// Takes a peak into its mode and writes it, as a pass does.
+    /// Assigns a peak to its mode and writes the mode's output, as a pass does.
     void WriteMode(double p_fFreq_Hz, double p_fMagn, double p_fDamp)
     {
         m_pJob->m_pActTime->Copy(&m_time, true);
@@ -113,7 +113,7 @@ class JobBench : public ::testing::Test
         ASSERT_TRUE(vecpPeak[0]->m_bAssigned);
         ASSERT_TRUE(m_pJob->UpdateAllPSMs() && m_pJob->WriteDataPS());
     }
-    /// The measurement channel stands.
+    /// Starts the measurement channel.
     void StartMeas()
     {
         ASSERT_TRUE(m_pJob->CreateVdsOutMeas(1, 50));

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-/// A directory of its own for the result files of a test, removed at the end.
+/// A temporary directory for the result files of a test, removed at the end.
 class CResultDir
 {
   public:

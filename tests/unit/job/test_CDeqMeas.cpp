@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-// The ring against a plain queue, over limits that rise and fall, so that it grows while its oldest value stands anywhere.
+// Compares the ring with a plain queue while limits rise and fall, so that it grows with its oldest value at any index.
 TEST(CDeqMeas, HoldsWhatAPlainQueueHolds)
 {
     std::mt19937 engine(5);

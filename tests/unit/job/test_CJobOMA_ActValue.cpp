@@ -39,7 +39,7 @@ TEST_F(JobActValue, AngleDifferenceIsFolded)
             SetPhases(m_pmu2nd, 4, 1, 2.0, oneCase.f2nd_deg);
             ASSERT_TRUE(m_pJob->CalcActualValue());
             const double fValue = m_pJob->GetActValue().fValue;
-            // Half a turn is a border: with a sum of three phases rounding may put it on either side.
+            // At half a turn the result may have either sign, because the sum of three phases is rounded.
             EXPECT_NEAR(std::remainder(fValue - oneCase.fExpect_deg, 360.0), 0.0, 1e-9);
             EXPECT_TRUE(-180.0 <= fValue && fValue < 180.0) << fValue;
             EXPECT_TRUE(nPhases == 3 || oneCase.f1st_deg != 180.0 || fValue == -180.0) << fValue;

@@ -10,7 +10,7 @@ class JobAssign : public JobBench
 {
   protected:
     JobAssign() { SetTime(g_nSec); }
-    /// Offers one peak; the index of the mode that took it, -1 for none.
+    /// Offers one peak. @return the index of the mode that took it, -1 if none did.
     int Offer(double p_fFreq_Hz)
     {
         m_pJob->m_pActTime->Copy(&m_time, true);
@@ -51,7 +51,7 @@ TEST_F(JobAssign, QuarterAroundTheLastValidFrequencyMatches)
 TEST_F(JobAssign, ModeThatHasBeenSeenDoesNotJumpUntilItHasAged)
 {
     ASSERT_EQ(Offer(0.4), 0);
-    EXPECT_EQ(Offer(0.7), -1); // active: too far off
+    EXPECT_EQ(Offer(0.7), -1); // active: too far away
     EndPass();
     EXPECT_EQ(Offer(0.45), 0);
     EndPass();
@@ -70,7 +70,7 @@ TEST_F(JobAssign, OrderOfTheConfigurationBreaksTies)
     MakeJob(settings);
     SetTime(g_nSec);
     EXPECT_EQ(Offer(0.5), 0);  // both inactive
-    EXPECT_EQ(Offer(0.25), 1); // only the second has it
+    EXPECT_EQ(Offer(0.25), 1); // only within the range of the second
     EXPECT_EQ(Offer(0.52), 0);
     for (int nPass = 0; nPass < 8; ++nPass)
     {
@@ -78,14 +78,14 @@ TEST_F(JobAssign, OrderOfTheConfigurationBreaksTies)
         EXPECT_EQ(Offer(0.25 + 0.04 * nPass), 1);
     }
     ASSERT_EQ(Mode(0)->GetStatz(), eStatzInactive);
-    EXPECT_EQ(Offer(0.55), 1); // an active mode goes before an inactive one earlier in the order
+    EXPECT_EQ(Offer(0.55), 1); // an active mode comes before an inactive one that is earlier in the order
 }
 
 TEST_F(JobAssign, PeakThatFitsNowhereIsNoError)
 {
     EXPECT_EQ(Offer(0.1), -1);
     CProcOMA::VecPeak vecpPeak;
-    vecpPeak.push_back(MakePeak(g_fNaN, 150.0)); // handled, and nothing changed
+    vecpPeak.push_back(MakePeak(g_fNaN, 150.0)); // handled, but changes nothing
     EXPECT_TRUE(m_pJob->AssignAllPeaksToPSMs(&vecpPeak, {}, 0.1));
     EXPECT_TRUE(vecpPeak[0]->m_bAssigned);
     EXPECT_EQ(Mode(0)->GetStatz(), eStatzInactive);

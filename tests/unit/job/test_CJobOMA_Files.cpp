@@ -14,7 +14,7 @@ class JobFiles : public JobBench
         m_pFile = std::make_unique<CWriteFile>(m_wstrName, nullptr);
         EXPECT_TRUE(m_pFile->Open());
     }
-    /// All that has been written, and the file begins anew.
+    /// Returns everything written so far and empties the file.
     std::string TakeText()
     {
         m_pFile->Close();
@@ -47,7 +47,7 @@ class JobFiles : public JobBench
     unsigned m_nRows = 0;
 };
 
-// Files of golden.py beside them; it knows the layout, not this code.
+// The expected files come from golden.py next to them, which knows the format but not this code.
 TEST_F(JobFiles, FilesAreTheGoldenOnes)
 {
     SetTime(g_nSec);
@@ -68,7 +68,7 @@ TEST_F(JobFiles, FilesAreTheGoldenOnes)
     MakeJob(settings);
     UseSinglePhases();
     SetTime(g_nSec);
-    WriteMode(0.4, 1234567.125, 0.0); // DOE 11, a magnitude beyond its width widens its field
+    WriteMode(0.4, 1234567.125, 0.0); // DOE 11; a magnitude too wide for its field widens it
     m_nRows = 0;
     ASSERT_TRUE(WriteHeadAndRow());
     EXPECT_EQ(TakeText(), Golden("angle.csv"));

@@ -4,9 +4,9 @@
 
 namespace
 {
-constexpr int g_nLimit_ms = 20000; // real time: reached only by a fault
+constexpr int g_nLimit_ms = 20000; // real time: exceeded only in case of a fault
 
-/// The worker's thread on the fake clock: a step of the test ends when the thread is parked again.
+/// The worker's thread on the fake clock. A step of a test ends when the thread waits again.
 class JobThread : public JobBench
 {
   protected:
@@ -47,7 +47,7 @@ class JobThread : public JobBench
         EventsAdvance(p_nTime_ms);
         ASSERT_TRUE(Parked());
     }
-    /// As the read callback does on a PS cycle.
+    /// Delivers data as the read callback does on a PS cycle.
     void NewData(std::int64_t p_nSec, unsigned p_nMeas = 50)
     {
         SetTime(p_nSec);
@@ -88,7 +88,7 @@ TEST_F(JobThread, FirstTimeOutIsSilentSecondRaisesTheIncidentOnce)
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 1U);
     EXPECT_EQ(m_capture.Count("CJobOMA::ThreadCB():ERROR RESOLVED - New phasor data available now from VDS server!"),
               1U);
-    Advance(20000); // from now on each silence counts
+    Advance(20000); // from now on each time-out counts
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eAPP), 2U);
     EXPECT_EQ(PostsOfNoData(FakeDli::Dli::eDIS), 1U);
     Terminate();

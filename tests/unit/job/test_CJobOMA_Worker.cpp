@@ -10,7 +10,7 @@ constexpr std::int64_t g_nWordInvalid = 0x0100000000000000;
 class JobWorker : public JobBench
 {
   protected:
-    /// A job whose next pass is a complete one: the queue holds the smallest band.
+    /// Prepares the job for a complete pass: fills the queue for the shortest band.
     void Ready()
     {
         MakeJob(m_settings);
@@ -37,7 +37,7 @@ TEST_F(JobWorker, MissedCycleStopsTheModesAndBeginsAnew)
         EXPECT_EQ(Mode(0)->GetEventData()->GetLastEvent(), 0);
         EXPECT_TRUE(m_pJob->m_pdeqMeas->Size() == 0 && m_pJob->m_nCycleProc == 0);
         EXPECT_FALSE(Pass(g_nSec + nJump + 1)); // too little data
-        EXPECT_TRUE(Pass(g_nSec + nJump + 9));  // any cycle is the first one
+        EXPECT_TRUE(Pass(g_nSec + nJump + 9));  // any cycle may be the first one
     }
 }
 
@@ -75,7 +75,7 @@ TEST_F(JobWorker, GridStateFollowsZonesAndIslands)
         std::int32_t eQual1, eQual2;
         unsigned nIsland2, nZone2; // those of the first PMU are 0
         std::int32_t eExpect;
-        std::string strLine; // empty: none
+        std::string strLine; // empty: no line
     } vecCase[] = {{0, 0, 0, 0, 0, ""},
                    {0, 0, 1, 1, 2, "Actual Network Split"},
                    {0, 0, 0, 1, 1, "Potential Network Subsplit"},
@@ -102,7 +102,7 @@ TEST_F(JobWorker, SplitStopsOnceShowsInvalidEachPassAndRestartsAnew)
     Ready();
     StartMeas();
     m_pJob->m_bUsingNTM = true;
-    m_pmu2nd.m_nZone = 1; // a potential split only goes into the evaluation
+    m_pmu2nd.m_nZone = 1; // a potential split only affects the evaluation
     ASSERT_TRUE(m_pJob->RunWorker(nullptr, nullptr));
     EXPECT_EQ(m_pJob->m_eGridQual, 1);
     WriteMode(0.4, 150.0, 0.02);
@@ -118,12 +118,12 @@ TEST_F(JobWorker, SplitStopsOnceShowsInvalidEachPassAndRestartsAnew)
     EXPECT_EQ(FakeDli::WriteStops().size(), 1U);
 
     m_pmu2nd.m_nIsland = 0;
-    EXPECT_TRUE(Pass(g_nSec + 4)); // the re-closing costs this pass
+    EXPECT_TRUE(Pass(g_nSec + 4)); // the end of the split costs this pass
     EXPECT_TRUE(m_capture.Has("CJobOMA::RunWorker():OMA data analysis re-started due to network re-closing!"));
     EXPECT_EQ(m_pJob->m_pdeqMeas->Size(), 0U);
     EXPECT_FALSE(Pass(g_nSec + 5));
     EXPECT_TRUE(Pass(g_nSec + 6));
-    g_eDataSource = eSrcStudy; // offline the grid is always intact
+    g_eDataSource = eSrcStudy; // offline, the grid always counts as intact
     m_pJob->RunWorker(nullptr, nullptr);
     EXPECT_EQ(m_pJob->m_eGridQual, 0);
 }
@@ -136,7 +136,7 @@ TEST_F(JobWorker, MeasurementChannelCarriesTheStampOfItsOwnCycle)
     m_time.SetTicks(g_nSec * g_nTicksPerSec + 200000);
     EXPECT_TRUE(m_pJob->WriteCalcdValue());
     EXPECT_TRUE(m_pJob->m_pActTime->IsEqual(m_time));
-    m_pJob->m_bWorkerDone = false; // a pass that has overrun its limit keeps its own time
+    m_pJob->m_bWorkerDone = false; // a pass that has exceeded its limit keeps its own time
     m_time.SetTicks(g_nSec * g_nTicksPerSec + 400000);
     m_pJob->SetActValue({std::numeric_limits<double>::quiet_NaN(), eQualValid});
     EXPECT_TRUE(m_pJob->WriteCalcdValue());
@@ -161,6 +161,6 @@ TEST_F(JobWorker, NoRecordingBreaksAPass)
     for (int nPass = 0; nPass < 8; ++nPass)
         EXPECT_TRUE(Pass(g_nSec + nPass)) << nPass;
     EXPECT_TRUE(FakeDli::Writes().empty() && g_eAppState == eAppRun);
-    m_pJob.reset(); // it lets go of the reader
+    m_pJob.reset(); // makes it release the reader
 }
 } // namespace

@@ -9,7 +9,7 @@ namespace
 {
 using Columns = std::vector<std::int32_t>;
 
-/// A recording in a file of its own, and the reader on it.
+/// A recording in a temporary file, and its reader.
 class ReadFileMeas : public ::testing::Test
 {
   protected:
@@ -22,7 +22,7 @@ class ReadFileMeas : public ::testing::Test
                                                     p_strStop, &m_trace);
         return m_pReader->ReadData();
     }
-    /// All samples, once around the ring.
+    /// All samples of one round.
     std::vector<double> Samples()
     {
         std::vector<double> vecfData;
@@ -40,7 +40,7 @@ class ReadFileMeas : public ::testing::Test
 };
 using Values = std::vector<double>;
 
-// One phase: three times V * I * cos of the angle between them.
+// With one phase: three times V * I * cos of the angle between them.
 const char* const g_pszLines = "time;v;phi;i;phi\n"
                                "10:00:00;100;0;1;0\n"
                                "10:00:01;100;30;2;90\n"
@@ -89,7 +89,7 @@ TEST_F(ReadFileMeas, LinesReadAreCounted)
 
 TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
 {
-    // Without a stop the first accepted record is the last; a stop met before the start has the same effect.
+    // Without a stop the first accepted record is the last; a stop that matches before the start has the same effect.
     const std::tuple<const char*, const char*, Values> vecCase[] = {
         {"", "", {300}},       {":01", "", {300}},      {":01", "no", {300, 900}}, {"", ":01", {300, 300}},
         {":01", ":01", {300}}, {":01", "00:00", {300}}, {"never", "", {}}};
@@ -127,7 +127,7 @@ TEST_F(ReadFileMeas, AFieldThatIsReadInPartIsNamedOnceAFile)
 {
     ASSERT_TRUE(Read("h\nt;100;0;1 ;0\nt;x;0;1;;20,5\nt;100;1,5;1;0\nt;100;1,5;1;0\n", {1}, {3}));
     EXPECT_EQ(m_capture.Count("only the number at the beginning"), 1U);
-    EXPECT_TRUE(m_capture.Has("Line 4, column 2: only the number at the beginning of \"1,5\" is read; decimals"));
+    EXPECT_TRUE(m_capture.Has("Line 4, column 2: only the number at the beginning of \"1,5\" is read; use a point"));
     ASSERT_TRUE(Read("h\nt;100;0;20,5\x01" + std::string(1000, 'x') + ";0\n", {1}, {3}));
     EXPECT_EQ(Samples(), (Values{6000}));
     EXPECT_TRUE(m_capture.Has("Line 2, column 3: only the number at the beginning of \"20,5?" + std::string(35, 'x') +

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-// Recorded streams with what an independent program made of them, pass by pass.
+// Recorded streams, and the results of an independent program for each pass.
 
 namespace
 {
@@ -54,7 +54,7 @@ class JobReference : public JobBench, public ::testing::WithParamInterface<const
         StartMeas();
     }
 
-    /// Phasors of a row as the sample record carries them: 32-bit floats.
+    /// Sets the phasors of a row, as 32-bit floats like in a sample record.
     void TakeRow(const std::string& p_strRow)
     {
         std::istringstream row(p_strRow);
@@ -70,7 +70,7 @@ class JobReference : public JobBench, public ::testing::WithParamInterface<const
         }
     }
 
-    /// One measurement cycle as the read callback does it. @return true if a pass ran.
+    /// Runs one measurement cycle as the read callback does. @return true if a pass ran.
     bool RunCycle(std::int64_t p_nTicks)
     {
         m_time.SetTicks(p_nTicks);
@@ -98,7 +98,7 @@ class JobReference : public JobBench, public ::testing::WithParamInterface<const
             EXPECT_FALSE(p_pMode->IsOutpValid());
     }
 
-    /// The values that went out, once more in full precision, and their 32-bit form at the channels.
+    /// Compares the output values in full precision, and their 32-bit form on the channels.
     void CheckOutput(CPsmOut* p_pMode, const json::value& p_expect)
     {
         const json::value& out = p_expect.at("out");

@@ -3,7 +3,7 @@
 #include "unit/link/output/OutputTest.h"
 #include <memory>
 
-/// The three bands of a job, its limits, and peaks as its spectra would give them.
+/// The three bands of a job, its limits, and peaks as an evaluation would produce them.
 class ModeTest : public OutputTest
 {
   protected:
@@ -17,7 +17,7 @@ class ModeTest : public OutputTest
     {
         m_vecpSpec.push_back(std::make_unique<CSpec>(true, p_eReso, 256, p_fBeg_Hz, p_fEnd_Hz, 1, &m_trace));
     }
-    /// Takes a band out, as -spec does.
+    /// Disables a band, as -spec does.
     void UnuseBand(std::int32_t p_eReso)
     {
         auto& pSpec = m_vecpSpec[static_cast<std::size_t>(p_eReso)];

@@ -68,7 +68,7 @@ TEST_F(CPSMTest, ReferenceIsTheMeanOfAllBandsOfThePass)
     EXPECT_EQ(Data(LR).GetMagn(), 100.0);
     EXPECT_EQ(Data(MR).GetMagn(), 200.0);
     EXPECT_EQ(Data(MR).GetDamp(), -0.03);
-    // A band without a peak of this pass does not count.
+    // A band without a peak in this pass does not count.
     const STestTime timeNext(1000);
     EXPECT_TRUE(Add(m_psm, Peak(LR, 1.25), timeNext));
     EXPECT_DOUBLE_EQ(m_psm.GetLastValidFreq(), 1.25);
@@ -112,7 +112,7 @@ TEST_F(CPSMTest, PeaksThatCannotBeTaken)
 
 TEST_F(CPSMTest, UpdateCountsValidCyclesAndKeepsAHistory)
 {
-    // Qualities of the peaks of LR and MR in each pass (-1: none), and what they make of the counters.
+    // Qualities of the peaks of LR and MR in each pass (-1: no peak), and the resulting counters.
     struct SPass
     {
         std::int32_t eQualLR, eQualMR;

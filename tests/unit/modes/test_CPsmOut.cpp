@@ -26,7 +26,7 @@ class CPsmOutTest : public ModeTest
                                             2.5, 1, &m_vecpSpec, 10, &m_doe, std::make_unique<CTraceOMA>("Job_1"));
         m_pMode->SetCounters(10);
     }
-    /// One pass of the job on the next PS cycle.
+    /// Runs one pass of the job on the next PS cycle.
     bool Pass(const std::vector<CPeakOMA>& p_vecPeak)
     {
         m_pTime = std::make_unique<STestTime>(++m_nPass * 1000);
@@ -45,7 +45,7 @@ class CPsmOutTest : public ModeTest
             vecfValue.push_back(value.fValue);
         return vecfValue;
     }
-    /// The calls that count for a mode's outlet, in order.
+    /// The calls that concern a mode's output, in order.
     static std::vector<std::string> Calls()
     {
         std::vector<std::string> vecCall;
@@ -99,10 +99,10 @@ TEST_F(CPsmOutTest, TheBandThatSpeaksIsChosenByContinuityThenPlace)
     {
         const char* pName;
         std::vector<std::vector<CPeakOMA>> vecPass;
-        std::int32_t eReso; ///< of the band that speaks in the last pass
+        std::int32_t eReso; ///< of the band chosen in the last pass
         std::int32_t eQual;
     };
-    const CPeakOMA peakLR = Peak(LR, 0.7); // MR's frequency, in the half next to LR
+    const CPeakOMA peakLR = Peak(LR, 0.7); // a frequency of MR, in the half closer to LR
     const CPeakOMA peakMR = Peak(MR, 0.7);
     const CPeakOMA peakHR = Peak(HR, 0.7);
     for (const SCase& test :
@@ -130,7 +130,7 @@ TEST_F(CPsmOutTest, TheBandThatSpeaksIsChosenByContinuityThenPlace)
 TEST_F(CPsmOutTest, ValidBandThatLosesToASuspectOneStillLendsItsQuality)
 {
     const STestTime time;
-    Add(*m_pMode, Peak(LR, 1.0, 1), time); // no VALID cycle behind either band: own place 3, far place 1
+    Add(*m_pMode, Peak(LR, 1.0, 1), time); // no VALID cycle before in either band: own position 3, far position 1
     Add(*m_pMode, Peak(HR, 1.0, 0), time);
     std::int32_t eQual = -1;
     const CSpecDyn* const pSpec = m_pMode->RetrveOutpSpec(&time, eQual);
@@ -144,7 +144,7 @@ TEST_F(CPsmOutTest, PlaceIsToldFromTheBandThatContainsTheFrequency)
     struct SCase
     {
         double fFreq_Hz;
-        std::int32_t vecNeighb[3]; ///< of LR, MR, HR
+        std::int32_t vecNeighb[3]; ///< for LR, MR, HR
     };
     std::int32_t eNeighb = -1;
     for (const SCase& test : {SCase{1.0, {0, 1, 2}},
@@ -197,7 +197,7 @@ TEST_F(CPsmOutTest, ValuesThatCannotBeMadeEndTheOutput)
         EXPECT_FALSE(IsWriting());
         EXPECT_FALSE(m_pMode->IsOutpValid());
         EXPECT_EQ(m_pMode->GetEventData()->GetLastEvent(), 0);
-        EXPECT_FALSE(Pass({test.peak})); // nothing left to end
+        EXPECT_FALSE(Pass({test.peak})); // nothing is left to end
         EXPECT_EQ(FakeDli::WriteStarts().size(), FakeDli::WriteStops().size());
         EXPECT_TRUE(m_capture.Has(test.eLevel, test.pText)) << test.pText;
         m_capture.Clear();
@@ -225,7 +225,7 @@ TEST_F(CPsmOutTest, LinkLostUnderAnEventIsReportedAtStopAndAtTheNextStart)
     m_pMode->GetVdsOutPS()->GetCB()->Status(0, 0, 0);
     EXPECT_FALSE(m_pMode->Stop(m_pTime.get()));
     EXPECT_TRUE(Pass({Peak(MR, 0.5)}));
-    EXPECT_EQ(FakeDli::Posts().size(), 1U); // the same type still stands
+    EXPECT_EQ(FakeDli::Posts().size(), 1U); // the event of the same type is still active
     ExpectErrors({"CPsmOut::Stop():UPC event exists although PS output (DLI write channel) is stopped!",
                   "WriteActualData():Invalid event type before new PS output start: 2!",
                   "WriteActualData():Invalid APP trans. of last recent event before new PS output start!"});

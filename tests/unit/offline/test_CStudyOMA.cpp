@@ -17,7 +17,7 @@ struct Study : testing::Test
     Study() { CStudyOMA::s_nCount = 0; }
     ~Study() override { CStudyOMA::s_nCount = 0; }
 
-    /// As an option -peak: makes it. Damping ratio with its sign; 0.0: none can be made.
+    /// Adds a peak as -peak: does. Damping ratio with its sign; 0.0 is impossible.
     void AddPeak(double p_fFreq_Hz, double p_fAmpl, double p_fDamp, double p_fOffset_s)
     {
         auto pPeak = std::make_unique<CPeakOMA>(&trace);
@@ -52,7 +52,7 @@ TEST_F(Study, PeaksAreDampedSinusoidsFromTheirStartOn)
 {
     AddPeak(0.8, 100.0, -0.05, 0.0);
     AddPeak(2.0, 10.0, 0.02, 1.013); // between two samples
-    AddPeak(1.0, 1e6, -0.01, 60.0);  // begins behind the block
+    AddPeak(1.0, 1e6, -0.01, 60.0);  // starts after the block
     deqMeas.Append({77.0, eQualInvalid});
     ASSERT_TRUE(Create());
     const std::valarray<double> vecSignal = Signal();
@@ -72,7 +72,7 @@ TEST_F(Study, PeaksAreDampedSinusoidsFromTheirStartOn)
 TEST_F(Study, ShiftMovesThePhaseOnUntilTheRangeIsThrough)
 {
     AddPeak(0.8, 100.0, -0.05, 0.0);
-    // A shift of half a cycle of 1 s: four blocks in a range of 2 s, the fifth is the first again.
+    // A shift of half a cycle of 1 s gives four blocks in a range of 2 s; the fifth equals the first.
     std::vector<std::valarray<double>> vecvecSignal;
     for (unsigned i = 0; i < 5; ++i)
     {
@@ -92,7 +92,7 @@ TEST_F(Study, ShiftMovesThePhaseOnUntilTheRangeIsThrough)
 
 TEST_F(Study, NoiseIsASmallOffsetOfEachSample)
 {
-    AddPeak(0.8, 100.0, -0.05, 60.0); // begins after the block
+    AddPeak(0.8, 100.0, -0.05, 60.0); // starts after the block
     for (const double fNoise : {500.0, 0.5 * 1.1920929e-07})
     {
         std::srand(11);

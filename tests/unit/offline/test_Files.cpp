@@ -6,7 +6,7 @@ namespace
 {
 struct Files : testing::Test
 {
-    /// Lines that a reader gives of a file with this content.
+    /// The lines that a reader returns for a file with this content.
     std::vector<std::string> LinesOf(const std::string& p_strContent)
     {
         std::ofstream(dir.Path("in.txt"), std::ios::binary) << p_strContent;

@@ -23,7 +23,7 @@ std::valarray<double> Samples(std::size_t p_nCount, double p_fDeltaT_s, TSignal 
     return vecSample;
 }
 
-/// One band with its evaluation: magnitude limits 100 and 200, damping limits -0.05 and -0.03, no shell, no switches.
+/// One band with its evaluation: magnitude limits 100 and 200, damping limits -0.05 and -0.03, no options.
 class SpectrumBench : public testing::Test
 {
   protected:
@@ -39,7 +39,7 @@ class SpectrumBench : public testing::Test
         m_pProc = std::make_unique<CProcOMA>(&m_deqMeas, m_pSpec.get(), &m_doe, &m_trace);
         m_pProc->SetDeltaT(p_fDeltaT_s);
     }
-    /// Options as on the command line.
+    /// Sets options as on the command line.
     static void Options(std::vector<std::wstring> p_vecArg)
     {
         p_vecArg.insert(p_vecArg.begin(), L"oma");

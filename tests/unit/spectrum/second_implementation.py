@@ -1,7 +1,7 @@
-"""The evaluation of a spectrum a second time, step by step and without haste, against the one of the application.
+"""A second, simple implementation of the spectrum evaluation. Its results are compared with those of the application.
 
-second_implementation.py PROGRAM [RUNS [SEED]]: PROGRAM is spectrum_runs, which plays the same runs. Nothing is shared with
-the application but the numbers of the input. Compared are all peaks, the spectrum and every line of trace.
+second_implementation.py PROGRAM [RUNS [SEED]]: PROGRAM is spectrum_runs, which evaluates the same runs. The two share
+nothing but the input. All peaks, the spectrum and every trace line are compared.
 """
 import cmath
 import math
@@ -16,7 +16,7 @@ NAN, INF = math.nan, math.inf
 RESO, GRID_QUAL = 1, 1
 
 
-# ---- arithmetic that goes on where Python's stops ----
+# ---- arithmetic with infinite values and NaN where Python raises an error ----
 def div(a, b):
     if b != 0:
         return a / b
@@ -59,7 +59,7 @@ def transform(x, sign):
 
 
 def forward(samples):
-    """Channels 0 to n / 2 - 1, the block being padded to a power of two."""
+    """Channels 0 to n / 2 - 1 of the block, padded to a power of two."""
     n = 1
     while n < len(samples):
         n *= 2
@@ -90,7 +90,7 @@ def determinant(matrix):
 
 
 class Parabola:
-    """Through the logarithms of the amplitudes."""
+    """Fits the logarithms of the amplitudes."""
     def __init__(self, logs, left, right, trace):
         self.trace = trace
         self.ok = True
@@ -168,7 +168,7 @@ class Parabola:
 
 
 def solved(a, b):
-    """Gauss-Jordan with full pivoting; what a failed step leaves of b is tried as well."""
+    """Gauss-Jordan with full pivoting; if it fails, b is used as it is at that point."""
     a, b = [row[:] for row in a], b[:]
     done = [False] * 3
     for _ in range(3):
@@ -333,7 +333,7 @@ def damping(time, spacing, freq, most, trace):
         if found is None:
             return magn, None
         rates.append(found)
-    # A mean of several goes through the determinants of a fit, to which what is smaller is 0.
+    # The mean of several rates comes from the determinants of a fit, which treats smaller sums as 0.
     mean = sum(rates) / len(rates) if tuples == 1 or not abs(sum(rates)) < EPS else 0.0
     return magn, None if mean != mean else ratio(freq, mean)
 
@@ -435,14 +435,14 @@ def search_peaks(run, spectrum, ampl, step, offs, peaks, trace):
 
 # ---- runs ----
 def bell(rng, run, weighted):
-    """A spectrum of bell shape whose weighted height lies close to a threshold, or of several bells."""
+    """A bell-shaped spectrum whose weighted height is close to a threshold, or a spectrum of several bells."""
     count = run["samples"]
     spectrum = [0.0] * max(count // 2, 1)
     bells = 1 if weighted else rng.randint(1, 4)
     for _ in range(bells):
         centre = rng.uniform(2, max(count // 2 - 2, 3))
         width = rng.uniform(0.7, 6)
-        if weighted:  # on a channel; often on one of those whose weight a look at many channels may take for all of them
+        if weighted:  # on a channel; often on one whose weight a test of many channels may use for all of them
             ends = [truncated(0.04 * run["end"] / (0.5 / run["spacing"]) * (count // 2)) + 1]
             while 2 * ends[-1] < count // 2:
                 ends.append(2 * ends[-1])
@@ -461,7 +461,7 @@ def swings(rng, run):
     count, spacing = run["samples"], run["spacing"]
     parts = [(run["limit"] * 10 ** rng.uniform(-1.2, 1), run["end"] * 10 ** rng.uniform(-1.5, 0.2),
               rng.choice((0.0, rng.uniform(-0.2, 0.08))), rng.uniform(0, 2 * math.pi)) for _ in range(rng.randint(1, 5))]
-    if rng.random() < 0.3:  # exactly on channels: the neighbours hold noise alone
+    if rng.random() < 0.3:  # exactly on channels: the neighbours contain only noise
         parts = [(a, round(f * count * spacing) / (count * spacing), 0.0, p) for a, f, _, p in parts]
     mean = rng.choice((0.0, rng.uniform(-100, 100) * run["limit"]))
     noise = run["limit"] * rng.choice((0.0, 10 ** rng.uniform(-5, 0)))
@@ -525,7 +525,7 @@ def same_line(a, b):
 
 
 def difference(want, got):
-    """What differs, or nothing."""
+    """The first difference, or nothing."""
     peaks, ampl, step, lines = want
     if len(lines) != len(got["trace"]) or not all(map(same_line, lines, got["trace"])):
         return "lines"
@@ -540,7 +540,7 @@ def difference(want, got):
 
 
 def hangs_on_digits(run, want):
-    """Whether the last digits of the samples, or the order of sums, decide: no two programs need agree then."""
+    """Whether the result depends on the samples' last digits or the order of sums: then programs may differ."""
     rng = random.Random(1)
     for n in range(60):
         near = evaluate({**run, "way": (-1) ** n, "data": [v * (1 + 10 ** rng.uniform(-13, -10) * rng.gauss(0, 1)) for v in run["data"]]})

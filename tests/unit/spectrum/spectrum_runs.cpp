@@ -4,9 +4,9 @@
 #include <fstream>
 #include <iostream>
 
-// Plays the runs that its input describes, one a line, and writes what each gives: for second_implementation.py.
-// A line has: samples, spacing, end of the band, largest frequency, lowest magnitude limit, kind of fit, -nmaxhs:,
-// -dampcorr:, then the samples; numbers hexadecimal.
+// Runs the evaluations described by its input, one on each line, and writes their results for second_implementation.py.
+// A line holds: number of samples, spacing, upper band limit, largest frequency, lowest magnitude limit, kind of fit,
+// -nmaxhs:, -dampcorr:, then the samples. Numbers are hexadecimal.
 
 namespace
 {

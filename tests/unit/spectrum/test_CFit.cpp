@@ -26,7 +26,7 @@ struct FitTest : testing::Test
     }
 };
 
-/// log10 of a Gaussian of height 50, centre and full width at half maximum as given.
+/// log10 of a Gaussian with height 50 and the given centre and full width at half maximum.
 std::valarray<double> Gaussian(std::size_t p_nSize, double p_fCentre, double p_fFWHM)
 {
     std::valarray<double> vecLog(p_nSize);
@@ -38,7 +38,7 @@ std::valarray<double> Gaussian(std::size_t p_nSize, double p_fCentre, double p_f
     return vecLog;
 }
 
-/// The shape that the steps of the fit assume.
+/// The curve that the steps of the fit assume.
 std::valarray<double> ModelOf(double p_fHeight, double p_fCentre, double p_fWidth)
 {
     std::valarray<double> vecAmpl(40);
@@ -55,7 +55,7 @@ TEST_F(FitTest, WeightsOfAMean)
 {
     const std::valarray<double> vecData{9.0, 1.0, -4.0, 0.0, 9.0};
     const std::valarray<double> vecSigma{1.0, 1.0, 0.5, 2.0, 1.0};
-    // (1 / sigma)^2: 1, 4, 0.25; 1 / |y|: 1, 0.25, and 1 for what has no size.
+    // (1 / sigma)^2: 1, 4, 0.25; 1 / |y|: 1, 0.25, and 1 for a value of 0.
     for (const auto& [eWeight, fWant] : {std::pair<int, double>{CFitLSQ::eWeightNone, -1.0},
                                          {CFitLSQ::eWeightSigma, -15.0 / 5.25},
                                          {CFitLSQ::eWeightData, 0.0}})
@@ -77,7 +77,7 @@ TEST_F(FitTest, WeightsOfAMean)
 
 TEST_F(FitTest, CurveOfAnAmplitudeOfZeroIsAsItsFormulaSays)
 {
-    // The logarithm of 0 is infinite, and so are coefficients: no centre that the curve could be followed from.
+    // The logarithm of 0 is infinite, and so are the coefficients: the curve has no centre.
     constexpr double fInf = std::numeric_limits<double>::infinity();
     const std::valarray<double> vecNone;
     const CFitLsqOMA fit(vecNone, &trace);

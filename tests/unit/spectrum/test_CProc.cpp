@@ -40,11 +40,11 @@ TEST_F(ProcTest, LimitsOnEqualValues)
         Spectrum vecData;
         double fThresh;
         unsigned nPeak;
-        int nLeft; ///< -1: refused
+        int nLeft; ///< -1: rejected
         int nRight;
     };
-    const SCase vecCase[] = {{{0, 5, 10, 5, 4.9}, 0, 2, 0, 4}, // exactly half is not below
-                             {{0, 1, 10, 1}, 10, 2, 1, 3},     // on the threshold
+    const SCase vecCase[] = {{{0, 5, 10, 5, 4.9}, 0, 2, 0, 4}, // exactly half is not below half
+                             {{0, 1, 10, 1}, 10, 2, 1, 3},     // exactly at the threshold
                              {{0, 1, 10, 1}, 10.1, 2, -1, 0}};
     for (const SCase& test : vecCase)
     {
@@ -62,12 +62,12 @@ TEST_F(ProcTest, NextPeakOnEqualValues)
     {
         Spectrum vecData;
         double fThresh;
-        int nWant; ///< -1: none
+        int nWant; ///< -1: no peak
     };
-    const SCase vecCase[] = {{{0, 0, 1, 5, 1, 5, 1, 1}, 0.0, 3}, // first of equal maxima
+    const SCase vecCase[] = {{{0, 0, 1, 5, 1, 5, 1, 1}, 0.0, 3}, // the first of equal maxima
                              {{0, 1, g_fEps, 8, g_fEps, 1, 2, 1}, 0.0, 3},
                              {{0, 1, 1, 8, 0.5 * g_fEps, 1, 2, 1}, 0.0, -1},
-                             {{0, 1, 1, 8, 1, 1}, 16.0, 3}, // weighted height on the threshold
+                             {{0, 1, 1, 8, 1, 1}, 16.0, 3}, // weighted height exactly at the threshold
                              {{0, 1, 1, 8, 1, 1}, 16.001, -1}};
     for (const SCase& test : vecCase)
     {

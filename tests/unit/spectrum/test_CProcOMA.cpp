@@ -6,7 +6,7 @@ namespace
 {
 constexpr double g_fStep_s = 0.02;
 
-/// One swing: amplitude at the start, frequency, damping ratio (negative: decaying).
+/// One swing: initial amplitude, frequency, damping ratio (negative: decaying).
 struct SSwing
 {
     double fAmpl;
@@ -56,7 +56,7 @@ TEST_F(ProcOmaTest, WideBandGivesTheDampingOfASwingInNoise)
         std::valarray<double> vecTime(s_nSamples);
         double fMagn = -1.0;
         double fDamp = 0.0;
-        // Channels 1 to 170: up to ten times the frequency; the noise of 1 is left at a tenth of the samples.
+        // Channels 1 to 170, up to ten times the frequency: a tenth of the noise of 1 remains.
         ASSERT_TRUE(m_pProc->DampFromTimeData(1, 170, &fft, swing.fFreq_Hz, &vecTime, &fMagn, &fDamp));
         EXPECT_NEAR(fDamp, fDampWant, 0.003);
         const double fEnd = swing.fAmpl * std::exp(swing.Rate() * s_nSamples * g_fStep_s);
@@ -103,7 +103,7 @@ TEST_F(ProcOmaTest, FilesOfARunWithOnePeakAreTheGoldenOnes)
     const CResultDir dir;
     Options({L"-file:psm"});
     MakeProc(64, 12.0, 0.02);
-    // The signal of golden.py beside the files: a spectrum of bell shape, on whose logarithm the fit is exact.
+    // The same signal as in golden.py next to the files: its spectrum is a Gaussian, to which the fit is exact.
     Feed(Samples(64, 1.0,
                  [](double i)
                  {

@@ -4,7 +4,7 @@
 namespace
 {
 constexpr double g_fStep_s = 0.1;
-constexpr double g_fFreq_Hz = 1.25; ///< of half cycles of four samples at 0.1 s
+constexpr double g_fFreq_Hz = 1.25; ///< half cycles of four samples at 0.1 s
 constexpr double g_fHalf_s = 0.4;
 
 struct Damping : SpectrumBench
@@ -14,8 +14,9 @@ struct Damping : SpectrumBench
     double fMagn = -1.0;
     double fDamp = 77.0;
 
-    /// Half cycles of the given heights, four samples each with one extreme, by turns up and down, between two open ones.
-    /// The shape has neither mean nor a part in the channel that a spectrum drops, so it comes back as it is.
+    /// Half cycles of the given heights, alternately positive and negative, of four samples with one extreme each,
+    /// between two incomplete ones. The signal has no mean and nothing in the channel that a spectrum drops, so the
+    /// transforms reproduce it.
     bool Evaluate(const std::vector<double>& p_vecfHeight)
     {
         std::vector<double> vecSample;
@@ -46,13 +47,13 @@ struct Damping : SpectrumBench
         fDamp = 77.0;
         return m_pProc->DampFromTimeData(0, 0, &fft, g_fFreq_Hz, &vecTime, &fMagn, &fDamp);
     }
-    /// Ratio of a decay by p_fFactor from one half cycle to the next.
+    /// Damping ratio if each half cycle is p_fFactor times the previous one.
     static double RatioOf(double p_fFactor)
     {
         const double fRate = std::log(p_fFactor) / g_fHalf_s;
         return fRate / std::hypot(g_fTwoPi * g_fFreq_Hz, fRate);
     }
-    /// Heights that fall by p_fFactor, behind others.
+    /// Heights that decrease by p_fFactor, after other heights.
     static std::vector<double> Falling(std::vector<double> p_vecfBefore, unsigned p_nCount, double p_fFactor)
     {
         double fHeight = 10.0;
@@ -77,7 +78,7 @@ TEST_F(Damping, TooFewHalfCycles)
 
 TEST_F(Damping, ZerosAtTheEndsOfTheSignal)
 {
-    // Four samples a period: each sum of the transforms is exact, and so are the zeros.
+    // Four samples a period: the sums of the transforms are exact, and so are the zeros.
     vecTime.resize(8);
     EXPECT_TRUE(EvaluateBlock({1, 0, -1, 0, 1, 0, -1, 0})) << "zeros at the end hide nothing";
     EXPECT_DOUBLE_EQ(fMagn, 1.0);

@@ -5,7 +5,8 @@
 #include <numeric>
 #include <vector>
 
-// Each loop on every number of numbers around its lanes: against the plain way, and with one that counts in each place.
+// Runs each loop on every length around its vector width: compared with the plain loop, and with one relevant number at
+// each position.
 
 namespace
 {

@@ -26,7 +26,7 @@ struct Peak : testing::Test
 };
 } // namespace
 
-// A line of half width w around f has the ratio w / sqrt(4 f^2 + w^2).
+// A peak of half width w around f has the ratio w / sqrt(4 f^2 + w^2).
 TEST_F(Peak, DampingFollowsFromWidthSignAndCorrection)
 {
     peak.SetFWHM(0.3);

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 namespace
 {
-/// A folder with the configuration file that the options name, a capital in its name.
+/// A folder with the configuration file used in the options; its name contains a capital letter.
 struct Shell : testing::Test
 {
     Shell()
@@ -39,7 +39,7 @@ struct Shell : testing::Test
             vecpArg.push_back(wstrArg.data());
         return shell.ExtractCmdLinePars(static_cast<int>(vecpArg.size()), vecpArg.data(), &trace);
     }
-    /// Everything with the configuration file in front.
+    /// Parses the options, preceded by the configuration file.
     void Options(const std::vector<std::wstring>& p_vecOption)
     {
         shell = CShellOMA();
@@ -148,10 +148,7 @@ TEST_F(Shell, ColumnListsAlwaysHaveThreeNumbers)
         {{L"-voltage:5,,x,9"}, {5, 0, 0}, {}, false},
         {{L"-volt1:2,3,4", L"-volt2:5,6,7"}, {2, 3, 4}, {5, 6, 7}, true},
         {{L"-volt1:2,3,4", L"-current:5,6,7"}, {2, 3, 4}, {5, 6, 7}, false},
-        {{L"-voltage:1,2,3", L"-volt1:4,5,6"},
-         {1, 2, 3},
-         {},
-         false}, // one option under two names: the second is ignored
+        {{L"-voltage:1,2,3", L"-volt1:4,5,6"}, {1, 2, 3}, {}, false}, // two names of one option: the second is ignored
         {{L"-volt2:1,2,3", L"-CURRENT:4,5,6"}, {}, {1, 2, 3}, true},
     };
     for (const SCase& c : cases)

@@ -49,7 +49,7 @@ std::int64_t Gap(const CTime& p_time, std::int64_t p_nTicks)
     return nGap;
 }
 
-/// The time at this place: the fields as the object itself steps to them.
+/// Sets the time to this position; the object computes its fields itself.
 void Place(CTime& p_time, std::uint64_t p_nSec, std::uint64_t p_nIdx)
 {
     ASSERT_TRUE(p_time.SetTicks(static_cast<std::int64_t>(p_nSec) * g_nSec + p_time.IdxToTicks(p_nIdx)));
@@ -79,7 +79,7 @@ TEST(CTime, GridAtThirtyHertzIsNotEvenlySpaced)
     EXPECT_TRUE(time.IsValid(g_nBegin));
 }
 
-// Every place of a second, and its neighbours: index, validity, the way back to ticks, and the column's grid are one.
+// For every position in a second and its neighbours: index, validity, conversion to ticks and the column's grid agree.
 TEST(CTime, TicksAndIndexAreOneGridAtEveryRate)
 {
     for (std::int32_t nRate = 1; nRate <= 120; ++nRate)
@@ -98,7 +98,7 @@ TEST(CTime, TicksAndIndexAreOneGridAtEveryRate)
             ASSERT_TRUE(time.SetTicks(nTicks));
             ASSERT_EQ(Ticks(time), nTicks);
             ASSERT_TRUE(time.IsValid(IColumn::GetNextTimeStamp(nTicks, nRate, 1)));
-            // A stamp one tick off is expected to be followed by the same sample on both sides.
+            // From a stamp one tick off, both sides must expect the same next sample.
             for (const std::int64_t nOff : {-1, 0, 1})
             {
                 CTime follow(nRate);
@@ -224,11 +224,11 @@ TEST(CTime, GapCountsSamplesBetweenStampAndPosition)
     EXPECT_EQ(Gap(time, g_nBegin + 200000 * 9), 1);
     EXPECT_EQ(Gap(time, g_nBegin + 200000 * 13), -3);
     EXPECT_EQ(Gap(time, g_nBegin - 3 * g_nSec), 160);
-    // At index 0 the second held counts as the next one.
+    // At index 0 the position counts as one second later.
     Place(time, g_nBegin_s, 0);
     EXPECT_EQ(Gap(time, g_nBegin), 50);
     EXPECT_EQ(Gap(time, g_nBegin + g_nSec), 0);
-    // One sample a second: nothing is added. One in 20 s: one step ahead is.
+    // At one sample a second no step is added; at one sample in 20 s one step is.
     EXPECT_EQ(Gap(CTime(1), g_nBegin), 0);
     CTime slow(-20);
     slow.SetTicks(400);
@@ -250,8 +250,8 @@ TEST(CTime, AlignmentWithAnotherRate)
     };
     const SCase cases[] = {
         {50, 7, 25, 2, true},  {50, 7, 24, 2, false}, {50, 7, 0, 1, true},   {50, 7, 1, 1, false},
-        {50, 7, 1, 50, true},  {50, 7, 5, 20, true},  {50, 7, 4, 20, false}, // common rate of 10
-        {50, 7, 1, 100, true}, {30, 7, 15, 4, true},                         // common rate of 2
+        {50, 7, 1, 50, true},  {50, 7, 5, 20, true},  {50, 7, 4, 20, false}, // greatest common divisor 10
+        {50, 7, 1, 100, true}, {30, 7, 15, 4, true},                         // greatest common divisor 2
         {50, 8, 0, -4, true},  {50, 9, 0, -4, false}, {50, 8, 1, -4, false}, {50, 7, 0, 0, false},
     };
     for (const SCase& c : cases)
@@ -277,7 +277,7 @@ TEST(CTime, CycleNumbersAsTheyStand)
     EXPECT_EQ(Cycle(49, 1), 1000U);
     EXPECT_EQ(Cycle(0, -1), 1000U);
     EXPECT_EQ(Cycle(0, -3), 333U);
-    // Two a second: the second plus idx * gcd / n, which is not consecutive.
+    // At two cycles a second the number is the second plus idx * gcd / n; it is not consecutive.
     EXPECT_EQ(Cycle(0, 2), 1000U);
     EXPECT_EQ(Cycle(25, 2), 1025U);
     std::uint64_t nCycle = 0;
@@ -295,7 +295,7 @@ TEST(CTime, SlowRatesMatchOnCommonMultiples)
     EXPECT_FALSE(slow.MatchesRateOf(fast));
     Place(fast, 1000, 1);
     EXPECT_FALSE(slow.MatchesRateOf(fast));
-    // 4 s and 6 s meet every 12 s, that is every third sample of this one.
+    // 4 s and 6 s coincide every 12 s, which is every third sample of this time.
     for (int n = 0; n < 7; ++n, slow.Advance())
         EXPECT_EQ(slow.MatchesRateOf(CTime(-6)), n % 3 == 0) << n;
 }

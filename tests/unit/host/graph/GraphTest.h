@@ -11,8 +11,8 @@
 #include <gmock/gmock.h>
 #include <thread>
 
-/// Builds the object graph of a configuration as a pass does, with the client library replaced. Whatever a test does, at
-/// its end nothing of the graph may be left.
+/// Builds the object graph of a configuration as a pass does, with the client library replaced. At the end of each test
+/// nothing of the graph may be left.
 class GraphTest : public testing::Test
 {
   protected:
@@ -26,7 +26,7 @@ class GraphTest : public testing::Test
         StartProcess();
     }
 
-    /// What a new process finds.
+    /// Sets all globals as in a new process.
     static void StartProcess()
     {
         FakeDli::Reset();
@@ -57,7 +57,7 @@ class GraphTest : public testing::Test
         return *Instance(p_nOMA).m_pvecpJob->at(p_nJob);
     }
 
-    /// Lines of suspensions, in order, without their common end.
+    /// Lines of all suspensions, in order, without their common ending.
     std::vector<std::string> Suspensions() const
     {
         const std::string strEnd = "! -> Suspend Application.";
@@ -68,7 +68,7 @@ class GraphTest : public testing::Test
         return vecText;
     }
 
-    static inline int m_nPSMKept = 0; ///< modes that live on, each with one channel
+    static inline int m_nPSMKept = 0; ///< modes that stay alive, each with one channel
     CaptureTrace m_capture;
     CTraceOMA m_trace{"OMA_Main_Run"};
     std::unique_ptr<Norvik::Energy::Kestrel::VDS::Runtime::CXMLConfiguration> m_pXml;
@@ -77,7 +77,7 @@ class GraphTest : public testing::Test
     std::unique_ptr<boost::thread_group> m_pThreadGroup;
 };
 
-/// Waits for what another thread does; false after a limit that only a hang reaches.
+/// Waits for the effect of another thread. False after a limit that is reached only if the thread hangs.
 template <class TCondition>
 bool Eventually(TCondition&& p_fnCondition)
 {
@@ -90,7 +90,7 @@ bool Eventually(TCondition&& p_fnCondition)
     return false;
 }
 
-/// The base as a job on the angle between two places, each with a voltage of its own.
+/// The base configuration, changed to a job on the angle between two places, each with its own voltage.
 inline std::string VpadText()
 {
     std::string strText = Changed(BaseText(), R"(JobMode="active-power")", R"(JobMode="vpad")");
@@ -99,7 +99,7 @@ inline std::string VpadText()
     return Changed(strText, R"(RefID="1021"/>)", R"(RefID="1031"/>)", "<InputGroup SignalType=\"voltage\">");
 }
 
-/// The text with its job a second time, under other ids.
+/// The text with its job duplicated under other ids.
 inline std::string TwoJobs(const std::string& p_strText)
 {
     const std::size_t nBegin = p_strText.find("<Job ");

@@ -29,7 +29,7 @@ std::string InBase(const std::string& p_strOld, const std::string& p_strNew)
     return Changed(BaseText(), p_strOld, p_strNew);
 }
 
-/// The base without the warning that it has.
+/// The base configuration without the warning it causes.
 std::string Clean()
 {
     return InBase(R"(MinFrequency="0.2" MaxFrequency="0.8")", R"(MinFrequency="0.25" MaxFrequency="0.9")");
@@ -68,14 +68,14 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
     const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {R"("10" ReportingRate="1">)", R"("10" ReportingRate="2">)", "<PSModes", "2 passes a second"},
         {R"("10" ReportingRate="1">)", R"("10" ReportingRate="3">)", "<PSModes", "a pass every 16.6667 samples"},
-        {R"("0.25" MaxFrequency="0.9")", R"("0.25" MaxFrequency="0.8")", "<PSMode ", "0.8 Hz lies on the edge"},
-        {R"("0.25" MaxFrequency="0.9")", R"("0.2" MaxFrequency="0.9")", "<PSMode ", "0.2 Hz lies on the edge"},
-        {R"("0.25" MaxFrequency="0.9")", R"("3" MaxFrequency="4")", "<PSMode ", "outside of all bands, 0.05 to 3 Hz"},
-        {R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0.04")", "<PSMode ", "outside of all bands"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0.25" MaxFrequency="0.8")", "<PSMode ", "0.8 Hz is also the edge"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0.2" MaxFrequency="0.9")", "<PSMode ", "0.2 Hz is also the edge"},
+        {R"("0.25" MaxFrequency="0.9")", R"("3" MaxFrequency="4")", "<PSMode ", "outside all bands, 0.05 to 3 Hz"},
+        {R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0.04")", "<PSMode ", "outside all bands"},
         {R"("0.25" MaxFrequency="0.9")", R"("0.5" MaxFrequency="0.5")", "<PSMode ", "both limits are 0.5 Hz"},
         {R"(Type="critical" IsActive="true")", R"(Type="critical" IsActive="false")", "<PSEvents>",
          "critical is off, without effect: notified is on"},
-        {R"(PSMagnitudeAlarm="0.5")", R"(PSMagnitudeAlarm="0.2")", "<PSMagnitude ", "does not lie above"},
+        {R"(PSMagnitudeAlarm="0.5")", R"(PSMagnitudeAlarm="0.2")", "<PSMagnitude ", "is not above"},
         {R"(Nominal="40000000")", R"(Nominal="0")", "<PSMagnitude ", "the warning limit is 0"},
         {R"(PSDampingRatioAlarm="-0.03")", R"(PSDampingRatioAlarm="-0.05")", "<PSDampingRatio ",
          "both limits are the same"},
@@ -83,25 +83,25 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
         {R"(UpperCutOffFrequency="3.0")", R"(UpperCutOffFrequency="26")", "<SpectralDataSets",
          "half the sample rate, 25 Hz"},
         {R"(NoOfSamples="512")", R"(NoOfSamples="2048")", "<SpectralDataSets", "40.96 s to fill: event 4202"},
-        {R"(NoOfSamples="512")", R"(NoOfSamples="1024")", "<SpectralDataSets", "and loss but not at the start"},
+        {R"(NoOfSamples="512")", R"(NoOfSamples="1024")", "<SpectralDataSets",
+         "and connection loss but not at the start"},
         {R"("10" ReportingRate="1">)", R"("10" ReportingRate="-30">)", "<PSModes", "a pass every 30 s: event 4202"},
-        {R"(IsUsingNTM="false")", R"(IsUsingNTM="true")", "<Job ", "only vpad heeds"},
+        {R"(IsUsingNTM="false")", R"(IsUsingNTM="true")", "<Job ", "only vpad jobs react"},
         {R"(Id="500" IsActive="true")", R"(Id="500" IsActive="false")", "<OMA ", "none of its jobs is"},
         {R"(SamplesMultiplier="4")", R"(SamplesMultiplier="3")", R"(SamplesMultiplier="3")",
-         "SamplesMultiplier 3 is no power of two: a swing of 1 Hz is read as one of 1.33333 Hz"},
+         "SamplesMultiplier 3 is not a power of two: a swing of 1 Hz will be reported as one of 1.33333 Hz"},
         {R"(PSMagnitudeWarning="0.25" PSMagnitudeAlarm="0.5")", R"(PSMagnitudeWarning="25" PSMagnitudeAlarm="50")",
          "<PSMagnitude ", "a limit is 50 times Nominal"},
         {R"(PSDampingRatioWarning="-0.05" PSDampingRatioAlarm="-0.03")",
-         R"(PSDampingRatioWarning="-5" PSDampingRatioAlarm="-3")", "<PSDampingRatio ", "as the limit -5 does"},
-        {R"(Job Name="NORTH_POWER")", R"(Job Name="../a\b")", "<Job ",
-         R"(in which it reads ".._a_b": expected neither)"},
-        {R"(IPAddr="127.0.0.1")", R"(IPAddr="grid-server")", "<VDS ", "has to be a name of this machine itself"},
+         R"(PSDampingRatioWarning="-5" PSDampingRatioAlarm="-3")", "<PSDampingRatio ", "the limit -5 is below -1"},
+        {R"(Job Name="NORTH_POWER")", R"(Job Name="../a\b")", "<Job ", R"(where it becomes ".._a_b": expected no)"},
+        {R"(IPAddr="127.0.0.1")", R"(IPAddr="grid-server")", "<VDS ", "must be an address of this machine"},
         {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="4711")", "<PSMode ",
-         "RefID of magnitude 4711 is no Datapoint of this file"},
+         "RefID of magnitude 4711 is not a Datapoint of this file"},
         {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="9010")", "<PSMode ",
-         "RefID of magnitude 9010 is written to by the element on line"},
+         "RefID of magnitude 9010 is already written by the element on line"},
         {R"(PhysType="magnitude" RefID="9011")", R"(PhysType="magnitude" RefID="1011")", "<PSMode ",
-         R"(RefID of magnitude 1011 is an input of Job "NORTH_POWER" as well)"},
+         R"(RefID of magnitude 1011 is also an input of Job "NORTH_POWER")"},
     };
     for (const auto& [strOld, strNew, strPlace, strWarning] : cases)
     {
@@ -113,7 +113,7 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
             << strNew;
         EXPECT_THAT(result.strFindings, HasSubstr(strWarning)) << strNew;
     }
-    // A mode without limits is none outside, and a switched-off level below the least one wanted has its effect.
+    // A mode without limits is not outside the bands, and switching off the lowest active level has an effect.
     EXPECT_EQ(Check(Changed(Clean(), R"("0.25" MaxFrequency="0.9")", R"("0" MaxFrequency="0")")).strFindings, "");
     EXPECT_EQ(Check(Changed(Clean(), R"(Type="notified" IsActive="true")", R"(Type="notified" IsActive="false")"))
                   .strFindings,
@@ -122,20 +122,21 @@ TEST(CConfigCheck, WarnsOfWhatWorksAgainstTheUser)
 
 TEST(CConfigCheck, WhatTwoElementsShareIsFoundAcrossJobsAndInstances)
 {
-    // The whole instance once more: all its ids, its job's name and outputs are there twice, and so is nothing else.
+    // Duplicates the instance: all its ids, its job's name and its outputs occur twice, and nothing else does.
     const std::string strText = Clean();
     const std::size_t nBegin = strText.find("<OMA ");
     const std::string strOma = strText.substr(nBegin, strText.find("</OMA>") + 6 - nBegin);
     const std::string strTwice = Changed(strText, "</OMAs>", strOma + "</OMAs>");
     const SResult result = Check(strTwice);
     EXPECT_TRUE(result.bOk);
-    const std::string strFirst = "on line " + std::to_string(LineOf(strText, "<Job ")) + " already";
+    const std::string strFirst = "on line " + std::to_string(LineOf(strText, "<Job "));
     for (const std::string& strWarning :
-         {"OMA \"GRID\": Id 901 stands on line " + std::to_string(LineOf(strText, "<OMA ")),
-          "Job \"NORTH_POWER\": Id 500 stands " + strFirst, "Job \"NORTH_POWER\": stands " + strFirst + ", or is",
-          "OutputRefId 700 is written to by the element " + strFirst,
+         {"OMA \"GRID\": Id 901 is already used on line " + std::to_string(LineOf(strText, "<OMA ")),
+          "Job \"NORTH_POWER\": Id 500 is already used " + strFirst,
+          "Job \"NORTH_POWER\": the name is already used " + strFirst + ", or gives",
+          "OutputRefId 700 is already written by the element " + strFirst,
           std::string("PSMode 601 of Job \"NORTH_POWER\": Id"),
-          std::string("RefID of degree-of-exposure 9013 is written to")})
+          std::string("RefID of degree-of-exposure 9013 is already written")})
         EXPECT_THAT(result.strFindings, HasSubstr(strWarning));
     // Instance, job (id, name, output) and its one mode (id, four outputs).
     EXPECT_EQ(std::count(result.strFindings.begin(), result.strFindings.end(), '\n'), 9) << result.strFindings;
@@ -156,15 +157,15 @@ TEST(CConfigCheck, TheExamplesGiveNoWarning)
 TEST(CConfigCheck, AddressesAndPortsThatCannotServeAreFaults)
 {
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"127.0.0.1\"", "127.0.0.300\"", "element VDS: \"127.0.0.300\" is no address, expected four numbers"},
-        {"127.0.0.1\"", "1:2:3\"", "\"1:2:3\" is no address"},
-        {"127.0.0.1\"", "192.0.2.10\"", "\"192.0.2.10\" is reached by other machines, expected element Security"},
-        {"\"4713\"", "\"4712\"", "Port and PortApplicationData are both 4712, expected two ports"},
+        {"127.0.0.1\"", "127.0.0.300\"", "element VDS: \"127.0.0.300\" is not a valid address, expected four numbers"},
+        {"127.0.0.1\"", "1:2:3\"", "\"1:2:3\" is not a valid address"},
+        {"127.0.0.1\"", "192.0.2.10\"", "\"192.0.2.10\" can be reached from other machines, expected element Security"},
+        {"\"4713\"", "\"4712\"", "Port and PortApplicationData are both 4712, expected two different ports"},
         {"\"4713\"/>", R"("4713"><Synchrophasors><Output Name="o" Port="4712"/></Synchrophasors></VDS>)",
-         "element Output \"o\": port 4712 is one of VDS, expected a port of its own"},
+         "element Output \"o\": port 4712 is already used by VDS, expected a port of its own"},
         {"\"4713\"/>", R"("4713"><Synchrophasors><Stream Name="s" Host="10.0.0.256" StreamId="1"><Phasor
          Name="a" Datapoint="1011"/></Stream></Synchrophasors></VDS>)",
-         "element Stream \"s\": \"10.0.0.256\" is no address"}};
+         "element Stream \"s\": \"10.0.0.256\" is not a valid address"}};
     for (const auto& [strOld, strNew, strFault] : cases)
     {
         const SResult result = Check(Changed(Clean(), strOld, strNew));
@@ -185,7 +186,7 @@ TEST(CConfigCheck, FiguresFollowFromRateAndSamples)
 {
     const std::string strFigures = Check(Clean()).strFigures;
     EXPECT_THAT(strFigures, HasSubstr("reads a sample every 0.02 s (rate 50)"));
-    // 512, 2048, 8192 samples of 0.02 s; 80 bytes at work and 16 in the queue for each.
+    // 512, 2048, 8192 samples of 0.02 s; each takes 80 bytes in the evaluation and 16 in the queue.
     for (const char* const pRow :
          {"0.8       to 3             512             10.24             0.097656                    40",
           "0.2       to 0.8          2048             40.96             0.024414                   160",

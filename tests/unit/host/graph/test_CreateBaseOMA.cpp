@@ -1,7 +1,7 @@
 #include "GraphTest.h"
 
-// Configuration, connections and event writer of a pass: what survives from one pass to the next, and what each failure
-// says and leaves.
+// Configuration, connections and event writer of a pass: what is kept between passes, and the message and clean-up
+// after each failure.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 using testing::ElementsAre;
@@ -19,7 +19,7 @@ TEST_F(BaseOMA, ConnectsAnewOnlyForWhatHasChanged)
         {"4712", "4712", {}},
         {"4713", "4799", {"OMA_2nd_Socket 127.0.0.1:4799"}},
         {"4712", "4798", {"OMA_1st_Socket 127.0.0.1:4798"}},
-        // The address is up to date when the second connection is looked at: its port alone decides.
+        // The address has been updated when the second connection is made, so only its port matters.
         {"127.0.0.1", "localhost", {"OMA_1st_Socket localhost:4712"}},
     };
     for (const auto& c : vecCase)

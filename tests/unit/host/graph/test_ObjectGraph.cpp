@@ -2,7 +2,7 @@
 #include "host/check/CConfigCheck.h"
 #include <filesystem>
 
-// Instances, jobs, bands, PMUs and modes from the configuration: every refusal in its own words, and what is accepted.
+// Instances, jobs, bands, PMUs and modes from the configuration: the message of every rejection, and what is accepted.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 using testing::ElementsAre;
@@ -11,7 +11,7 @@ using testing::IsEmpty;
 
 namespace
 {
-/// One replacement in the base, behind a mark; a refusal in the order of its lines.
+/// One replacement in the base configuration, after a mark; the expected error lines in order.
 struct SRefusal
 {
     std::string strName;
@@ -27,7 +27,7 @@ std::string InBase(const std::string& p_strOld, const std::string& p_strNew, con
     return Changed(BaseText(), p_strOld, p_strNew, p_strAfter);
 }
 
-/// The base with attributes of the bands: multiplier, lower and upper edge of each.
+/// The base configuration with attributes of the bands: multiplier, lower and upper limit of each.
 std::string Bands(const std::vector<std::array<std::string, 3>>& p_vecBand)
 {
     std::string strText = BaseText();
@@ -197,7 +197,7 @@ TEST_F(ObjectGraph, ASecondJobOrModeThatIsRefusedTakesTheFirstWithIt)
     EXPECT_EQ(CPSM::GetNoOfPSM(), m_nPSMKept);
     Clean();
 
-    // A first instance that stands is left to the clean-up of the pass.
+    // A complete first instance is freed by the clean-up of the pass.
     std::string strTwo = BaseText();
     const std::size_t nBegin = strTwo.find("<OMA ");
     const std::size_t nEnd = strTwo.find("</OMA>") + 6;
@@ -229,7 +229,7 @@ TEST_F(ObjectGraph, GivesEachObjectItsSettings)
     EXPECT_EQ(job.m_nSamplesPS, 10U);
     EXPECT_EQ(job.m_nRepRate, 1);
     EXPECT_EQ(job.GetTrace()->Name(), "NORTH_POWER");
-    EXPECT_THAT(*job.m_pDOE->GetLimitMagn(), ElementsAre(1e7, 2e7)); // W: parts of 40 MW
+    EXPECT_THAT(*job.m_pDOE->GetLimitMagn(), ElementsAre(1e7, 2e7)); // W: fractions of 40 MW
 
     ASSERT_EQ(oma.m_vecpPmu.size(), 2U);
     EXPECT_EQ(job.m_pPmu1st, oma.m_vecpPmu[0].get());
@@ -248,7 +248,7 @@ TEST_F(ObjectGraph, GivesEachObjectItsSettings)
     EXPECT_EQ(mode.GetFreqMin(), static_cast<double>(0.2F));
     EXPECT_EQ(mode.GetFreqMax(), static_cast<double>(0.8F));
     EXPECT_EQ(mode.GetTrace()->Name(), "NORTH_POWER_1");
-    // 10 s without a peak at one pass a second.
+    // 10 s without a peak, at one pass a second.
     EXPECT_EQ(mode.GetCntr(), 10U);
     EXPECT_EQ(mode.GetCntrMax(), 10U);
     EXPECT_EQ(mode.GetCntrInc(), 10U);
@@ -314,7 +314,7 @@ TEST_F(ObjectGraph, TheLowestActiveLevelIsTheLeastThatIsPosted)
         ASSERT_TRUE(now.SetTicks(CTime::GetNowTicks() / 10000000 * 10000000));
         CEventDataOMA& event = *Job().m_pvecpPsmOut->front()->GetEventData();
         std::int32_t eMin = 0;
-        // Degrees of exposure within the levels of notified, distinct, critical and undamped critical.
+        // Degrees of exposure in the levels notified, distinct, critical and undamped critical.
         for (const double fDOE : {11.5, 8.5, 4.5, 1.5})
         {
             EXPECT_TRUE(event.ProcessAPP(&now, 0.5, 1e7, 0.1, fDOE));

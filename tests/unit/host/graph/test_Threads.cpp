@@ -10,7 +10,7 @@ namespace
 class Threads : public GraphTest
 {
   protected:
-    /// As the event thread does at the end of a pass.
+    /// Stops the sessions as the event thread does at the end of a pass.
     void StopSessions()
     {
         for (const auto& pOMA : *m_pvecOMA)
@@ -93,7 +93,7 @@ TEST_F(Threads, NothingIsFreedUnderAThreadThatDoesNotEnd)
             nIdSeen = pJob->m_nId;
         });
     EventsUseFakeClock(true);
-    EventsAutoAdvance(2); // the worker that does not end, and the clean-up that waits for it
+    EventsAutoAdvance(2); // waits of the worker that does not end, and of the clean-up
     Clean();
     EventsAutoAdvance(0);
     EXPECT_TRUE(m_capture.Has("CleanOMA():Threads of OMA instance do not end, its objects are kept: ID=901!"));

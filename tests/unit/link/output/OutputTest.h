@@ -13,14 +13,14 @@ inline constexpr std::int64_t g_nTicksPerSec = 10000000;
 /// A full minute, and a multiple of all periods used here.
 inline constexpr std::int64_t g_nSecBegin = 63800000040;
 
-/// A time on a measurement grid of 50 Hz, some ms after the common start.
+/// A time on a 50 Hz measurement grid, some ms after the common start.
 struct STestTime : CTime
 {
     explicit STestTime(std::int64_t p_nOffset_ms = 0) : CTime(50) { EXPECT_TRUE(SetTicks(Ticks(p_nOffset_ms))); }
     static std::int64_t Ticks(std::int64_t p_nOffset_ms) { return g_nSecBegin * g_nTicksPerSec + p_nOffset_ms * 10000; }
 };
 
-/// A connected application, running, with a trace area that is listened to.
+/// A connected, running application with a captured trace area.
 class OutputTest : public testing::Test
 {
   protected:
@@ -38,7 +38,7 @@ class OutputTest : public testing::Test
         g_bConnected = false;
         SetAppState(eAppRun);
     }
-    /// From here on time is what the tests make of it; it jumps when that many threads wait.
+    /// Switches to the fake clock. It advances by itself once that many threads wait.
     static void FakeClock(std::size_t p_nThreads)
     {
         EventsUseFakeClock(true);
@@ -51,7 +51,7 @@ class OutputTest : public testing::Test
         FakeDli::SetBehaviour(behaviour);
     }
 
-    /// Each text stands in a line of an error; the lines are forgotten then.
+    /// Expects an error line with each text, then discards all lines.
     void ExpectErrors(const std::vector<std::string>& p_vecText)
     {
         for (const std::string& strText : p_vecText)

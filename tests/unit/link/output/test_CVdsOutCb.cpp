@@ -45,7 +45,7 @@ TEST_F(CVdsOutCbTest, SilentServerCostsFourHundredMilliseconds)
     ExpectErrors({"DoStart():Timeout [400 ms] for PS 'write' Start() response exceeded for                           "
                   "       PMU ID=7!"});
     ExpectState(true, true, false);
-    m_cb.Status(10, g_nPmu, 0); // the answer after all
+    m_cb.Status(10, g_nPmu, 0); // the late answer
     EXPECT_TRUE(m_cb.IsStarted());
     EXPECT_FALSE(m_cb.DoStart(nullptr)) << "an answer of before does not count";
 }

@@ -21,7 +21,7 @@ TEST_F(CVdsOutMeasTest, ValuesOutOfAllReasonGoOutInvalid)
     {
         double fValue;
         float fWritten;
-        const char* pText; ///< null: VALID, without a line
+        const char* pText; ///< null: VALID, without a message
     };
     const float fInf = std::numeric_limits<float>::infinity();
     for (const SCase& test :
@@ -41,7 +41,7 @@ TEST_F(CVdsOutMeasTest, ValuesOutOfAllReasonGoOutInvalid)
         EXPECT_EQ(write.vecValue[0].nTicks, STestTime::Ticks(20));
         EXPECT_EQ(write.vecValue[0].fValue, test.fWritten) << test.fValue;
         EXPECT_EQ(write.vecValue[0].nState, test.pText ? 0x0100000000000000 : 0) << test.fValue;
-        EXPECT_EQ(m_meas.GetQual(), 0); // the quality of the value itself stays
+        EXPECT_EQ(m_meas.GetQual(), 0); // the quality of the value itself is unchanged
         EXPECT_EQ(m_capture.Entries().empty(), !test.pText);
         if (test.pText)
             ExpectErrors({test.pText});

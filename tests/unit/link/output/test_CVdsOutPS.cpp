@@ -63,7 +63,7 @@ TEST_F(CVdsOutPSTest, GapIsCountedInPsCyclesAtEveryRate)
         Write(63);
         ExpectErrors({strGap + "-1!"});
     }
-    CVdsOutPS swing(1, 9, {91, 92, 93, 94}, 0, &m_trace); // a rate that has no cycles
+    CVdsOutPS swing(1, 9, {91, 92, 93, 94}, 0, &m_trace); // a rate without cycles
     EXPECT_TRUE(swing.GetCB()->DoStart(&m_time));
     EXPECT_TRUE(swing.DoWritePS(&m_time, 1.0, 1.0, -0.1, 1.0, 0));
     EXPECT_FALSE(m_capture.Has(strGap));

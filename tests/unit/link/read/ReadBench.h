@@ -14,10 +14,10 @@
 namespace Dli = Norvik::Energy::Kestrel::VDS::Runtime;
 
 inline constexpr std::int64_t g_nSec = 10000000;                 ///< ticks
-inline constexpr std::int64_t g_nPlace = g_nSec / 50;            ///< of the 50 Hz grid
+inline constexpr std::int64_t g_nPlace = g_nSec / 50;            ///< distance of samples on the 50 Hz grid
 inline constexpr std::int64_t g_nStart = 63871200000LL * g_nSec; ///< a full second
 
-/// Polls in real time; for threads of a test. The limit only ends a test that has failed.
+/// Polls in real time, for threads of a test. The limit only ends a test that has failed.
 template <class TDone>
 bool Await(TDone p_fnDone)
 {
@@ -76,7 +76,7 @@ struct SSamples
     std::vector<Dli::CChannel*> vecpSample;
 };
 
-/// Everything global is as after process start when the bench is gone.
+/// Afterwards all globals are as after process start.
 class ReadBench : public ::testing::Test
 {
   protected:
@@ -93,7 +93,7 @@ class ReadBench : public ::testing::Test
         g_vecbTraceData.fill(false);
         EventsUseFakeClock(false);
     }
-    /// From here on the clock starts at 0 and jumps to the end of each sleep.
+    /// Starts a clock at 0 that jumps to the end of each sleep.
     static void JumpOverSleeps()
     {
         EventsUseFakeClock(true);
@@ -107,7 +107,7 @@ class ReadBench : public ::testing::Test
     CaptureTrace m_capture;
 };
 
-/// On the clock that jumps: a read callback with a job that counts as one with a thread; nobody works on its handles.
+/// A read callback on the jumping clock, with a job that counts as having a thread; nothing handles its events.
 class CallbackBench : public ReadBench
 {
   protected:
@@ -134,7 +134,7 @@ class CallbackBench : public ReadBench
     {
         m_pCb->Status(Dli::eConnected, 0, 0);
         m_pCb->Status(Dli::eReqCycle, 0, p_nCycle_ms);
-        JumpOverSleeps(); // anew: nobody has answered the start
+        JumpOverSleeps(); // again, because nothing has answered the start
         m_capture.Clear();
     }
     CJobOMA& Job(std::size_t p_nIndex = 0) { return *m_vecpJob[p_nIndex]; }

@@ -1,8 +1,8 @@
 #pragma once
 #include "ReadBench.h"
 
-/// A session with PMU 101 (phasors 11, 12, 13) and PMU 102 (21, 22, 23) and one job, as the construction leaves it, and
-/// its threads as the thread set-up starts them.
+/// A session as constructed, with PMU 101 (phasors 11, 12, 13), PMU 102 (21, 22, 23) and one job. Its threads are
+/// started as in a pass.
 class SessionBench : public ReadBench
 {
   protected:
@@ -27,7 +27,7 @@ class SessionBench : public ReadBench
         pOMA->m_pvecpJob->push_back(MakeJob("JOB_" + p_strName, pOMA->m_vecpPmu));
         return pOMA;
     }
-    /// A worker that is there, but does nothing: its end is up to the test.
+    /// A worker that exists but does nothing; the test ends it.
     static void StartIdleWorker(CVdsOMA& r_oma) { Job(r_oma).m_pThread = std::make_unique<boost::thread>(); }
     static void StartWorker(CVdsOMA& r_oma)
     {
@@ -52,7 +52,7 @@ class SessionBench : public ReadBench
     static CJobOMA& Job(CVdsOMA& r_oma) { return *(*r_oma.m_pvecpJob)[0]; }
     CVdsOMA& OMA(std::size_t p_nIndex = 0) { return *m_vecpOMA[p_nIndex]; }
 
-    /// Connect, answered start and a number of cycles at 50 Hz, as from the library.
+    /// Delivers the connect, the answer to the start and a number of cycles at 50 Hz, as the library does.
     static void Deliver(unsigned p_nChannel, int p_nCycles)
     {
         FakeDli::ReadStatus(p_nChannel, Dli::eConnected);

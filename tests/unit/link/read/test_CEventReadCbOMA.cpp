@@ -3,7 +3,7 @@
 
 using namespace Norvik::Energy::Kestrel;
 
-/// Two sessions with PMUs 101, 102 and 103 each; data points 1011 to 1013, 1021 and 1031 lead to them, 5000 to none.
+/// Two sessions with PMUs 101, 102 and 103 each. Data points 1011 to 1013, 1021 and 1031 belong to them, 5000 to none.
 class CEventReadCbOMA_Test : public SessionBench
 {
   protected:
@@ -62,22 +62,22 @@ TEST_F(CEventReadCbOMA_Test, TextReachesThePmusOfAllInstances)
 {
     struct SCase
     {
-        std::string strText;   ///< behind the marker
-        std::string strFields; ///< island or zone of PMUs 101, 102, 103; "-": untouched
-        std::string strError;  ///< empty: none
+        std::string strText;   ///< after the marker
+        std::string strFields; ///< island or zone of PMUs 101, 102, 103; "-": unchanged
+        std::string strError;  ///< empty: no error
     };
     const SCase vecZone[] = {{"ZONE=1 x ID=1011 ZONE=2 x ID=1021 END", "0 1 -", ""},
                              {"ZONE=1 x ID=1011 ID=1031 ZONE=2 x ID=1021 ZONE=3 x ID=1031 END", "0 1 2", ""},
                              {"ZONE=1 x ID=1011 ZONE=3 x ID=1021 END", "0 - -", "Invalid zone index: 3[target: 2]!"},
                              {"ZONE=99999999999999999999 x", "- - -", "Invalid zone index: 2147483647[target: 1]!"},
                              {"ZONE=-99999999999 x", "- - -", "Invalid zone index: -2147483648[target: 1]!"},
-                             // The skipped token may be anything.
+                             // The ignored token may be anything.
                              {"ZONE=1 ID=1011 ID=1021 END", "- 0 -", ""},
-                             // Ends anywhere.
+                             // The text may end anywhere.
                              {"ZONE=1 x ID=1011", "0 - -", ""},
                              {"ZONE=1", "- - -", ""},
                              {"", "- - -", ""},
-                             // Unknown data points are told; the rest of the text counts.
+                             // Unknown data points are reported; the rest of the text is still applied.
                              {"ZONE=1 x ID=5000 ID=99999999999999999999 ID=-1 ID= ID=1011abc END", "0 - -",
                               "Invalid or undefined PMU in KESTREL config.file!"}};
     const SCase vecSubzone[] = {

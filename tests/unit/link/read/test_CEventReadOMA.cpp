@@ -32,7 +32,7 @@ class EventThreadBench : public SessionBench
         FakeDli::EventStatus(p_eStatus, p_lReqNum);
         AwaitWaiting();
     }
-    /// Connect, and the end of the UPC request.
+    /// Delivers the connect and the end of the UPC request.
     static void Subscribe()
     {
         Status(Dli::eConnected);
@@ -64,7 +64,7 @@ TEST_F(CEventReadOMA_Thread, ConnectBeginsWithTheUpcRequestAndGoesOnFromItsTime)
 {
     StartThread();
     Status(Dli::eConnected);
-    // Not before the end of the request, and not for that of another one.
+    // Neither before the end of the request nor for another request.
     FakeDli::EventStatus(Dli::eReqFinished, 4711);
     EventsAdvance(1000);
     AwaitWaiting();
@@ -76,7 +76,7 @@ TEST_F(CEventReadOMA_Thread, ConnectBeginsWithTheUpcRequestAndGoesOnFromItsTime)
     EXPECT_EQ(vecSubscribe[0].nTicks, vecRead[0].nTicks);
     EXPECT_TRUE(Await([this] { return HasLine("ThreadCB():Request finished."); }));
     AwaitWaiting();
-    // Standing already: a second connect reads nothing; after a loss it does, and waits anew.
+    // Already connected: a second connect reads nothing. After a loss it reads and waits again.
     Status(Dli::eConnected);
     EXPECT_EQ(FakeDli::EventReads().size(), 1U);
     Status(Dli::eLinkDown);
@@ -122,7 +122,7 @@ TEST_F(CEventReadOMA_Thread, ExitEndsThePassAlsoDuringTheUpcRequestAndBeforeTheS
     EXPECT_EQ(FakeDli::CountCalls("Event.Subscribe") + FakeDli::CountCalls("Event.Unsubscribe"), 0U);
 }
 
-/// The pass as a whole, with all its threads and the real clock: two sessions, UPC request, cycles, passes of the workers.
+/// A whole pass with all its threads and the real clock: two sessions, UPC request, cycles, worker passes.
 TEST_F(CEventReadOMA_Thread, PassRunsFromConnectToRestart)
 {
     m_vecpOMA.push_back(MakeSession("VDS2", 902));
@@ -136,7 +136,7 @@ TEST_F(CEventReadOMA_Thread, PassRunsFromConnectToRestart)
     m_thread = std::thread([this] { m_nResultEvent = m_pReader->ThreadCB(&m_threadGroup, &m_vecpOMA); });
     ASSERT_TRUE(Await([] { return FakeDli::EventStatus(Dli::eConnected); }));
     ASSERT_TRUE(Await([] { return !FakeDli::EventReads().empty(); }));
-    // Repeated, since the reply may come before the number is stored: other than from the library.
+    // Repeated, because unlike the library's replies this one may arrive before the number is stored.
     std::vector<Dli::CEvent*> vecpNone;
     const auto fnReply = [&]
     {

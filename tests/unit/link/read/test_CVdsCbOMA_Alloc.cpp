@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <new>
 
-// A cycle without a PS cycle and without a message must not allocate.
+// A measurement cycle that is no PS cycle and writes no message must not allocate.
 
 namespace
 {
@@ -17,7 +17,7 @@ std::atomic<std::size_t> g_nAllocs{0};
         return pMem;
     throw std::bad_alloc();
 }
-// Not inlined: the compiler would take the pair for a mismatch.
+// Not inlined: otherwise the compiler reports a mismatched pair.
 [[gnu::noinline]] void operator delete(void* p_pMem) noexcept
 {
     std::free(p_pMem);
@@ -34,7 +34,7 @@ TEST_F(CVdsCbOMA_Alloc, NormalCycleAllocatesNothing)
     Connect();
     ReceivePlaces(1, 40);
     const std::uint32_t nBefore = Job().m_nMeasSinceShift;
-    // Eight cycles: within one block of the job's queue.
+    // Eight cycles, which the queue of the job holds without growing.
     for (int nPlace = 41; nPlace < 49; ++nPlace)
     {
         SSamples samples(g_nStart + nPlace * g_nPlace);
@@ -50,7 +50,7 @@ TEST_F(CVdsCbOMA_Alloc, WritingAMeasurementAllocatesNothing)
 {
     CVdsOutMeas meas(1, 7, {71}, 50, &m_trace);
     const CTime time(50);
-    g_bConnected = false; // the stand-in for the library keeps what it is sent
+    g_bConnected = false; // the fake library stores what is sent
     g_bCount = true;
     meas.SetActTS(&time);
     meas.SetValue(0, 2.0);

@@ -8,10 +8,10 @@ TEST_F(CVdsCbOMA_Receive, TimeStampsAreHeldAgainstTheTimeLine)
 {
     struct SCase
     {
-        int nHeld;          ///< place of the last cycle before
-        std::int64_t nNext; ///< ticks from the start
+        int nHeld;          ///< position of the previous cycle
+        std::int64_t nNext; ///< ticks since the start
         std::string strError;
-        std::size_t nDeq; ///< measurements held afterwards, 3 before
+        std::size_t nDeq; ///< measurements held afterwards; 3 before
     };
     const std::string strAt100 = "Actual input TS ( 00:00:00:100 ) ";
     const std::string strRate = " cycles (VDS cycle rate: 50 Hz )!";
@@ -21,7 +21,7 @@ TEST_F(CVdsCbOMA_Receive, TimeStampsAreHeldAgainstTheTimeLine)
                              {5, 7 * g_nPlace, strAt100 + "too early by -2" + strRate, 1},
                              {5, 2 * g_nPlace, strAt100 + "delayed by 3" + strRate, 1},
                              {5, 5 * g_nPlace, "TS fine despite regarded as invalid by DLI method!", 4},
-                             // The place held counts as one second later when it is the first of its second.
+                             // A position that is the first in its second counts as one second later.
                              {50, g_nSec + 2 * g_nPlace, "Actual input TS ( 00:00:01:000 ) delayed by 48" + strRate, 1},
                              {50, g_nSec, "Actual input TS ( 00:00:01:000 ) delayed by 50" + strRate, 1},
                              {5, -g_nStart - g_nSec, strAt100 + "delayed by", 1},
@@ -39,7 +39,7 @@ TEST_F(CVdsCbOMA_Receive, TimeStampsAreHeldAgainstTheTimeLine)
         EXPECT_EQ(m_capture.Count(CaptureTrace::ETraceLevel::eError, ""), c.strError.empty() ? 0U : 1U);
         EXPECT_EQ(Job().m_pdeqMeas->Size(), c.nDeq);
     }
-    // The first of a time line.
+    // The first cycle of a time line.
     m_pCb->Status(Dli::eConnected, 0, 0);
     Receive(17);
     EXPECT_TRUE(m_capture.Has("CVdsCbOMA::Receive():Invalid first time stamp value!"));

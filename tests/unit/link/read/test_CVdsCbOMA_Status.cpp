@@ -9,7 +9,7 @@ TEST_F(CVdsCbOMA_Status, FailedStartSuspendsAndTheNextConnectTriesAgain)
     m_pCb->Status(Dli::eConnected, 0, 0);
     EXPECT_TRUE(IsSuspendedWith("Calling DLI Start() failed"));
     FakeDli::SetBehaviour({});
-    // The third one comes without a loss between and starts nothing.
+    // The third connect, without a loss before it, starts nothing.
     m_pCb->Status(Dli::eConnected, 0, 0);
     m_pCb->Status(Dli::eConnected, 0, 0);
     const auto vecStart = FakeDli::ReadStarts();
@@ -54,7 +54,7 @@ TEST_F(CVdsCbOMA_Status, ImpossibleCycleTimeLeavesARateOfZeroThatNobodyDividesBy
     EXPECT_TRUE(IsSignalled(JobHandle(eJobEventStart)));
     ReceivePlaces(0, 2);
     EXPECT_EQ(m_capture.Count("CVdsCbOMA::Receive():Invalid first time stamp value!"), 3U);
-    // Vanishes under a running time line.
+    // The rate disappears while the time line is running.
     m_pCb->Status(Dli::eReqCycle, 0, 20);
     ReceivePlaces(0, 2);
     m_pCb->Status(Dli::eReqCycle, 0, 17);

@@ -27,8 +27,8 @@ struct DoeTest : testing::Test
 
 TEST_F(DoeTest, EachCellHasItsLevelAndTheFractionItsPlace)
 {
-    // Half way in both factors everywhere (above the alarm limit that is 400, without damping 0.05); then quarters, to
-    // tell the factors apart, and the limits of damping, which belong to the zone above.
+    // First, both factors are one half everywhere (that is, at 400 above the alarm limit, and at 0.05 without damping).
+    // Then quarters, to distinguish the factors, and the damping limits, which belong to the zone above.
     const std::array<double, 3> vecCase[] = {
         {50, -0.2, 0.25},     {50, -0.075, 2.25},  {50, -0.025, 4.25}, {50, 0.05, 6.25},      {150, -0.2, 1.25},
         {150, -0.075, 5.25},  {150, -0.025, 8.25}, {150, 0.05, 9.25},  {400, -0.2, 3.25},     {400, -0.075, 7.25},
@@ -90,7 +90,7 @@ TEST_F(DoeTest, ViolationLevelIsTheWholePart)
 
 TEST_F(DoeTest, MagnitudeRowHasItsDoe)
 {
-    // Magnitude, damping, the first exposure that fits and the first one that does not.
+    // Magnitude, damping, the first exposure that matches and the first one that does not.
     const std::tuple<double, double, double, double, const char*> vecCase[] = {
         {99, -0.2, -1, 5, "99.000000] being below warn.limit [100.000000]!"},
         {99, 0.0, 6, 7, "99.000000] being below warn.limit [100.000000]!"},
@@ -116,13 +116,13 @@ TEST_F(DoeTest, WhatIsOutOfRangeIsReportedNotMended)
     EXPECT_EQ(fDOE, -7.0) << "not reached";
     EXPECT_FALSE(doe.Calc(0.0, -0.2, &trace, fDOE));
     EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid #r_fDOE# value: 0.000000!"));
-    // Damping limits out of order: the place in the zone below the warning limit leaves its range.
+    // Damping limits in the wrong order: the position in the zone below the warning limit is out of range.
     EXPECT_FALSE(Make({100.0, 200.0}, {0.1, -0.05}).Calc(50.0, -0.2, &trace, fDOE));
     EXPECT_TRUE(capture.Has("CDOE::Calc():Invalid #fkDamp# value: -0.500000!"));
     for (const double fMagn : {g_fNaN, std::numeric_limits<double>::infinity()})
         EXPECT_FALSE(doe.Calc(fMagn, -0.2, &trace, fDOE));
     EXPECT_FALSE(doe.Calc(150.0, g_fNaN, &trace, fDOE));
     EXPECT_TRUE(capture.Has("DOE [nan] does not reflect magn. [nan] of damped signal"));
-    // An alarm limit of 0 leaves a ratio of 0 no place.
+    // With an alarm limit of 0, a ratio of 0 has no position.
     EXPECT_FALSE(Make({100.0, 200.0}, {-0.1, 0.0}).Calc(150.0, 0.0, &trace, fDOE));
 }

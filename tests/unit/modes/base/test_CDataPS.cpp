@@ -19,7 +19,7 @@ struct DataPsTest : testing::Test
 
 TEST_F(DataPsTest, RatioIsTheSineOfTheLossAngle)
 {
-    // A rate equal to the angular frequency: 45 degrees. A ratio comes back through its inverse.
+    // A rate equal to the angular frequency gives 45 degrees. The inverse gives the rate back.
     EXPECT_NEAR(CDataPS::DampRatio(0.5, -std::numbers::pi), -std::sqrt(0.5), 1e-15);
     EXPECT_EQ(CDataPS::DampRatio(0.5, 0.0), 0.0);
     for (const double fRatio : {-0.9, -0.03, 0.0, 0.2})
@@ -51,7 +51,7 @@ TEST_F(DataPsTest, TripleOfRatesThatAreNone)
 
 TEST_F(DataPsTest, TupelComparesTwoExtremaHalfAPeriodApart)
 {
-    // 10 falls to 8 in half a period of 1 s: the later value stands first.
+    // From 10 to 8 in half a period of 1 s; the later value comes first.
     ASSERT_TRUE(CDataPS::DampForTupel(8.0, 10.0, 0.5, &trace, fDamp));
     const double fRate = std::log(0.8) / 1.0;
     EXPECT_NEAR(fDamp, fRate / std::hypot(g_fTwoPi * 0.5, fRate), 1e-15);

@@ -7,7 +7,7 @@ TEST(SpecTest, NextNeighbourOfAFrequency)
 {
     CTraceOMA trace{"SPEC"};
     const CaptureTrace capture;
-    // Band and frequency; who comes next, and what is told of it. 0.4 is the geometric middle of 0.2 and 0.8.
+    // Band and frequency; expected neighbour and message. 0.4 is the geometric middle of 0.2 and 0.8.
     const std::tuple<std::int32_t, double, double, double, std::int32_t, const char*> vecCase[] = {
         {LR, 0.8, 3.0, 0.8, MR, ""},
         {HR, 0.05, 0.2, 0.05, MR, ""},
