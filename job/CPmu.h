@@ -28,7 +28,6 @@ class CPmu
     bool SortPhasors();
     /// Null only after a fault of the set-up.
     std::vector<SPhasor>* GetPhasors() const { return m_pvecPhasor.get(); }
-    void DeletePhasors() { m_pvecPhasor.reset(); }
 
     std::uint32_t m_nReserved = 0;
     std::uint32_t m_nId = 0;
@@ -38,10 +37,6 @@ class CPmu
     TShared<std::int32_t> m_eZoneQual{eQualValid}; ///< 0 VALID, 1 SUSPECT, 2 not known
     TShared<std::uint32_t> m_nIsland2{0U};
     TShared<std::int32_t> m_eIslandQual2{eQualValid};
-    std::uint32_t m_nSpare1 = 0;
-    std::uint32_t m_nSpare2 = 0;
-    SMeas m_measSpare1; ///< kept for the PMU's values; nobody reads them
-    SMeas m_measSpare2;
 
   private:
     std::unique_ptr<std::vector<SPhasor>> m_pvecPhasor;

@@ -21,7 +21,6 @@ class CFitLSQ : public CFit
     bool CreateWeights(unsigned p_nFirst, unsigned p_nData, int p_eWeight);
     bool FreeMatrix();
     /// c0, c1, c2, ... in ascending order of the power.
-    const VecCoef& GetCoefs() const { return *m_pvecCoefs; }
     void SwapCoefs(VecCoef& r_vecCoefs) { m_pvecCoefs->swap(r_vecCoefs); }
 
   protected:
