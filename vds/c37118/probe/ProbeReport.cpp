@@ -36,6 +36,10 @@ std::string Format(const char* p_pFormat, TArgs... p_args)
     return text.data();
 }
 
+// Written without libxml2: its writer puts every element on a line of its own and writes '>' in names as &gt;, while these
+// pieces are laid out for a reader who pastes them.
+
+/// Text as the value of an attribute.
 std::string Xml(const std::string& p_strText)
 {
     std::string strXml;
