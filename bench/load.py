@@ -6,14 +6,18 @@ that completes a second the events came, at a cycle each so many microseconds. O
 prints the tables.
 """
 import argparse
+import json
+import math
+import os
 import sys
+import time
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests" / "system"))
 import re
 from collections import Counter
 
-from harness import *
+from harness import ANGLE_JOB, BIN, POWER_JOB, SystemTest, config_xml, wait_for
 
 PLACES = 150  # each with a PMU for its voltage and one for the current of its line
 RATE = 50
@@ -153,7 +157,8 @@ class Load(SystemTest):
             write_recording_of(source[1], scenario)
         else:
             source[1].write_text(json.dumps(scenario))
-        vds = self.start("vds", [BIN / "vds", f"-xml:{self.config}", *source, "--speed", speed, "--once", "--log-dir", self.dir])
+        vds = self.start("vds", [BIN / "vds", f"-xml:{self.config}", *source, "--speed", speed, "--once",
+                                 "--log-dir", self.dir])
         wait_for(self.listening, "vds listening")
         begin = time.monotonic()
         oma = self.start("oma", [BIN / "oma", f"-xml:{self.config}"])
@@ -181,7 +186,9 @@ class Load(SystemTest):
             "cpu_oma_s": round(last[oma.name][0], 1), "cpu_vds_s": round(last[vds.name][0], 1),
             "MB_oma": round(last[oma.name][1] / 1e6, 1), "MB_vds": round(last[vds.name][1] / 1e6, 1),
             "threads_oma": last[oma.name][2],
-            "input_data_losses": text.count("Input data loss"), "gaps": len(re.findall("delayed by|too early by|Missing OMA input data", text)), "lines": len(text.splitlines()),
+            "input_data_losses": text.count("Input data loss"),
+            "gaps": len(re.findall("delayed by|too early by|Missing OMA input data", text)),
+            "lines": len(text.splitlines()),
             "swing_events": len(self.swing_events()),
             "errors_oma": sum(" error " in line for line in text.splitlines()),
             "errors": Counter(re.sub(r"[0-9]+", "N", line.split(" error ", 1)[1]) for line in text.splitlines()

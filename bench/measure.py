@@ -41,8 +41,10 @@ class Measurement:
 
 def table(m, quick):
     print("| Figure | Goal | Measured | Met |\n|---|---|---|---|")
-    for case, what, goal in (("BM_Pass_Peaks", "with peaks in all three windows", 2.0), ("BM_Pass_NoPeak", "without a peak", 1.5)):
-        got = {name: m.bench("bench_pass", case, name) for name in ("ratio", "pass_us", "transforms_us", "transforms", "peaks")}
+    for case, what, goal in (("BM_Pass_Peaks", "with peaks in all three windows", 2.0),
+                             ("BM_Pass_NoPeak", "without a peak", 1.5)):
+        got = {name: m.bench("bench_pass", case, name)
+               for name in ("ratio", "pass_us", "transforms_us", "transforms", "peaks")}
         m.row(f"Pass of 512/2048/8192 samples {what}, in times of its {got['transforms']:.0f} transforms alone", goal,
               got["ratio"], f"{got['ratio']:.2f} ({got['pass_us']:.0f} us against {got['transforms_us']:.0f} us; "
               f"{got['peaks']:.0f} peaks)")
@@ -93,7 +95,8 @@ def plots(m):
     figure, (left, right) = plt.subplots(1, 2, figsize=(11, 4))
     samples = [2 ** n for n in range(8, 17)]
     for counter, label in (("pass_us", "pass"), ("transforms_us", "its transforms alone")):
-        left.loglog(samples, [m.bench("bench_pass", f"BM_Pass_Samples/{n}", counter) for n in samples], "o-", base=2, label=label)
+        left.loglog(samples, [m.bench("bench_pass", f"BM_Pass_Samples/{n}", counter) for n in samples], "o-", base=2,
+                    label=label)
     left.set(xlabel="samples of the window", ylabel="time of a pass, us", title="One window with one swing")
     jobs = (10, 30, 100, 300, 1000, 2000, 4000)
     runs = [m.load(n, 240, "--speed", "max", "--swings", "none") for n in jobs]

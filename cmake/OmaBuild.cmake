@@ -9,7 +9,7 @@ endif()
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
 find_package(Threads REQUIRED)
-find_package(Boost 1.81 REQUIRED COMPONENTS chrono thread json)
+find_package(Boost 1.81 REQUIRED COMPONENTS chrono thread json program_options)
 
 # Results are reproducible to the digit: no contraction of floating-point operations.
 add_library(oma_build INTERFACE)

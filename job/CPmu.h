@@ -28,7 +28,6 @@ class CPmu
     bool SortPhasors();
     /// Null only after a failed set-up.
     std::vector<SPhasor>* GetPhasors() const { return m_pvecPhasor.get(); }
-    void DeletePhasors() { m_pvecPhasor.reset(); }
 
     std::uint32_t m_nReserved = 0;
     std::uint32_t m_nId = 0;
@@ -38,10 +37,6 @@ class CPmu
     TShared<std::int32_t> m_eZoneQual{eQualValid}; ///< 0 VALID, 1 SUSPECT, 2 unknown
     TShared<std::uint32_t> m_nIsland2{0U};
     TShared<std::int32_t> m_eIslandQual2{eQualValid};
-    std::uint32_t m_nSpare1 = 0;
-    std::uint32_t m_nSpare2 = 0;
-    SMeas m_measSpare1; ///< for the PMU's values; never read
-    SMeas m_measSpare2;
 
   private:
     std::unique_ptr<std::vector<SPhasor>> m_pvecPhasor;

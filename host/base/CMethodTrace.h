@@ -65,7 +65,6 @@ class CMethodTrace
         SuspendApp(m_strClass, m_strMethod, Join(p_pieces...));
         return false;
     }
-    CTraceOMA* Trace() const { return m_pTrace; }
 
   private:
     static std::string_view AsPiece(std::string_view p_strText) { return p_strText; }

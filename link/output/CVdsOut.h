@@ -43,7 +43,6 @@ class CVdsOut
     /// Narrows to single precision; a value beyond its range becomes infinite.
     void SetValue(unsigned p_nIndex, double p_fValue);
     std::int64_t GetState() const { return m_nState; }
-    std::uint32_t GetVirtualPmuId() const { return m_nVirtualPmuId; }
     unsigned long GetChanId(unsigned p_nIndex) const;
     unsigned GetNoOfChannels() const { return static_cast<unsigned>(m_vecpChan.size()); }
 

@@ -15,14 +15,10 @@ class CDataPS
     double GetFreq() const { return m_fFreq_Hz; }
     double GetMagn() const { return m_fMagn; }
     double GetDamp() const { return m_fDamp; }
-    double GetSpare1() const { return m_fSpare1; }
-    double GetSpare2() const { return m_fSpare2; }
     std::int32_t GetQual() const { return m_eQual; }
     void SetFreq(double p_fFreq_Hz) { m_fFreq_Hz = p_fFreq_Hz; }
     void SetMagn(double p_fMagn) { m_fMagn = p_fMagn; }
     void SetDamp(double p_fDamp) { m_fDamp = p_fDamp; }
-    void SetSpare1(double p_fSpare) { m_fSpare1 = p_fSpare; }
-    void SetSpare2(double p_fSpare) { m_fSpare2 = p_fSpare; }
     void SetQual(std::int32_t p_eQual) { m_eQual = p_eQual; }
 
     /// Damping ratio from the mean of the rates (1/s) starting at index p_nStart.
@@ -43,7 +39,7 @@ class CDataPS
     double m_fFreq_Hz = -1.0;
     double m_fMagn = -1.0; ///< W or degrees
     double m_fDamp = -1.0;
-    double m_fSpare1 = -1.0;
-    double m_fSpare2 = -1.0;
+    [[maybe_unused]] double m_fSpare1 = -1.0;
+    [[maybe_unused]] double m_fSpare2 = -1.0;
     std::int32_t m_eQual = eQualInvalid;
 };

@@ -56,7 +56,6 @@ class CPSM
 
     std::uint32_t GetId() const { return m_nId; }
     std::int32_t GetStatz() const { return m_eStatz; }
-    void SetStatz(std::int32_t p_eStatz) { m_eStatz = p_eStatz; }
     std::uint32_t GetCntr() const { return m_nCntr; }
     std::uint32_t GetCntrMax() const { return m_nCntrMax; }
     std::uint32_t GetCntrInc() const { return m_nCntrInc; }
@@ -67,7 +66,6 @@ class CPSM
     double GetLastValidFreq() const { return m_fLastValidFreq_Hz; }
     bool IsLastValidFreq() const { return m_bLastValidFreq; }
     double GetLastFreq() const { return m_fLastFreq_Hz; }
-    bool IsLastFreq() const { return m_bLastFreq; }
     std::uint32_t GetCntValidCycles() const { return m_nCntValidCycles; }
     bool IsOk() const { return m_bOk; }
     CTraceOMA* GetTrace() const { return m_pTrace; }

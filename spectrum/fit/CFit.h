@@ -17,8 +17,6 @@ class CFit
     CFit(std::valarray<double>&&, CTraceOMA*) = delete;
     CFit(const std::valarray<double>&, CTraceOMA*, std::valarray<double>&&) = delete;
 
-    double GetChiSq() const { return m_fChiSq; }
-
   protected:
     using Matrix = boost::container::small_vector<VecCoef, 3>;
 

@@ -20,8 +20,7 @@ class CFitLSQ : public CFit
     bool PolFit(unsigned p_nFirst, unsigned p_nLast, unsigned p_nDegree, int p_eWeight);
     bool CreateWeights(unsigned p_nFirst, unsigned p_nData, int p_eWeight);
     bool FreeMatrix();
-    /// c0, c1, c2, ... in ascending powers.
-    const VecCoef& GetCoefs() const { return *m_pvecCoefs; }
+    /// c0, c1, c2, ... in ascending order of the power.
     void SwapCoefs(VecCoef& r_vecCoefs) { m_pvecCoefs->swap(r_vecCoefs); }
 
   protected:

@@ -31,7 +31,6 @@ class CProc
 
     const CSpec* GetSpec() const { return m_pSpec; }
     void SetDeltaT(double p_fDeltaT_s) { m_fDeltaT_s = p_fDeltaT_s; }
-    double GetDeltaT() const { return m_fDeltaT_s; }
 
   protected:
     const CDeqMeas* m_pdeqData;        ///< samples of the job, not owned

@@ -1,11 +1,11 @@
 #pragma once
+#include "fake/TempDir.h"
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
-#include <unistd.h>
 
 // Configurations for tests: the one in tests/data (OMA_TEST_DATA), with modifications.
 
@@ -50,25 +50,12 @@ inline long LineOf(const std::string& p_strAll, const std::string& p_strText)
 class TempFile
 {
   public:
-    explicit TempFile(const std::string& p_strText)
-        : m_dir(std::filesystem::temp_directory_path() / ("oma_config_" + std::to_string(::getpid()))),
-          m_path(m_dir / "grid.xml")
-    {
-        std::filesystem::create_directories(m_dir);
-        Write(p_strText);
-    }
-    ~TempFile()
-    {
-        std::error_code error;
-        std::filesystem::remove_all(m_dir, error);
-    }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
+    explicit TempFile(const std::string& p_strText) { Write(p_strText); }
 
     void Write(const std::string& p_strText) const { std::ofstream(m_path, std::ios::binary) << p_strText; }
     std::string Path() const { return m_path.string(); }
 
   private:
-    std::filesystem::path m_dir;
-    std::filesystem::path m_path;
+    CTempDir m_dir;
+    std::filesystem::path m_path = m_dir.Path() / "grid.xml";
 };

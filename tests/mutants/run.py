@@ -131,7 +131,8 @@ def main():
                 result = "seen"
         finally:
             path.write_text(text)
-        print(f"{number:3d}/{len(chosen)} {result:14s} {edit.suite:12s} {edit.name} ({time.monotonic() - begin:.0f} s)", flush=True)
+        print(f"{number:3d}/{len(chosen)} {result:14s} {edit.suite:12s} {edit.name} ({time.monotonic() - begin:.0f} s)",
+              flush=True)
     for title, list_ in (("survive", survivors), ("do not build", broken)):
         if list_:
             print(f"\n{len(list_)} edits {title}:", *(f"  {e.file}: {e.name}" for e in list_), sep="\n")

@@ -6,8 +6,12 @@ it raises, and report the swing when the data is sound again.
 """
 import datetime
 import itertools
+import random
+import sys
+import time
+import unittest
 
-from harness import *
+from harness import ANGLE_JOB, POWER_JOB, TICKS_S, SwingTest, free_ports, grid_ticks, swing, wait_for
 
 SPEED = 60
 RATE = 50
@@ -173,15 +177,16 @@ class DataFaultRun:
             elif draw < 0.05:
                 self.test.vdsctl("post", 4201, "APP", 3, 900)
             else:
-                self.test.vdsctl("post", rng.choice((4003, 4004, 4005, 4006)), rng.choice(("APP", "DIS")), 2, rng.choice((1, 2)),
-                             self.zone_text())
+                self.test.vdsctl("post", rng.choice((4003, 4004, 4005, 4006)), rng.choice(("APP", "DIS")), 2,
+                                 rng.choice((1, 2)), self.zone_text())
 
     def zone_text(self):
         words = [f"ZONE={n}" for n in (0, 1, 1, 2, 3, -1, 99999999999)] + ["SUBZONE=1", "SUBZONE=2", "x", "END", "ID="] + \
             [f"ID={i}" for i in (*IDS, 7, -1)]
         if self.rng.random() < 0.5:
             split = self.rng.randint(0, len(IDS))
-            words = ["ZONE=1", "a", *(f"ID={i}" for i in IDS[:split]), "ZONE=2", "b", *(f"ID={i}" for i in IDS[split:]), "END"]
+            words = ["ZONE=1", "a", *(f"ID={i}" for i in IDS[:split]), "ZONE=2", "b", *(f"ID={i}" for i in IDS[split:]),
+                     "END"]
         else:
             words = self.rng.choices(words, k=self.rng.randint(0, 12))
         return "#ZONE_DATA#~" + " ".join(words)

@@ -4,9 +4,18 @@ As a program (see ./soak): faults.py [COUNT [SEED [NAME...]]], the names of the 
 fault the application has to come back without help: the swing is reported again, all output channels run, threads,
 handles and memory are where they were.
 """
+import json
+import os
+import random
+import signal
+import socket
+import sys
+import time
+import unittest
 from collections import Counter
+from pathlib import Path
 
-from harness import *
+from harness import ANGLE_JOB, BIN, POWER_JOB, SystemTest, config_xml, wait_for
 from linkproxy import LinkProxy
 
 SCENARIO = {

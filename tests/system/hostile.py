@@ -2,11 +2,19 @@
 
     OMA_BIN_DIR=... python3 hostile.py 60       # the long form: 100 peers of all kinds for 60 s, plain and over TLS
 """
+import json
+import os
+import random
+import socket
 import ssl
 import struct
+import sys
 import threading
+import time
+import unittest
+from pathlib import Path
 
-from harness import *
+from harness import LIMIT_S
 
 UPGRADE = (b"GET /dli HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
            b"Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n")

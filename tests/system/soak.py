@@ -2,8 +2,15 @@
 
 As a program (see ./soak): soak.py [HOURS [JOBS]].
 """
+import json
+import os
+import sys
+import time
+import unittest
+from pathlib import Path
+
 from faults import GROWTH, SCENARIO
-from harness import *
+from harness import ANGLE_JOB, BIN, POWER_JOB, SystemTest, config_xml, wait_for
 
 SAMPLE_S = (0.1, 5.0)  # of short and of long runs: a look costs a process
 

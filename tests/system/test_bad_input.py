@@ -1,5 +1,9 @@
 """Bad input to the three programs: one clear line, a status that tells, nothing half-written."""
-from harness import *
+import socket
+import subprocess
+import unittest
+
+from harness import BIN, LIMIT_S, SystemTest, wait_for, write_recording
 
 
 class BadInput(SystemTest):

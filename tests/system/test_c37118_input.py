@@ -1,10 +1,14 @@
 """Streams of IEEE C37.118 as the source of the server: live, and from a capture."""
 import cmath
 import random
+import socket
+import subprocess
 import threading
+import time
+import unittest
 
 import synchrophasors as sp
-from harness import *
+from harness import BIN, LIMIT_S, SystemTest, config_xml, swing, wait_for
 
 VOLTS, BEGIN = 230e3, 1_700_000_000
 
@@ -172,7 +176,7 @@ class Synchrophasors(SystemTest):
         self.assertRegex(vds.text(), r"stream n: [36]0 data frames")
 
     def test_both_edges_of_a_change_are_asked_for_at_once(self):
-        """The second edge comes before the 5 s of the first request are over, and the length of the frames changes with it."""
+        """The second edge comes before the 5 s of the first request are over, and changes the length of the frames."""
         server = self.serve(north())
         self.write_stream(f'Host="127.0.0.1" Port="{server.port}"')
         vds = self.vds()

@@ -3,11 +3,16 @@ import math
 import re
 import select
 import shutil
+import socket
 import struct
+import subprocess
 import threading
+import time
+import unittest
+from pathlib import Path
 
 import synchrophasors as sp
-from harness import *
+from harness import BIN, LIMIT_S, TICKS_S, SystemTest, free_ports, wait_for
 
 EXAMPLES = Path(__file__).resolve().parents[2] / "config" / "examples"
 TSHARK = shutil.which("tshark")

@@ -1,5 +1,10 @@
 """The cycle of passes on real processes: restart, suspension from the server and from inside, stop in each state."""
-from harness import *
+import os
+import random
+import time
+import unittest
+
+from harness import ANGLE_JOB, BIN, POWER_JOB, SwingTest, swing, wait_for, write_recording
 
 
 class Cycle(SwingTest):

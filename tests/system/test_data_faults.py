@@ -1,6 +1,8 @@
 """Faults in the data: each gives the line that belongs to it, and the analysis goes on."""
+import unittest
+
 import data_faults
-from harness import *
+from harness import START_TICKS, TICKS_S, SwingTest, free_ports, grid_ticks, iso, swing, wait_for, write_recording
 
 
 class DataFaults(SwingTest):

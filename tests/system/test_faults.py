@@ -1,7 +1,9 @@
 """The short forms of the long runs of ./soak."""
+import unittest
+
 import faults
 import soak
-from harness import *
+from harness import SystemTest
 
 
 class Faults(SystemTest):

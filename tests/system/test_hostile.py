@@ -1,8 +1,11 @@
 """The server among peers that mean harm, and what its operator sees of it."""
-import hostile
+import os
 import ssl
-from harness import *
-from hostile import *
+import unittest
+
+import hostile
+from harness import SystemTest, write_recording
+from hostile import memory_mb, run_assault
 from test_security import SERVER_EXT, make_ca, make_certificate
 
 SECONDS = int(os.environ.get("OMA_SECONDS", "8"))

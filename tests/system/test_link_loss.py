@@ -1,5 +1,9 @@
 """Loss and return of the link in the middle of a swing."""
-from harness import *
+import signal
+import unittest
+from pathlib import Path
+
+from harness import SwingTest, wait_for
 
 
 class LinkLoss(SwingTest):

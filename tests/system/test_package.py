@@ -1,10 +1,15 @@
 """The Debian package of this build: its contents, and its programs as the units start them, from an unpacked copy."""
 import gzip
+import os
 import re
 import shlex
 import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
 
-from harness import *
+from harness import LIMIT_S, SystemTest, write_recording
 from test_security import SERVER_EXT, make_ca, make_certificate
 from test_service import RUNNING, STOPPED, Manager
 
@@ -129,7 +134,6 @@ class Package(SystemTest):
         self.assertTrue((self.dir / "vds.state").exists())
         for manager in (server, service):
             manager.sock.close()
-
 
     def test_units_over_tls_with_credentials_of_their_own(self):
         """One oma.xml, and a folder for each service as LoadCredential= makes it."""

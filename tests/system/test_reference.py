@@ -1,7 +1,8 @@
 """Runs that an independent program has worked through, played by the server, followed by the application."""
 import json
+import unittest
 
-from harness import *
+from harness import DATA, SystemTest, read_jsonl, wait_for
 
 KEY_OF_EVENT = {1: 4206, 2: 4205, 3: 4204, 4: 4203}
 

@@ -1,7 +1,13 @@
 """Who may speak to the server over TLS, and events that survive kill -9 of the server."""
+import random
+import signal
+import socket
 import ssl
+import subprocess
+import time
+import unittest
 
-from harness import *
+from harness import BIN, LIMIT_S, SystemTest, swing, wait_for, write_recording
 from hostile import Peer, hello
 
 
@@ -126,7 +132,6 @@ class Security(SystemTest):
         vds = self.vds("--replay", self.dir / "rec.csv", wait=False)
         self.assertEqual(vds.wait(), 1)
         self.assertIn("none.token", vds.text())
-
 
     def test_wrong_tokens_delay_nobody_else(self):
         self.secure()

@@ -1,5 +1,12 @@
 """The application as a service: this test is the service manager, with a notification socket of its own."""
-from harness import *
+import os
+import signal
+import socket
+import time
+import unittest
+from pathlib import Path
+
+from harness import SwingTest, swing, wait_for, write_recording
 
 WATCHDOG_S = 1.5
 

@@ -1,10 +1,15 @@
 """Study mode and measurement files on real processes; their result files are read with means of their own."""
 import cmath
+import math
+import os
+import random
 import re
 import subprocess
+import unittest
+from pathlib import Path
 
 from data_faults import QUIET_JOB
-from harness import *
+from harness import LIMIT_S, POWER_JOB, SystemTest, wait_for, write_recording
 
 TOOL = Path(__file__).resolve().parents[2] / "tools" / "result_view.py"
 DOC = Path(__file__).resolve().parents[2] / "docs" / "offline.md"
@@ -228,8 +233,8 @@ class Study(SystemTest):
         rows = [f"10:{i // 60:02}:{i % 60:02};230000;20;{1000 + i};20" for i in range(200)]
         (self.dir / "meas.csv").write_text("time;v;phi;i;phi\n" + "\n".join(rows) + "\n")
         want = {3 * 230000.0 * (1000 + i) for i in range(200)}
-        oma = self.play(f"-measfile:{self.dir}/meas.csv", "-voltage:1,0,0", "-current:3,0,0", "-stop:10:03:19", "-spec3",
-                        "-file:psm", jobs=(POWER_JOB, second))
+        self.play(f"-measfile:{self.dir}/meas.csv", "-voltage:1,0,0", "-current:3,0,0", "-stop:10:03:19", "-spec3",
+                  "-file:psm", jobs=(POWER_JOB, second))
         taken = [dict(self.sets(file))["TimeData"][::-51] for file in files]
         for values in taken:
             self.assertLessEqual(set(map(round, values)), set(map(round, want)))
@@ -242,8 +247,8 @@ class Study(SystemTest):
             self.assertTrue(dict(self.sets(file))["Magn"])
 
     def test_options_of_any_value_go_through_whole_passes(self):
-        numbers = ["", "nan", "inf", "-inf", "1e308", "-1e308", "1e-320", "-1", "0", "99999999999999999999", "0.5", "20000000",
-                   "x", "\u00fc", "9" * 5000, "-0.02", "1e9"]
+        numbers = ["", "nan", "inf", "-inf", "1e308", "-1e308", "1e-320", "-1", "0", "99999999999999999999", "0.5",
+                   "20000000", "x", "\u00fc", "9" * 5000, "-0.02", "1e9"]
         rng = random.Random(6)
         for n in range(1 + int(os.environ.get("OMA_ROUNDS", 6))):
             some = lambda n: ",".join(rng.choices(numbers, k=n))

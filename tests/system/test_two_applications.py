@@ -1,10 +1,13 @@
 """Whose event is it: two applications on one server, suspensions of one and orders of an operator."""
-from harness import *
+import unittest
+
+from harness import BIN, POWER_JOB, SwingTest, swing, wait_for, write_recording
 
 
 def sibling(xml):
     """The same grid for another application: elements and channels of its own."""
-    for old, new in (('Id="900"', 'Id="950"'), ('Id="901"', 'Id="951"'), ('Name="LINE_POWER" Id="500"', 'Name="OTHER" Id="505"')):
+    for old, new in (('Id="900"', 'Id="950"'), ('Id="901"', 'Id="951"'),
+                     ('Name="LINE_POWER" Id="500"', 'Name="OTHER" Id="505"')):
         assert old in xml
         xml = xml.replace(old, new)
     for element in (601, 602, 603, 700, 800, 801, 802, 803):

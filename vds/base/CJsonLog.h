@@ -43,6 +43,9 @@ class CJsonLog
     TTime m_tTold{};
 };
 
+// Not Boost.JSON, which reads these files: it writes \n where readers of the logs know \u000a, passes on bytes that are not
+// UTF-8, and has no float, so that 0.1f would become 1.0000000149011612E-1. The order of the members is that of the texts.
+
 /// Text as a JSON string with its quotes. Bytes that are no UTF-8 stand as the characters of Latin-1.
 std::string JsonText(std::string_view p_strText);
 /// Text from elsewhere as a part of one line: control characters, and others that steer a terminal or turn the order of

@@ -1,9 +1,9 @@
 #include "vds/config/CommandLine.h"
 #include "vds/base/IsoTime.h"
+#include "vds/base/Options.h"
 #include <charconv>
 #include <cmath>
 #include <filesystem>
-#include <set>
 #include <stdexcept>
 
 const char* const g_pVdsUsage =
@@ -43,47 +43,41 @@ void SetSource(SVdsCommand& r_command, const std::string& p_strPath, bool p_bRep
     r_command.bReplay = p_bReplay;
 }
 
-void TakeValue(SVdsCommand& r_command, const std::string& p_strOption, const std::string& p_strValue)
+void TakeOption(SVdsCommand& r_command, const std::string& p_strOption, const std::string& p_strValue)
 {
-    if (p_strOption == "--simulate" || p_strOption == "--replay")
-        SetSource(r_command, p_strValue, p_strOption == "--replay");
-    else if (p_strOption == "--speed")
+    if (p_strOption == g_pXmlOption)
+        r_command.strConfig = p_strValue;
+    else if (p_strOption == "once")
+        r_command.options.bOnce = true;
+    else if (p_strOption == "log-measurements")
+        r_command.options.bLogMeasurements = true;
+    else if (p_strOption == "simulate" || p_strOption == "replay")
+        SetSource(r_command, p_strValue, p_strOption == "replay");
+    else if (p_strOption == "speed")
     {
         r_command.options.fSpeed = ParseSpeed(p_strValue);
         r_command.bPaced = true;
     }
-    else if (p_strOption == "--log-dir")
+    else if (p_strOption == "log-dir")
         r_command.options.strLogDir = p_strValue;
-    else if (p_strOption == "--listen")
+    else if (p_strOption == "listen")
         r_command.strListen = p_strValue;
-    else if (p_strOption == "--start")
+    else if (p_strOption == "start")
         r_command.nStart = ParseStart(p_strValue);
-    else
+    else if (p_strOption == "state")
         r_command.options.strStateFile = p_strValue;
+    else
+        throw std::runtime_error("option '" + p_strValue + "' is unknown");
 }
 } // namespace
 
 SVdsCommand ParseVdsCommand(const std::vector<std::string>& p_vecstrArg)
 {
-    static const std::set<std::string> setWithValue = {"--simulate", "--replay", "--speed", "--log-dir",
-                                                       "--listen",   "--start",  "--state"};
+    static const SOptionNames names = {
+        {"once", "log-measurements"}, {"simulate", "replay", "speed", "log-dir", "listen", "start", "state"}, true};
     SVdsCommand command;
-    for (std::size_t i = 0; i < p_vecstrArg.size(); ++i)
-    {
-        const std::string& strArg = p_vecstrArg[i];
-        if (strArg.rfind("-xml:", 0) == 0)
-            command.strConfig = strArg.substr(5);
-        else if (strArg == "--once")
-            command.options.bOnce = true;
-        else if (strArg == "--log-measurements")
-            command.options.bLogMeasurements = true;
-        else if (setWithValue.count(strArg) == 0)
-            throw std::runtime_error("option '" + strArg + "' is unknown");
-        else if (i + 1 == p_vecstrArg.size() || p_vecstrArg[i + 1].empty())
-            throw std::runtime_error("option '" + strArg + "': expected a value behind it");
-        else
-            TakeValue(command, strArg, p_vecstrArg[++i]);
-    }
+    for (const SArgument& argument : ReadArguments(p_vecstrArg, names))
+        TakeOption(command, argument.strOption, argument.strValue);
     if (command.strConfig.empty())
         throw std::runtime_error("option '-xml:FILE' is missing");
     if (command.strSource.empty() && (command.bPaced || command.options.bOnce))

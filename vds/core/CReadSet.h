@@ -41,7 +41,6 @@ class CReadSet
     CReadSet(const ISource& p_source, const Norvik::Energy::Kestrel::Link::StartSet& p_start, std::size_t p_nWindow);
 
     unsigned StartNumber() const { return m_nStart; }
-    std::int64_t Cycle_ms() const { return CycleTime_ms(m_nRate); }
     /// Calls p_fnSend for each cycle of the set that follows from a cycle of the source: for this one itself, or, where
     /// the source is filtered down to the set's rate, for one of a moment ago.
     void Offer(const SSourceCycle& p_cycle, const std::function<void(const SSourceCycle&)>& p_fnSend);

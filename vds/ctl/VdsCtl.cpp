@@ -1,5 +1,6 @@
 #include "CLinkStream.h"
 #include "Version.h"
+#include "vds/base/Options.h"
 #include "vds/base/ParseNumber.h"
 #include "vds/config/CommandLine.h"
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <stdexcept>
@@ -169,31 +171,44 @@ class CRequester : public Link::ILinkUser
 
 namespace
 {
+/// Options come first: from the address on all are words, and the text of an event may begin with a dash.
+std::vector<std::string>::const_iterator FirstWord(const std::vector<std::string>& p_vecstrArg,
+                                                   const SOptionNames& p_names)
+{
+    auto it = p_vecstrArg.begin();
+    while (it != p_vecstrArg.end() && it->starts_with('-'))
+    {
+        const auto IsName = [&](const std::string& p_strName) { return *it == "--" + p_strName; };
+        const bool bValue = std::any_of(p_names.vecstrValued.begin(), p_names.vecstrValued.end(), IsName);
+        it += bValue && std::next(it) != p_vecstrArg.end() ? 2 : 1;
+    }
+    return it;
+}
+
 /// Takes the options that secure the link off the front of the arguments.
 Link::SLinkSecurity TakeSecurity(std::vector<std::string>& r_vecstrArg)
 {
     Link::SLinkSecurity security;
-    const std::map<std::string, std::string*> mapOption = {{"--ca", &security.strCAFile},
-                                                           {"--cert", &security.strCertificateFile},
-                                                           {"--key", &security.strKeyFile},
-                                                           {"--token-file", &security.strTokenFile}};
-    std::size_t i = 0;
-    for (; i < r_vecstrArg.size() && r_vecstrArg[i].rfind('-', 0) == 0; ++i)
+    const std::map<std::string, std::string*> mapOption = {{"ca", &security.strCAFile},
+                                                           {"cert", &security.strCertificateFile},
+                                                           {"key", &security.strKeyFile},
+                                                           {"token-file", &security.strTokenFile}};
+    const SOptionNames names = {{}, {"ca", "cert", "key", "token-file"}, true};
+    const auto itWords = FirstWord(r_vecstrArg, names);
+    for (const SArgument& argument : ReadArguments({r_vecstrArg.cbegin(), itWords}, names))
     {
-        const auto it = mapOption.find(r_vecstrArg[i]);
-        if (r_vecstrArg[i].rfind("-xml:", 0) == 0)
-            security = ReadClientSecurity(r_vecstrArg[i].substr(5));
+        const auto it = mapOption.find(argument.strOption);
+        if (argument.strOption == g_pXmlOption)
+            security = ReadClientSecurity(argument.strValue);
         else if (it == mapOption.end())
-            throw std::runtime_error("option '" + r_vecstrArg[i] + "' is unknown");
-        else if (i + 1 == r_vecstrArg.size() || r_vecstrArg[i + 1].empty())
-            throw std::runtime_error("option '" + r_vecstrArg[i] + "': expected the name of a file behind it");
+            throw std::runtime_error("option '" + argument.strValue + "' is unknown");
         else
         {
-            *it->second = r_vecstrArg[++i];
+            *it->second = argument.strValue;
             security.bOn = true;
         }
     }
-    r_vecstrArg.erase(r_vecstrArg.begin(), r_vecstrArg.begin() + static_cast<std::ptrdiff_t>(i));
+    r_vecstrArg.erase(r_vecstrArg.cbegin(), itWords);
     if (security.bOn && security.strCAFile.empty())
         throw std::runtime_error("option '--ca FILE' is missing");
     if (security.strCertificateFile.empty() != security.strKeyFile.empty())

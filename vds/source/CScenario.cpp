@@ -478,7 +478,7 @@ class CReader
     static std::size_t FindByName(const std::vector<TItem>& p_vec, const std::string& p_strName)
     {
         return static_cast<std::size_t>(
-            std::find_if(p_vec.begin(), p_vec.end(), [&](const TItem& item) { return item.strName == p_strName; }) -
+            std::find_if(p_vec.begin(), p_vec.end(), [&](const TItem& p_item) { return p_item.strName == p_strName; }) -
             p_vec.begin());
     }
 
@@ -486,7 +486,8 @@ class CReader
     {
         const auto& vec = m_scen.m_vecPhasor;
         return static_cast<std::size_t>(
-            std::find_if(vec.begin(), vec.end(), [&](const auto& item) { return item.nId == p_nId; }) - vec.begin());
+            std::find_if(vec.begin(), vec.end(), [&](const auto& p_item) { return p_item.nId == p_nId; }) -
+            vec.begin());
     }
 
     template <typename TItem>

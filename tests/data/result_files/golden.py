@@ -12,6 +12,7 @@ def write(name, *lines):
 # ---- CSV of a job: rows of (magnitude, degrees) of the phasors, and values of the modes
 def csv(name, ids1, ids2, unit2, unit_magn, rows, magn_format, second_format):
     modes = len(rows[0][2])
+
     def row(n, first, second, outputs):
         fields = [str(1000 * n)]
         for magn, angle in first:
@@ -24,7 +25,8 @@ def csv(name, ids1, ids2, unit2, unit_magn, rows, magn_format, second_format):
     write(name,
           "Name,ID,IPAddr,Port,IPtype,Timebase,FNOM,REPRATE,CoordType",
           "JOB,500,10.0.0.7,4712,tcp,1000,50,1,polar",
-          ",".join(["Time", *map(str, ids1), *map(str, ids2)] + [str(9010 + 10 * m + c) for m in range(modes) for c in range(4)]),
+          ",".join(["Time", *map(str, ids1), *map(str, ids2)]
+                   + [str(9010 + 10 * m + c) for m in range(modes) for c in range(4)]),
           ",".join(["ms"] + ["V", "rad"] * len(ids1) + [unit2, "rad"] * len(ids2) + ["Hz", unit_magn, "-", "-"] * modes),
           *[row(n, *r) for n, r in enumerate(rows)])
 

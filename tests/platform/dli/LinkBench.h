@@ -1,4 +1,5 @@
 #pragma once
+#include "fake/TempDir.h"
 #include "link/dli/CChannelAnalog.h"
 #include "link/dli/CChanneldata.h"
 #include "link/dli/CChanneldataWrite.h"
@@ -231,8 +232,6 @@ class CLinkBench : public testing::Test
   protected:
     CLinkBench()
     {
-        std::string strDir = (std::filesystem::temp_directory_path() / "dli_XXXXXX").string();
-        m_strDir = ::mkdtemp(strDir.data());
         m_options.fSpeed = 0.0;
         m_options.nQuiet_ms = 50;
         m_options.strLogDir = m_strDir;
@@ -242,11 +241,7 @@ class CLinkBench : public testing::Test
             m_vecstrLine.push_back(p_strLine);
         };
     }
-    ~CLinkBench() override
-    {
-        m_pServer.reset();
-        std::filesystem::remove_all(m_strDir);
-    }
+    ~CLinkBench() override { m_pServer.reset(); }
 
     void StartServer(std::int32_t p_nRate = 50, std::uint64_t p_nCycles = 100, std::int64_t p_nT0 = g_nT0)
     {
@@ -277,7 +272,8 @@ class CLinkBench : public testing::Test
 
     SServerConfig m_config;
     SServerOptions m_options;
-    std::string m_strDir;
+    const CTempDir m_dir;
+    const std::string m_strDir = m_dir.Path();
     std::unique_ptr<CServer> m_pServer;
     std::atomic<bool> m_bEnded{false};
     mutable std::mutex m_mtxLine;

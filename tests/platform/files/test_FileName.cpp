@@ -1,8 +1,8 @@
 #include "FileName.h"
+#include "fake/TempDir.h"
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -11,18 +11,8 @@ namespace
 /// A folder of its own for each test, also the one behind "c:\".
 struct FileName : testing::Test
 {
-    FileName()
-    {
-        const auto* const pInfo = testing::UnitTest::GetInstance()->current_test_info();
-        dir = fs::temp_directory_path() / ("oma_files_" + std::to_string(getpid()) + "_" + pInfo->name());
-        fs::create_directories(dir);
-        setenv("OMA_RESULT_DIR", dir.c_str(), 1);
-    }
-    ~FileName() override
-    {
-        unsetenv("OMA_RESULT_DIR");
-        fs::remove_all(dir);
-    }
+    FileName() { setenv("OMA_RESULT_DIR", dir.c_str(), 1); }
+    ~FileName() override { unsetenv("OMA_RESULT_DIR"); }
     std::wstring Make(const std::string& p_strName) const
     {
         fs::create_directories((dir / p_strName).parent_path());
@@ -30,7 +20,8 @@ struct FileName : testing::Test
         return WideText((dir / p_strName).string());
     }
     std::wstring Name(const std::string& p_strName) const { return WideText((dir / p_strName).string()); }
-    fs::path dir;
+    CTempDir tempDir;
+    fs::path dir = tempDir.Path();
 };
 } // namespace
 

@@ -1,4 +1,5 @@
 #include "ServiceNotify.h"
+#include "fake/TempDir.h"
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -18,7 +19,6 @@ class Manager
   public:
     Manager()
     {
-        std::filesystem::remove(m_path);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         m_path.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -29,7 +29,6 @@ class Manager
     {
         Close();
         unsetenv("NOTIFY_SOCKET");
-        std::filesystem::remove(m_path);
     }
     Manager(const Manager&) = delete;
     Manager& operator=(const Manager&) = delete;
@@ -50,8 +49,8 @@ class Manager
     }
 
   private:
-    const std::filesystem::path m_path =
-        std::filesystem::temp_directory_path() / ("oma_notify_" + std::to_string(getpid()));
+    const CTempDir m_dir;
+    const std::filesystem::path m_path = m_dir.Path() / "notify";
     int m_nSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 } // namespace

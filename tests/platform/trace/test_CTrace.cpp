@@ -1,5 +1,6 @@
 #include "CTrace.h"
 #include "fake/CaptureTrace.h"
+#include "fake/TempDir.h"
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -72,7 +73,8 @@ TEST(CTrace, OptionsChooseTheLevelByArea)
 
 TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
 {
-    const auto path = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".log");
+    const CTempDir dir;
+    const auto path = dir.Path() / "trace.log";
     CTrace::CreateTraceHelper("Written");
     CTraceHelper& helper = *CTrace::GetInstancePtr("Written");
     EXPECT_FALSE(helper.Error().IsActive()) << "ahead of Init";
@@ -93,16 +95,15 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
                 MatchesRegex("[0-9]+-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9] "
                              "warning Written text with \\{\\} marks\n"));
     EXPECT_EQ(strFile, strStderr);
-    std::filesystem::remove(path);
 }
 
 TEST(CTrace, WhatIsNoPlainFileIsRefusedWithOneLine)
 {
-    const auto pathPipe = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".pipe");
+    const CTempDir dir;
+    const auto pathPipe = dir.Path() / "trace.pipe";
     ASSERT_EQ(mkfifo(pathPipe.c_str(), 0600), 0);
     CTrace::CreateTraceHelper("Refused");
-    for (const std::filesystem::path& path :
-         {pathPipe, std::filesystem::temp_directory_path(), std::filesystem::path("/dev/null")})
+    for (const std::filesystem::path& path : {pathPipe, dir.Path(), std::filesystem::path("/dev/null")})
     {
         testing::internal::CaptureStderr();
         CTrace::Init();
@@ -113,7 +114,6 @@ TEST(CTrace, WhatIsNoPlainFileIsRefusedWithOneLine)
                     MatchesRegex("[-0-9:. ]+ error -TFILE: '" + path.string() +
                                  "' is no plain file\n[-0-9:. ]+ warning Refused goes on\n"));
     }
-    std::filesystem::remove(pathPipe);
 }
 
 TEST(CTrace, LevelsMayChangeWhileOthersTrace)

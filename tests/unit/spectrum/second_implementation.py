@@ -543,7 +543,8 @@ def hangs_on_digits(run, want):
     """Whether the result depends on the samples' last digits or the order of sums: then programs may differ."""
     rng = random.Random(1)
     for n in range(60):
-        near = evaluate({**run, "way": (-1) ** n, "data": [v * (1 + 10 ** rng.uniform(-13, -10) * rng.gauss(0, 1)) for v in run["data"]]})
+        data = [v * (1 + 10 ** rng.uniform(-13, -10) * rng.gauss(0, 1)) for v in run["data"]]
+        near = evaluate({**run, "way": (-1) ** n, "data": data})
         peaks, ampl, step, lines = near
         if difference(want, {"peak": peaks, "spectrum": [step, *want[1]], "trace": lines}):
             return True
@@ -554,7 +555,8 @@ def main(program, count, seed):
     runs = [make_run(random.Random(seed * 1000003 + i)) for i in range(count)]
     with tempfile.NamedTemporaryFile("w") as file:
         for run in runs:
-            head = (run["samples"], run["spacing"], run["end"], run["max"], run["limit"], run["fit"], run["most"], run["corr"])
+            head = (run["samples"], run["spacing"], run["end"], run["max"], run["limit"], run["fit"],
+                    run["most"], run["corr"])
             file.write(" ".join(float(v).hex() for v in (*head, *run["data"])) + "\n")
         file.flush()
         output = subprocess.run([program, file.name], capture_output=True, text=True, check=True).stdout

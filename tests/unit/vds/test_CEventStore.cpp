@@ -1,3 +1,4 @@
+#include "fake/TempDir.h"
 #include "vds/core/CEventStore.h"
 #include "vds/core/COutputs.h"
 #include <filesystem>
@@ -64,16 +65,8 @@ TEST(CEventStore, SinceGoesByStampAndAfterByArrival)
 class CEventStoreFile : public testing::Test
 {
   protected:
-    CEventStoreFile()
-    {
-        std::string strDir = (std::filesystem::temp_directory_path() / "store_XXXXXX").string();
-        m_strDir = ::mkdtemp(strDir.data());
-        m_strPath = m_strDir + "/state.jsonl";
-    }
-    ~CEventStoreFile() override { std::filesystem::remove_all(m_strDir); }
-
-    std::string m_strDir;
-    std::string m_strPath;
+    const CTempDir m_dir;
+    const std::string m_strPath = m_dir.Path() / "state.jsonl";
 };
 
 TEST_F(CEventStoreFile, IsReadAgainWhereverItWasCutOff)

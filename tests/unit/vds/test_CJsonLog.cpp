@@ -1,3 +1,4 @@
+#include "fake/TempDir.h"
 #include "vds/base/CJsonLog.h"
 #include <csignal>
 #include <filesystem>
@@ -39,13 +40,12 @@ class CFullDisk
 class JsonLog : public testing::Test
 {
   protected:
-    JsonLog() { fs::create_directory(m_path); }
-    ~JsonLog() override { fs::remove_all(m_path); }
     void Open()
     {
         m_log.Open(m_path / "log.jsonl", [this](const std::string& p_strLine) { m_vecstrTold.push_back(p_strLine); });
     }
-    const fs::path m_path = fs::temp_directory_path() / ("oma-log-" + std::to_string(::getpid()));
+    const CTempDir m_dir;
+    const fs::path m_path = m_dir.Path();
     std::vector<std::string> m_vecstrTold;
     CJsonLog m_log;
 };

@@ -1,3 +1,4 @@
+#include "fake/TempDir.h"
 #include "vds/core/CStateFile.h"
 #include <csignal>
 #include <filesystem>
@@ -13,13 +14,6 @@ using Lines = std::vector<std::string>;
 class StateFile : public testing::Test
 {
   protected:
-    StateFile()
-    {
-        std::string strDir = (std::filesystem::temp_directory_path() / "state_XXXXXX").string();
-        m_strDir = ::mkdtemp(strDir.data());
-        m_strPath = m_strDir + "/state";
-    }
-    ~StateFile() override { std::filesystem::remove_all(m_strDir); }
     void Write(const std::string& p_strText, const std::string& p_strEnd = {}) const
     {
         std::ofstream(m_strPath + p_strEnd, std::ios::binary) << p_strText;
@@ -41,8 +35,8 @@ class StateFile : public testing::Test
         EXPECT_EQ(r_file.Size(), std::filesystem::file_size(m_strPath));
         return vecstrLine;
     }
-    std::string m_strDir;
-    std::string m_strPath;
+    const CTempDir m_dir;
+    const std::string m_strPath = m_dir.Path() / "state";
 };
 } // namespace
 
@@ -64,7 +58,7 @@ TEST_F(StateFile, WholeLinesAreReadWhatFollowsThemIsTakenOff)
         EXPECT_EQ(file.Size(), strLeft.size() + 5);
     }
     CStateFile file;
-    EXPECT_THROW(file.Open(m_strDir + "/none/state", {}), std::runtime_error);
+    EXPECT_THROW(file.Open(m_dir.Path() / "none/state", {}), std::runtime_error);
     EXPECT_FALSE(file.IsOpen());
 }
 

@@ -26,6 +26,17 @@ TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--replay", "s"}).options.bLive);
 }
 
+TEST(ParseVdsCommand, TakesTheLastOfAnOptionThatComesTwice)
+{
+    const SVdsCommand command = ParseVdsCommand(
+        {"-xml:a", "--simulate", "s", "--speed", "max", "--once", "--listen=here", "--speed=2", "-xml:b"});
+    EXPECT_EQ(command.strConfig, "b");
+    EXPECT_EQ(command.options.fSpeed, 2.0);
+    EXPECT_EQ(command.strListen, "here");
+    EXPECT_TRUE(command.options.bOnce);
+    EXPECT_FALSE(command.options.bLogMeasurements);
+}
+
 TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
 {
     const std::vector<std::pair<std::vector<std::string>, std::string>> vecCase = {
@@ -35,8 +46,15 @@ TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
          "their own and no end"},
         {{"-xml:a", "--replay", "r", "--simulate", "s"},
          "options '--simulate' and '--replay': expected one of them, once"},
-        {{"-xml:a", "--replay"}, "option '--replay': expected a value behind it"},
+        {{"-xml:a", "--replay"}, "option '--replay': expected a value after it"},
+        {{"-xml:a", "--replay", ""}, "option '--replay': expected a value after it"},
+        {{"-xml:a", "--replay="}, "option '--replay': expected a value after it"},
+        {{"-xml:a", "--once=1"}, "option '--once': expected no value"},
+        {{"-xml:", "--replay", "r"}, "option '-xml:FILE' is missing"},
         {{"-xml:a", "--fast"}, "option '--fast' is unknown"},
+        {{"-xml:a", "--sim", "s"}, "option '--sim' is unknown"},
+        {{"-xml:a", "-fast"}, "option '-fast' is unknown"},
+        {{"-xml:a", "fast"}, "option 'fast' is unknown"},
         {{"-xml:a", "--speed", "0"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '0'"},
         {{"-xml:a", "--speed", "2x"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '2x'"},
         {{"-xml:a", "--replay", "r", "--start", "today"},

@@ -1,10 +1,10 @@
 #include "Vectors.h"
+#include "fake/TempDir.h"
 #include "vds/c37118/input/CSourceCapture.h"
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
-#include <unistd.h>
 
 namespace
 {
@@ -39,7 +39,6 @@ class CCapture
 {
   public:
     CCapture(std::uint32_t p_nLink, const std::vector<TText>& p_vecPacket, bool p_bBig = false)
-        : m_path(std::filesystem::temp_directory_path() / ("c37118_" + std::to_string(::getpid()) + ".pcap"))
     {
         const auto fnField = [p_bBig](std::uint32_t p_nValue) { return Number(p_nValue, 4, p_bBig); };
         std::ofstream file(m_path, std::ios::binary);
@@ -49,13 +48,11 @@ class CCapture
                  << fnField(static_cast<std::uint32_t>(p_vecPacket[i].size()))
                  << fnField(static_cast<std::uint32_t>(p_vecPacket[i].size())) << p_vecPacket[i];
     }
-    ~CCapture() { std::filesystem::remove(m_path); }
-    CCapture(const CCapture&) = delete;
-    CCapture& operator=(const CCapture&) = delete;
     TText Path() const { return m_path.string(); }
 
   private:
-    std::filesystem::path m_path;
+    CTempDir m_dir;
+    std::filesystem::path m_path = m_dir.Path() / "stream.pcap";
 };
 
 TText AsText(const TBytes& p_bytes)

@@ -14,7 +14,6 @@ class CByteReader
     bool Has(std::size_t p_nBytes) const { return m_bytes.size() - m_nPos >= p_nBytes; }
     bool Ok() const { return m_bOk; }
     bool AtEnd() const { return m_nPos == m_bytes.size(); }
-    std::size_t Rest() const { return m_bytes.size() - m_nPos; }
 
     std::uint8_t U8() { return Take(1).empty() ? std::uint8_t{0} : m_bytes[m_nPos - 1]; }
     std::uint16_t U16() { return static_cast<std::uint16_t>(Number(2)); }

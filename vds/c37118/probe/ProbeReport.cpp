@@ -1,4 +1,5 @@
 #include "vds/c37118/probe/ProbeReport.h"
+#include "vds/base/Options.h"
 #include "vds/base/ParseNumber.h"
 #include "vds/c37118/codec/DecodeFrame.h"
 #include "vds/c37118/input/CStreamSet.h"
@@ -35,6 +36,10 @@ std::string Format(const char* p_pFormat, TArgs... p_args)
     return text.data();
 }
 
+// Written without libxml2: its writer puts every element on a line of its own and writes '>' in names as &gt;, while these
+// pieces are laid out for a reader who pastes them.
+
+/// Text as the value of an attribute.
 std::string Xml(const std::string& p_strText)
 {
     std::string strXml;
@@ -282,22 +287,18 @@ void ParseDevice(std::string p_strText, SProbeCommand& r_command)
 SProbeCommand ParseProbe(const std::vector<std::string>& p_vecstrArg)
 {
     SProbeCommand command;
-    for (std::size_t i = 0; i < p_vecstrArg.size(); ++i)
+    for (const auto& [strOption, strValue] : ReadArguments(p_vecstrArg, {{"udp"}, {"seconds", "xml"}}))
     {
-        const std::string& strArg = p_vecstrArg[i];
-        const bool bValue = strArg == "--seconds" || strArg == "--xml";
-        if (bValue && i + 1 == p_vecstrArg.size())
-            throw std::runtime_error("option '" + strArg + "': expected a value behind it");
-        if (strArg == "--udp")
+        if (strOption == "udp")
             command.bUdp = true;
-        else if (strArg == "--seconds")
-            command.fSeconds = ParseNumber<double>("option '--seconds'", p_vecstrArg[++i], 0.1, 3600.0);
-        else if (strArg == "--xml")
-            command.strXml = p_vecstrArg[++i];
-        else if (strArg.starts_with("--") || !command.strHost.empty())
-            throw std::runtime_error("probe: '" + strArg + "' is not expected");
+        else if (strOption == "seconds")
+            command.fSeconds = ParseNumber<double>("option '--seconds'", strValue, 0.1, 3600.0);
+        else if (strOption == "xml")
+            command.strXml = strValue;
+        else if (!command.strHost.empty())
+            throw std::runtime_error("probe: '" + strValue + "' is not expected");
         else
-            ParseDevice(strArg, command);
+            ParseDevice(strValue, command);
     }
     if (command.strHost.empty())
         throw std::runtime_error("probe: expected HOST:PORT[/ID] [--udp] [--seconds N] [--xml FILE]");

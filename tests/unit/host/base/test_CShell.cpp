@@ -1,5 +1,6 @@
 #include "fake/CaptureTrace.h"
 #include "fake/FakeDli.h"
+#include "fake/TempDir.h"
 #include "host/base/AppState.h"
 #include "host/shell/CShellOMA.h"
 #include <filesystem>
@@ -20,17 +21,11 @@ struct Shell : testing::Test
 {
     Shell()
     {
-        dir = fs::temp_directory_path() / ("oma_shell_" + std::to_string(getpid()));
-        fs::create_directories(dir);
         std::ofstream(dir / "Cfg.xml") << "<x/>";
         FakeDli::Reset();
         SetAppState(eAppRun);
     }
-    ~Shell() override
-    {
-        SetAppState(eAppRun);
-        fs::remove_all(dir);
-    }
+    ~Shell() override { SetAppState(eAppRun); }
     bool Parse(std::vector<std::wstring> p_vecArg)
     {
         p_vecArg.insert(p_vecArg.begin(), L"oma");
@@ -48,7 +43,8 @@ struct Shell : testing::Test
         EXPECT_TRUE(Parse(vecArg));
     }
 
-    fs::path dir;
+    CTempDir tempDir;
+    fs::path dir = tempDir.Path();
     CaptureTrace capture{Norvik::Energy::Kestrel::VDS::Runtime::ETraceLevel::eWarning};
     CTraceOMA trace{"Area"};
     CShellOMA shell;
