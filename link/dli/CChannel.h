@@ -4,7 +4,7 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// A sample of one channel: made by the library for reading, by the application for writing.
+/// A sample of one channel, created by the library for reading and by the application for writing.
 /// Every sample that the library hands out is a CChannelAnalog.
 class CChannel
 {
@@ -17,8 +17,8 @@ class CChannel
     {
         eValuePhasor = 8 ///< the only value type in use
     };
-    /// Value container. Reading with type 8: magnitude in fValue1, angle in degrees in fValue2.
-    /// Writing: nKind 2, the value in fValue1.
+    /// Value container. When reading with type 8: magnitude in fValue1, angle in degrees in fValue2.
+    /// When writing: nKind 2, the value in fValue1.
     struct vdsData
     {
         std::int32_t nKind = 0;
@@ -29,7 +29,7 @@ class CChannel
     static void* operator new(std::size_t p_nSize);
     static void operator delete(void* p_pMem);
 
-    // Inline: each cycle of a large set makes thousands of these calls.
+    // Inline: called thousands of times in each cycle of a large set.
     unsigned long GetId() const { return m_nId; }
     /// Ticks of 100 ns from 0001-01-01 UTC.
     std::int64_t GetTime() const { return m_nTicks; }
@@ -38,7 +38,7 @@ class CChannel
     void SetTime(std::int64_t p_nTicks) { m_nTicks = p_nTicks; }
     void SetStatus(std::int64_t p_nState) { m_nState = p_nState; }
 
-    // ---- the library's side ----
+    // ---- for the library ----
     void SetId(unsigned long p_nId) { m_nId = p_nId; }
     void SetType(EType p_eType) { m_eType = p_eType; }
 

@@ -6,7 +6,7 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Write channel, one for each output object.
+/// Write channel, one per output object.
 class CChanneldataWrite
 {
   public:
@@ -17,11 +17,12 @@ class CChanneldataWrite
     CChanneldataWrite& operator=(const CChanneldataWrite&) = delete;
 
     void SetCallBack(CChannelDataWriteCallBack* p_pCallBack);
-    /// Declares a virtual PMU with its channels and rate; status 10 with lReqNum = p_nId answers. @throws CDliError
+    /// Declares a virtual PMU with its channels and rate; the server replies with status 10, lReqNum = p_nId. @throws
+    /// CDliError
     void Start(unsigned long p_nId, std::vector<unsigned long>& p_ids, int p_nRate);
     /// @throws CDliError
     void Stop(unsigned long p_nId);
-    /// Sends one value for each channel; the vector stays the caller's. Dropped without a connection.
+    /// Sends one value per channel; the caller keeps ownership of the vector. Discarded if there is no connection.
     void Write(unsigned long p_nId, std::vector<CChannel*>& p_values);
 
   private:

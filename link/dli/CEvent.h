@@ -5,7 +5,7 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// A received event, read-only for the application.
+/// A received event; read-only for the application.
 class CEvent
 {
   public:
@@ -20,7 +20,7 @@ class CEvent
     unsigned long ElementID() const { return m_nElemId; }
     EIncidenceKey IncidenceKey() const { return m_eKey; }
     const std::string& Addition() const { return m_strAddition; }
-    /// Name of the connection that posted it; empty if unknown.
+    /// Name of the connection that posted the event; empty if unknown.
     const std::string& Source() const { return m_strSource; }
 
   private:

@@ -5,15 +5,15 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-// The library calls these on threads of its own, never on the caller's, and never with a lock of its own held.
-// Receive of one object comes in order, one at a time; Status and Receive may overlap. When SetCallBack(nullptr) or
-// RemoveCallBack has returned, no call is under way or will come.
+// The library makes these calls on its own threads, never on the caller's, and never while it holds one of its locks.
+// Receive calls of one object are ordered and never overlap; Status and Receive may overlap. Once SetCallBack(nullptr)
+// or RemoveCallBack has returned, no call is running or will follow.
 
 class CChannelDataCallBack
 {
   public:
     virtual ~CChannelDataCallBack() = default;
-    /// One call for each cycle, the samples in the order of Add. The samples are the library's.
+    /// One call per cycle, with the samples in the order of Add. The library owns the samples.
     virtual void Receive(std::vector<CChannel*>& p_vecChannel) = 0;
     virtual void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) = 0;
 };
@@ -28,7 +28,7 @@ class CChannelDataWriteCallBack
 class CEventDataCallBack
 {
   public:
-    /// @param p_lReqNum the number of the Read that this delivery answers, another value for a live event.
+    /// @param p_lReqNum the number of the Read that this delivery answers; any other value for a live event.
     virtual void Receive(std::vector<CEvent*>& p_vecEvent, unsigned long p_lReqNum) = 0;
     virtual void Status(unsigned long p_eStatus, unsigned long p_lReqNum, unsigned long p_lAddInfo) = 0;
     virtual ~CEventDataCallBack() = default;

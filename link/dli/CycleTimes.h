@@ -2,14 +2,14 @@
 #include <array>
 #include <cstdint>
 
-/// A rate of the link and its cycle time as it goes over the link: truncated to whole milliseconds.
+/// A rate of the link and its cycle time as transmitted: truncated to whole milliseconds.
 struct SCycleTime
 {
     std::uint32_t nTime_ms;
     std::uint32_t nRate_Hz;
 };
 
-/// All rates from 1 a second on that the link knows.
+/// All rates of 1 Hz and above that the link supports.
 constexpr std::array<SCycleTime, 13> g_arrCycleTime = {{{16, 60},
                                                         {20, 50},
                                                         {33, 30},

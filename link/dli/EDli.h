@@ -3,15 +3,15 @@
 #include <stdexcept>
 #include <string>
 
-// Enumerations of the link to the phasor data server, with the numbers that go over it.
+// Enumerations of the link to the phasor data server, with the values used on the wire.
 
 namespace Norvik::Energy::Kestrel
 {
 /// Who an event or a connection belongs to. Other values occur in received events and are ignored.
 enum EElementType : std::int32_t
 {
-    eElemPlatform = 0, ///< a restart event from the platform concerns every application
-    eElemNTM = 2,      ///< source of island and zone state
+    eElemPlatform = 0, ///< a restart event from the platform applies to every application
+    eElemNTM = 2,      ///< source of island and zone states
     eElemOMA = 3       ///< this application
 };
 } // namespace Norvik::Energy::Kestrel
@@ -20,11 +20,11 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 enum ETransition : std::int32_t
 {
-    eDIS = 0, ///< the condition has gone
-    eAPP = 1  ///< the condition has come
+    eDIS = 0, ///< the condition has ended
+    eAPP = 1  ///< the condition has begun
 };
 
-/// What an event says.
+/// What an event reports.
 enum EIncidenceKey : std::int32_t
 {
     eIkNone = 0,
@@ -42,7 +42,7 @@ enum EIncidenceKey : std::int32_t
     eIkPsNotified = 4206
 };
 
-/// Rate in Hz, passed as it stands.
+/// Rate in Hz, transmitted unchanged.
 enum ESampleRate : std::int32_t
 {
 };
@@ -62,16 +62,16 @@ enum EStatus : unsigned long
     eWriteResponse = 10 ///< lReqNum: virtual PMU id; lAddInfo: 0 or an error
 };
 
-/// What the library throws: the text is in what().
+/// Exception thrown by the library; what() holds the text.
 class CDliError : public std::runtime_error
 {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Opens a connection to the server. It is kept alive and reconnects by itself; loss and return reach the callbacks
-/// as Status. @return its handle, 0 on failure (nothing listens at that address).
-/// @throws CDliError if the address or port is none.
+/// Opens a connection to the server. The library keeps it alive and reconnects automatically; the callbacks are
+/// informed of loss and recovery through Status. @return its handle, 0 on failure (nothing listens at that address).
+/// @throws CDliError if the address or port is invalid.
 unsigned long Init(EElementType p_eElem, const std::string& p_strName, const std::string& p_strIPAddr,
                    unsigned int p_nPort);
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

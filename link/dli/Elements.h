@@ -3,8 +3,8 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Whom this process speaks for: the element ids of the application, which comes first, of its instances, jobs and modes.
-/// A server tells each client of events of its own kind only if they are of its elements, and of orders of an operator;
-/// one that has declared nothing hears all. Holds for all connections, present and future ones.
+/// Declares which elements this process handles: the element ids of the application (first), its instances, jobs and
+/// modes. A server sends a client the events of its own kind, and operator orders, only if they refer to its elements;
+/// a client that has declared nothing receives everything. Applies to all connections, existing and future.
 void SetElements(const std::vector<unsigned long>& p_vecnId);
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

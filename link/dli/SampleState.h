@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-// The 64-bit state word of a sample. 0 is good.
+// The 64-bit state word of a sample. 0: good.
 
 /// Bits that make a sample INVALID for a reader.
 constexpr std::uint64_t g_nStateInvalidBits = 0xE030 | (std::uint64_t{0x78600000} << 32);

@@ -3,17 +3,16 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// How the connections of this process are secured: names of files, empty where not given.
+/// How the connections of this process are secured. File names are empty where not given.
 struct SSecurity
 {
-    bool bOn = false;               ///< TLS; otherwise plain text, to this machine only
-    std::string strCAFile;          ///< what the server's certificate is held against
-    std::string strCertificateFile; ///< the client's own, with its key
+    bool bOn = false;               ///< use TLS; otherwise plain text, only to this machine
+    std::string strCAFile;          ///< used to verify the server's certificate
+    std::string strCertificateFile; ///< the client's own certificate, with its key
     std::string strKeyFile;
-    std::string strTokenFile; ///< sent when the server has proved who it is
+    std::string strTokenFile; ///< sent once the server has proved its identity
 };
 
-/// Holds for each connection that is made from now on, also for those that are made again after a loss. The files are
-/// read at each of these times.
+/// Applies to every connection made from now on, including reconnections. The files are read again each time.
 void SetSecurity(const SSecurity& p_security);
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -1,4 +1,4 @@
-"""The server among peers that mean harm, and what its operator sees of it."""
+"""The server under attack by hostile peers, and what its operator sees."""
 import hostile
 import ssl
 from harness import *
@@ -6,11 +6,11 @@ from hostile import *
 from test_security import SERVER_EXT, make_ca, make_certificate
 
 SECONDS = int(os.environ.get("OMA_SECONDS", "8"))
-MOST_MB = 256  # a sanitizer's build has a measure of its own
+MOST_MB = 256  # sanitizer builds have another limit
 
 
 class Assault(SystemTest):
-    """What is measured here in seconds is printed, not judged: the machine may be busy with other things."""
+    """Times are printed, not checked: the machine may be busy with other work."""
 
     def setUp(self):
         super().setUp()

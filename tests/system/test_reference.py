@@ -1,4 +1,4 @@
-"""Runs that an independent program has worked through, played by the server, followed by the application."""
+"""Reference runs with results computed by an independent program, played by the server and analysed by the application."""
 import json
 
 from harness import *
@@ -27,7 +27,7 @@ class Reference(SystemTest):
         expected = self.expected(name)
         last = expected[-1]["ticks"]
 
-        # Channel values are 32-bit floats: half a unit of the last place of a float is 6e-8.
+        # Channel values are 32-bit floats: half a unit in the last place is 6e-8.
         writes = {(c["pmu"], c["time"]): c for c in channels if c["op"] == "write"}
         wanted = 0
         for row in expected:
@@ -56,7 +56,7 @@ class Reference(SystemTest):
             self.assertTexts(g[4], w[4])
 
     def assertTexts(self, got, want):
-        """Equal to one unit of the last digit of each number."""
+        """Equal to within one unit of the last digit of each number."""
         head, numbers = got.split("~")
         whead, wnumbers = want.split("~")
         self.assertEqual(head, whead)

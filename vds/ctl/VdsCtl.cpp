@@ -42,7 +42,7 @@ asio::ip::tcp::endpoint ParseAddress(const std::string& p_strText)
     boost::system::error_code ec;
     const asio::ip::address address = asio::ip::make_address(strHost == "localhost" ? "127.0.0.1" : strHost, ec);
     if (ec)
-        throw std::runtime_error("address '" + p_strText + "': expected the number of a network address, as 127.0.0.1");
+        throw std::runtime_error("address '" + p_strText + "': expected a numeric network address such as 127.0.0.1");
     return {address, static_cast<std::uint16_t>(nPort)};
 }
 
@@ -108,7 +108,7 @@ Link::ControlRequest ParseRequest(const std::vector<std::string>& p_vecstrArg)
     return request;
 }
 
-/// Greets, asks, prints the answer.
+/// Sends the greeting and the request, prints the answer.
 class CRequester : public Link::ILinkUser
 {
   public:
@@ -169,7 +169,7 @@ class CRequester : public Link::ILinkUser
 
 namespace
 {
-/// Takes the options that secure the link off the front of the arguments.
+/// Removes the link security options from the start of the arguments.
 Link::SLinkSecurity TakeSecurity(std::vector<std::string>& r_vecstrArg)
 {
     Link::SLinkSecurity security;
@@ -186,7 +186,7 @@ Link::SLinkSecurity TakeSecurity(std::vector<std::string>& r_vecstrArg)
         else if (it == mapOption.end())
             throw std::runtime_error("option '" + r_vecstrArg[i] + "' is unknown");
         else if (i + 1 == r_vecstrArg.size() || r_vecstrArg[i + 1].empty())
-            throw std::runtime_error("option '" + r_vecstrArg[i] + "': expected the name of a file behind it");
+            throw std::runtime_error("option '" + r_vecstrArg[i] + "': expected a file name after it");
         else
         {
             *it->second = r_vecstrArg[++i];
@@ -216,7 +216,8 @@ void Request(const std::vector<std::string>& p_vecstrArg, const Link::SLinkSecur
     const asio::ip::tcp::endpoint endpoint = ParseAddress(p_vecstrArg[0]);
     const Link::ControlRequest request = ParseRequest(p_vecstrArg);
     if (!endpoint.address().is_loopback() && !p_security.bOn)
-        throw std::runtime_error("server at " + p_vecstrArg[0] + " is another machine: expected option -xml or --ca");
+        throw std::runtime_error("server at " + p_vecstrArg[0] +
+                                 " is on another machine: expected option -xml or --ca");
     const std::string strToken = p_security.strTokenFile.empty() ? "" : Link::ReadToken(p_security.strTokenFile);
     const auto pStream = std::make_shared<Link::CLinkStream>(
         asio::ip::tcp::socket(io), p_security.bOn ? Link::ClientTls(p_security) : nullptr, HostOf(p_vecstrArg[0]));
@@ -226,7 +227,7 @@ void Request(const std::vector<std::string>& p_vecstrArg, const Link::SLinkSecur
     if (pRequester->IsDone())
         return;
     const std::string strReason = pRequester->Reason();
-    pStream->Close("given up");
+    pStream->Close("gave up");
     io.restart();
     io.poll();
     throw std::runtime_error("server at " + p_vecstrArg[0] + ": " + strReason);

@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 
 namespace
 {
-/// A folder of its own for each test, also the one behind "c:\".
+/// A separate folder for each test, which is also the one for "c:\".
 struct FileName : testing::Test
 {
     FileName()
@@ -47,7 +47,7 @@ TEST_F(FileName, FoldersMayDifferInCaseToo)
 {
     Make("Sub/Deep/File.xml");
     EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
-    // The folder of the exact name does not hold the file, the other one does.
+    // The file is not in the folder of the exact name but in the other one.
     fs::create_directories(dir / "sub/deep");
     EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
 }
@@ -59,7 +59,7 @@ TEST_F(FileName, TheFileThatTheUserNamedIsOpenedThoughItsNameWasLowered)
     const std::wstring wstrLower = Name("named.xml");
     EXPECT_EQ(FileNameForReading(wstrLower), dir / "named.xml");
     FileNameRemember(wstrGiven);
-    // The folder of this test has capitals, as the lowered path then has not.
+    // The folder of this test has capitals, unlike the lower-cased path.
     std::wstring wstrStored = wstrGiven;
     for (wchar_t& c : wstrStored)
         c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
@@ -96,9 +96,9 @@ TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)
          "b",
          L"a?b"},
         {"\xC3", L"?"},
-        {"\xC0\x80", L"??"},          // too long a form
-        {"\xED\xA0\x80", L"???"},     // half of a pair
-        {"\xF4\x90\x80\x80", L"????"} // beyond the last character
+        {"\xC0\x80", L"??"},          // overlong encoding
+        {"\xED\xA0\x80", L"???"},     // half of a surrogate pair
+        {"\xF4\x90\x80\x80", L"????"} // above the last code point
     };
     for (const auto& [strText, wstrText] : broken)
         EXPECT_EQ(WideText(strText), wstrText);

@@ -9,7 +9,7 @@ struct SPiece
 {
     explicit SPiece(std::size_t p_nSize) : vecnPlace(p_nSize) { ++s_nMade; }
     ~SPiece() { --s_nMade; }
-    static inline std::atomic<int> s_nMade = 0; ///< and not freed yet
+    static inline std::atomic<int> s_nMade = 0; ///< not freed yet
     std::vector<int> vecnPlace;
 };
 } // namespace
@@ -25,7 +25,7 @@ TEST(Pool, PieceUsedLastIsLentFirstAndComesAsItWasLeft)
         const auto pOther = pool.Lend(3);
         EXPECT_NE(pOther.get(), pFirst) << "a piece is lent once";
         pLoan->vecnPlace[1] = 42;
-    } // the first one comes back last
+    } // the first one is returned last
     EXPECT_EQ(SPiece::s_nMade, 2);
     const auto pAgain = pool.Lend(3);
     EXPECT_EQ(pAgain.get(), pFirst);

@@ -120,7 +120,7 @@ TEST_F(CEventStoreFile, BytesThatHaveNotReachedTheDiskAreTakenOff)
 
 TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
 {
-    constexpr int nEvents = 100200; // more than a history holds
+    constexpr int nEvents = 100200; // more than the history holds
     {
         std::ofstream file(m_strPath, std::ios::binary);
         for (int i = 1; i <= nEvents; ++i)
@@ -151,7 +151,7 @@ TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
 TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept)
 {
     std::ofstream(m_strPath) << "{\"arrival\":1," << EventLine(Event(1, true, 1)).substr(1)
-                             << '\n'; // an earlier version's
+                             << '\n'; // written by an earlier version
     std::uint64_t nEpoch = 0;
     std::uint64_t nTold = 0;
     for (int i = 0; i < 3; ++i)

@@ -51,7 +51,7 @@ TEST_F(Session, ChannelsAndReadSetsAreBounded)
 {
     m_pSession->OnLinkMessage(Start(1, 60000));
     EXPECT_THROW(m_pSession->OnLinkMessage(Start(2, 40001)), std::runtime_error) << "of all sets together";
-    m_pSession->OnLinkMessage(Start(1, 100000)); // in place of the one before
+    m_pSession->OnLinkMessage(Start(1, 100000)); // replaces the previous one
     EXPECT_THROW(m_pSession->OnLinkMessage(Start(1, 100001)), std::runtime_error);
     m_pSession->OnLinkMessage(Start(1, 1));
     for (unsigned nSet = 2; nSet <= 1000; ++nSet)
@@ -68,7 +68,7 @@ TEST_F(Session, ChannelsOfAllConnectionsAreBounded)
     vecpPeer[0]->OnLinkMessage(Start(1, 99900));
     vecpPeer[1]->OnLinkMessage(Start(1, 99900));
     EXPECT_EQ(m_core.ReadCost(), 200000U);
-    vecpPeer[2]->OnLinkMessage(Start(1, 900)); // what each may have in any case
+    vecpPeer[2]->OnLinkMessage(Start(1, 900)); // the share that is always allowed
     EXPECT_THROW(vecpPeer[2]->OnLinkMessage(Start(2, 900)), std::runtime_error);
     vecpPeer[0]->OnLinkMessage(Start(1, 50000));
     vecpPeer[2]->OnLinkMessage(Start(2, 900));

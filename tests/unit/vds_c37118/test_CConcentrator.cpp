@@ -6,7 +6,7 @@ namespace
 constexpr std::int64_t g_nMs = 10000;
 constexpr std::int64_t g_nWait = 200 * g_nMs;
 
-/// Two streams of 50 a second, with one sample each; time counts in ms from a whole second.
+/// Two streams of 50 frames per second with one sample each; times are in ms from a whole second.
 class CConcentratorTest : public testing::Test
 {
   protected:
@@ -22,7 +22,7 @@ class CConcentratorTest : public testing::Test
         return m_concentrator.Put(p_nStream, m_concentrator.Grid().Index(m_nBase + p_nStamp_ms * g_nMs), samples,
                                   m_nBase + p_nArrival_ms * g_nMs);
     }
-    /// Stamps of the cycles that may go, in ms; those with one of two samples are negative.
+    /// Stamps of the cycles that may be output, in ms; negative if only one of two samples is present.
     std::vector<std::int64_t> Take(std::int64_t p_nNow_ms)
     {
         std::vector<std::int64_t> vecnStamp;

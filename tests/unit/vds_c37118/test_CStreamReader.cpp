@@ -33,7 +33,7 @@ class CStreamReaderTest : public testing::Test
         EXPECT_TRUE(EncodeConfig(m_frameConfig, bytes));
         Feed(bytes);
     }
-    /// The data frame, so many microseconds later.
+    /// The data frame, moved later by this many microseconds.
     void FeedData(std::int64_t p_nLater_us)
     {
         const std::int64_t nTicks = FrameTicks(m_frameData.head, 1000000) + p_nLater_us * 10;
@@ -97,7 +97,7 @@ TEST_F(CStreamReaderTest, TimeStampsAreFollowedAndCounted)
     EXPECT_EQ(m_cycle.nTicks % g_nTicksPerSec, 6400000) << "143 ms later is rounded to 140";
 }
 
-/// A configuration that changes under way: no value of it is wrong, and it is asked for once.
+/// A configuration that changes while streaming: no wrong value is used, and the new one is requested once.
 TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
 {
     FeedConfig();
@@ -125,7 +125,7 @@ TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
     EXPECT_EQ(m_reader.m_counters.nConfigChanges, 1U);
 }
 
-/// The layout may be another one of the same length from the frame on in which bit 10 is 0 again.
+/// From the frame in which bit 10 is 0 again, the layout may be a different one of the same length.
 TEST_F(CStreamReaderTest, AfterBit10HasFallenSamplesAreInvalidUntilTheAnswer)
 {
     Feed(g_cfg2);
@@ -175,7 +175,7 @@ TEST_F(CStreamReaderTest, FillersAreAbsentAndForeignStreamsAreNotRead)
     m_frameData.head.nIdCode = 61;
     FeedData(20000);
     EXPECT_FALSE(Take());
-    EXPECT_EQ(m_vecstrLine.back(), "stream north: frames of stream 61 come, expected those of stream 60");
+    EXPECT_EQ(m_vecstrLine.back(), "stream north: received frames of stream 61, expected those of stream 60");
 }
 
 TEST(StateOfStat, FollowsTheTable)

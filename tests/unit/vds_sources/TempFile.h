@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-/// A file with the given text, named after the running test, removed at the end.
+/// A file with the given text, named after the running test and removed at its end.
 class CTempFile
 {
   public:
