@@ -28,7 +28,7 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
     {
         if (p_config.synchrophasors.vecStream.empty())
             throw std::runtime_error("option '--simulate SCENARIO' or '--replay FILE' is missing: '" +
-                                     p_command.strConfig + "' has no Stream in Synchrophasors to take data from");
+                                     p_command.strConfig + "' has no Stream in Synchrophasors to read from");
         return std::make_unique<CSourceLive>(p_config.synchrophasors);
     }
     std::string strError;
@@ -38,7 +38,7 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
             throw std::runtime_error("'" + p_command.strSource +
                                      "' is a capture of streams: expected a Stream in "
                                      "Synchrophasors of '" +
-                                     p_command.strConfig + "' to take out of it");
+                                     p_command.strConfig + "' to read from it");
         std::unique_ptr<ISource> pCapture = OpenCapture(p_command.strSource, p_config.synchrophasors, &strError);
         if (!pCapture)
             throw std::runtime_error(strError);

@@ -1,9 +1,9 @@
 """The cost of many jobs: a server and an application in two processes, a grid of up to 300 three-phase PMUs.
 
 load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all|bursts] [--places N] [--recording] prints one
-line of JSON: what was analysed, the resources used, the losses. With --events US it prints instead how long after the cycle
-that completes a second the events arrived, at one cycle every US microseconds. OMA_BIN_DIR is the folder of the binaries. ./measure
-prints the tables.
+line of JSON: what was analysed, the resources used, the losses. With --events US it prints instead how long after the
+cycle that completes a second the events arrived, at one cycle every US microseconds. OMA_BIN_DIR is the folder of the
+binaries. ./measure prints the tables.
 """
 import argparse
 import sys
@@ -199,7 +199,8 @@ def main():
     parser.add_argument("--swings", default="some", choices=("none", "some", "all", "bursts"))
     parser.add_argument("--places", type=int, default=PLACES, help="places with two three-phase PMUs each")
     parser.add_argument("--recording", action="store_true", help="from a file instead of the simulator")
-    parser.add_argument("--events", type=int, metavar="US", help="measure the time of events instead, at one cycle every US microseconds")
+    parser.add_argument("--events", type=int, metavar="US",
+                        help="measure the time of events instead, at one cycle every US microseconds")
     args = parser.parse_args()
     load = Load()
     load.setUp()

@@ -1,4 +1,6 @@
-"""Prints the table of docs/performance.md and draws its plot. Run by ./measure: measure.py BIN_DIR [--quick | --plots]."""
+"""Prints the table of docs/performance.md and draws its plot. Run by ./measure:
+measure.py BIN_DIR [--quick | --plots].
+"""
 import argparse
 import json
 import os

@@ -58,7 +58,7 @@ class Recording:
             self.rows[i] = None
 
     def f_stamps_jump(self, begin, end):
-        """Temporary or permanent, by cycles, seconds, days, years; temporarily off the grid: such cycles are refused."""
+        """By cycles to years, temporary or permanent; or temporarily off the grid: such cycles are refused."""
         by = self.rng.choice([TICKS_S // RATE, TICKS_S, 3600 * TICKS_S, 86400 * TICKS_S, 3650 * 86400 * TICKS_S, 1, 12345])
         by *= self.rng.choice([-1, 1]) * self.rng.choice([1, 1, 2, 7])
         for_good = by % (TICKS_S // RATE) == 0 and self.rng.random() < 0.3
@@ -155,7 +155,7 @@ class DataFaultRun:
         self.post(time.monotonic() + self.faulty_s / SPEED)
         if fits:
             vds.wait_text("the source has ended")
-            wait_for(lambda: self.standing() == [SWINGING], "the swing, and it alone, when the data is sound again")
+            wait_for(lambda: self.standing() == [SWINGING], "only the swing, once the data is valid again")
         test.assertTrue(vds.running() and oma.running(), vds.text()[-3000:] + oma.text()[-3000:])
         test.assertEqual(oma.stop(), 0, oma.text()[-3000:])
         self.judge(recording)

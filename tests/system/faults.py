@@ -239,7 +239,7 @@ def play(test, count, seed, names=(), told=lambda run: None):
         told(run)
     code, left, started = run.close()
     test.assertEqual(code, 0)
-    test.assertFalse(left, "events left standing")
+    test.assertFalse(left, "events left active")
     test.assertFalse(started, "channels left started")
     # The library keeps the threads and buffers that the first losses required.
     settled, last = run.levels[len(run.levels) // 2], run.levels[-1]

@@ -196,7 +196,7 @@ class SwingTest(SystemTest):
                 standing[e["elementId"]] = e["key"]
             elif standing.get(e["elementId"]) == e["key"]:
                 del standing[e["elementId"]]
-        self.assertFalse(standing, "events left standing")
+        self.assertFalse(standing, "events left active")
         running = {}
         for c in self.channels():
             if c["op"] != "write":

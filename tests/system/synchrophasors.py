@@ -53,7 +53,7 @@ class Device:
 
 
 class Server(threading.Thread):
-    """Serves one device over TCP, one client at a time, in real time; sends its data as datagrams if a port for them is given."""
+    """Serves one device over TCP, one client at a time, in real time; given a UDP port, it sends its data there."""
 
     def __init__(self, device, late_s=0.0, data_port=None, host="127.0.0.1"):
         super().__init__(daemon=True)

@@ -100,7 +100,7 @@ class Synchrophasors(SystemTest):
             wait_for(lambda: len(server.commands) > 2, "data turned on")
             self.assertEqual(server.commands[:3], [1, 5, 2], "off, CFG-2, on")
             server.cut.set()
-            wait_for(lambda: server.commands.count(2) > 1, "data turned on anew")
+            wait_for(lambda: server.commands.count(2) > 1, "data turned on again")
             given = server.given
             wait_for(lambda: server.given > given + 50, "a second of data")
             self.assertEqual(vds.stop(), 0)
@@ -135,7 +135,7 @@ class Synchrophasors(SystemTest):
         wait_for(lambda: server.given > 50, "a second of data")
         server.mute.set()
         vds.wait_text("stream n: no data received; ")
-        self.assertEqual(server.commands[:4], [1, 5, 2, 2], "data turned on once more before the connection is given up")
+        self.assertEqual(server.commands[:4], [1, 5, 2, 2], "data turned on once more before the connection is closed")
         server.mute.clear()
         given = server.given
         wait_for(lambda: server.given > given + 50, "data after the silence")
@@ -178,12 +178,12 @@ class Synchrophasors(SystemTest):
         vds = self.vds()
         wait_for(lambda: server.given > 10, "data")
         server.device.stat = 0x0400
-        wait_for(lambda: server.commands.count(5) == 2, "asked on the rising edge")
+        wait_for(lambda: server.commands.count(5) == 2, "requested on the rising edge")
         server.device.phasors = {"VX": (0, 1, lambda t: 0j), **server.device.phasors}
         server.device.stat = 0
         vds.wait_text("stream n: new configuration")
         self.assertEqual(server.commands.count(5), 3)
-        self.assertEqual(server.commands.count(2), 1, "the data has not been turned on anew")
+        self.assertEqual(server.commands.count(2), 1, "the data has not been turned on again")
         self.assertNotIn("no data received", vds.text())
         self.assertEqual(vds.stop(), 0)
 
@@ -200,7 +200,7 @@ class Synchrophasors(SystemTest):
                 time.sleep(0.02)
         threading.Thread(target=pour, daemon=True).start()
         vds.wait_text("stream n: sends far more than its configuration implies, or bytes that are not frames")
-        wait_for(lambda: server.commands.count(5) > 2, "connected anew")
+        wait_for(lambda: server.commands.count(5) > 2, "reconnected")
         flood.set()
         self.assertEqual(vds.stop(), 0)
         self.assertEqual(vds.text().count("sends far more than"), 1)
@@ -237,7 +237,7 @@ class Synchrophasors(SystemTest):
         return vds
 
     def test_capture(self):
-        """The same from a capture: two captures in different formats, one with segments out of order, give the same result."""
+        """The same from a capture: two captures in different formats, one with segments out of order, agree."""
         self.write_streams((1, 2), wait_ms=300)
         random.seed(7)
         packets, seqs = [], {1: 1000, 2: 0xFFFFFF00}

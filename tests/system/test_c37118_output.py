@@ -151,7 +151,7 @@ class Output(SystemTest):
         vds = self.vds("--simulate", EXAMPLES / "demo.json", "--speed", "max", "--once")
         stream = Taker(self, socket.create_connection(("127.0.0.1", tcp)), CFG1, CFG2, CFG3, HEADER)
         wait_for(lambda: len(stream.frames) == 4, "answers")
-        self.assertEqual([kind(f) for f in stream.frames], [2, 3, 5, 1], "nothing else ahead of on")
+        self.assertEqual([kind(f) for f in stream.frames], [2, 3, 5, 1], "nothing else before on")
         socket_udp = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         socket_udp.connect(("127.0.0.1", udp))
         datagrams = Taker(self, socket_udp, CFG2, ON)
@@ -165,7 +165,7 @@ class Output(SystemTest):
 
         self.check_layout(stream.frames[1])
         data = {self.seconds(f): f for f in stream.of(0)}
-        self.assertEqual(len(data), 465, "a frame a second")
+        self.assertEqual(len(data), 465, "one frame per second")
         self.check_values(data)
         self.check_levels(data)
         sent = {f for f in stream.of(0)}

@@ -58,7 +58,7 @@ class Cycle(SwingTest):
         def both_stand():
             rows = [line.split() for line in self.vdsctl("standing").stdout.splitlines()]
             return sorted(int(row[3]) for row in rows if 4203 <= int(row[1]) <= 4206) == [603, 611]
-        wait_for(both_stand, "the swings, each once, when the orders have ended\n" + oma.text()[-3000:])
+        wait_for(both_stand, "each swing once, after the orders have ended\n" + oma.text()[-3000:])
         self.assertTrue(vds.running())
         self.assertEqual(oma.stop(), 0)
         self.assertNothingStands()

@@ -24,7 +24,7 @@ class Assault(SystemTest):
 
     def check(self, vds, kinds, context=None, token=b"", ca=""):
         times, failed = run_assault(self, vds, kinds, 100, SECONDS, context, token, ca)
-        self.assertEqual(failed, [], "a rightful client is not served")
+        self.assertEqual(failed, [], "a legitimate client is not served")
         self.assertGreater(len(times), 3)
         self.assertTrue(self.sanitized or memory_mb(vds) < MOST_MB, f"{memory_mb(vds)} MB")
         self.assertEqual(vds.stop(), 0)

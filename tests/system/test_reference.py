@@ -1,4 +1,4 @@
-"""Reference runs with results computed by an independent program, played by the server and analysed by the application."""
+"""Reference runs: results of an independent program against those of the application."""
 import json
 
 from harness import *
@@ -43,7 +43,7 @@ class Reference(SystemTest):
                 for value, key in zip(got["values"], ("freq", "magn", "damp", "doe")):
                     self.assertAlmostEqual(value, out[key], delta=1.2e-7 * abs(out[key]) + 2e-9,
                                            msg=f"{name} {row['ticks']} mode {mode['id']} {key}")
-        self.assertFalse([w for w in writes if w[1] <= last], "values in passes that must have none")
+        self.assertFalse([w for w in writes if w[1] <= last], "values in passes that must not have any")
         self.assertGreater(wanted, 100)
 
         got = [(e["time"], e["key"], e["transition"], e["elementId"], e["text"]) for e in events

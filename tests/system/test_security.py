@@ -102,7 +102,7 @@ class Security(SystemTest):
         vds = self.serve()
         oma.wait_text("IP address mismatch")
         vds.stop()
-        self.assertLessEqual(oma.count("IP address mismatch"), 2, "one line for each connection")
+        self.assertLessEqual(oma.count("IP address mismatch"), 2, "one line per connection")
         self.config.write_text(shared)
         self.serve()
         seen = len(self.events())
@@ -274,7 +274,7 @@ class KillNine(SystemTest):
             standing = [int(line.split()[3]) for line in self.vdsctl("standing").stdout.splitlines()]
             self.assertEqual(len(standing), len(set(standing)), "an event twice")
             self.assertLessEqual(set(acknowledged), set(standing), "an acknowledged event is lost")
-            self.assertLessEqual(set(standing), tried, "an event that nobody has posted")
+            self.assertLessEqual(set(standing), tried, "an event that nobody posted")
             end = time.monotonic() + rng.uniform(0.0, 0.15)
             while vds.running():
                 number += 1

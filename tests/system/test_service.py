@@ -70,7 +70,7 @@ class Service(SwingTest):
         self.vdsctl("stall", 2)
         oma.send(signal.SIGTERM)
         self.manager.wait_states(*STOPPING)
-        self.assertFalse(oma.has("Service stopping"), "told ahead of the end of the pass")
+        self.assertFalse(oma.has("Service stopping"), "reported before the end of the pass")
         self.manager.wait_states(*STOPPED)
         for text in ("All threads have been finished", "Main loop has been exited", "Service stopping"):
             self.assertTrue(oma.has(text), text)
@@ -96,7 +96,7 @@ class Service(SwingTest):
     def test_stop_at_the_very_first_moment_waits_until_the_service_runs(self):
         self.write_config()
         oma = self.oma(env=self.env)
-        wait_for(lambda: self.manager.poll().states, "first word")
+        wait_for(lambda: self.manager.poll().states, "first message")
         oma.send(signal.SIGTERM)
         self.manager.wait_states(*STOPPED)
         self.assertEqual(oma.wait(), 0)

@@ -56,7 +56,7 @@ class TwoApplications(SwingTest):
         self.other.write_text(good)
         second = self.second()
         self.wait_swing(mode=653)
-        self.assertEqual(self.standing(4201), [], "mend, start again")
+        self.assertEqual(self.standing(4201), [], "repaired and restarted")
         self.assertFalse(first.has("This pass ends") or second.has("This pass ends"))
         # Neither start has ended a swing of the other application: each end has its start.
         standing = set()

@@ -31,7 +31,8 @@ std::int64_t ParseStart(const std::string& p_strText)
 {
     const std::optional<std::int64_t> nTicks = TicksFromIso(p_strText);
     if (!nTicks)
-        throw std::runtime_error("option '--start': expected a time as 2026-03-05T10:00:00Z, got '" + p_strText + "'");
+        throw std::runtime_error("option '--start': expected a time such as 2026-03-05T10:00:00Z, got '" + p_strText +
+                                 "'");
     return *nTicks;
 }
 

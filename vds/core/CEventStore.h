@@ -21,8 +21,8 @@ std::string EventStory(const SEvent& p_event);
 /// id. A restart request (key 7) is distributed but not kept: it is an order, and as an active event it would restart
 /// the application at each of its starts.
 ///
-/// Order       each event has an arrival number, which increases and is never reused in an epoch. A state file keeps its
-///             epoch; orders are sent but not stored, so each opening skips a large range of numbers.
+/// Order       each event has an arrival number, which increases and is never reused in an epoch. A state file keeps
+///             its epoch; orders are sent but not stored, so each opening skips a large range of numbers.
 /// State file  one line per event, written and synced before the event takes effect and is sent to anybody. When it
 ///             has grown beyond a limit, a new file without the events that memory has dropped replaces it.
 /// Bounds      10,000 active events and 16 MB; a history of 100,000 events and 32 MB; for reads of a past time,

@@ -113,7 +113,7 @@ class CMembers
         const json::value& value = Get(p_strName);
         if (!value.is_string() || value.get_string().empty())
         {
-            Fault(p_strName, "expected a text, found " + json::serialize(value));
+            Fault(p_strName, "expected a string, found " + json::serialize(value));
         }
         return std::string(value.get_string());
     }
@@ -381,7 +381,7 @@ class CReader
             }
             if (nUsed != strState.size())
             {
-                in.Fault("state", "expected a 64-bit state word as a text such as \"0x2000\"");
+                in.Fault("state", "expected a 64-bit state word as a string such as \"0x2000\"");
             }
         }
         in.End();

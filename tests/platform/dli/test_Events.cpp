@@ -83,7 +83,7 @@ TEST_F(Events, ReplyToReadIsNeverAheadOfItsNumber)
         ASSERT_TRUE(Eventually([&] { return m_log.Count(eReqFinished) == i; }));
     }
     EXPECT_EQ(nWrong, 0);
-    EXPECT_EQ(m_log.Replies().size(), 5U) << "nothing stands: the reply is an empty delivery";
+    EXPECT_EQ(m_log.Replies().size(), 5U) << "no event is active: the reply is an empty delivery";
 }
 
 TEST_F(Events, RequestIsFinishedWhenItsReplyHasBeenTaken)
@@ -222,13 +222,13 @@ TEST_F(Events, OrderThatIsGivenDuringALossIsToldOnceAndOneOfBeforeNever)
     Post(4201, "APP", 3, "of before");
     Connect();
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
-    EXPECT_TRUE(m_log.TakeEvents().empty()) << "it stands, but was given before this client was there";
+    EXPECT_TRUE(m_log.TakeEvents().empty()) << "active, but given before this client connected";
     Post(4201, "APP", 3, "live");
     EventsUpTo("live APP 4201 live");
     m_pEvents->Unsubscribe();
     Post(7, "APP", 0, "restart");
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
-    EXPECT_EQ(m_log.TakeEvents(), TEvents{"read APP 7 restart"}) << "4201 stands, and has been carried out";
+    EXPECT_EQ(m_log.TakeEvents(), TEvents{"read APP 7 restart"}) << "4201 is active, but has already been executed";
     m_pEvents->Unsubscribe();
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
     EXPECT_TRUE(m_log.TakeEvents().empty());

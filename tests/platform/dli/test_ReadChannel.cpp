@@ -31,7 +31,8 @@ TEST_F(ReadChannel, DeliversAllCyclesInOrderWithTheChannelsAsDeclared)
     {
         EXPECT_EQ(vecSeen[n].nTicks, g_nT0 + static_cast<std::int64_t>(n) * 200000);
         const bool bThird = n % 2 == 0;
-        EXPECT_EQ(vecSeen[n].vecfMagn[0], 300.0F + static_cast<float>(bThird ? n : n - 1)) << "a missing one: the last";
+        EXPECT_EQ(vecSeen[n].vecfMagn[0], 300.0F + static_cast<float>(bThird ? n : n - 1))
+            << "a missing sample carries the last value";
         EXPECT_EQ(vecSeen[n].vecfMagn[1], 100.0F + static_cast<float>(n));
         EXPECT_EQ((vecSeen[n].vecnState[0] & 0xE030) == 0, bThird);
         EXPECT_EQ(vecSeen[n].vecnState[1], 0);

@@ -40,7 +40,7 @@ TEST_F(FileName, ExactNameGoesBeforeOneThatDiffersInCase)
     EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "data.CSV");
     Make("DATA.csv");
     EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "DATA.csv");
-    EXPECT_EQ(FileNameForReading(L"c:\\dAtA.csv"), dir / "DATA.csv") << "of several the first by name";
+    EXPECT_EQ(FileNameForReading(L"c:\\dAtA.csv"), dir / "DATA.csv") << "of several, the first by name";
 }
 
 TEST_F(FileName, FoldersMayDifferInCaseToo)
@@ -83,7 +83,7 @@ TEST_F(FileName, AResultLiesInItsFolderWhateverItsNameHolds)
     }
     const std::string strWide = FileNameForResult(L"c:\\" + std::wstring(255, L'\u00fc') + L".csv").filename().string();
     EXPECT_TRUE(strWide.size() <= 255 && strWide.ends_with("\u00fc.csv")) << strWide;
-    EXPECT_EQ(FileNameForResult(Name("sub/x.csv")), dir / "sub/x.csv") << "no drive: as it stands";
+    EXPECT_EQ(FileNameForResult(Name("sub/x.csv")), dir / "sub/x.csv") << "no drive: unchanged";
 }
 
 TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)

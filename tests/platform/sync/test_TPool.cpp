@@ -23,7 +23,7 @@ TEST(Pool, PieceUsedLastIsLentFirstAndComesAsItWasLeft)
         pFirst = pLoan.get();
         EXPECT_EQ(pLoan->vecnPlace.size(), 3U);
         const auto pOther = pool.Lend(3);
-        EXPECT_NE(pOther.get(), pFirst) << "a piece is lent once";
+        EXPECT_NE(pOther.get(), pFirst) << "an object is lent only once";
         pLoan->vecnPlace[1] = 42;
     } // the first one is returned last
     EXPECT_EQ(SPiece::s_nMade, 2);

@@ -75,7 +75,7 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
     const auto path = std::filesystem::temp_directory_path() / ("oma_trace_" + std::to_string(getpid()) + ".log");
     CTrace::CreateTraceHelper("Written");
     CTraceHelper& helper = *CTrace::GetInstancePtr("Written");
-    EXPECT_FALSE(helper.Error().IsActive()) << "ahead of Init";
+    EXPECT_FALSE(helper.Error().IsActive()) << "before Init";
 
     testing::internal::CaptureStderr();
     CTrace::Init();

@@ -82,7 +82,7 @@ TEST(CDecimator, JumpBeginsAnewAndAllMissingIsAGap)
     vecnOut.clear();
     fnPut(100000, 100081);
     ASSERT_FALSE(vecnOut.empty());
-    EXPECT_GE(vecnOut.front(), 2000000) << "nothing of the old stretch gets into the new one";
+    EXPECT_GE(vecnOut.front(), 2000000) << "no data from before the jump is used after it";
     vecnOut.clear();
     fnPut(0, 10);
     EXPECT_TRUE(vecnOut.empty());

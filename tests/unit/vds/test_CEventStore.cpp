@@ -57,7 +57,7 @@ TEST(CEventStore, SinceGoesByStampAndAfterByArrival)
     for (const SEvent& event : {Event(10, true, 1), Event(30, true, 2), Event(20, false, 1)})
         store.Add(event);
     EXPECT_EQ(Times(store.Since(20)), (TTimes{30, 20}));
-    EXPECT_EQ(Times(store.After(1)), (TTimes{30, 20})) << "whatever the stamps say";
+    EXPECT_EQ(Times(store.After(1)), (TTimes{30, 20})) << "regardless of the stamps";
     EXPECT_TRUE(store.After(3).empty());
 }
 
@@ -165,7 +165,7 @@ TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept
             EXPECT_EQ(store.Standing().at(0).nOwner, 900U);
         }
         EXPECT_EQ(store.After(nTold).size(), i == 0 ? 1U : 0U)
-            << "whoever has been told the order misses nothing and hears nothing twice";
+            << "a client that has received the order misses nothing and gets nothing twice";
         SEvent event = Event(10, true, 1);
         event.nOwner = 900;
         EXPECT_GT(store.Add(event), nTold);
@@ -175,7 +175,7 @@ TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept
     }
     CEventStore other;
     EXPECT_NE(other.Epoch(), nEpoch);
-    EXPECT_EQ(other.SeqOf(nEpoch, nTold), 0U) << "of another server's order nothing is known";
+    EXPECT_EQ(other.SeqOf(nEpoch, nTold), 0U) << "another server's order is unknown";
 }
 
 TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)

@@ -83,7 +83,7 @@ TEST_F(StateFile, ReplacementTakesThePlaceOfAllLines)
     std::filesystem::create_directories(m_strPath + ".new/full"); // blocks the new file
     EXPECT_THROW(file.Replace("e\n"), std::runtime_error);
     file.Append("f");
-    EXPECT_EQ(Text(), "c\nd\nf\n") << "the old file goes on";
+    EXPECT_EQ(Text(), "c\nd\nf\n") << "the old file stays in use";
 }
 
 TEST_F(StateFile, LineThatDoesNotFitOnTheDiskLeavesNoPiece)

@@ -22,7 +22,7 @@ TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
     EXPECT_TRUE(ParseVdsCommand({"-xml:a", "--simulate", "s"}).options.bLive);
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--simulate", "s", "--speed", "max"}).options.bLive);
     EXPECT_TRUE(ParseVdsCommand({"-xml:a"}).options.bLive) << "streams of the configuration";
-    EXPECT_EQ(ParseVdsCommand({"-xml:a"}).options.fSpeed, 0.0) << "each cycle as it comes";
+    EXPECT_EQ(ParseVdsCommand({"-xml:a"}).options.fSpeed, 0.0) << "each cycle when it arrives";
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--replay", "s"}).options.bLive);
 }
 
@@ -41,7 +41,7 @@ TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
         {{"-xml:a", "--speed", "0"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '0'"},
         {{"-xml:a", "--speed", "2x"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '2x'"},
         {{"-xml:a", "--replay", "r", "--start", "today"},
-         "option '--start': expected a time as 2026-03-05T10:00:00Z, got 'today'"},
+         "option '--start': expected a time such as 2026-03-05T10:00:00Z, got 'today'"},
         {{"-xml:a", "--simulate", "s", "--start", "2026-03-05T10:00:00Z"},
          "option '--start': allowed only with '--replay'; a scenario sets its own start"},
         {{"-xml:a", "--replay", "r", "--log-dir", "/no/such"},

@@ -46,7 +46,7 @@ TEST_F(CConcentratorTest, CycleGoesWhenAllHaveComeAndInOrder)
     Put(0, 20, 30);
     Put(0, 40, 50);
     Put(1, 40, 55);
-    EXPECT_EQ(Take(60), TStamps()) << "the second is full, the first comes first";
+    EXPECT_EQ(Take(60), TStamps()) << "the second cycle is complete, but the first must go first";
     Put(1, 20, 70);
     EXPECT_EQ(Take(70), (TStamps{20, 40}));
 }
@@ -60,10 +60,10 @@ TEST_F(CConcentratorTest, LateStreamIsWaitedForAndThenGoneWithout)
     EXPECT_EQ(Put(1, 20, 231), CConcentrator::eLate);
     EXPECT_EQ(Put(1, 80, 232), CConcentrator::eTaken);
     EXPECT_EQ(Put(1, 80, 233), CConcentrator::eDuplicate);
-    EXPECT_EQ(Take(234), (TStamps{80})) << "where nothing came there is no cycle";
+    EXPECT_EQ(Take(234), (TStamps{80})) << "no cycle where no frame arrived";
     m_concentrator.SetActive(1, false);
     Put(0, 100, 240);
-    EXPECT_EQ(Take(240), (TStamps{-100})) << "a stream that is gone is not waited for";
+    EXPECT_EQ(Take(240), (TStamps{-100})) << "cycles do not wait for a lost stream";
 }
 
 TEST_F(CConcentratorTest, SlowStreamIsExpectedOnItsOwnGridOnly)
@@ -80,11 +80,11 @@ TEST_F(CConcentratorTest, BadClocksAreRefusedAndJumpsOfAllFollowed)
 {
     const std::int64_t nYear_ms = 365LL * 24 * 3600 * 1000;
     EXPECT_EQ(Put(0, -10 * nYear_ms, 10), CConcentrator::eTaken) << "alone at first";
-    EXPECT_EQ(Put(1, 20, 20), CConcentrator::eTaken) << "nearer to the time of arrival: the time line moves there";
+    EXPECT_EQ(Put(1, 20, 20), CConcentrator::eTaken) << "nearer to the arrival time: the time line jumps there";
     EXPECT_EQ(Put(0, -10 * nYear_ms + 20, 30), CConcentrator::eBadClock);
     EXPECT_EQ(Put(0, 10 * nYear_ms, 30), CConcentrator::eBadClock);
     EXPECT_EQ(Take(500), (TStamps{-(-10 * nYear_ms), -20}));
-    EXPECT_EQ(Put(0, 10 * nYear_ms, 3000), CConcentrator::eTaken) << "nothing else has come for 2 s";
+    EXPECT_EQ(Put(0, 10 * nYear_ms, 3000), CConcentrator::eTaken) << "nothing else has arrived for 2 s";
     EXPECT_EQ(Take(9999), (TStamps{-10 * nYear_ms}));
     EXPECT_EQ(Put(0, 3020, 9999), CConcentrator::eTaken);
     EXPECT_EQ(Take(99999), (TStamps{-3020})) << "back in time";

@@ -127,7 +127,7 @@ TEST_F(StreamClient, LossIsToldOnceAndTriedAgain)
     const int nTold = m_nTold;
     m_device.close();
     EXPECT_TRUE(RunUntil([&] { return m_nTold > nTold; }));
-    EXPECT_EQ(m_vecstrLine.size(), 2U) << "a series of failures is told once";
+    EXPECT_EQ(m_vecstrLine.size(), 2U) << "a series of failures is reported once";
 }
 
 TEST_F(StreamClient, DatagramsCountFromTheDeviceAlone)

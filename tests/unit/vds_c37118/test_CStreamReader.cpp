@@ -71,7 +71,7 @@ TEST_F(CStreamReaderTest, PhasorsBecomeSamples)
     EXPECT_NEAR(m_cycle.vecSample[0].fMagn, 133987.376, 0.01);
     EXPECT_EQ(m_cycle.vecSample[0].nState, 0U);
     EXPECT_NEAR(m_cycle.vecSample[1].fAngle_deg, -45.0, 1e-4);
-    EXPECT_EQ(m_cycle.vecSample[1].nState, 0x0441U) << "a loss of less than 10 s is taken out";
+    EXPECT_EQ(m_cycle.vecSample[1].nState, 0x0441U) << "a loss of less than 10 s is masked out";
     EXPECT_FALSE(m_cycle.vecSample[2].bPresent);
     EXPECT_THAT(m_vecstrLine, testing::ElementsAre("stream north: phasor 'V1PM' of PMU 61 is not in its configuration",
                                                    "stream north: 2 PMUs, 50 frames a second, 2 of 3 phasors found"));
@@ -139,11 +139,11 @@ TEST_F(CStreamReaderTest, AfterBit10HasFallenSamplesAreInvalidUntilTheAnswer)
     EXPECT_EQ(fnState(0, true), 0U);
     m_reader.ConfigAsked(); // not answered before the change
     EXPECT_EQ(fnState(20000, true), 0U);
-    EXPECT_EQ(fnState(40000, false), 0x4000U) << "the other PMU, too";
+    EXPECT_EQ(fnState(40000, false), 0x4000U) << "the other PMU too";
     EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eWishNow);
     m_reader.ConfigAsked();
     Feed(g_cfg2);
-    EXPECT_EQ(fnState(60000, false), 0x4000U) << "the answer to the question from before the change";
+    EXPECT_EQ(fnState(60000, false), 0x4000U) << "the reply to the request sent before the change";
     Feed(g_cfg2);
     EXPECT_EQ(fnState(80000, false), 0U);
     EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eNoWish);

@@ -235,7 +235,7 @@ TEST(Codec, ThirdConfigurationInSeveralFrames)
     CConfigParts parts;
     EXPECT_FALSE(parts.Put(fnPart(2, 0, 10))) << "begins in the middle";
     EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
-    EXPECT_FALSE(parts.Put(fnPart(3, 100, 110))) << "out of turn";
+    EXPECT_FALSE(parts.Put(fnPart(3, 100, 110))) << "out of sequence";
     EXPECT_FALSE(parts.Put(fnPart(0xFFFF, 100, whole.size())));
     EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
     EXPECT_FALSE(parts.Put(fnPart(2, 50, 51)));

@@ -276,7 +276,7 @@ TEST(CResultFrames, ValuesAndLevelsStandInTheFramesOfTheirTime)
         EXPECT_EQ(pData->vecPmu[0].vecfAnalog[1] == fValue, !std::isnan(fValue)) << i;
         EXPECT_EQ(pData->vecPmu[0].vecnDigital[0], nLevel) << i;
     }
-    EXPECT_EQ(frames.Next(tNow + std::chrono::seconds(9), false), nullptr) << "nobody has taken that cycle";
+    EXPECT_EQ(frames.Next(tNow + std::chrono::seconds(9), false), nullptr) << "nobody has received that cycle";
 
     while (frames.Next(tNow, true) != nullptr)
     {

@@ -13,8 +13,9 @@
 /// the old one no longer matches, and starts again after a loss.
 ///
 /// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must arrive within 2 s or three
-///           periods, otherwise "on" is sent again, and finally the connection is renewed. Pauses between connections grow from 1 s to 30 s, and are
-///           1 s again once data has arrived. A stream that exceeds its budget is closed; its pauses keep growing. For a spontaneous stream the client only listens.
+///           periods, otherwise "on" is sent again, and finally the connection is renewed. Pauses between connections
+///           grow from 1 s to 30 s, and are 1 s again once data has arrived. A stream that exceeds its budget is
+///           closed; its pauses keep growing. For a spontaneous stream the client only listens.
 /// Threads   the io_context's only thread; no call blocks.
 class CStreamClient
 {
