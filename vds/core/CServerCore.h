@@ -27,8 +27,8 @@
 /// Implementation of the server. One thread does everything: links, source, files; so no locks are needed.
 ///
 /// Order of a cycle  events of the source first; a replay waits until they have been received before it sends the
-///                   samples, and it sends the events only when all earlier samples have been received. So the same recording
-///                   always gives the same run, at any speed.
+///                   samples, and it sends the events only when all earlier samples have been received. So the same
+///                   recording always gives the same run, at any speed.
 class CServerCore
 {
   public:
