@@ -71,7 +71,7 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
         {R"(Name="North voltage")", "Name=\"North\u2028voltage\"", "voltage\" Rep", "without line break"},
         {"<PSDampingRatio ", "<PSDamping ", "<PSDamping ", "element PSDamping: This element is not expected. Expected"},
         {R"(<SpectralDataSet SamplesMultiplier="1")", R"(<!-- --><SpectralDataSet SamplesMultiplier="1" Foo="1")",
-         "Foo=", "element SpectralDataSet, attribute Foo: not known"},
+         "Foo=", "element SpectralDataSet, attribute Foo: unknown"},
         {"<Configuration>", "<Configuration>text", "<Configuration>", "element Configuration: Character content"},
     };
     for (const auto& c : vecCase)
@@ -98,7 +98,7 @@ TEST(CXMLConfiguration, RefusesStreamsThatDoNotHold)
         {R"(<Stream Name="north" Host="h" StreamId="60" Transport="serial")" + strPhasor,
          R"(attribute Transport: "serial" is not one of tcp, udp, tcp-udp, spontaneous)"},
         {R"(<Stream Name="north" StreamId="60" Transport="spontaneous")" + strPhasor,
-         "element Stream, attribute UdpPort: missing, expected the own port"},
+         "element Stream, attribute UdpPort: missing, expected the local port"},
         {R"(<Stream Name="north" Host="h" StreamId="60"/>)", "element Stream: Missing child element(s)"},
         {R"(<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="5000"/></Stream>)",
          R"(element Phasor, attribute Datapoint: "5000" is not a data point of a MeasurementUnit)"},

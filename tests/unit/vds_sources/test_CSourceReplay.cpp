@@ -157,7 +157,7 @@ TEST(CSourceReplay, RefusesAtOpeningWhatItCannotRead)
           {"time;1.magn;1.angle;1.magn;1.angle\n", ":1: column 4: datapoint 1 occurs twice"},
           {strGood, "no rate can be found"},
           {strGood + "0.00;1;2\n", "no rate can be found"},
-          {strGood + "0.40;1;2\n", "which is no known rate"},
+          {strGood + "0.40;1;2\n", "which is not a known rate"},
           {strGood + "0.02;1\n", ":3: expected 3 fields as in the header, found 2"},
           {strGood + "0.02;1;2;\n", ":3: expected 3 fields as in the header, found 4"},
           {strGood + "noon;1;2\n", ":3: column 1 (time): expected a UTC time"},

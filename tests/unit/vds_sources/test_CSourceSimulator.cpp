@@ -182,7 +182,7 @@ TEST(CScenario, NamesTheMemberThatIsWrong)
              {"[]", "expected an object"},
              {Scenario().substr(0, 40), "expected valid JSON"},
              {Scenario(R"("swing": [])"), "swing: unknown member"},
-             {Scenario("", R"("rate": 0)"), "rate: expected cycles a second"},
+             {Scenario("", R"("rate": 0)"), "rate: expected cycles per second"},
              {Scenario("", R"("rate": 12.5)"), "rate: expected a whole number from -3600 to 1000, found 1.25E1"},
              {Scenario("", R"("rate": "50")"), "rate: expected a whole number"},
              {Scenario("", R"("seed": 1)"), "rate: missing"},
