@@ -247,7 +247,7 @@ class Bounds(SystemTest):
         for number in range(20):
             r = self.vdsctl("post", 4204, "APP", 3, 5000 + number, "x" * 30000, check=False)
             kept += r.returncode == 0
-            refused += r.returncode != 0 and "could not be kept" in r.stderr
+            refused += r.returncode != 0 and "could not be stored" in r.stderr
         self.assertEqual(kept + refused, 20)
         self.assertGreater(kept, 3)
         self.assertGreater(refused, 3)
