@@ -1,2 +1,3 @@
-// The program begins in wmain (host/ServiceControl.h); this line brings the system's own entry there.
+// The program starts in wmain (host/ServiceControl.h); this include provides the platform's main function, which calls
+// it.
 #include "WideMain.h"

@@ -28,7 +28,7 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
     {
         if (p_config.synchrophasors.vecStream.empty())
             throw std::runtime_error("option '--simulate SCENARIO' or '--replay FILE' is missing: '" +
-                                     p_command.strConfig + "' has no Stream in Synchrophasors to take data from");
+                                     p_command.strConfig + "' has no Stream in Synchrophasors to read from");
         return std::make_unique<CSourceLive>(p_config.synchrophasors);
     }
     std::string strError;
@@ -38,7 +38,7 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
             throw std::runtime_error("'" + p_command.strSource +
                                      "' is a capture of streams: expected a Stream in "
                                      "Synchrophasors of '" +
-                                     p_command.strConfig + "' to take out of it");
+                                     p_command.strConfig + "' to read from it");
         std::unique_ptr<ISource> pCapture = OpenCapture(p_command.strSource, p_config.synchrophasors, &strError);
         if (!pCapture)
             throw std::runtime_error(strError);
@@ -51,8 +51,8 @@ std::unique_ptr<ISource> OpenSource(const SVdsCommand& p_command, const SServerC
     return pSource;
 }
 
-/// The manager's watchdog hears of the server as long as its thread gets round to say so. The word goes out from here: a
-/// manager that does not listen must not hold the server up.
+/// Notifies the service manager's watchdog as long as the server's thread responds. Sent from this thread, so that a
+/// service manager that does not listen cannot hold up the server.
 class CPing
 {
   public:
@@ -84,7 +84,7 @@ class CPing
     const std::shared_ptr<std::atomic<bool>> m_pbAlive = std::make_shared<std::atomic<bool>>(true);
 };
 
-/// Files that have been renamed are left and made anew when SIGHUP comes.
+/// On SIGHUP, log files that have been renamed are closed and created again.
 void AwaitHangUp(boost::asio::signal_set& r_signals, CServer& r_server)
 {
     r_signals.async_wait(
@@ -97,7 +97,7 @@ void AwaitHangUp(boost::asio::signal_set& r_signals, CServer& r_server)
         });
 }
 
-/// Until a signal comes or the source has ended. @return the exit status.
+/// Waits for a signal or the end of the source. @return the exit status.
 int Serve(const SVdsCommand& p_command)
 {
     boost::asio::io_context io;
@@ -107,7 +107,7 @@ int Serve(const SVdsCommand& p_command)
     signals.async_wait(
         [&io](const boost::system::error_code&, int p_nSignal)
         {
-            std::printf("vds: ends by signal %d (%s)\n", p_nSignal, strsignal(p_nSignal));
+            std::printf("vds: stopping on signal %d (%s)\n", p_nSignal, strsignal(p_nSignal));
             std::fflush(stdout);
             io.stop();
         });
@@ -137,7 +137,7 @@ int Serve(const SVdsCommand& p_command)
 int main(int p_nArgc, char* p_ppArgv[])
 {
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is like a full disk: the event is refused, no more
+    std::signal(SIGXFSZ, SIG_IGN); // a file at its size limit is handled like a full disk: only the event is refused
     const std::string strFirst = p_nArgc > 1 ? p_ppArgv[1] : "";
     if (strFirst == "--help")
         return std::printf("%s", g_pVdsUsage) < 0 ? 1 : 0;

@@ -2,7 +2,7 @@
 #include <fstream>
 #include <string>
 
-/// Model of the processor as the system names it; empty if it does not.
+/// Processor model as reported by the system; empty if unknown.
 static std::string CpuModel()
 {
     std::ifstream stream("/proc/cpuinfo");

@@ -6,18 +6,18 @@
 #include <chrono>
 #include <memory>
 
-/// Another source as a live one: a cycle each so many microseconds, whatever its stamps say, and the moment at which the
-/// server has got the last one. The server sends a live cycle as soon as it has it.
+/// Turns another source into a live one: one cycle every so many microseconds, whatever its stamps say; records the
+/// time at which the server received the last cycle. The server sends a live cycle as soon as it has it.
 class CPacedSource final : public ISource
 {
   public:
     using Clock = std::chrono::steady_clock;
-    /// Moments, shared with who measures; the source itself is the server's.
+    /// Times shared with the measuring code; the server owns the source itself.
     struct SMoments
     {
         std::atomic<Clock::rep> tCycle{0};  ///< of the last cycle
         std::atomic<Clock::rep> tSecond{0}; ///< of the last cycle on a whole second
-        std::atomic<bool> bEnded{false};    ///< there is no further one
+        std::atomic<bool> bEnded{false};    ///< the source has no further cycle
     };
 
     CPacedSource(std::unique_ptr<ISource> p_pSource, std::chrono::microseconds p_tInterval,

@@ -1,19 +1,19 @@
 #pragma once
 #include "tests/fake/CJobBuilder.h"
 
-/// A job at 50 samples a second with a pass each second, as a session sets it up, on a link that costs nothing. The
-/// samples come from the caller; a pass is what the worker does for one PS cycle, on the caller's thread.
+/// A job at 50 samples/s with one pass per second, set up as a session would, on a link without cost. The caller
+/// provides the samples; a pass does what the worker does for one PS cycle, on the caller's thread.
 class CPassJob
 {
   public:
     static constexpr unsigned g_nRate = 50;
 
-    /// A job as large as usual.
+    /// A job of the usual size.
     static SJobSettings Usual();
     explicit CPassJob(const SJobSettings& p_settings);
     ~CPassJob();
     void Add(double p_fValue);
-    /// Moves on to the next PS cycle: fifty new samples must have come since the last one.
+    /// Advances to the next PS cycle: fifty new samples must have been added since the last one.
     void NextCycle();
     bool Pass() { return m_pJob->RunWorker(nullptr, nullptr); }
     CJobOMA& Job() { return *m_pJob; }
@@ -22,7 +22,7 @@ class CPassJob
   private:
     CPmu m_pmu1st;
     CPmu m_pmu2nd;
-    std::int64_t m_nSec = 63000000000; ///< s since 0001
+    std::int64_t m_nSec = 63000000000; ///< s since 0001-01-01
     CTime m_time{g_nRate};
     std::unique_ptr<CJobOMA> m_pJob;
 };

@@ -16,7 +16,7 @@ std::map<fftw_plan, STransform>& Plans()
     return s_mapPlan;
 }
 
-/// The library's own function behind one that is defined here.
+/// The library's function that a function defined here replaces.
 template <class TFunction>
 TFunction* Real(TFunction*, const char* p_pszName)
 {
@@ -32,7 +32,7 @@ double* AsNumbers(fftw_complex* p_pData)
     return reinterpret_cast<double*>(p_pData);
 }
 
-/// Calls the library's own function, and notes what and how long.
+/// Calls the library's function, and records the call and its duration.
 template <class TExecute>
 void Execute(fftw_plan p_pPlan, double* p_pfFrom, double* p_pfTo, TExecute p_fnExecute)
 {
@@ -48,7 +48,7 @@ void Execute(fftw_plan p_pPlan, double* p_pfFrom, double* p_pfTo, TExecute p_fnE
 }
 } // namespace
 
-// These four take the place of the library's functions in this program.
+// In this program, these four functions replace the library's.
 fftw_plan fftw_plan_dft_r2c_1d(int p_nLength, double* p_pfIn, fftw_complex* p_pOut, unsigned p_nFlags)
 {
     static auto* const s_fnReal = Real(&fftw_plan_dft_r2c_1d, "fftw_plan_dft_r2c_1d");
@@ -113,7 +113,7 @@ void Repeat(const std::vector<SCall>& p_vecCall)
 
 CTransforms::CTransforms(const std::vector<SCall>& p_vecCall)
 {
-    m_vecBuffers.reserve(p_vecCall.size()); // elements stay where they are
+    m_vecBuffers.reserve(p_vecCall.size()); // elements must not move
     for (const SCall& call : p_vecCall)
     {
         const SBuffers& buffers = Buffers(call.transform.nLength);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-/// Which transforms the system asks FFTW for: the calls are noted on their way to the library.
+/// Records the system's calls of FFTW by intercepting them.
 struct STransform
 {
     int nLength;
@@ -12,7 +12,7 @@ struct STransform
     bool operator==(const STransform&) const = default;
 };
 
-/// One call: what is transformed by which plan, from where and to where.
+/// One call: the transform, its plan, its input and its output.
 struct SCall
 {
     STransform transform;
@@ -21,20 +21,20 @@ struct SCall
     double* pfTo;
 };
 
-/// Forgets what has been noted and notes from now on; plans are known if they were made after the start of the process.
+/// Clears the log and starts recording; plans are known if they were made after the start of the process.
 void StartTransformLog();
-/// Ends the notes and answers them in their order.
+/// Stops recording and returns the calls in order.
 std::vector<SCall> StopTransformLog();
-/// Time that the transforms have taken while they were noted, us.
+/// Time spent in the recorded transforms, us.
 double TransformLog_us();
 
-/// Fresh numbers where the calls take theirs from: what is transformed again and again would leave the range of numbers.
+/// Refills the input buffers: repeated transforms of the same data would overflow.
 void Fill(const std::vector<SCall>& p_vecCall);
-/// The same transforms once more by FFTW alone, on the same plans and buffers. Those must still be there, as they are in
-/// the system's pools until the next pass.
+/// Repeats the recorded transforms with FFTW alone, on the same plans and buffers. The buffers must still exist, as
+/// they do in the system's pools until the next pass.
 void Repeat(const std::vector<SCall>& p_vecCall);
 
-/// The same transforms done by FFTW alone on buffers of its own, by plans that it has found by trying.
+/// The same transforms with FFTW alone, on its own buffers, with plans found by measuring.
 class CTransforms
 {
   public:
@@ -57,7 +57,7 @@ class CTransforms
     const SBuffers& Buffers(int p_nLength);
     fftw_plan Plan(const STransform& p_transform, const SBuffers& p_buffers);
 
-    /// Two buffers for each length, a plan for each length and direction, as in the system.
+    /// Two buffers per length, one plan per length and direction, as in the system.
     std::vector<SBuffers> m_vecBuffers;
     std::vector<std::pair<STransform, std::unique_ptr<fftw_plan_s, SFree>>> m_vecPlan;
     std::vector<SCall> m_vecCall;

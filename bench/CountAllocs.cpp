@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstddef>
 
-// The allocator of the C library with a count in front of it: these definitions take the place of its own.
+// The C library's allocator with a call counter: these definitions replace its own.
 
 namespace
 {

@@ -1,5 +1,5 @@
 #pragma once
 #include <cstdint>
 
-/// Calls that take memory from the heap, on any thread: malloc and all that stands on it, operator new included.
+/// Number of heap allocations on all threads: malloc and everything built on it, including operator new.
 std::uint64_t CountAllocs();

@@ -3,8 +3,8 @@
 #include "link/dli/CEventdata.h"
 #include "link/dli/Security.h"
 
-// Stands in for the client library of the link where the work of the application alone is measured: a write channel is
-// started at once, values and events go nowhere and cost nothing.
+// Replaces the client library of the link where only the application's own work is measured: a write channel starts at
+// once; values and events are discarded at no cost.
 
 using namespace Norvik::Energy::Kestrel;
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-/// The value below which so large a part (0 to 1) of them lies, 0.0 of none. Changes their order.
+/// The value below which a fraction (0 to 1) of the values lies; 0.0 without values. Reorders them.
 inline double Percentile(std::vector<double>& r_vecfValue, double p_fPart)
 {
     if (r_vecfValue.empty())

@@ -12,11 +12,12 @@
 #include <sched.h>
 #include <thread>
 
-// One cycle of 900 phasors through the link, from the moment the server has it to the entry of Receive, against a plain
-// TCP echo (there and back, one thread at each end) of as many bytes. Both on loopback, by turns in one run. Either way
-// two threads have to be woken: that of the link and that of the call; that of the echo and the one that waits for it.
-// The ends of the echo are on a core each, as server and application are, who both have work to do. Left alone the system
-// keeps both on one core, where an echo is hardly more than two calls: its time is told as well, as echo_one_core_us.
+// Time of one cycle of 900 phasors through the link, from the moment the server has it to the entry of Receive,
+// compared with a plain TCP echo (there and back, one thread at each end) of the same size. Both on loopback,
+// alternating in one run. Either way two threads have to be woken: the link thread and the calling thread; the echo
+// thread and the waiting one. The two ends of the echo run on different cores, like server and application, which both
+// have other work. Without pinning, the system keeps both on one core, where an echo costs little more than two calls;
+// that time is reported too, as echo_one_core_us.
 
 namespace
 {
@@ -28,10 +29,10 @@ using Clock = CPacedSource::Clock;
 constexpr unsigned long g_nPhasors = 900;
 constexpr std::int32_t g_nRate = 50;
 constexpr std::int64_t g_nTicksPerSec = 10000000;
-constexpr auto g_tInterval = std::chrono::microseconds(4000); ///< both ends have gone to sleep in between
+constexpr auto g_tInterval = std::chrono::microseconds(4000); ///< long enough for both ends to go to sleep
 constexpr int g_nCycles = 2000;
 
-/// The same values for ever.
+/// The same values in every cycle.
 class CSteadySource final : public ISource
 {
   public:
@@ -55,7 +56,7 @@ class CSteadySource final : public ISource
     std::int64_t m_nTicks = 63871200000LL * g_nTicksPerSec;
 };
 
-/// Notes when its Receive is entered.
+/// Records when its Receive is entered.
 class CEntry final : public CChannelDataCallBack
 {
   public:
@@ -78,7 +79,7 @@ class CEntry final : public CChannelDataCallBack
         std::unique_lock lock(m_mtx);
         return m_cv.wait_for(lock, std::chrono::seconds(10), [this] { return m_bConnected; });
     }
-    /// Entry of the next call; the beginning of time if none comes.
+    /// Entry time of the next call; the minimum if none comes.
     Clock::time_point Wait()
     {
         std::unique_lock lock(m_mtx);
@@ -95,7 +96,7 @@ class CEntry final : public CChannelDataCallBack
     bool m_bConnected = false;
 };
 
-/// The cores that this process may use; ends on the first and on the last of them are apart.
+/// The cores that this process may use; the first and the last are used for the two ends.
 cpu_set_t Cores()
 {
     cpu_set_t setAll;
@@ -121,13 +122,13 @@ cpu_set_t OneCore(const cpu_set_t& p_setAll, bool p_bFirst)
     return setOne;
 }
 
-/// The calling thread goes there.
+/// Moves the calling thread to this core.
 void GoTo(const cpu_set_t& p_set)
 {
     sched_setaffinity(0, sizeof p_set, &p_set);
 }
 
-/// Sends all that comes back, until its peer goes.
+/// Sends back everything it receives, until the peer closes.
 class CEcho
 {
   public:
@@ -143,7 +144,7 @@ class CEcho
         m_socket.close();
         m_thread.join();
     }
-    /// Time of an echo, ns, as cold as a cycle.
+    /// Time of an echo in ns, with caches as cold as for a cycle.
     double Once()
     {
         GoTo(m_setNear);
@@ -179,7 +180,7 @@ class CEcho
     std::thread m_thread;
 };
 
-/// Bytes of a cycle on the link, without the few of the WebSocket.
+/// Bytes of a cycle on the link, without the few bytes of WebSocket framing.
 std::size_t CycleBytes()
 {
     Link::Frame frame;

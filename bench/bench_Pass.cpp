@@ -9,17 +9,17 @@
 #include <numbers>
 #include <random>
 
-// One pass of a job against its own transforms, done once more by FFTW alone on the same plans and buffers. The whole
-// pass of the worker is timed: checks of time and grid, three evaluations, assignment to the modes, their ageing,
-// degree of exposure, output and events. The link behind the outputs costs nothing here. Pass and transforms take turns
-// in one run; the figures are medians.
+// Time of one pass of a job compared with its own transforms, repeated by FFTW alone on the same plans and buffers. The
+// whole pass of the worker is timed: checks of time and grid, three evaluations, assignment to the modes, their ageing,
+// degree of exposure, output and events. The link behind the outputs costs nothing here. Passes and transforms
+// alternate in one run; the figures are medians.
 
 namespace
 {
 using Clock = std::chrono::steady_clock;
 constexpr int g_nPasses = 1000;
 
-/// The samples of a job, one after the other, without end.
+/// An endless sequence of samples of a job.
 using Signal = std::function<double(std::uint64_t)>;
 
 double Sine(double p_fAmpl, double p_fFreq_Hz, std::uint64_t p_nIndex)
@@ -27,7 +27,7 @@ double Sine(double p_fAmpl, double p_fFreq_Hz, std::uint64_t p_nIndex)
     return p_fAmpl * std::sin(2.0 * std::numbers::pi * p_fFreq_Hz / CPassJob::g_nRate * static_cast<double>(p_nIndex));
 }
 
-/// Noise of standard deviation 1 around the mean of a line's power.
+/// Noise of standard deviation 1 around the mean power of a line.
 double Noise()
 {
     static std::mt19937 s_engine(1);
@@ -35,7 +35,7 @@ double Noise()
     return s_dist(s_engine);
 }
 
-/// Three swings, one for each band.
+/// Three swings, one per band.
 double Swings(std::uint64_t p_nIndex)
 {
     return Noise() + Sine(150.0, 1.37, p_nIndex) + Sine(150.0, 0.43, p_nIndex) + Sine(150.0, 0.117, p_nIndex);
@@ -60,7 +60,7 @@ double Median(std::vector<double> p_vecfValue)
     return *itMiddle;
 }
 
-/// Peaks that the evaluators see in what the job holds now: of each resolution, and of all.
+/// Number of peaks that the evaluators find in the job's present data: per resolution, and in total.
 void CountPeaks(benchmark::State& r_state, CJobOMA& p_job)
 {
     constexpr const char* vecpszReso[] = {"peaks_LR", "peaks_MR", "peaks_HR"};
@@ -89,7 +89,7 @@ void Measure(benchmark::State& r_state, const SJobSettings& p_settings, const Si
             passJob.Add(p_fnSignal(nIndex++));
         passJob.NextCycle();
     };
-    for (int i = 0; i < 20; ++i) // channels have started, events have come, histories are full
+    for (int i = 0; i < 20; ++i) // channels have started, events have arrived, histories are full
     {
         Cycle();
         passJob.Pass();
@@ -144,7 +144,7 @@ void BM_Pass_NoPeak(benchmark::State& r_state)
 }
 BENCHMARK(BM_Pass_NoPeak)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(g_nPasses);
 
-/// A job with one window and one swing in it, on a channel a little off its middle.
+/// A job with one window and one swing, its frequency slightly off a bin centre.
 void BM_Pass_Samples(benchmark::State& r_state)
 {
     const auto nSamples = static_cast<std::uint32_t>(r_state.range(0));

@@ -12,9 +12,9 @@
 #include <memory>
 #include <vector>
 
-// One cycle of 300 three-phase PMUs for 300 jobs that have no pass due, trace off: the whole of Receive, against a bare
+// Time of Receive for one cycle of 300 three-phase PMUs and 300 jobs with no pass due, trace off, compared with a bare
 // loop that copies the same records, does the same arithmetic, keeps the same history and fills the same output record.
-// Both take turns in one run; the figures are medians. The link behind the output channels costs nothing here.
+// Both alternate in one run; the figures are medians. The link behind the output channels costs nothing here.
 
 namespace
 {
@@ -31,7 +31,7 @@ constexpr std::int32_t g_nPassRate = -86400; ///< one pass a day: none is due
 constexpr int g_nWarmUp = 9000;              ///< cycles until all queues are full
 constexpr int g_nCycles = 4000;
 
-/// The samples of one cycle as the library hands them out.
+/// The samples of one cycle, as the library delivers them.
 class CSamples
 {
   public:
@@ -62,7 +62,7 @@ class CSamples
     std::vector<CChannel*> m_vecpSample;
 };
 
-/// A session of jobs by turns on a power and an angle, without their threads, on a link that costs nothing.
+/// A session of jobs, alternately power and angle, without their threads, on a link without cost.
 class CSessionBench
 {
   public:
@@ -84,7 +84,7 @@ class CSessionBench
         m_pCb->SetUpcDone(true);
         m_pCb->Status(eConnected, 0, 0);
         m_pCb->Status(eReqCycle, 0, 1000 / g_nRate);
-        for (const auto& pJob : m_vecpJob) // its thread would do this
+        for (const auto& pJob : m_vecpJob) // normally done by the job's thread
         {
             pJob->CreateVdsOutMeas(2, g_nRate);
             pJob->m_pVdsOutMeas->GetCB()->OnConnected();

@@ -12,9 +12,9 @@
 #include <stdexcept>
 #include <thread>
 
-// bench_events CONFIG SCENARIO INTERVAL_US: a server that plays a scenario, one cycle each so many microseconds, and a
-// client that takes its events. Prints how long after the cycle that completed a second each swing event came, as one line
-// of JSON. bench/load.py starts the application beside it.
+// bench_events CONFIG SCENARIO INTERVAL_US: runs a server that plays a scenario, one cycle every INTERVAL_US, and a
+// client that receives its events. Prints as one line of JSON how long after the cycle that completed a second each
+// swing event arrived. bench/load.py starts the application next to it.
 
 namespace
 {
@@ -22,7 +22,7 @@ using namespace Norvik::Energy::Kestrel;
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 using Clock = CPacedSource::Clock;
 
-/// A client of the server: what it notes has gone one way through the link more than to the server.
+/// A client of the server: the times it records include one extra trip through the link.
 class CWitness final : public CEventDataCallBack
 {
   public:
@@ -73,7 +73,7 @@ void Play(const char* p_pConfig, const char* p_pScenario, std::chrono::microseco
     eventdata.Subscribe(0, 0, 0, 0);
     while (!pMoments->bEnded)
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    std::this_thread::sleep_for(std::chrono::seconds(1)); // for what is under way
+    std::this_thread::sleep_for(std::chrono::seconds(1)); // for events still in transit
     eventdata.RemoveCallBack(&witness);
     std::vector<double> vecfTime_us = witness.Times_us();
     std::printf("{\"events\": %zu, \"median_us\": %.0f, \"p99_us\": %.0f, \"worst_us\": %.0f}\n", vecfTime_us.size(),

@@ -1,9 +1,9 @@
-"""What many jobs cost: a server and an application in two processes, a grid of up to 300 three-phase PMUs.
+"""The cost of many jobs: a server and an application in two processes, a grid of up to 300 three-phase PMUs.
 
 load.py JOBS SECONDS [--speed N|max] [--modes 1|3] [--swings none|some|all|bursts] [--places N] [--recording] prints one
-line of JSON: what was analysed, what it took, what was lost. With --events US it prints instead how long after the cycle
-that completes a second the events came, at a cycle each so many microseconds. OMA_BIN_DIR names the binaries. ./measure
-prints the tables.
+line of JSON: what was analysed, the resources used, the losses. With --events US it prints instead how long after the
+cycle that completes a second the events arrived, at one cycle every US microseconds. OMA_BIN_DIR is the folder of the
+binaries. ./measure prints the tables.
 """
 import argparse
 import json
@@ -21,7 +21,7 @@ from harness import ANGLE_JOB, BIN, POWER_JOB, SystemTest, config_xml, wait_for
 
 PLACES = 150  # each with a PMU for its voltage and one for the current of its line
 RATE = 50
-LAST_S = 2.0  # of the data: the passes at the end may still be under way when the server ends
+LAST_S = 2.0  # s of data: the last passes may still be running when the server ends
 BANDS = ((0.05, 0.2), (0.2, 0.8), (0.8, 3.0))
 CLOCK_S = 1.0 / os.sysconf("SC_CLK_TCK")
 
@@ -31,17 +31,18 @@ def phases(unit):
 
 
 def jobs_of(count, places, modes):
-    """By turns the power of a line and the angle between two places, with three bands each."""
+    """Alternately the power of a line and the angle between two places, with three bands each."""
     jobs = []
     for i in range(count):
         place = i % places
-        far = (place + 1 + 2 * (i // 2)) % places  # of the other group
+        far = (place + 1 + 2 * (i // 2)) % places  # in the other group
         base = ANGLE_JOB if i % 2 else {**POWER_JOB, "magnitude": {"nominal": 800e6, "warning": 0.25, "alarm": 0.5}}
         second = (2 * far, 0) if i % 2 else (2 * place + 1, 1)
         bands = BANDS if modes == 3 else ((BANDS[0][0], BANDS[-1][1]),)
         jobs.append({
             **base, "name": f"JOB_{i}", "id": 200_000 + i, "output_ref_id": 300_000 + i, "using_ntm": False,
-            "damping": {"warning": -0.4, "alarm": -0.2},  # a steady swing stays "Distinct", however its damping scatters
+            "damping": {"warning": -0.4, "alarm": -0.2},  # a steady swing stays "Distinct", however much its damping
+                                                          # varies
             "spectral": {"samples": 512, "sets": [
                 {"multiplier": m, "lower": lower, "upper": upper}
                 for m, (lower, upper) in zip((1, 4, 16), reversed(BANDS))]},
@@ -55,7 +56,7 @@ def jobs_of(count, places, modes):
 
 
 def swings_of(kind, seconds):
-    """(Frequency, begin, end, damping): in which part of the time the whole grid swings, each place against the next."""
+    """(Frequency, begin, end, damping): when the whole grid swings, each place against the next."""
     if kind == "all":
         return [(freq, 1, seconds, 0) for freq in (1.13, 0.43, 0.117)]
     if kind == "some":
@@ -88,7 +89,7 @@ def scenario_of(places, seconds, swings):
 
 
 def write_recording_of(path, scenario):
-    """What the simulator would play, as a recording; some 60 phasors, or it becomes large."""
+    """The scenario's data as a recording; at most some 60 phasors, or the file becomes large."""
     import numpy
     rng = numpy.random.default_rng(scenario["seed"])
     places = [p["name"] for p in scenario["places"]]
@@ -123,7 +124,7 @@ def write_recording_of(path, scenario):
 
 
 class Load(SystemTest):
-    """Not a test: what the tests have to start and end processes with."""
+    """Not a test: reuses the tests' harness to start and stop processes."""
 
     def runTest(self):
         pass
@@ -135,7 +136,7 @@ class Load(SystemTest):
         return (int(fields[11]) + int(fields[12])) * CLOCK_S, int(fields[21]) * os.sysconf("SC_PAGE_SIZE"), int(fields[17])
 
     def prepare(self, jobs, seconds, modes, swings, places):
-        """The configuration is written. @return the scenario."""
+        """Writes the configuration. @return the scenario."""
         places = max(2, min(places, jobs)) // 2 * 2
         self.config.write_text(config_xml(self.ports, jobs=jobs_of(jobs, places, modes), rate=RATE))
         return scenario_of(places, seconds, swings)
@@ -174,7 +175,7 @@ class Load(SystemTest):
                     (self.dir / "channels.jsonl").stat().st_size:
                 first_s = time.monotonic() - begin
             if not oma.running():
-                raise AssertionError("oma has ended:\n" + oma.text()[-3000:])
+                raise AssertionError("oma has exited:\n" + oma.text()[-3000:])
             time.sleep(0.2)
         wall_s = time.monotonic() - begin
         if vds.wait() != 0 or oma.stop() != 0:
@@ -203,9 +204,10 @@ def main():
     parser.add_argument("--speed", default="1")
     parser.add_argument("--modes", type=int, default=3, choices=(1, 3))
     parser.add_argument("--swings", default="some", choices=("none", "some", "all", "bursts"))
-    parser.add_argument("--places", type=int, default=PLACES, help="with two three-phase PMUs each")
+    parser.add_argument("--places", type=int, default=PLACES, help="places with two three-phase PMUs each")
     parser.add_argument("--recording", action="store_true", help="from a file instead of the simulator")
-    parser.add_argument("--events", type=int, metavar="US", help="time of events instead, at a cycle each US microseconds")
+    parser.add_argument("--events", type=int, metavar="US",
+                        help="measure the time of events instead, at one cycle every US microseconds")
     args = parser.parse_args()
     load = Load()
     load.setUp()

@@ -1,4 +1,6 @@
-"""The table of docs/performance.md, and its plot. Run by ./measure: measure.py BIN_DIR [--quick | --plots]."""
+"""Prints the table of docs/performance.md and draws its plot. Run by ./measure:
+measure.py BIN_DIR [--quick | --plots].
+"""
 import argparse
 import json
 import os
@@ -16,7 +18,7 @@ class Measurement:
         self.misses = 0
 
     def bench(self, program, case, counter):
-        """A counter of a benchmark; each program runs once."""
+        """A counter of a benchmark; each program runs only once."""
         if program not in self.results:
             r = subprocess.run([self.bin / program, "--benchmark_format=json"], capture_output=True, text=True, check=True)
             self.results[program] = {b["name"].split("/iterations")[0].split("/manual_time")[0]: b
@@ -31,7 +33,7 @@ class Measurement:
         return json.loads(r.stdout)
 
     def row(self, figure, goal, value, text=None, least=False):
-        """One line of the table; a goal of None is a figure without one."""
+        """One line of the table; goal None: a figure without a goal."""
         met = goal is None or (value >= goal if least else value <= goal)
         self.misses += not met
         wanted = "" if goal is None else f"at {'least' if least else 'most'} {goal:g}"
@@ -82,7 +84,7 @@ def table(m, quick):
 
 
 def memory(m):
-    """All windows full, each job with a swing on the way."""
+    """All windows full, each job each job with a swing in progress."""
     few, many = (m.load(n, 240, "--speed", "max") for n in (100, 300))
     per_job = (many["MB_oma"] - few["MB_oma"]) / 200 * 1e6
     m.row("Resident memory of oma for one job more (512/2048/8192 samples, three modes), kB", None, per_job / 1000)

@@ -20,7 +20,7 @@ void CLinkShare::Shed()
                                                        [](const CLinkStream* p_p1, const CLinkStream* p_p2)
                                                        { return p_p1->Held() < p_p2->Held(); });
         m_setpStream.erase(pStream);
-        pStream->GiveUp("the server's memory for its peers is used up, and most of it by this one");
+        pStream->GiveUp("the server's memory for its peers is exhausted, and this peer uses most of it");
     }
 }
 

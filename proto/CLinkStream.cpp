@@ -32,24 +32,24 @@ namespace Norvik::Energy::Kestrel::Link
 namespace
 {
 constexpr auto g_tHandshake = std::chrono::seconds(2);
-/// Twice the interval of the pings: a silent peer is given up 2.4 to 4.8 s after its last sign.
+/// Twice the interval of the pings: a silent peer is closed 2.4 to 4.8 s after its last message.
 constexpr auto g_tIdle = std::chrono::milliseconds(4800);
-/// Size at which a frame is closed and the next one begun.
+/// Size at which a frame is closed and the next one is started.
 constexpr std::size_t g_nFrameBytes = 64U << 10U;
-/// Bytes queued for a peer that does not take them, beyond which it is given up.
+/// Limit of the bytes queued for a peer that does not receive them; beyond it, the stream is closed.
 constexpr std::size_t g_nMaxPending = 64U << 20U;
-/// Members of a message: events and lines of an answer, the fields of a request.
+/// Limits on the members of a message: events and lines of an answer, the fields of a request.
 constexpr std::size_t g_nMaxMembers = 200000;
 constexpr std::size_t g_nMaxRequestMembers = 1000;
-/// Bytes of a message whose memory is used again: of a client's normal cycle, of any message that a server sends, and of
-/// what peers send to a server, who are many.
+/// Largest message whose memory is reused: for a client's normal cycle, for any message that a server sends, and for
+/// what a server receives from its (many) peers.
 constexpr std::size_t g_nKept = 1U << 20U;
 constexpr std::size_t g_nKeptOut = 64U << 10U;
 constexpr std::size_t g_nKeptRequest = 4U << 10U;
-/// Bytes that are read at once, and the turn of a stream.
+/// Bytes read at once, and the turn of a stream.
 constexpr std::size_t g_nReadBytes = 64U << 10U;
 constexpr auto g_tTurn = std::chrono::microseconds(200);
-/// Time in which values gather.
+/// Time during which values are collected.
 constexpr auto g_tGather = std::chrono::milliseconds(1);
 
 using WireFormat = protobuf::internal::WireFormatLite;
@@ -67,8 +67,8 @@ TWeb MakeWeb(asio::ip::tcp::socket p_socket, const TTlsPtr& p_pTls)
 /// Tag of a message in a frame.
 constexpr std::uint32_t g_nMessageTag = WireFormat::MakeTag(1, WireFormat::WIRETYPE_LENGTH_DELIMITED);
 
-/// Fields of all parts of a message: each may become an object, and two bytes of it 100 of memory. Counting stops beyond
-/// p_nMost, and where the parser will find a fault.
+/// Number of fields in all parts of a message: each may become an object, so that two bytes can take 100 bytes of
+/// memory. Counting stops above p_nMost, and at any fault that the parser will find.
 std::size_t CountMembers(const std::uint8_t* p_pBytes, int p_nBytes, std::size_t p_nMost)
 {
     std::size_t nMembers = 0;
@@ -97,7 +97,7 @@ std::size_t CountMembers(const std::uint8_t* p_pBytes, int p_nBytes, std::size_t
     return nMembers;
 }
 
-/// An entry of a certificate's subject, without what could disturb a line of text.
+/// An entry of a certificate's subject, made safe for a line of text.
 std::string SubjectEntry(const X509* p_pCertificate, int p_nId)
 {
     std::array<char, 65> buf{};
@@ -126,11 +126,11 @@ struct CLinkStream::SWeb
     {
         return Do([](auto& r_ws) -> beast::tcp_stream& { return beast::get_lowest_layer(r_ws); });
     }
-    /// Why an operation has failed, in plain words.
+    /// Readable reason for the failure of an operation.
     std::string Reason(const beast::error_code& p_ec)
     {
         if (!strFault.empty())
-            return g_strTls + "certificate of the other side: " + strFault;
+            return g_strTls + "certificate of the peer: " + strFault;
         if (p_ec == websocket::error::closed)
         {
             const websocket::close_reason reason = Do([](auto& r_ws) { return r_ws.reason(); });
@@ -139,7 +139,7 @@ struct CLinkStream::SWeb
         }
         if (p_ec == websocket::error::closed || p_ec == asio::error::eof || p_ec == asio::error::connection_reset ||
             p_ec == asio::error::broken_pipe || p_ec == asio::ssl::error::stream_truncated)
-            return "closed by the other side";
+            return "closed by the peer";
         if (p_ec == beast::error::timeout)
             return g_strSilentPeer;
         if (p_ec.category() == asio::error::get_ssl_category())
@@ -150,7 +150,7 @@ struct CLinkStream::SWeb
     const TTlsPtr pTls;
     TWeb web;
     std::string strFault;   ///< of the peer's certificate
-    std::string strRefusal; ///< what the peer has been told
+    std::string strRefusal; ///< what the peer was told
     asio::steady_timer timerGather;
     beast::flat_buffer bufIn;
     http::request<http::empty_body> request;
@@ -216,7 +216,7 @@ void CLinkStream::Greeted()
     SetBounds(g_nMaxRequest, g_nMaxRequestMembers, g_nKeptRequest);
 }
 
-/// The handshake of TLS, if there is one, and then p_fnNext.
+/// Runs the TLS handshake, if there is one, and then p_fnNext.
 template <class TNext>
 void CLinkStream::Secure(bool p_bServer, TNext p_fnNext)
 {
@@ -269,7 +269,7 @@ void CLinkStream::AcceptWeb()
                                  if (p_ec || !websocket::is_upgrade(self->m_pWeb->request))
                                      return self->Closed("no WebSocket handshake");
                                  if (self->m_pWeb->request.find(http::field::origin) != self->m_pWeb->request.end())
-                                     return self->Closed("request of a web page refused");
+                                     return self->Closed("request from a web page refused");
                                  self->AcceptUpgrade();
                              });
         });
@@ -369,8 +369,8 @@ void CLinkStream::ReadDone()
         Handle();
 }
 
-/// Handles messages of the frame that has come, for the length of a turn if the thread is shared, and then reads on.
-/// @return whether some are left.
+/// Handles messages of the received frame, limited to one turn if the thread is shared, and then continues reading.
+/// @return whether any are left.
 bool CLinkStream::Handle()
 {
     const auto tEnd = std::chrono::steady_clock::now() + g_tTurn;
@@ -424,7 +424,8 @@ bool CLinkStream::HandleNext()
     return m_pUser != nullptr;
 }
 
-/// The next message of the frame. @return false if it cannot be read. @throws std::runtime_error if it has too much.
+/// Reads the next message of the frame. @return false if it is malformed. @throws std::runtime_error if it is too
+/// large.
 bool CLinkStream::ParseNext()
 {
     const auto* const pBytes = static_cast<const std::uint8_t*>(m_pWeb->bufIn.data().data()) + m_nTaken;
@@ -458,7 +459,7 @@ std::size_t CLinkStream::Held() const
     return m_nHeldIn + m_nPending + m_strOut.size();
 }
 
-/// The bytes that go next, and after them those that come after.
+/// The bytes being sent next, followed by the later ones.
 std::string& CLinkStream::BackFrame()
 {
     if (!m_questrFrame.empty() && m_questrFrame.back().size() < g_nFrameBytes)
@@ -491,7 +492,7 @@ void CLinkStream::Queue(EUrgency p_eUrgency)
     if (m_nPending > g_nMaxPending)
     {
         m_bOpen = false;
-        Close("does not take what is sent to it");
+        Close("does not receive what is sent to it");
         return;
     }
     if (m_bWriting || (m_bPosted && !(m_bWaiting && p_eUrgency == eAtOnce)))
@@ -502,7 +503,7 @@ void CLinkStream::Queue(EUrgency p_eUrgency)
                { p_eUrgency == eGathered ? self->WriteLater() : self->WriteNext(); });
 }
 
-/// Nothing waits to be sent any more.
+/// Nothing is waiting to be sent any more.
 void CLinkStream::Forget()
 {
     if (m_pShare)
@@ -518,7 +519,7 @@ void CLinkStream::GiveUp(const std::string& p_strReason)
         m_bOpen = false;
         Forget();
     }
-    // What has come in goes with the stream, in a moment: it no longer counts.
+    // The received data will be released with the stream shortly, so it no longer counts.
     HoldIn(0);
     Close(p_strReason);
 }

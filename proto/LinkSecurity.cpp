@@ -31,7 +31,7 @@ TTlsPtr MakeTls(const SLinkSecurity& p_security, ssl::context::method p_eMethod)
     SSL_CTX_set_num_tickets(pNative, 0);
     SSL_CTX_set_session_cache_mode(pNative, SSL_SESS_CACHE_OFF);
     boost::system::error_code ec;
-    // Nobody is there to be asked for the password of a key.
+    // There is nobody who could be asked for the password of a key.
     pTls->set_password_callback([](std::size_t, ssl::context::password_purpose) { return std::string(); }, ec);
     if (!p_security.strCAFile.empty())
     {
@@ -52,13 +52,13 @@ TTlsPtr MakeTls(const SLinkSecurity& p_security, ssl::context::method p_eMethod)
 void InitTls()
 {
     if (OPENSSL_init_ssl(0, nullptr) != 1)
-        throw std::runtime_error(g_strTls + "the library does not start");
+        throw std::runtime_error(g_strTls + "the library could not be initialised");
 }
 
 TTlsPtr ServerTls(const SLinkSecurity& p_security)
 {
     TTlsPtr pTls = MakeTls(p_security, ssl::context::tls_server);
-    // A peer may come with a token instead of a certificate; one that comes with a wrong certificate is turned away.
+    // A peer may present a token instead of a certificate; one that presents an invalid certificate is refused.
     pTls->set_verify_mode(p_security.strCAFile.empty() ? ssl::verify_none : ssl::verify_peer);
     return pTls;
 }

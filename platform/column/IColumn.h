@@ -3,12 +3,12 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// The grid of samples of a rate.
+/// The sample grid of a rate.
 class IColumn
 {
   public:
-    /// Ticks of the sample that lies p_nSteps grid places after p_nTicks on the grid of p_nRate: the place i of a second
-    /// lies truncate((i / r) * 10000000.0 + 0.5) ticks behind it. p_nTicks itself when the rate is 0.
+    /// Ticks of the sample p_nSteps grid points after p_nTicks on the grid of p_nRate: point i of a second is
+    /// truncate((i / r) * 10000000.0 + 0.5) ticks after its start. Returns p_nTicks if the rate is 0.
     static std::int64_t GetNextTimeStamp(std::int64_t p_nTicks, std::int64_t p_nRate, std::int64_t p_nSteps);
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -15,10 +15,10 @@ constexpr Name g_vecPSEventType[] = {{"critical", 0}, {"distinct", 1}, {"notifie
 constexpr Name g_vecTransport[] = {{"tcp", 0}, {"udp", 1}, {"tcp-udp", 2}, {"spontaneous", 3}};
 constexpr Name g_vecContent[] = {{"results", 0}, {"phasors", 1}};
 constexpr Name g_vecUnlocked[] = {{"any", -1}};
-constexpr unsigned g_nUdpPort = 4713; ///< registered for commands over UDP
+constexpr unsigned g_nUdpPort = 4713; ///< registered port for commands over UDP
 constexpr Name g_vecPhysType[] = {{"frequency", 0}, {"magnitude", 1}, {"damping-ratio", 2}, {"degree-of-exposure", 3}};
 
-/// Calls p_fnDo for each element below p_pNode, in file order.
+/// Calls p_fnDo for each child element of p_pNode, in file order.
 template <class TDo>
 void ForEachElement(const xmlNode* p_pNode, TDo&& p_fnDo)
 {
@@ -38,7 +38,7 @@ std::string_view Trimmed(std::string_view p_strText)
     return p_strText.substr(nBegin, p_strText.find_last_not_of(strBlanks) - nBegin + 1);
 }
 
-/// @return false for a text that is no number of this type.
+/// @return false for a text that is not a number of this type.
 template <class T>
 bool ToNumber(std::string_view p_strText, T& r_value)
 {
@@ -98,8 +98,8 @@ bool CConfigBuilder::IsFirst(const xmlNode* p_pNode, const char* p_pName, T p_nV
     const auto [itLine, bNew] = r_mapLine.emplace(p_nValue, LineOf(p_pNode));
     if (!bNew)
         m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_pName,
-                     CFaults::Quoted(AttributeOf(p_pNode, p_pName)) + " stands on line " +
-                         std::to_string(itLine->second) + " already, expected each once");
+                     CFaults::Quoted(AttributeOf(p_pNode, p_pName)) + " is used on line " +
+                         std::to_string(itLine->second) + " already, expected only once");
     return bNew;
 }
 
@@ -177,8 +177,8 @@ void CConfigBuilder::BuildSecurity(const xmlNode* p_pNode, CSecurity& r_security
            r_security.m_strClientKeyFile);
 }
 
-/// The name of a file with the folder of the service's credentials in place of ${CREDENTIALS_DIRECTORY}. No other variable
-/// is known.
+/// The file name with ${CREDENTIALS_DIRECTORY} replaced by the folder of the service's credentials. No other variable
+/// is supported.
 std::string CConfigBuilder::Expanded(const xmlNode* p_pNode, const char* p_pAttribute, std::string p_strName)
 {
     constexpr std::string_view strVariable = "${CREDENTIALS_DIRECTORY}";
@@ -189,10 +189,10 @@ std::string CConfigBuilder::Expanded(const xmlNode* p_pNode, const char* p_pAttr
         if (!bKnown || !pFolder || *pFolder == '\0')
         {
             m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), p_pAttribute,
-                         bKnown
-                             ? "the variable CREDENTIALS_DIRECTORY is not set: expected a service with "
-                               "LoadCredential=, or the folder of the files in the environment"
-                             : CFaults::Quoted(p_strName) + ": expected no variable but " + std::string(strVariable));
+                         bKnown ? "the variable CREDENTIALS_DIRECTORY is not set: expected a service with "
+                                  "LoadCredential=, or the folder of the files in the environment"
+                                : CFaults::Quoted(p_strName) + ": expected no variable other than " +
+                                      std::string(strVariable));
             return p_strName;
         }
         p_strName.replace(n, strVariable.size(), pFolder);
@@ -235,7 +235,7 @@ void CConfigBuilder::BuildStream(const xmlNode* p_pNode, CStream& r_stream)
     CheckStream(p_pNode, r_stream);
 }
 
-/// Each transport needs attributes of its own.
+/// Each transport requires different attributes.
 void CConfigBuilder::CheckStream(const xmlNode* p_pNode, const CStream& p_stream)
 {
     const bool bOwnPort = p_stream.m_eTransport == eTransportTcpUdp || p_stream.m_eTransport == eTransportSpontaneous;
@@ -243,7 +243,7 @@ void CConfigBuilder::CheckStream(const xmlNode* p_pNode, const CStream& p_stream
         m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "Host", "missing, expected the address of the device");
     if (p_stream.m_nUdpPort == 0 && bOwnPort)
         m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "UdpPort",
-                     "missing, expected the own port that the data comes to");
+                     "missing, expected the local port that receives the data");
 }
 
 void CConfigBuilder::BuildStreamPhasor(const xmlNode* p_pNode, CStreamPhasor& r_phasor)
@@ -271,7 +271,7 @@ void CConfigBuilder::BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_
     if (xmlHasProp(p_pNode, XmlText("Listen")))
         r_output.m_strListen = Trimmed(AttributeOf(p_pNode, "Listen"));
     if (r_output.m_nPort == 0 && r_output.m_nUdpPort == 0)
-        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "Port", "missing, expected it or UdpPort or both");
+        m_faults.Add(LineOf(p_pNode), NameOf(p_pNode), "Port", "missing, expected Port or UdpPort or both");
 }
 
 void CConfigBuilder::CheckStreamPhasors(const CDatapoints& p_datapoints)
@@ -280,7 +280,7 @@ void CConfigBuilder::CheckStreamPhasors(const CDatapoints& p_datapoints)
     {
         if (p_datapoints.Datapoint(nId).MeasurementUnit() == nullptr)
             m_faults.Add(nLine, "Phasor", "Datapoint",
-                         CFaults::Quoted(std::to_string(nId)) + " is no data point of a MeasurementUnit");
+                         CFaults::Quoted(std::to_string(nId)) + " is not a data point of a MeasurementUnit");
     }
 }
 
@@ -441,7 +441,7 @@ void CConfigBuilder::CheckOutputs(const xmlNode* p_pOutputs, const std::map<int,
     std::size_t nOutputs = 0;
     ForEachElement(p_pOutputs, [&](const xmlNode*) { ++nOutputs; });
     if (nOutputs > p_mapLine.size())
-        return; // one that stands twice in place of another has been named
+        return; // a duplicate in place of a missing one has already been reported
     std::string strMissing;
     for (const auto& [strName, eType] : g_vecPhysType)
         if (!p_mapLine.contains(eType))

@@ -12,12 +12,12 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Makes the tree of a file that has passed its schema. What a schema cannot say is checked here: ids that stand twice
-/// and numbers beyond single precision.
+/// Builds the tree from a file that has passed its schema. Checks what a schema cannot express: duplicate ids and
+/// numbers beyond single precision.
 class CConfigBuilder
 {
   public:
-    /// @param p_pathFolder that of the file: other files are named relative to it.
+    /// @param p_pathFolder folder of the file: other file names are relative to it.
     CConfigBuilder(CFaults& r_faults, std::filesystem::path p_pathFolder)
         : m_faults(r_faults), m_pathFolder(std::move(p_pathFolder))
     {
@@ -35,7 +35,7 @@ class CConfigBuilder
     void CheckStream(const xmlNode* p_pNode, const CStream& p_stream);
     void BuildStreamPhasor(const xmlNode* p_pNode, CStreamPhasor& r_phasor);
     void BuildOutputStream(const xmlNode* p_pNode, COutputStream& r_output);
-    /// What the streams refer to stands behind them in the file, so that is looked at in the end.
+    /// The streams refer to elements that come later in the file, so their references are checked at the end.
     void CheckStreamPhasors(const CDatapoints& p_datapoints);
     void BuildDatapoints(const xmlNode* p_pNode, CDatapoints& r_datapoints);
     void BuildUnit(const xmlNode* p_pNode, CDatapoints& r_datapoints);
@@ -47,21 +47,21 @@ class CConfigBuilder
     void BuildEvents(const xmlNode* p_pNode, OMA::CPSEvents& r_events);
     void BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSets& r_sets);
     void BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode);
-    /// @param p_mapLine the quantities that are there.
+    /// @param p_mapLine the quantities that are present.
     void CheckOutputs(const xmlNode* p_pOutputs, const std::map<int, long>& p_mapLine);
     void BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group);
     void BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm);
 
     static void SetPlace(const xmlNode* p_pNode, CFilePlace& r_place);
-    // ---- values of attributes ----
+    // ---- attribute values ----
     template <class T>
     T Number(const xmlNode* p_pNode, const char* p_pName);
-    /// r_value stays as it is if there is no such attribute.
+    /// r_value is unchanged if the attribute is missing.
     template <class T>
     void Optional(const xmlNode* p_pNode, const char* p_pName, T& r_value);
     bool Flag(const xmlNode* p_pNode, const char* p_pName) const;
     int Named(const xmlNode* p_pNode, const char* p_pName, Names p_names);
-    /// Adds a fault if p_nValue of this attribute was met before, on the line noted in r_mapLine.
+    /// Adds a fault if the value p_nValue of this attribute occurred before, on the line recorded in r_mapLine.
     template <class T>
     bool IsFirst(const xmlNode* p_pNode, const char* p_pName, T p_nValue, std::map<T, long>& r_mapLine);
 
@@ -70,6 +70,6 @@ class CConfigBuilder
     std::map<unsigned long, long> m_mapLineUnit;
     std::map<unsigned long, long> m_mapLineDatapoint;
     std::map<std::string, long> m_mapLineStream;
-    std::map<unsigned long, long> m_mapLineMapped; ///< data point -> line of the phasor that goes to it
+    std::map<unsigned long, long> m_mapLineMapped; ///< data point -> line of the phasor mapped to it
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -14,7 +14,7 @@ class CConfigBuilder;
 
 enum eDLIInputMode : std::int32_t
 {
-    eInputMaximum = 0, ///< required rate is the maximum of the PMU rates
+    eInputMaximum = 0, ///< the required rate is the maximum of the PMU rates
     eInputMinimum = 1, ///< the minimum
     eInputDivisor = 2  ///< the greatest common divisor; the read session starts by cycle time
 };
@@ -35,7 +35,7 @@ enum ePhaseType : std::int32_t
 enum ePSEventType : std::int32_t
 {
 };
-/// Way of a stream of synchrophasors.
+/// Transport of a synchrophasor stream.
 enum eTransport : std::int32_t
 {
     eTransportTcp = 0,
@@ -47,10 +47,10 @@ enum eOMAPhysType : std::int32_t
 {
 };
 
-/// RefID of a phase that carries no phasor.
+/// RefID of a phase that has no phasor.
 inline constexpr unsigned long g_nNoRefId = 2147483647UL;
 
-/// Where in its file an element stands: line of the end of its start tag; 0 for one that is not in the file. For messages.
+/// Position of an element in its file, for messages: line of the end of its start tag; 0 if it is not in the file.
 class CFilePlace
 {
   public:
@@ -61,11 +61,11 @@ class CFilePlace
     long m_nLine = 0;
 };
 
-/// A phasor of a stream and the data point that it goes to.
+/// A phasor of a stream and the data point it is mapped to.
 class CStreamPhasor
 {
   public:
-    unsigned Pmu() const { return m_nPmu; } ///< IDCODE of the PMU, 0: any
+    unsigned Pmu() const { return m_nPmu; } ///< IDCODE of the PMU; 0: any
     const std::string& Name() const { return m_strName; }
     unsigned long Datapoint() const { return m_nDatapoint; }
 
@@ -76,14 +76,14 @@ class CStreamPhasor
     unsigned long m_nDatapoint = 0;
 };
 
-/// A stream of synchrophasors that the server reads.
+/// A synchrophasor stream that the server reads.
 class CStream : public std::vector<CStreamPhasor>, public CFilePlace
 {
   public:
     const std::string& Name() const { return m_strName; }
-    const std::string& Host() const { return m_strHost; } ///< may be empty for eTransportSpontaneous only
+    const std::string& Host() const { return m_strHost; } ///< may be empty only for eTransportSpontaneous
     unsigned Port() const { return m_nPort; }
-    unsigned UdpPort() const { return m_nUdpPort; } ///< 0 for eTransportTcp only
+    unsigned UdpPort() const { return m_nUdpPort; } ///< 0 only for eTransportTcp
     eTransport Transport() const { return m_eTransport; }
     unsigned StreamId() const { return m_nStreamId; }
     bool RoundToGrid() const { return m_bRoundToGrid; }
@@ -99,11 +99,11 @@ class CStream : public std::vector<CStreamPhasor>, public CFilePlace
     bool m_bRoundToGrid = false;
 };
 
-/// What an output stream carries.
+/// What an output stream contains.
 enum eOutputContent : std::int32_t
 {
     eContentResults = 0,
-    eContentPhasors = 1 ///< those of the server's source
+    eContentPhasors = 1 ///< the phasors of the server's source
 };
 
 /// A stream that the server offers.
@@ -155,11 +155,11 @@ class CSynchrophasors
     std::vector<COutputStream> m_vecOutput;
 };
 
-/// How the link is secured. Names of files, relative ones by the folder of the configuration; empty: not given.
+/// How the link is secured. File names, relative to the folder of the configuration; empty: not given.
 class CSecurity
 {
   public:
-    bool IsOn() const { return m_bOn; } ///< the element is there
+    bool IsOn() const { return m_bOn; } ///< the element is present
     const std::string& CAFile() const { return m_strCAFile; }
     const std::string& CertificateFile() const { return m_strCertificateFile; }
     const std::string& KeyFile() const { return m_strKeyFile; }
@@ -214,7 +214,7 @@ class CMeasurementUnit
 class CLimitedDataObject
 {
   public:
-    /// Null if the data point has no PMU, or is not in the file at all.
+    /// Null if the data point has no PMU or is not in the file.
     const CMeasurementUnit* MeasurementUnit() const { return m_pUnit; }
 
   private:
@@ -228,11 +228,11 @@ class CLimitedDataObject
 class CDatapoints
 {
   public:
-    /// Look-up by id; an unknown id gives an object without a PMU.
+    /// Look-up by id; an unknown id returns an object without a PMU.
     const CLimitedDataObject& Datapoint(unsigned long p_nId) const;
-    /// Rate of the data point: r samples a second, -n one every n seconds, 0 for an unknown id.
+    /// Rate of the data point: r samples per second, -n one every n seconds, 0 for an unknown id.
     int GetReportingRate(unsigned long p_nId) const;
-    /// All ids of the file, ascending; for programs that serve the data points.
+    /// All ids of the file, ascending; for programs that provide the data points.
     std::vector<unsigned long> Ids() const;
     const std::string& Name(unsigned long p_nId) const;
 
@@ -257,7 +257,7 @@ namespace OMA
 class CPSMagnitude : public CFilePlace
 {
   public:
-    float Nominal() const { return m_fNominal; } ///< scale of both limits, W or degrees
+    float Nominal() const { return m_fNominal; } ///< reference for both limits, W or degrees
     const CLimit& PSMagnitudeWarning() const { return m_warning; }
     const CLimit& PSMagnitudeAlarm() const { return m_alarm; }
 
@@ -346,7 +346,7 @@ class CPSMode : public CFilePlace
 class CPSModes : public std::vector<CPSMode>, public CFilePlace
 {
   public:
-    unsigned NoOfSamples() const { return m_nSamples; }    ///< depth of the data deques of a mode
+    unsigned NoOfSamples() const { return m_nSamples; }    ///< length of a mode's data deques
     int ReportingRate() const { return m_nReportingRate; } ///< PS repetition rate
 
   private:
@@ -488,7 +488,7 @@ class CNTMs : public std::vector<CNTM>
 };
 } // namespace NTM
 
-/// Root of the tree; one instance a process.
+/// Root of the tree; one instance per process.
 class CConfiguration
 {
   public:
@@ -497,7 +497,7 @@ class CConfiguration
     CConfiguration(const CConfiguration&) = delete;
     CConfiguration& operator=(const CConfiguration&) = delete;
 
-    /// Takes over what the reader has read. @return null when nothing was read.
+    /// Takes over the tree from the reader. @return null if nothing was read.
     static CConfiguration* CreateInstance(CXMLConfiguration* p_pReader);
     static void DeleteInstance();
 

@@ -4,8 +4,8 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// What is wrong with one file: a line each, "file:line: element, attribute: complaint". Keeps the first ones and counts
-/// the others; what comes from the file is shortened and cleared of control characters.
+/// The faults of one file, one line each: "file:line: element, attribute: complaint". Keeps the first ones and counts
+/// the others; text from the file is shortened and its control characters are removed.
 class CFaults
 {
   public:
@@ -14,12 +14,12 @@ class CFaults
     /// @param p_nLine 0: the file as a whole. p_strElement, p_strAttribute may be empty.
     void Add(long p_nLine, std::string_view p_strElement, std::string_view p_strAttribute, std::string_view p_strText);
     bool Any() const { return m_nCount > 0; }
-    /// Whether further ones are only counted.
+    /// Whether further faults are only counted.
     bool IsFull() const { return m_nCount >= s_nShown; }
-    /// All lines, each with its line end; a last one tells how many were left out.
+    /// All lines, each with a line end; a final line gives the number of omitted faults.
     std::string Text() const;
 
-    /// A value as it stands in a complaint: in quotes.
+    /// A value as shown in a complaint: in quotes.
     static std::string Quoted(std::string_view p_strValue);
 
   private:

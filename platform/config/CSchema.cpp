@@ -24,7 +24,7 @@ std::string Between(std::string_view p_strText, std::string_view p_strBegin)
     return std::string(strRest.substr(0, strRest.find('\'')));
 }
 
-/// The names of the elements from the root to this one, each with a '/' behind it.
+/// The names of the elements from the root to this one, each followed by '/'.
 std::string PathOf(const xmlNode* p_pNode)
 {
     std::string strPath;
@@ -33,17 +33,17 @@ std::string PathOf(const xmlNode* p_pNode)
     return strPath;
 }
 
-/// What to add where the name may be the right one, but not its namespace.
+/// Hint for an element whose name may be right but whose namespace is wrong.
 std::string NamespaceTrouble(const xmlNode* p_pNode)
 {
     if (!p_pNode || !p_pNode->ns || !p_pNode->ns->href)
         return {};
     const std::string strPrefix = p_pNode->ns->prefix ? reinterpret_cast<const char*>(p_pNode->ns->prefix) : "";
-    return " of no namespace, not of " + CFaults::Quoted(reinterpret_cast<const char*>(p_pNode->ns->href)) +
-           ": leave xmlns" + (strPrefix.empty() ? "" : ':' + strPrefix) + " out";
+    return " without a namespace, not in " + CFaults::Quoted(reinterpret_cast<const char*>(p_pNode->ns->href)) +
+           ": remove xmlns" + (strPrefix.empty() ? "" : ':' + strPrefix);
 }
 
-/// The library's sentence without the element in front of it and the line end behind it.
+/// The library's message without the leading element and the trailing line end.
 std::string_view Sentence(std::string_view p_strMessage)
 {
     while (!p_strMessage.empty() && (p_strMessage.back() == '\n' || p_strMessage.back() == '.'))
@@ -78,7 +78,7 @@ CSchema::CSchema(std::string_view p_strSchema, CFaults& r_faults)
     }
     if (!m_pSchema)
     {
-        fnFault("this is no schema");
+        fnFault("this is not a schema");
         return;
     }
     CollectTypes(xmlDocGetRootElement(m_pDoc.get()));
@@ -109,11 +109,11 @@ void CSchema::CollectTypes(const xmlNode* p_pSchema)
     CollectElement(pRoot, {}, mapComplex);
 }
 
-/// By path, as elements of one name have attributes of their own in different places.
+/// By path, because elements of the same name have different attributes in different places.
 void CSchema::CollectElement(const xmlNode* p_pElement, const std::string& p_strPath,
                              const std::map<std::string, const xmlNode*>& p_mapComplex)
 {
-    // A type that contains itself has no end, and an element refers to another one: of no use for ours.
+    // Recursive types would not terminate, and element references are not resolved: our schema uses neither.
     constexpr std::size_t nMaxPaths = 1000;
     const std::string strName = AttributeOf(p_pElement, "name");
     const std::string strPath = p_strPath + strName + '/';
@@ -182,7 +182,7 @@ void CSchema::OnError(void* p_pCheck, const xmlError* p_pError)
     if (!p_pError || !p_pError->message)
         return;
     if (pCheck->pFaults->IsFull())
-        pCheck->pFaults->Add(0, {}, {}, {}); // counted, without words
+        pCheck->pFaults->Add(0, {}, {}, {}); // counted, without text
     else
         pCheck->pSchema->Complain(*pCheck, *p_pError);
 }
@@ -205,8 +205,8 @@ void CSchema::Complain(SCheck& r_check, const xmlError& p_error) const
         strAttribute = Between(strMessage, "The attribute '");
         strText = "missing, expected " + Expected(strPath, strAttribute);
     }
-    else if (p_error.code == XML_SCHEMAV_CVC_COMPLEX_TYPE_3_2_1) // an attribute that is not known
-        strText = "not known, expected " + KnownAttributes(strPath);
+    else if (p_error.code == XML_SCHEMAV_CVC_COMPLEX_TYPE_3_2_1) // unknown attribute
+        strText = "unknown, expected " + KnownAttributes(strPath);
     else if (p_error.code == XML_SCHEMAV_CVC_ELT_1) // the root
         strText = "not expected, expected " + m_strRoot + NamespaceTrouble(pNode);
     else if (const std::string strExpected = Expected(strPath, strAttribute); !strExpected.empty())

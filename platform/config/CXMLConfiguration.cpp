@@ -19,7 +19,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 namespace
 {
-/// Far above any real system; keeps a wrong file from filling the memory.
+/// Far above any real system; prevents a wrong file from exhausting the memory.
 constexpr std::size_t g_nMaxFile_bytes = 16U * 1024U * 1024U;
 
 bool ReadWholeFile(const std::filesystem::path& p_path, std::string& r_strText, CFaults& r_faults)
@@ -55,7 +55,7 @@ struct SParse
     bool bStopped = false;
 };
 
-/// No document type: nobody needs one here, and its entities can grow without measure.
+/// No document type: it is not needed, and its entities can expand without limit.
 void OnDocType(void* p_pParser, const xmlChar*, const xmlChar*, const xmlChar*)
 {
     auto* pParser = static_cast<xmlParserCtxt*>(p_pParser);
@@ -77,7 +77,7 @@ void OnParseError(void* p_pParser, const xmlError* p_pError)
     while (!strText.empty() && (strText.back() == '\n' || strText.back() == ' '))
         strText.pop_back();
     pParse->pFaults->Add(p_pError->line, strElement, {}, "expected well-formed XML: " + strText);
-    // What follows the first error is guesswork.
+    // Errors after the first one are unreliable.
     pParse->bStopped = true;
     xmlStopParser(pParser);
 }
@@ -87,7 +87,7 @@ XmlDocPtr Parse(const std::string& p_strText, CFaults& r_faults)
     const XmlParserPtr pParser(xmlNewParserCtxt());
     if (!pParser)
     {
-        r_faults.Add(0, {}, {}, "no memory to read it");
+        r_faults.Add(0, {}, {}, "not enough memory to read it");
         return nullptr;
     }
     SParse parse{&r_faults, pParser.get()};
@@ -116,7 +116,7 @@ void TraceFaults(const std::string& p_strFaults)
     }
 }
 
-/// The schema that is built in, parsed once.
+/// The built-in schema, parsed once.
 const CSchema& BuiltInSchema()
 {
     static CFaults s_faults({});
@@ -157,7 +157,7 @@ int CXMLConfiguration::Read(const std::string& p_strPath, const std::string& p_s
     m_pTree.reset();
     const std::filesystem::path path = FileNameForReading(WideText(p_strPath));
     CFaults faults(path.empty() ? p_strPath : path.string());
-    std::optional<CSchema> schema; // instead of the one that is built in
+    std::optional<CSchema> schema; // replaces the built-in one
     m_strFaults.clear();
     if (!p_strSchema.empty())
     {

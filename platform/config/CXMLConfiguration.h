@@ -6,7 +6,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
 class CConfiguration;
 
-/// Reader of the configuration file. Parses it, checks it against the schema that is built in, and keeps the tree for
+/// Reader of the configuration file. Parses it, checks it against the built-in schema, and keeps the tree for
 /// CConfiguration::CreateInstance.
 class CXMLConfiguration
 {
@@ -16,9 +16,9 @@ class CXMLConfiguration
     CXMLConfiguration(const CXMLConfiguration&) = delete;
     CXMLConfiguration& operator=(const CXMLConfiguration&) = delete;
 
-    /// @param p_strSchema path of a schema; empty: the one built in.
-    /// @return 0 for success. Otherwise one line per fault is traced (area "Config", error) and kept in Faults():
-    /// file, line, element and what was expected.
+    /// @param p_strSchema path of a schema; empty: the built-in one.
+    /// @return 0 on success. Otherwise one line per fault is traced (area "Config", error) and kept in Faults(): file,
+    /// line, element and what was expected.
     int Read(const std::string& p_strPath, const std::string& p_strSchema);
     const std::string& Faults() const { return m_strFaults; }
 

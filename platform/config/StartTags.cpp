@@ -8,13 +8,13 @@ namespace
 {
 constexpr unsigned g_nMaxAttributes = 200; ///< far above any element of the schema
 
-/// The characters of a text, whatever the width of its encoding; what is no ASCII becomes one that means nothing here.
+/// The characters of a text in any encoding width; non-ASCII becomes a character without meaning here.
 class CCharacters
 {
   public:
     explicit CCharacters(std::string_view p_strText) : m_strText(p_strText)
     {
-        // The text begins with a byte order mark or '<', whose zero bytes tell width and order.
+        // The text starts with a byte order mark or '<'; their zero bytes reveal width and byte order.
         const auto fnBegins = [&](std::string_view p_strBegin) { return m_strText.starts_with(p_strBegin); };
         using namespace std::string_view_literals;
         if (fnBegins("\xFF\xFE\0\0"sv) || fnBegins("<\0\0\0"sv))
@@ -42,7 +42,7 @@ class CCharacters
             ++nSame;
         return nSame == p_strWanted.size();
     }
-    /// The place behind the next p_strWanted.
+    /// The position after the next p_strWanted.
     std::size_t Behind(std::size_t p_n, std::string_view p_strWanted) const
     {
         while (p_n < Size() && !IsAt(p_n, p_strWanted))
@@ -52,11 +52,11 @@ class CCharacters
 
   private:
     const std::string_view m_strText;
-    std::size_t m_nWidth = 1; ///< bytes of a character
-    std::size_t m_nLow = 0;   ///< the one of them that is not zero
+    std::size_t m_nWidth = 1; ///< bytes per character
+    std::size_t m_nLow = 0;   ///< index of the significant byte
 };
 
-/// Goes over the tag at p_n. @return the place behind it; r_nAttributes grows by its attributes.
+/// Scans the tag at p_n. @return the position after it; r_nAttributes is increased by its attributes.
 std::size_t BehindTag(const CCharacters& p_chars, std::size_t p_n, unsigned& r_nAttributes)
 {
     char cQuote = '\0';

@@ -4,9 +4,9 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Looks at a text before it is parsed: the parser holds each attribute of an element against all others of it, so that
-/// hundreds of thousands would take it minutes. One fault for the first element that has more than 200.
-/// Reads encodings of 8 bits that contain ASCII, and those of 16 and 32 bits; others (EBCDIC) pass.
+/// Checks a text before it is parsed: the parser compares every attribute of an element with all others, so hundreds of
+/// thousands would take it minutes. Reports one fault for the first element with more than 200.
+/// Reads 8-bit encodings that contain ASCII, and those of 16 and 32 bits; others (EBCDIC) are not checked.
 /// @return false after that fault.
 bool CheckStartTags(std::string_view p_strText, CFaults& r_faults);
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -7,7 +7,7 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime
 {
-/// Owners of what libxml2 makes.
+/// Owners of objects created by libxml2.
 template <auto fnFree>
 struct SXmlFree
 {
@@ -35,7 +35,7 @@ inline bool IsElement(const xmlNode* p_pNode, std::string_view p_strName)
 {
     return p_pNode->type == XML_ELEMENT_NODE && NameOf(p_pNode) == p_strName;
 }
-/// Value of an attribute, empty if there is none; r_bFound tells the two apart.
+/// Value of an attribute, empty if it is missing; r_bFound distinguishes the two.
 inline std::string AttributeOf(const xmlNode* p_pNode, const char* p_pName, bool* p_pbFound = nullptr)
 {
     const std::unique_ptr<xmlChar, decltype(xmlFree)> pValue(xmlGetNoNsProp(p_pNode, XmlText(p_pName)), xmlFree);

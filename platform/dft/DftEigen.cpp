@@ -4,7 +4,7 @@
 
 namespace
 {
-/// One engine a thread: it keeps tables by length. Unscaled, half spectrum.
+/// One engine per thread: it caches tables by length. Unscaled, half spectrum.
 Eigen::FFT<double>& Engine()
 {
     thread_local Eigen::FFT<double> s_engine(
@@ -14,7 +14,7 @@ Eigen::FFT<double>& Engine()
 }
 } // namespace
 
-/// The engine of the thread plans by itself.
+/// The engine of the thread does its own planning.
 struct SDftPlans
 {
 };

@@ -23,7 +23,7 @@ struct SDftPlans
 
 namespace
 {
-/// The cache and the planning, which is not thread-safe, are under the lock; executing takes none.
+/// The lock protects the cache and the planning, which is not thread-safe; execution takes no lock.
 std::mutex g_mtxPlans;
 
 BufferPtr MakeBuffer(MKL_LONG p_nLength)
@@ -36,7 +36,7 @@ fftw_complex* AsComplex(double* p_pfData)
     return reinterpret_cast<fftw_complex*>(p_pfData);
 }
 
-/// From one buffer into another: in place the library takes memory from the heap at each call, and copies slowly.
+/// From one buffer into another: in-place transforms allocate heap memory on each call and copy slowly.
 SDftPlans MakePlans(MKL_LONG p_nLength)
 {
     const BufferPtr pfTime = MakeBuffer(p_nLength);
@@ -49,7 +49,7 @@ SDftPlans MakePlans(MKL_LONG p_nLength)
             PlanPtr(fftw_plan_dft_c2r_1d(nLength, AsComplex(pfSpec.get()), pfTime.get(), FFTW_ESTIMATE))};
 }
 
-/// Runs p_fnPlan(from, to). Buffers of a caller that are not as aligned as those of the plan are copied.
+/// Runs p_fnPlan(from, to). Buffers of the caller that are less aligned than the plan's are copied.
 template <class TPlan>
 void Execute(MKL_LONG p_nLength, double* p_pfFrom, MKL_LONG p_nFrom, double* p_pfTo, MKL_LONG p_nTo, TPlan p_fnPlan)
 {
@@ -70,7 +70,7 @@ void Execute(MKL_LONG p_nLength, double* p_pfFrom, MKL_LONG p_nFrom, double* p_p
 
 const SDftPlans* DftPrepare(MKL_LONG p_nLength)
 {
-    static std::map<MKL_LONG, SDftPlans> s_mapPlans; // elements stay where they are
+    static std::map<MKL_LONG, SDftPlans> s_mapPlans; // elements must not move
     const std::lock_guard lock(g_mtxPlans);
     const auto it = s_mapPlans.find(p_nLength);
     if (it != s_mapPlans.end())
@@ -83,7 +83,7 @@ const SDftPlans* DftPrepare(MKL_LONG p_nLength)
 
 void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, const double* p_pfTime, double* p_pfSpec)
 {
-    // A forward plan leaves its input as it is, though its type does not say so.
+    // A forward plan does not change its input, though its type does not say so.
     Execute(p_nLength, const_cast<double*>(p_pfTime), p_nLength, p_pfSpec, p_nLength + 2,
             [&](double* p_pfFrom, double* p_pfTo)
             { fftw_execute_dft_r2c(p_plans.pForward.get(), p_pfFrom, AsComplex(p_pfTo)); });

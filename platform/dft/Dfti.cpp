@@ -8,7 +8,7 @@ namespace
 {
 constexpr MKL_LONG g_nMaxLength = MKL_LONG{1} << 30;
 
-/// The descriptor that the thread has freed last, for its next one.
+/// The descriptor that this thread freed last, for reuse.
 thread_local std::unique_ptr<DFTI_DESCRIPTOR> g_pFree;
 } // namespace
 

@@ -1,10 +1,10 @@
 #pragma once
 #include "Dfti.h"
 
-/// Both directions of one length, as the back end keeps them for the life of the process.
+/// Both directions of one length, cached by the back end for the life of the process.
 struct SDftPlans;
 
-/// What both back ends share: the settings of a transform.
+/// The settings of a transform, used by both back ends.
 struct DFTI_DESCRIPTOR
 {
     MKL_LONG nLength = 0;
@@ -12,7 +12,7 @@ struct DFTI_DESCRIPTOR
     const SDftPlans* pPlans = nullptr; ///< null until committed
 };
 
-/// Back end: plans of a length, made at the first call. Null if that cannot be done.
+/// Back end: plans for a length, created at the first call. Null on failure.
 const SDftPlans* DftPrepare(MKL_LONG p_nLength);
 /// Back end: the transforms, unscaled in both directions.
 void DftForward(const SDftPlans& p_plans, MKL_LONG p_nLength, const double* p_pfTime, double* p_pfSpec);

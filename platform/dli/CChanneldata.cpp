@@ -9,14 +9,14 @@ namespace
 constexpr std::size_t g_nMaxChannels = 100000;
 }
 
-/// What a read channel remembers; shared with the receiver, which reports to the server through it.
+/// State of a read channel; shared with the receiver, which reports to the server through it.
 struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
 {
     explicit SImpl(std::shared_ptr<Dli::CConnection> p_pConn) : pConn(std::move(p_pConn)), nSet(pConn->NewNumber()) {}
 
     void Start(std::int32_t p_nRate, std::int64_t p_nCycle_ms);
-    /// Under mtx. Nothing goes out until channels are declared: a callback that is registered on a standing connection
-    /// may start ahead of the Add of the thread that has registered it.
+    /// Hold mtx. Sends nothing until channels are declared: a callback registered on an open connection may start
+    /// before the registering thread calls Add.
     void SendStart();
     void ReportReady(unsigned p_nStart) override;
     void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq, bool p_bMore) override;
@@ -24,7 +24,7 @@ struct CChanneldata::SImpl : public Dli::CDataReceiver::IReport
     const std::shared_ptr<Dli::CConnection> pConn;
     const unsigned nSet;
     std::mutex mtx;
-    // ---- under mtx ----
+    // ---- guarded by mtx ----
     std::vector<unsigned long> vecnId;
     unsigned nStarts = 0;
     bool bStarted = false;
@@ -124,7 +124,7 @@ unsigned long CChanneldata::Add(std::vector<unsigned long>& p_ids, std::vector<i
     for (const int nType : p_types)
     {
         if (nType != CChannel::eValuePhasor)
-            throw CDliError("Add: value type " + std::to_string(nType) + " is none: expected 8");
+            throw CDliError("Add: value type " + std::to_string(nType) + " is invalid: expected 8");
     }
     const std::lock_guard<std::mutex> lock(m_pImpl->mtx);
     if (m_pImpl->vecnId.size() + p_ids.size() > g_nMaxChannels)
@@ -138,7 +138,7 @@ unsigned long CChanneldata::Add(std::vector<unsigned long>& p_ids, std::vector<i
 unsigned long CChanneldata::Start(std::int64_t, std::int64_t, ESampleRate p_eRate, unsigned long)
 {
     if (p_eRate <= 0)
-        throw CDliError("Start: rate " + std::to_string(p_eRate) + " is none: expected 1 or more");
+        throw CDliError("Start: rate " + std::to_string(p_eRate) + " is invalid: expected 1 or more");
     m_pImpl->Start(p_eRate, 0);
     return 0;
 }
@@ -146,7 +146,7 @@ unsigned long CChanneldata::Start(std::int64_t, std::int64_t, ESampleRate p_eRat
 unsigned long CChanneldata::Start(std::int64_t, std::int64_t, std::int64_t p_nCycle_ms, unsigned long)
 {
     if (p_nCycle_ms <= 0)
-        throw CDliError("Start: cycle time " + std::to_string(p_nCycle_ms) + " ms is none: expected 1 or more");
+        throw CDliError("Start: cycle time " + std::to_string(p_nCycle_ms) + " ms is invalid: expected 1 or more");
     m_pImpl->Start(0, p_nCycle_ms);
     return 0;
 }

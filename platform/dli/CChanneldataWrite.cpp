@@ -19,7 +19,7 @@ struct CChanneldataWrite::SImpl
     const std::shared_ptr<Dli::CConnection> pConn;
     const unsigned nWriter;
     std::mutex mtx;
-    std::shared_ptr<Dli::CWriteReceiver> pReceiver; ///< under mtx
+    std::shared_ptr<Dli::CWriteReceiver> pReceiver; ///< guarded by mtx
 
     std::shared_ptr<Dli::CWriteReceiver> Receiver()
     {
@@ -37,7 +37,7 @@ CChanneldataWrite::CChanneldataWrite(unsigned long& p_hConn)
 CChanneldataWrite::~CChanneldataWrite()
 {
     SetCallBack(nullptr);
-    // The server ends whatever this writer has started.
+    // The server stops whatever this writer has started.
     m_pImpl->pConn->Send([this](Link::Message& r_message)
                          { r_message.mutable_stop_write()->set_writer(m_pImpl->nWriter); });
     Dli::CLibrary::Get().Forget(this);
@@ -75,7 +75,7 @@ void CChanneldataWrite::Start(unsigned long p_nId, std::vector<unsigned long>& p
         pReceiver->Begin(start);
     const bool bSent =
         m_pImpl->pConn->Send([&](Link::Message& r_message) { *r_message.mutable_start_write() = start; });
-    // Without a connection it goes nowhere, now and later.
+    // Without a connection the value is discarded, now and later.
     if (pReceiver && !bSent)
         pReceiver->End();
 }
@@ -110,7 +110,7 @@ void CChanneldataWrite::Write(unsigned long p_nId, std::vector<CChannel*>& p_val
             write.set_time(p_values.front()->GetTime());
             for (const CChannel* pChannel : p_values)
             {
-                // Every sample is a CChannelAnalog, the application's too: the contract knows no other kind.
+                // Every sample is a CChannelAnalog, including the application's: the interface has no other kind.
                 CChannel::vdsData data;
                 static_cast<const CChannelAnalog*>(pChannel)->GetValue(data, CChannel::eValuePhasor);
                 write.add_values(data.fValue1);

@@ -13,7 +13,7 @@ namespace
 constexpr auto g_tFirstDelay = std::chrono::milliseconds(100);
 constexpr auto g_tLastDelay = std::chrono::milliseconds(5000);
 constexpr auto g_tLookAtReaders = std::chrono::milliseconds(10);
-/// Writers that nobody stops on the word of a reader hear of the loss all the same. Far above what a pass may take.
+/// Writers not stopped by a reader's callback are told of the loss after this time. Far longer than any pass takes.
 constexpr auto g_tWritersAtLast = std::chrono::seconds(30);
 constexpr auto g_tLookAtWriters = std::chrono::milliseconds(500);
 } // namespace
@@ -57,7 +57,7 @@ void CConnection::Shutdown()
     m_bShutdown = true;
     m_bUp = false;
     if (m_pStream)
-        m_pStream->Close("closed by this side");
+        m_pStream->Close("closed locally");
 }
 
 std::shared_ptr<Link::CLinkStream> CConnection::Stream() const
@@ -116,7 +116,7 @@ void CConnection::OnWelcome(const Link::Welcome& p_welcome)
         if (m_bUp || m_bShutdown)
             return;
         m_bUp = true;
-        // Before anything that the application sends on the word of this connection.
+        // Sent before anything that the application sends in reaction to this connection.
         m_pStream->Send([this](Link::Message& r_message) { FillElements(r_message); });
         m_tDelay = g_tFirstDelay;
         m_strRefusal.clear();
@@ -126,14 +126,14 @@ void CConnection::OnWelcome(const Link::Welcome& p_welcome)
             pReceiver->PushStatus(eConnected);
         m_cvUp.notify_all();
     }
-    // What was asked for and not answered is asked again; a subscription goes on where the last connection ended.
+    // Unanswered requests are sent again; a subscription continues where the last connection ended.
     for (const CEventInbox::SRequest& request : m_inbox.Open())
         SendRead(request.lReqNum, request.nTicks);
     ContinueSubscription();
     StartWritersAgain();
 }
 
-/// Offers the starts again that the server has refused or not answered.
+/// Repeats the starts that the server has refused or not answered.
 void CConnection::StartWritersAgain()
 {
     {
@@ -189,7 +189,7 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
     TellWriters(std::move(vecpWriter), std::chrono::steady_clock::now() + g_tWritersAtLast);
 }
 
-/// One line as long as the reason stays the same; the next attempts follow at the longest distance.
+/// Reports a failure only once while its reason stays the same; further attempts follow at the longest delay.
 void CConnection::NoteRefusal(const std::string& p_strReason)
 {
     const std::string strText =
@@ -217,7 +217,7 @@ void CConnection::GiveUp()
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
     if (m_pStream)
-        m_pStream->Close("another connection to the server is lost");
+        m_pStream->Close("another connection to the server was lost");
 }
 
 CConnection::EReaders CConnection::Readers() const
@@ -230,9 +230,9 @@ CConnection::EReaders CConnection::Readers() const
     return bAtRest ? EReaders::eAtRest : EReaders::eBusy;
 }
 
-/// The application ends its swings and their events in order on the word of its readers; a writer that has stopped ahead
-/// of that would leave an event behind, which is then not reported anew. A job that is in the middle of a pass takes its
-/// stop after it: so the readers' calls have to have returned, and what was started has to have been stopped.
+/// When its readers report the loss, the application ends its swings and their events in order. A writer that stopped
+/// earlier would leave an event behind, which would not be reported again. A job in the middle of a pass handles its
+/// stop after the pass. So the readers' calls must have returned, and everything started must have been stopped.
 void CConnection::TellWriters(std::vector<std::shared_ptr<CWriteReceiver>> p_vecpWriter, TTime p_tLimit)
 {
     m_timerWriters.expires_after(g_tLookAtReaders);
@@ -263,7 +263,7 @@ void CConnection::ConnectLater()
         {
             if (p_ec)
                 return;
-            // A reader that is back ahead of that would find its writers as they were.
+            // A reader that reconnected earlier would find its writers unchanged.
             if (*self->m_pnTelling > 0)
                 self->ConnectLater();
             else

@@ -21,12 +21,12 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// One connection to the server. Connects again for ever, 100 ms growing to 5 s after a loss.
+/// One connection to the server. Reconnects indefinitely; the delay grows from 100 ms to 5 s after a loss.
 ///
-/// Owner    CLibrary, to the end of the process.
-/// Threads  public members: any. ILinkUser: the library's link thread. No call into the application is made here:
+/// Owner    CLibrary, until the end of the process.
+/// Threads  public members: any. ILinkUser: the library's link thread. No call into the application is made here;
 ///          all go through the receivers' lanes.
-/// Locks    m_mtx, then that of a receiver or of the stream; never the other way round.
+/// Locks    m_mtx first, then the lock of a receiver or the stream; never in reverse order.
 class CConnection final : public Link::ILinkUser, public CEventdata, public std::enable_shared_from_this<CConnection>
 {
   public:
@@ -34,50 +34,50 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
                 boost::asio::ip::tcp::endpoint p_endpoint, std::string p_strHost, std::uint64_t p_nClient,
                 std::shared_ptr<int> p_pnTelling);
 
-    /// Called on the link's thread ahead of each attempt. Set ahead of Open.
+    /// Called on the link's thread before each attempt. Set before Open.
     std::function<Link::SLinkSecurity()> m_fnSecurity;
-    /// Whom the process speaks for. Called when a connection has come. Set ahead of Open.
+    /// The elements of the process. Called when a connection has been established. Set before Open.
     std::function<std::vector<unsigned long>()> m_fnElements;
     void SendElements();
-    /// Why the two sides do not accept each other; empty if that is not the trouble.
+    /// Why the two sides do not accept each other; empty if that is not the problem.
     std::string Refusal() const;
 
     using TTime = std::chrono::steady_clock::time_point;
 
-    /// The connections of the process to one server are one link: called when this one is lost, gives up the others.
-    /// On the link's thread. Set ahead of Open.
+    /// All connections of the process to one server form one link: called when this one is lost, closes the others. On
+    /// the link's thread. Set before Open.
     std::function<void()> m_fnLost;
-    /// Called on the link's thread: readers of the process on that server, on any connection. Set ahead of Open.
+    /// Called on the link's thread: readers of the process on that server, on any connection. Set before Open.
     enum class EReaders
     {
         eNone,
-        eBusy, ///< one of them has not been told yet of a loss, or is inside of a call
+        eBusy, ///< one of them has not been told of a loss yet, or is inside a call
         eAtRest
     };
     std::function<EReaders()> m_fnReaders;
     EReaders Readers() const; ///< of this connection
-    /// Cuts the connection, or its present attempt; it connects again like after any loss.
+    /// Closes the connection or the current attempt; it reconnects as after any loss.
     void GiveUp();
     const boost::asio::ip::tcp::endpoint& Endpoint() const { return m_endpoint; }
 
     void Open();
     bool WaitConnected(std::chrono::milliseconds p_tLimit);
-    /// Asks the server for an answer behind all that has been sent.
+    /// Asks the server for a reply after everything sent so far.
     void AskFlush();
-    /// Until the answer is there, the connection is lost or the time has come.
+    /// Waits until the reply has arrived, the connection is lost or the time is up.
     void WaitFlushed(TTime p_tLimit);
-    /// No further attempts; the link is cut.
+    /// Closes the link and makes no further attempts.
     void Shutdown();
     CThreadPool& Pool() { return m_pool; }
 
-    /// Queues a message. @return false without a connection: it is dropped.
+    /// Queues a message. @return false without a connection: the message is dropped.
     template <class TFill>
     bool Send(TFill&& p_fnFill, Link::CLinkStream::EUrgency p_eUrgency = Link::CLinkStream::eAtOnce)
     {
         const std::shared_ptr<Link::CLinkStream> pStream = Stream();
         return pStream && pStream->Send(std::forward<TFill>(p_fnFill), p_eUrgency);
     }
-    /// The same for values that are worth nothing later: also dropped when too much waits.
+    /// The same for values that are useless later: also dropped when too much is queued.
     template <class TFill>
     bool SendValues(TFill&& p_fnFill)
     {
@@ -85,12 +85,12 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
         return pStream && pStream->Send(std::forward<TFill>(p_fnFill), Link::CLinkStream::eGathered, g_nMaxWaiting);
     }
 
-    // ---- receivers: told of the connection's state from now on, at once if it stands ----
+    // ---- receivers: informed of the connection's state from now on; at once if it is connected ----
     void AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, unsigned p_nSet);
     void AddWriter(const std::shared_ptr<CWriteReceiver>& p_pReceiver, unsigned p_nWriter);
     void RemoveReader(unsigned p_nSet);
     void RemoveWriter(unsigned p_nWriter);
-    /// Number of a new read set or writer.
+    /// Number for a new read set or writer.
     unsigned NewNumber();
 
     // ---- CEventdata ----
@@ -131,41 +131,43 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
     void OnEventsReply(const Link::EventsReply& p_reply);
-    std::vector<std::shared_ptr<CReceiver>> AllReceivers() const; ///< under m_mtx
+    std::vector<std::shared_ptr<CReceiver>> AllReceivers() const; ///< hold m_mtx
 
     boost::asio::io_context& m_io;
     CThreadPool& m_pool;
     const EElementType m_eElem;
     const std::string m_strName;
     const boost::asio::ip::tcp::endpoint m_endpoint;
-    const std::string m_strHost; ///< as the configuration has it: the server's certificate is for it
+    const std::string m_strHost; ///< as configured: the server's certificate must match it
     const std::uint64_t m_nClient;
 
     // ---- link thread ----
     boost::asio::steady_timer m_timer;
-    const std::shared_ptr<int> m_pnTelling; ///< connections of the process whose writers do not know of a loss yet
+    const std::shared_ptr<int> m_pnTelling; ///< number of connections of the process whose writers do not know of a
+                                            ///< loss yet
     std::chrono::milliseconds m_tDelay;
-    std::string m_strToken;                   ///< of this attempt
-    boost::asio::steady_timer m_timerWriters; ///< of starts offered again while the link stands, of its loss behind it
+    std::string m_strToken;                   ///< of the current attempt
+    boost::asio::steady_timer m_timerWriters; ///< for repeated starts while connected; for telling writers of the loss
+                                              ///< otherwise
     CEventInbox m_inbox;
     std::uint64_t m_nEpoch = 0;   ///< of the server of this connection
-    unsigned long m_lOwnRead = 0; ///< request of the library itself, for a subscription on a server that is another
+    unsigned long m_lOwnRead = 0; ///< the library's own request, for a subscription on a different server
 
-    std::mutex m_mtxElements; ///< taken before m_mtx
+    std::mutex m_mtxElements; ///< locked before m_mtx
     mutable std::mutex m_mtx;
-    // ---- under m_mtx ----
+    // ---- guarded by m_mtx ----
     std::condition_variable m_cvUp;
     bool m_bUp = false;
-    bool m_bFlushed = false; ///< all that was sent ahead of AskFlush has been taken
+    bool m_bFlushed = false; ///< everything sent before AskFlush has been received
     bool m_bShutdown = false;
     std::string m_strRefusal;
-    std::shared_ptr<Link::CLinkStream> m_pStream; ///< being opened, or open
+    std::shared_ptr<Link::CLinkStream> m_pStream; ///< opening or open
     unsigned m_nLastNumber = 0;
     std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;
     std::map<unsigned, std::shared_ptr<CWriteReceiver>> m_mapWriter;
     std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
     bool m_bSubscribed = false;
-    std::int64_t m_nReadTicks = 0; ///< of the newest Read of the present
-    Link::Position m_told;         ///< what has come so far, or need not come
+    std::int64_t m_nReadTicks = 0; ///< of the newest Read for the present time
+    Link::Position m_told;         ///< what has been received, or need not be
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -9,8 +9,8 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 namespace
 {
-/// A time that is now, give or take what a call may be held up. It is held against the clock of this machine alone:
-/// neither the data's clock nor the server's has a say in it.
+/// Whether a time is "now", allowing for the delay of a call. Compared only with this machine's clock; the data's clock
+/// and the server's are irrelevant.
 bool IsPresent(std::int64_t p_nTicks)
 {
     constexpr std::int64_t nNow = 60 * g_nTicksPerSec;
@@ -26,8 +26,8 @@ std::unique_ptr<CEvent> MakeEvent(const Link::Event& p_event)
 }
 } // namespace
 
-/// A server that knows the place sends what came after it. Another one does not know what has ended: the library asks
-/// for what stands, and the subscription follows the reply.
+/// A server that knows the position sends what came after it. Another server does not know what has ended: the library
+/// requests the active events, and the subscription follows the reply.
 void CConnection::ContinueSubscription()
 {
     bool bSubscribed = false;
@@ -41,13 +41,13 @@ void CConnection::ContinueSubscription()
         return;
     if (bSameEpoch)
         SendSubscribe(0, true);
-    else if (m_lOwnRead == 0) // else it has been asked again
+    else if (m_lOwnRead == 0) // otherwise it has been sent again
         m_lOwnRead = AskStanding(0);
 }
 
 void CConnection::SendElements()
 {
-    // Two threads must not bring the old ones after the new ones.
+    // Prevents two threads from delivering the old ones after the new ones.
     const std::lock_guard<std::mutex> lock(m_mtxElements);
     Send([this](Link::Message& r_message) { FillElements(r_message); });
 }
@@ -149,7 +149,7 @@ unsigned long CConnection::Read(std::int64_t p_nTicks, unsigned long)
     return AskStanding(0);
 }
 
-/// @param p_nTicks 0: what stands at present.
+/// @param p_nTicks 0: the events active at present.
 unsigned long CConnection::AskStanding(std::int64_t p_nTicks)
 {
     const unsigned long lReqNum = m_inbox.NewRequest(p_nTicks);
@@ -158,7 +158,7 @@ unsigned long CConnection::AskStanding(std::int64_t p_nTicks)
     return lReqNum;
 }
 
-/// With the time of a Read it goes on where the reply has ended.
+/// After a Read with a time it continues where the reply ended.
 void CConnection::Subscribe(std::int64_t p_nTicks, int, int, int)
 {
     bool bAfterRead = false;

@@ -10,7 +10,7 @@ namespace
 {
 constexpr std::int64_t g_nQueue_ms = 10000;
 constexpr std::size_t g_nMaxQueue = 10000;
-/// The first cycles wait for the answer to the start to be taken, but not for ever.
+/// The first cycles wait until the reply to the start has been delivered, but not indefinitely.
 constexpr auto g_tReady = std::chrono::seconds(2);
 } // namespace
 
@@ -68,7 +68,7 @@ void CDataReceiver::PushCycle(const Link::Cycle& p_cycle)
         m_bReady = true;
     if (!BeginReceive())
         return;
-    lock.unlock(); // ahead of the lane, whose first step takes it
+    lock.unlock(); // before the lane, whose first step locks it
     m_pool.Submit(shared_from_this(), eLaneReceive);
 }
 
@@ -78,7 +78,7 @@ void CDataReceiver::CallStatus(const SStatus& p_status)
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
         if (p_status.nStart != m_nStart)
-            return; // answer to a start that has been given up
+            return; // reply to an abandoned start
     }
     m_pCallBack->Status(p_status.eStatus, p_status.lReqNum, p_status.lAddInfo);
 }
@@ -129,7 +129,7 @@ bool CDataReceiver::ReceiveNext()
     return true;
 }
 
-/// Brings a cycle into the channel objects. Under m_mtx, since it looks at the ids.
+/// Copies a cycle into the channel objects. Hold m_mtx, since it reads the ids.
 void CDataReceiver::Fill(const SCycle& p_cycle)
 {
     m_vecChannel.resize(m_vecnId.size(), CChannelAnalog(0, 0, 0.0F, 0));
@@ -164,7 +164,7 @@ void CDataReceiver::DropQueue()
     m_queCycle.clear();
 }
 
-/// Under m_mtx. @return true: the lane has to be submitted.
+/// Hold m_mtx. @return true: the lane must be submitted.
 bool CDataReceiver::BeginReceive()
 {
     if (m_bReceiveRuns || m_queCycle.empty() || !m_bReady)

@@ -16,20 +16,20 @@ class Cycle;
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Registration of a read callback: the queue of its cycles, and the channel objects that it gets to see.
+/// Registration of a read callback: the queue of its cycles, and the channel objects passed to it.
 ///
-/// Threads  Started, PushCycle: the link's. Receive: one thread of the pool at a time.
-/// Memory   the records of cycles and the channel objects are used again; a normal cycle allocates nothing.
+/// Threads  Started, PushCycle: the link's thread. Receive: one thread of the pool at a time.
+/// Memory   cycle records and channel objects are reused; a normal cycle allocates no memory.
 class CDataReceiver : public CReceiver
 {
   public:
-    /// Tells the server how far the application has come.
+    /// Reports the application's progress to the server.
     class IReport
     {
       public:
         virtual ~IReport() = default;
         virtual void ReportReady(unsigned p_nStart) = 0;
-        /// @param p_bMore the next one is there already: word of this one may wait.
+        /// @param p_bMore the next cycle is already here: the confirmation of this one may wait.
         virtual void ReportTaken(unsigned p_nStart, std::uint64_t p_nSeq, bool p_bMore) = 0;
     };
 
@@ -38,9 +38,9 @@ class CDataReceiver : public CReceiver
     {
     }
 
-    /// Cycles of this start are taken from now on; 0: none. The ids are those declared, in their order.
+    /// Accepts cycles of this start from now on; 0: none. The ids are those declared, in order.
     void Begin(unsigned p_nStart, const std::vector<unsigned long>& p_vecnId);
-    /// The server's answer to the start.
+    /// The server's reply to the start.
     void Started(unsigned p_nStart, std::int64_t p_nCycle_ms, bool p_bLive);
     void PushCycle(const Link::Cycle& p_cycle);
     void OnLost() override { Begin(0, {}); }
@@ -64,21 +64,21 @@ class CDataReceiver : public CReceiver
     void DropQueue();
     bool BeginReceive();
 
-    CChannelDataCallBack* const m_pCallBack; ///< the application's
+    CChannelDataCallBack* const m_pCallBack; ///< owned by the application
     const std::weak_ptr<IReport> m_pReport;
 
-    // ---- under m_mtx ----
+    // ---- guarded by m_mtx ----
     unsigned m_nStart = 0;
     std::vector<unsigned long> m_vecnId;
     bool m_bLive = false;
     std::size_t m_nMaxQueue = 0; ///< 10 s of data
-    bool m_bReady = false;       ///< the answer to the start has been taken, or has had its time
+    bool m_bReady = false;       ///< the reply to the start has been delivered, or its time is up
     std::chrono::steady_clock::time_point m_tStarted;
     std::deque<std::unique_ptr<SCycle>> m_queCycle;
     std::vector<std::unique_ptr<SCycle>> m_vecSpare;
 
     // ---- Receive lane ----
-    std::vector<CChannelAnalog> m_vecChannel; ///< side by side: they are written and read in one go
-    std::vector<CChannel*> m_vecpChannel;     ///< as handed out; refilled for each cycle
+    std::vector<CChannelAnalog> m_vecChannel; ///< contiguous: written and read in one pass
+    std::vector<CChannel*> m_vecpChannel;     ///< as passed to the application; refilled for each cycle
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -8,7 +8,7 @@ namespace
 {
 constexpr auto g_tStore = std::chrono::milliseconds(100);
 constexpr auto g_tRecheck = std::chrono::milliseconds(10);
-/// Bytes that the parts of a reply may hold together; what the server keeps is far below.
+/// Maximum total bytes of the parts of a reply; the server stores far less.
 constexpr std::size_t g_nMaxReply = 256U << 20U;
 } // namespace
 

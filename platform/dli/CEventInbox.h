@@ -13,10 +13,10 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Keeps the order of what comes on the event channel, and holds a reply back until its caller has had its number and
-/// time to store it.
+/// Keeps the order of everything on the event channel, and holds a reply back until its caller has received its number
+/// and had time to store it.
 ///
-/// Threads  NewRequest, Returned, Open: any. The rest: the link's.
+/// Threads  NewRequest, Returned, Open: any. The rest: the link's thread.
 class CEventInbox
 {
   public:
@@ -29,18 +29,18 @@ class CEventInbox
 
     CEventInbox(boost::asio::io_context& p_io, Deliver p_fnDeliver);
 
-    /// Opens a request for what stands at a time; 0: at present. Its reply is held until 100 ms after Returned.
+    /// Opens a request for the events active at a time; 0: now. Its reply is held until 100 ms after Returned.
     unsigned long NewRequest(std::int64_t p_nTicks);
     void Returned(unsigned long p_lReqNum);
-    /// @return true if the request is open and asks for what stands at present.
+    /// @return true if the request is open and asks for the events active now.
     bool IsOfPresent(unsigned long p_lReqNum) const;
-    /// Requests without a reply: to be asked again on a new connection.
+    /// Requests without a reply: to be sent again on a new connection.
     std::vector<SRequest> Open() const;
 
     void Push(std::shared_ptr<SEventBatch> p_pBatch);
-    /// Part of a reply; the last part closes the request. @throws CDliError if the parts grow beyond all bounds.
+    /// One part of a reply; the last part closes the request. @throws CDliError if the parts exceed the limit.
     void PushReply(unsigned long p_lReqNum, std::vector<std::unique_ptr<CEvent>> p_vecpEvent, bool p_bMore);
-    /// The connection has been lost: parts of a reply are void.
+    /// The connection is lost: parts of an incomplete reply are discarded.
     void Lost()
     {
         m_vecpPart.clear();
@@ -55,13 +55,13 @@ class CEventInbox
         std::chrono::steady_clock::time_point tDue;
     };
     void Drain();
-    /// @return false if the batch answers a request whose caller is not to be answered yet.
+    /// @return false if the batch answers a request whose caller must not be answered yet.
     bool MayGo(const SEventBatch& p_batch);
 
     boost::asio::steady_timer m_timer;
     const Deliver m_fnDeliver;
     std::deque<std::shared_ptr<SEventBatch>> m_queBatch;
-    std::vector<std::unique_ptr<CEvent>> m_vecpPart; ///< of a reply that is not whole yet
+    std::vector<std::unique_ptr<CEvent>> m_vecpPart; ///< parts of an incomplete reply
     std::size_t m_nPartBytes = 0;
 
     mutable std::mutex m_mtx;

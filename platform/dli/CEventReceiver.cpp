@@ -6,8 +6,8 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 namespace
 {
-constexpr const char* g_pszLibrary = "library"; ///< source of an end that the server has not said
-constexpr std::size_t g_nMaxTold = 20000;       ///< far above what a server lets stand
+constexpr const char* g_pszLibrary = "library"; ///< source of an end that the server has not sent
+constexpr std::size_t g_nMaxTold = 20000;       ///< far above the number of events a server keeps active
 } // namespace
 
 void CEventReceiver::PushEvents(std::shared_ptr<SEventBatch> p_pBatch)
@@ -53,7 +53,7 @@ bool CEventReceiver::ReceiveNext()
     if (bNewsOnly && vecpEvent.empty())
         return true;
     Call([&] { m_pCallBack->Receive(vecpEvent, pBatch->lReqNum); });
-    // The end of a request is told when its reply has been taken.
+    // The end of a request is reported after its reply has been received.
     if (pBatch->lReqNum != 0)
         PushStatus(eReqFinished, pBatch->lReqNum);
     return true;
@@ -64,7 +64,7 @@ CEventReceiver::TKey CEventReceiver::KeyOf(const CEvent& p_event)
     return {p_event.IncidenceKey(), p_event.ElementType(), p_event.ElementID()};
 }
 
-/// A restart is an order: it does not stand.
+/// A restart is an order: it is never active.
 bool CEventReceiver::IsForeign(const CEvent& p_event) const
 {
     return p_event.ElementType() != m_eElem && p_event.IncidenceKey() != eIkRestart;
@@ -76,7 +76,7 @@ bool CEventReceiver::IsTold(const CEvent& p_event) const
     return it != m_mapTold.end() && it->second == p_event.Addition();
 }
 
-/// An event that has come again with the same text says the same again: no end.
+/// An event repeated with the same text has not ended.
 CEventReceiver::VecEvent CEventReceiver::EndsBefore(const VecEvent& p_vecpStanding) const
 {
     std::map<TKey, std::string> mapEnded = m_mapTold;

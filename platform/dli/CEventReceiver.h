@@ -11,8 +11,8 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Events that are delivered in one call. Shared by all receivers of the connection; when the last one has done with
-/// it, the server is told.
+/// Events that are delivered in one call. Shared by all receivers of the connection; when the last one has finished
+/// with it, the server is told.
 struct SEventBatch
 {
     SEventBatch() = default;
@@ -25,16 +25,17 @@ struct SEventBatch
     }
 
     unsigned long lReqNum = 0; ///< of the Read that it answers; 0: live
-    bool bStanding = false;    ///< all that stands at present
+    bool bStanding = false;    ///< all events active now
     std::vector<std::unique_ptr<CEvent>> vecpEvent;
     std::function<void()> fnTaken;
 };
 
-/// Registration of an event callback, and what it has been told of events of other kinds that have come and not ended.
+/// Registration of an event callback, and the events of other kinds that it has been told of and that have not ended.
 ///
-/// Who has been away has not heard what ended meanwhile, and a server that has lost its memory cannot say it: so each
-/// reply with all that stands begins with the ends of what this object was told of and what stands no longer. They carry
-/// the text of their beginning. Events of the object's own kind are its own doing and need no such end.
+/// After a disconnection, the object does not know what ended meanwhile, and a server that lost its state cannot say.
+/// So each reply with all active events starts with the ends of the events that this object knew and that are no longer
+/// active. They carry the text of their start. Events of the object's own kind are its own responsibility and get no
+/// such end.
 class CEventReceiver : public CReceiver
 {
   public:
@@ -59,9 +60,9 @@ class CEventReceiver : public CReceiver
     VecEvent EndsBefore(const VecEvent& p_vecpStanding) const;
     void Note(const CEvent& p_event);
 
-    CEventDataCallBack* const m_pCallBack; ///< the application's
+    CEventDataCallBack* const m_pCallBack; ///< owned by the application
     const int m_eElem;
-    std::map<TKey, std::string> m_mapTold;               ///< texts; of the receive lane
-    std::deque<std::shared_ptr<SEventBatch>> m_queBatch; ///< under m_mtx
+    std::map<TKey, std::string> m_mapTold;               ///< texts; used by the receive lane only
+    std::deque<std::shared_ptr<SEventBatch>> m_queBatch; ///< guarded by m_mtx
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

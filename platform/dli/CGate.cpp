@@ -4,7 +4,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 namespace
 {
-/// The gate that this thread is inside of: a lane calls one object at a time.
+/// The gate that this thread is inside: a lane calls one object at a time.
 thread_local const CGate* t_pInside = nullptr;
 thread_local bool t_bClosing = false;
 } // namespace

@@ -4,15 +4,15 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Stands in front of one callback object and knows the calls that are inside it.
+/// Guards one callback object and tracks the calls inside it.
 class CGate
 {
   public:
-    /// @return false once the gate has been closed: the object must not be called. True: Leave after the call.
+    /// @return false once the gate is closed: the object must not be called. True: call Leave after the call.
     bool Enter();
     void Leave();
-    /// Closes for good and waits until no call is inside. On a thread that is itself inside, its own call and others
-    /// that are closing too are not waited for.
+    /// Closes permanently and waits until no call is inside. On a thread that is itself inside, it does not wait for
+    /// its own call or for others that are also closing.
     void Close();
 
   private:
@@ -20,6 +20,6 @@ class CGate
     std::condition_variable m_cv;
     bool m_bClosed = false;
     unsigned m_nInside = 0;
-    unsigned m_nClosing = 0; ///< of those inside, the ones that have called Close
+    unsigned m_nClosing = 0; ///< number of those inside that have called Close
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

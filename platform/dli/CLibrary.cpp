@@ -35,7 +35,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 namespace
 {
 constexpr auto g_tInit = std::chrono::milliseconds(2000);
-/// How long the end waits for a server that has not taken yet what was sent last.
+/// How long shutdown waits for a server that has not yet received the last messages.
 constexpr auto g_tFlush = std::chrono::seconds(3);
 
 struct SShutdownAtExit
@@ -60,14 +60,14 @@ CLibrary& CLibrary::Get()
 
 CLibrary::CLibrary() : m_work(asio::make_work_guard(m_io)), m_nClient(RandomNumber())
 {
-    Link::InitTls(); // ahead of SShutdownAtExit: at exit the links end before the TLS library below them
+    Link::InitTls(); // before SShutdownAtExit: at exit the links must close before the TLS library
     m_thread = std::thread([this] { m_io.run(); });
 }
 
 asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsigned p_nPort)
 {
     if (p_nPort == 0 || p_nPort > 65535)
-        throw CDliError("port " + std::to_string(p_nPort) + " is none: expected 1 to 65535");
+        throw CDliError("port " + std::to_string(p_nPort) + " is invalid: expected 1 to 65535");
     boost::system::error_code ec;
     const asio::ip::address address = asio::ip::make_address(p_strIPAddr, ec);
     if (!ec)
@@ -75,7 +75,7 @@ asio::ip::tcp::endpoint CLibrary::Resolve(const std::string& p_strIPAddr, unsign
     asio::ip::tcp::resolver resolver(m_io);
     const auto results = resolver.resolve(p_strIPAddr, std::to_string(p_nPort), ec);
     if (ec || results.empty())
-        throw CDliError("'" + p_strIPAddr + "' is no address");
+        throw CDliError("'" + p_strIPAddr + "' is not a network address");
     return results.begin()->endpoint();
 }
 
@@ -145,7 +145,7 @@ std::shared_ptr<CConnection> CLibrary::Connection(unsigned long p_hConn)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
     if (p_hConn == 0 || p_hConn > m_vecConnection.size())
-        throw CDliError("connection handle " + std::to_string(p_hConn) + " is none");
+        throw CDliError("connection handle " + std::to_string(p_hConn) + " is invalid");
     return m_vecConnection[p_hConn - 1];
 }
 
@@ -195,8 +195,8 @@ void CLibrary::Shutdown()
         m_bShutdown = true;
         vecConnection = m_vecConnection;
     }
-    // A server that is busy may find the link cut when it next writes, and then reads no more: what was sent last, the
-    // end of an event above all, would be lost.
+    // A busy server may notice the closed link at its next write and then stop reading: the last messages, in
+    // particular the end of an event, would be lost.
     for (const std::shared_ptr<CConnection>& pConnection : vecConnection)
         pConnection->AskFlush();
     const auto tLimit = std::chrono::steady_clock::now() + g_tFlush;

@@ -15,10 +15,10 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// What the library has once a process: the table of connections, the link thread, the pool.
+/// What the library has once per process: the table of connections, the link thread, the pool.
 ///
-/// Owner    nobody: it is never destroyed, so that a call which is still stuck in the application when main() has
-///          returned finds everything in place. At exit the links are cut and the threads ended (Shutdown).
+/// Owner    nobody: it is never destroyed, so that a call still blocked in the application after main() has
+///          returned finds everything intact. At exit the links are closed and the threads ended (Shutdown).
 class CLibrary
 {
   public:
@@ -34,7 +34,7 @@ class CLibrary
     /// @throws CDliError
     std::shared_ptr<CConnection> Connection(unsigned long p_hConn);
 
-    /// Channel objects that the application has made. Those that it never deletes are kept here to the end.
+    /// Channel objects created by the application. Those that it never deletes are kept here until the end.
     void Adopt(const void* p_pObject);
     void Forget(const void* p_pObject);
 

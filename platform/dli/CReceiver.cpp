@@ -22,7 +22,7 @@ bool CReceiver::IsAtRest()
     return m_queStatus.empty() && !m_bStatusRuns && !m_bReceiveRuns;
 }
 
-/// Starts the lanes that have something to do. Under m_mtx.
+/// Starts the lanes that have work. Hold m_mtx.
 void CReceiver::Schedule()
 {
     if (!m_queAnswer.empty() && !m_bAnswerRuns)
@@ -98,6 +98,6 @@ void CReceiver::Deliver(const SStatus& p_status)
 
 void CReceiver::ReportThrow(const char* p_pText)
 {
-    std::fprintf(stderr, "DLI: exception out of a callback: %s\n", p_pText);
+    std::fprintf(stderr, "DLI: exception from a callback: %s\n", p_pText);
 }
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

@@ -10,10 +10,10 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 /// One registration of a callback object: its gate and the lanes on which it is called.
 ///
-/// Owner    shared: the object of the application's side that made it, the connection's list, and the pool while a
-///          lane is at work. It outlives the callback object safely: a closed gate lets no call through.
-/// Lanes    Status in order, one at a time. Answers to write starts (10) have a lane of their own, since the
-///          application waits for them inside a Status; a Status never overtakes an answer that came before it.
+/// Owner    shared: the application-side object that created it, the connection's list, and the pool while a
+///          lane runs. It may outlive the callback object: a closed gate lets no call through.
+/// Lanes    Status in order, one at a time. Replies to write starts (10) have their own lane, since the
+///          application waits for them inside a Status; a Status never overtakes an earlier reply.
 ///          Receive has the third lane.
 class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
 {
@@ -23,10 +23,10 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     CReceiver& operator=(const CReceiver&) = delete;
 
     void PushStatus(unsigned long p_eStatus, unsigned long p_lReqNum = 0, unsigned long p_lAddInfo = 0);
-    /// The connection has been lost: what has not been received yet is void.
+    /// The connection is lost: anything not delivered yet is discarded.
     virtual void OnLost() {}
     void Close() { m_gate.Close(); }
-    /// @return true if every call that was due has been made and has returned. An answer has no say in it.
+    /// @return true if every pending call has been made and has returned. Replies are not considered.
     bool IsAtRest();
 
     void RunLane(int p_nLane) override;
@@ -47,7 +47,7 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     };
 
     void Push(const SStatus& p_status);
-    /// Makes a call into the object unless the gate is closed. What it throws ends here, with one line.
+    /// Calls the object unless the gate is closed. An exception ends here, with one line.
     template <class TCall>
     void Call(TCall&& p_fnCall)
     {
@@ -67,16 +67,16 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
         }
         m_gate.Leave();
     }
-    /// Calls the object, behind the gate.
+    /// Calls the object, inside the gate.
     virtual void CallStatus(const SStatus& p_status) = 0;
-    /// After the call, or in its place if the gate is closed.
+    /// After the call, or instead of it if the gate is closed.
     virtual void StatusDone(const SStatus& p_status) { (void)p_status; }
-    /// Takes the next delivery off its queue and makes the call. @return false if there is none (the lane has ended).
+    /// Takes the next delivery from its queue and makes the call. @return false if there is none (the lane has ended).
     virtual bool ReceiveNext() { return false; }
 
     CThreadPool& m_pool;
     std::mutex m_mtx;
-    bool m_bReceiveRuns = false; ///< under m_mtx
+    bool m_bReceiveRuns = false; ///< guarded by m_mtx
 
   private:
     void Schedule();
@@ -86,7 +86,7 @@ class CReceiver : public ILanes, public std::enable_shared_from_this<CReceiver>
     static void ReportThrow(const char* p_pText);
 
     CGate m_gate;
-    // ---- under m_mtx ----
+    // ---- guarded by m_mtx ----
     std::deque<SStatus> m_queStatus;
     std::deque<SStatus> m_queAnswer;
     bool m_bStatusRuns = false;

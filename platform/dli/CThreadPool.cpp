@@ -20,7 +20,7 @@ void CThreadPool::Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane)
     m_queWork.push_back({std::move(p_pLanes), p_nLane});
     if (m_queWork.size() <= m_nFree)
     {
-        lock.unlock(); // the woken thread meets an open door
+        lock.unlock(); // so that the woken thread does not block on the lock
         m_cvWork.notify_one();
         return;
     }
@@ -31,7 +31,7 @@ void CThreadPool::Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane)
     }
     catch (const std::system_error&)
     {
-        --m_nThreads; // the work waits for a thread that gets free
+        --m_nThreads; // the work waits for a thread to become free
     }
 }
 

@@ -7,7 +7,7 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Something with one or more lanes of calls, each of which is to be worked off by one thread at a time.
+/// An object with one or more lanes of calls, each processed by one thread at a time.
 class ILanes
 {
   public:
@@ -15,15 +15,15 @@ class ILanes
     virtual void RunLane(int p_nLane) = 0;
 };
 
-/// Threads for the calls into the application. One more is made whenever none is free: a call may block for as long as
-/// it likes and keeps no other one waiting. A thread without work for some seconds ends.
+/// Threads for the calls into the application. A thread is added whenever none is free, so a call may block
+/// indefinitely without delaying others. A thread without work for some seconds ends.
 ///
-/// Owner    CLibrary; never destroyed, since a call that is stuck may outlive main().
+/// Owner    CLibrary; never destroyed, since a blocked call may outlive main().
 class CThreadPool
 {
   public:
     void Submit(std::shared_ptr<ILanes> p_pLanes, int p_nLane);
-    /// No further calls; waits up to 2 s for those under way.
+    /// No further calls; waits up to 2 s for those in progress.
     void Shutdown();
 
   private:

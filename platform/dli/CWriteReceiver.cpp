@@ -7,7 +7,7 @@ namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
 namespace
 {
-/// Far above the time that the application itself waits for an answer.
+/// Far longer than the application itself waits for a reply.
 constexpr auto g_tFirstDelay = std::chrono::seconds(2);
 constexpr auto g_tLastDelay = std::chrono::seconds(32);
 } // namespace
@@ -70,7 +70,7 @@ bool CWriteReceiver::IsDue(TTime p_tNow)
     return true;
 }
 
-/// A start may have ended since its answer came.
+/// A start may have ended since its reply arrived.
 bool CWriteReceiver::BeginTelling(unsigned p_nStart)
 {
     const std::lock_guard<std::mutex> lock(m_mtx);

@@ -9,13 +9,13 @@
 
 namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli
 {
-/// Registration of a write callback, and the start that it stands for.
+/// Registration of a write callback, and the start it belongs to.
 ///
-/// A start that was refused or has not been answered is offered again until it is accepted, stopped or the link is
-/// lost. The application asks once: its refusal may come only from its own last connection, which the server has not
-/// missed yet.
+/// A start that was refused or not answered is repeated until it is accepted, stopped or the link is lost. The
+/// application asks only once, and the refusal may be due to its own previous connection, whose loss the server has not
+/// noticed yet.
 ///
-/// Threads  Begin and End: the application's. Answered, OfferAgain and OnLost: the link's.
+/// Threads  Begin and End: the application's thread. Answered, OfferAgain and OnLost: the link's thread.
 class CWriteReceiver : public CReceiver
 {
   public:
@@ -26,15 +26,15 @@ class CWriteReceiver : public CReceiver
     {
     }
 
-    /// Gives the start its number, by which its answers are known.
+    /// Assigns the start its number, which identifies its replies.
     void Begin(Link::StartWrite& r_start);
-    /// When it has returned, no answer to the start is being told or will be. From inside of such a call it does not
-    /// wait for that call itself.
+    /// Once it has returned, no reply to the start is being delivered or will be. Called from inside such a delivery,
+    /// it does not wait for that delivery.
     void End();
-    /// Told to the application: what belongs to the present start, and of refusals the first.
+    /// Delivered to the application: replies to the current start, of refusals only the first.
     void Answered(const Link::WriteResponse& p_response);
-    /// Calls p_fnSend(start) if it is time to offer the start again. An End has either come before, or its stop goes
-    /// out behind.
+    /// Calls p_fnSend(start) if the start is due to be repeated. An End has either come before, or its stop is sent
+    /// afterwards.
     template <class TSend>
     void OfferAgain(TTime p_tNow, TSend&& p_fnSend)
     {
@@ -43,7 +43,7 @@ class CWriteReceiver : public CReceiver
             p_fnSend(*m_start);
     }
     void OnLost() override;
-    /// @return true from Begin to End, whatever has become of the link meanwhile.
+    /// @return true from Begin to End, whatever the state of the link.
     bool IsBegun();
 
   protected:
@@ -55,16 +55,16 @@ class CWriteReceiver : public CReceiver
     bool BeginTelling(unsigned p_nStart);
     void EndTelling();
 
-    CChannelDataWriteCallBack* const m_pCallBack; ///< the application's
-    // ---- under m_mtx ----
+    CChannelDataWriteCallBack* const m_pCallBack; ///< owned by the application
+    // ---- guarded by m_mtx ----
     std::optional<Link::StartWrite> m_start; ///< not accepted yet
-    unsigned m_nStart = 0;                   ///< number of the present start
+    unsigned m_nStart = 0;                   ///< number of the current start
     bool m_bBegun = false;                   ///< and not ended
-    bool m_bStands = false;                  ///< begun and not ended, on the present connection
-    bool m_bRefused = false;                 ///< and told so
-    std::thread::id m_idTelling;             ///< thread in a call that tells an answer; none: no call
+    bool m_bStands = false;                  ///< begun and not ended, on the current connection
+    bool m_bRefused = false;                 ///< and reported as refused
+    std::thread::id m_idTelling;             ///< thread that is delivering a reply; empty: none
     std::condition_variable m_cvTold;
     TTime m_tAgain;
-    std::chrono::seconds m_tDelay{}; ///< from the last offer to the next
+    std::chrono::seconds m_tDelay{}; ///< from the last attempt to the next
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime::Dli

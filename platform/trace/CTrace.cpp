@@ -38,7 +38,7 @@ constexpr const char* LevelName(ETraceLevel p_eLevel)
     return "";
 }
 
-/// Levels of all areas and the way out of all lines. Never torn down: lines may come at any time.
+/// Levels of all areas and the output of all lines. Never destroyed: lines may come at any time.
 class CFacility
 {
   public:
@@ -75,9 +75,9 @@ class CFacility
         try
         {
             const std::string strPath = FileNameForWriting(p_wstrPath).string();
-            // Opening a pipe waits for a reader, and neither it nor a device can be rotated.
+            // Opening a pipe waits for a reader, and neither a pipe nor a device can be rotated.
             if (std::filesystem::exists(strPath) && !std::filesystem::is_regular_file(strPath))
-                throw std::runtime_error("'" + strPath + "' is no plain file");
+                throw std::runtime_error("'" + strPath + "' is not a regular file");
             m_pLogger->sinks().push_back(
                 std::make_shared<spdlog::sinks::rotating_file_sink_mt>(strPath, g_nFileSizeMax, g_nOldFiles));
             UseFormat();
@@ -137,7 +137,7 @@ class CFacility
     }
 
   private:
-    /// Level and area stand in the text, as the logger's own levels have other names.
+    /// Level and area are part of the text, as the logger's own levels have other names.
     void UseFormat()
     {
         m_pLogger->set_formatter(
@@ -167,11 +167,11 @@ class CFacility
     }
 
     std::mutex m_mtx;
-    std::unique_ptr<spdlog::logger> m_pLogger; ///< between Init and Exit
+    std::unique_ptr<spdlog::logger> m_pLogger; ///< exists between Init and Exit
     CTrace::Sink m_fnSink;
     ETraceLevel m_eGeneral = ETraceLevel::eWarning;
-    std::vector<std::pair<std::string, ETraceLevel>> m_vecAreaRule; ///< beginning of the name, level
-    std::map<std::string, std::atomic<int>> m_mapLevel;             ///< by area; entries stay where they are
+    std::vector<std::pair<std::string, ETraceLevel>> m_vecAreaRule; ///< start of the name, level
+    std::map<std::string, std::atomic<int>> m_mapLevel;             ///< by area; entries must not move
     std::map<std::string, std::unique_ptr<CTraceHelper>> m_mapHelper;
 };
 

@@ -13,12 +13,12 @@ enum class ETraceLevel : int
     eData = 3
 };
 
-/// One level of one area. Collects the pieces of a line; TEnd sends it.
-/// One line at a time: callers that share a stream hold a lock of their own for the whole line.
+/// One level of one area. Collects the pieces of a line; TEnd sends it. One line at a time: callers that share a stream
+/// hold their own lock for the whole line.
 class CTraceStream
 {
   public:
-    /// @param p_pnAreaLevel highest level that is on for the area, below 0 for none; the facility keeps it for ever.
+    /// @param p_pnAreaLevel highest level that is on for the area, below 0 for none; it must never be destroyed.
     CTraceStream(const std::string& p_strArea, ETraceLevel p_eLevel, const std::atomic<int>* p_pnAreaLevel)
         : m_strArea(p_strArea), m_eLevel(p_eLevel), m_pnAreaLevel(p_pnAreaLevel)
     {
@@ -26,7 +26,7 @@ class CTraceStream
 
     /// Whether the level is on for the area: one atomic read.
     bool IsActive() const { return m_pnAreaLevel->load(std::memory_order_relaxed) >= static_cast<int>(m_eLevel); }
-    /// Called ahead of each insertion; the piece is taken only when the stream is active.
+    /// Called before each insertion; the piece is added only when the stream is active.
     void _Lock() {}
     void Insert(std::string_view p_strText);
     /// Ends the line and sends it, if the stream is active.

@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <vector>
 
-/// The input as a file that is in memory only.
+/// The input as a file in memory.
 class CInputFile
 {
   public:
@@ -25,7 +25,7 @@ class CInputFile
     const int m_nFile;
 };
 
-/// The input as arguments of a command line, one a line.
+/// The input as command line arguments, one per line.
 inline std::vector<std::string> Arguments(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     std::istringstream stream(std::string(reinterpret_cast<const char*>(p_pData), p_nSize));
@@ -35,7 +35,7 @@ inline std::vector<std::string> Arguments(const std::uint8_t* p_pData, std::size
     return vecstrArg;
 }
 
-/// The same as the application gets them, behind the name of the program.
+/// The same as passed to the application, after the name of the program.
 class CWideArguments
 {
   public:

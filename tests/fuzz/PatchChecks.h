@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Puts the right check word into everything that looks like a frame of C37.118, so that what is behind it gets tested.
+/// Writes a valid check word into everything that looks like a C37.118 frame, so that the code after the check is
+/// tested too.
 inline std::vector<std::uint8_t> PatchChecks(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     std::vector<std::uint8_t> vecn(p_pData, p_pData + p_nSize);

@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize);
 
-/// Runs each file of the given folders. @return 0 unless there is none: what is wrong ends the process.
+/// Runs each file of the given folders. @return 0 if there is at least one; a fault ends the process.
 int main(int p_nArgc, char* p_ppArgv[])
 {
     int nRun = 0;

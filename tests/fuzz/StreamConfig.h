@@ -1,7 +1,7 @@
 #pragma once
 #include "vds/config/SynchrophasorConfig.h"
 
-/// The stream of the seeds.
+/// The stream used by the seeds.
 inline SSynchrophasorConfig FuzzStreams(bool p_bRoundToGrid)
 {
     SSynchrophasorConfig config;

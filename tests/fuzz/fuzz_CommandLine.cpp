@@ -3,17 +3,17 @@
 #include "host/base/TraceFilter.h"
 #include "host/shell/CShellOMA.h"
 #include "tests/fuzz/Input.h"
-#include "vds/ctl/VdsCtl.cpp" // for what it parses ahead of its connection
+#include "vds/ctl/VdsCtl.cpp" // for what it parses before it connects
 #include <boost/algorithm/string/predicate.hpp>
 
-/// Arguments, one a line, for each of the programs.
+/// Arguments, one per line, for each of the programs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     using Norvik::Energy::Kestrel::VDS::Runtime::CTrace;
     std::vector<std::string> vecstrArg = Arguments(p_pData, p_nSize);
     for (std::string& strArg : vecstrArg)
     {
-        for (const char* const pOption : {"-xml:", "-measfile:"}) // their files are remembered by the process
+        for (const char* const pOption : {"-xml:", "-measfile:"}) // the process remembers their files
             strArg = boost::algorithm::istarts_with(strArg, pOption) ? pOption + std::string("/dev/null") : strArg;
     }
     CTrace::SetSink([](auto...) {});

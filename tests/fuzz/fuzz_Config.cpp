@@ -3,7 +3,7 @@
 #include "tests/fuzz/Input.h"
 #include "vds/config/CommandLine.h"
 
-/// The file as omacheck and as the server take it.
+/// The file as read by omacheck and by the server.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     const CInputFile file(p_pData, p_nSize);

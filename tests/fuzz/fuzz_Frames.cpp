@@ -3,8 +3,8 @@
 #include "vds/c37118/codec/EncodeFrame.h"
 #include <cstdlib>
 
-/// Frames one behind the other; data frames are read with the configuration that came last. What has been read as a
-/// configuration can be written and read again.
+/// A sequence of frames; data frames are decoded with the newest configuration. A decoded configuration must be
+/// encodable and decodable again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     const std::vector<std::uint8_t> vecn = PatchChecks(p_pData, p_nSize);

@@ -6,7 +6,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-/// Looks at everything that it is given.
+/// Reads everything passed to it.
 class CUser : public CChannelDataCallBack, public CChannelDataWriteCallBack, public CEventDataCallBack
 {
   public:
@@ -32,8 +32,8 @@ class CUser : public CChannelDataCallBack, public CChannelDataWriteCallBack, pub
 };
 } // namespace
 
-/// What a frame of the link carries: each message meets a connection with one receiver of each kind (number 1), whose
-/// lanes run here and not on threads of a pool. A fault closes the connection.
+/// The contents of a link frame: each message goes to a connection with one receiver of each kind (number 1), whose
+/// lanes run here instead of on pool threads. A fault closes the connection.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     Link::Frame frame;
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p
         return 0;
     CTrace::SetSink([](ETraceLevel, std::string_view, std::string_view) {});
     static Dli::CThreadPool pool;
-    pool.Shutdown(); // takes no work
+    pool.Shutdown(); // accepts no work
     boost::asio::io_context io;
     CUser user;
     const auto pConnection = std::make_shared<Dli::CConnection>(

@@ -23,8 +23,8 @@ class CSteadySource : public ISource
 };
 } // namespace
 
-/// Byte 0: 1 the port of the outputs. Then what a frame of the link carries; each message meets the session as it comes
-/// from an accepted connection, and then a cycle.
+/// Byte 0: 1 selects the port of the outputs. Then the contents of a link frame; each message is passed to the session
+/// of a fresh connection, followed by a cycle.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     Link::Frame frame;
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p
     for (const Link::Message& message : frame.messages())
     {
         if (message.control_request().kind() == Link::ControlRequest::STALL)
-            continue; // stands still for as long as it is told to
+            continue; // would block for as long as requested
         try
         {
             pSession->OnLinkMessage(message);

@@ -2,7 +2,7 @@
 #include "vds/source/CSourceReplay.h"
 #include <cstdlib>
 
-/// Plays the recording twice: the second time gives as many cycles.
+/// Plays the recording twice: both runs must give the same number of cycles.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     const CInputFile file(p_pData, p_nSize);

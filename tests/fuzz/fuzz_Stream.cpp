@@ -3,8 +3,8 @@
 #include "vds/c37118/codec/CFrameCutter.h"
 #include "vds/c37118/input/CStreamSet.h"
 
-/// Byte 0: 1 check words as they are, 2 datagrams, 4 stamps onto the grid, 8 losses; byte 1: sizes of the pieces. Then
-/// the stream.
+/// Byte 0: 1 check words unchanged, 2 datagrams, 4 round stamps to the grid, 8 losses; byte 1: sizes of the pieces.
+/// Then the stream.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     if (p_nSize < 2)

@@ -1,7 +1,7 @@
 #include "CTrace.h"
 #include "tests/fuzz/Input.h"
 
-/// Arguments, one a line. Those that name a file are left out: it would be made.
+/// Arguments, one per line. Those that name a file are skipped, because the file would be created.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* p_pData, std::size_t p_nSize)
 {
     using namespace Norvik::Energy::Kestrel::VDS::Runtime;

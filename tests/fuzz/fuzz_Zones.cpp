@@ -10,7 +10,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-/// Never changes once it has been read.
+/// Constant once it has been read.
 const CConfiguration* Config()
 {
     static CXMLConfiguration xml;

@@ -1,4 +1,4 @@
-"""Random faults of the data, seeded, played to an application that is restarted and stopped by events meanwhile.
+"""Random data faults, seeded, played to an application that events restart and stop in the meantime.
 
 As a program (see ./soak): data_faults.py [COUNT [SEED]], a recording of four minutes each. One place swings, another one
 does not. The application must survive, never report the quiet place nor a mode that does not swing, end each event that
@@ -15,7 +15,7 @@ from harness import ANGLE_JOB, POWER_JOB, TICKS_S, SwingTest, free_ports, grid_t
 
 SPEED = 60
 RATE = 50
-SOUND_S = 60  # behind the faulty part
+SOUND_S = 60  # s after the faulty part
 QUIET_JOB = {**POWER_JOB, "name": "QUIET", "id": 520, "output_ref_id": 720,
              "modes": {**POWER_JOB["modes"], "list": [{**m, "id": m["id"] + 20, "unit_id": m["unit_id"] + 20,
                                                        "outputs": [o + 200 for o in m["outputs"]]}
@@ -24,16 +24,16 @@ QUIET_JOB = {**POWER_JOB, "name": "QUIET", "id": 520, "output_ref_id": 720,
 JOBS = (POWER_JOB, ANGLE_JOB, QUIET_JOB)
 IDS = (1011, 1021, 1031, 1051, 1061)
 SWINGING = 603
-NOT_QUIET = {601, 602, 603, 611}  # modes of the place whose samples may be wrong without saying so
+NOT_QUIET = {601, 602, 603, 611}  # modes of the place whose samples may be wrong without an invalid state
 ODD = ("nan", "-nan", "inf", "-inf")
-PLAUSIBLE = ("0", "1e-320", "-1", "1e30", "-3.4e38", "460000")  # 1e308 is none for a recording
+PLAUSIBLE = ("0", "1e-320", "-1", "1e30", "-3.4e38", "460000")  # a recording must not contain 1e308
 STATES = ("0x2000", "0x0100000000000000", "0x0080000000000000", "0xFFFFFFFFFFFFFFFF", "1", "0x0080000000000001")
 GOOD_RATES = ((50, 50), (50, 25), (25, 50), (10, 50), (50, 10))
 ODD_RATES = ((7, 50), (23, 23), (49, 50), (100, 50), (1, 50), (120, 7), (50, 13), (33, 11), (-2, 50), (-10, -10))
 
 
 class Recording:
-    """Rows of fields; a row that is None is left out."""
+    """Rows of fields; a row that is None is omitted."""
 
     def __init__(self, rng, faulty_s):
         self.rng = rng
@@ -49,20 +49,20 @@ class Recording:
         self.plausible = False
 
     def stretch(self):
-        """First and last row of a fault: a single one, or a piece."""
+        """First and last row of a fault: a single row, or a range."""
         begin = self.rng.randrange(RATE, (self.faulty_s - 12) * RATE)
         return begin, begin + (1 if self.rng.random() < 0.3 else int(10 ** self.rng.uniform(0, 2.7)))
 
     def fault(self):
         getattr(self, self.rng.choice([name for name in dir(self) if name.startswith("f_")]))(*self.stretch())
 
-    # ---- of the time ----
+    # ---- time faults ----
     def f_gap(self, begin, end):
         for i in range(begin, end):
             self.rows[i] = None
 
     def f_stamps_jump(self, begin, end):
-        """For a while or for good, by cycles, seconds, days, years; for a while off the grid: such cycles are refused."""
+        """By cycles to years, temporary or permanent; or temporarily off the grid: such cycles are refused."""
         by = self.rng.choice([TICKS_S // RATE, TICKS_S, 3600 * TICKS_S, 86400 * TICKS_S, 3650 * 86400 * TICKS_S, 1, 12345])
         by *= self.rng.choice([-1, 1]) * self.rng.choice([1, 1, 2, 7])
         for_good = by % (TICKS_S // RATE) == 0 and self.rng.random() < 0.3
@@ -84,7 +84,7 @@ class Recording:
     def f_rows_repeated(self, begin, end):
         self.rows[begin:begin] = [list(row) if row else None for row in self.rows[begin:min(end, begin + 50)]]
 
-    # ---- of the samples ----
+    # ---- sample faults ----
     def change(self, begin, end, fields, value):
         chance = self.rng.choice([1.0, 1.0, 0.3])
         for row in self.rows[begin:end]:
@@ -139,7 +139,7 @@ class DataFaultRun:
         self.rng = random.Random(seed)
 
     def round(self):
-        """A recording from its begin to its end."""
+        """Plays a recording from start to end."""
         test, rng = self.test, self.rng
         for log in ("events.jsonl", "channels.jsonl"):
             (test.dir / log).unlink(missing_ok=True)
@@ -159,7 +159,7 @@ class DataFaultRun:
         self.post(time.monotonic() + self.faulty_s / SPEED)
         if fits:
             vds.wait_text("the source has ended")
-            wait_for(lambda: self.standing() == [SWINGING], "the swing, and it alone, when the data is sound again")
+            wait_for(lambda: self.standing() == [SWINGING], "only the swing, once the data is valid again")
         test.assertTrue(vds.running() and oma.running(), vds.text()[-3000:] + oma.text()[-3000:])
         test.assertEqual(oma.stop(), 0, oma.text()[-3000:])
         self.judge(recording)
@@ -168,7 +168,7 @@ class DataFaultRun:
             test.processes.remove(process)
 
     def post(self, end):
-        """Zone events without end, restarts and orders to stop, while the faults last."""
+        """Continuous zone events, restarts and stop orders during the faults."""
         rng = self.rng
         while time.monotonic() < end:
             draw = rng.random()

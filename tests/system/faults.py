@@ -1,4 +1,4 @@
-"""Random faults of the link, seeded, against a running swing.
+"""Random link faults, seeded, during a swing.
 
 As a program (see ./soak): faults.py [COUNT [SEED [NAME...]]], the names of the faults to play, default all. After each
 fault the application has to come back without help: the swing is reported again, all output channels run, threads,
@@ -27,8 +27,8 @@ SCENARIO = {
              {"place": "A", "line": "A-B", "phases": {"L1": 1021}}],
     "swings": [{"name": "standing", "frequency_hz": 1.1, "damping": 0, "start_s": 5, "amplitude_deg": 4,
                 "shape": {"A": 1, "B": -0.5}}]}
-SWING_MODES = {603: "power", 611: "angle"}  # of the two jobs, as harness names them
-GROWTH = 0.2  # share of its memory by which a run may grow in its second half: pools that fill take up to 10 %
+SWING_MODES = {603: "power", 611: "angle"}  # the modes of the two jobs, by job name of the harness
+GROWTH = 0.2  # allowed memory growth in the second half of a run: filling pools take up to 10 %
 PS_UNIT, MEAS_UNITS = 803, (800, 810)
 FAULTS = {}
 
@@ -66,12 +66,12 @@ class FaultRun:
         self.vds.wait()
         self.vds.kill()
         self.test.processes.remove(self.vds)
-        # The values of the output channels: only what comes from here on is looked at.
+        # The values of the output channels: only those from here on are checked.
         (self.test.dir / "channels.jsonl").unlink(missing_ok=True)
 
-    # ---- what is to be seen ----
+    # ---- observations ----
     def rows(self, what):
-        """What the server shows; nothing while it does not answer."""
+        """The server's output; empty while it does not answer."""
         return [line.split() for line in self.test.vdsctl(what, check=False).stdout.splitlines()]
 
     def times(self):
@@ -84,7 +84,7 @@ class FaultRun:
         return Counter(int(row[3]) for row in rows if 4203 <= int(row[1]) <= 4206)
 
     def recovered(self):
-        """Both swings are reported, once, and values flow in all channels."""
+        """Both swings are reported exactly once, and all channels receive values."""
         before = self.times()
         if not {PS_UNIT, *MEAS_UNITS} <= before.keys():
             return False
@@ -96,7 +96,7 @@ class FaultRun:
             wait_for(flowing, "values", 3)
         except AssertionError:
             return False
-        # What stands at the server does so for a moment after the loss as well.
+        # Active events at the server also remain active for a moment after the loss.
         return self.standing() == Counter(SWING_MODES.keys()) and self.connections() == 2
 
     def connections(self):
@@ -107,7 +107,7 @@ class FaultRun:
             return 0
 
     def history(self):
-        """The last events, and starts and stops of channels."""
+        """The newest events, and the newest starts and stops of channels."""
         channels = [c for c in self.test.channels() if c["op"] != "write"]
         return "".join(f"{line}\n" for line in (*self.test.swing_events()[-12:], *channels[-12:]))
 
@@ -136,11 +136,11 @@ class FaultRun:
         self.levels.append(self.level())
 
     def some(self):
-        """One connection or both."""
+        """Affects one connection or both."""
         return self.rng.choice([self.proxies[:1], self.proxies[1:], self.proxies])
 
     def pause(self, low=0.05, high=2.0):
-        """Short ones more often than long ones."""
+        """Short times are more frequent than long ones."""
         time.sleep(low * (high / low) ** self.rng.random())
 
     def close(self):
@@ -189,7 +189,7 @@ def link_stalled(run):
 @fault
 def server_stalled(run):
     run.test.vdsctl("stall", round(0.1 * 60 ** run.rng.random(), 2))
-    time.sleep(0.2)  # it stands still a moment after the answer
+    time.sleep(0.2)  # it stops a moment after the answer
 
 
 @fault
@@ -248,9 +248,9 @@ def play(test, count, seed, names=(), told=lambda run: None):
         told(run)
     code, left, started = run.close()
     test.assertEqual(code, 0)
-    test.assertFalse(left, "events left standing")
+    test.assertFalse(left, "events left active")
     test.assertFalse(started, "channels left started")
-    # The library keeps the threads and buffers that the first losses have needed.
+    # The library keeps the threads and buffers that the first losses required.
     settled, last = run.levels[len(run.levels) // 2], run.levels[-1]
     test.assertLessEqual(last["threads"], settled["threads"] + 2)
     test.assertLessEqual(last["handles"], settled["handles"] + 4)

@@ -1,6 +1,6 @@
-"""Whole processes for the system tests: a server, an application, their logs, and recordings to play.
+"""Processes for the system tests: a server, an application, their logs, and recordings to play.
 
-OMA_BIN_DIR names the directory of the binaries (ctest sets it); a sanitizer's report in any process fails the test.
+OMA_BIN_DIR is the directory of the binaries (ctest sets it); a sanitizer's report in any process fails the test.
 """
 import json
 import math
@@ -17,7 +17,7 @@ from pathlib import Path
 
 BIN = Path(os.environ.get("OMA_BIN_DIR", Path(__file__).resolve().parents[2] / "build" / "release" / "bin"))
 DATA = Path(__file__).resolve().parents[1] / "data"
-# A sanitizer slows the processes down; limits are there to end a test that hangs, never to time one.
+# Sanitizers slow the processes down; the limits end a hanging test and do not measure time.
 LIMIT_S = 120.0
 TICKS_S = 10_000_000
 START_TICKS = 638452296000000000  # 2024-03-05T10:00:00Z
@@ -55,7 +55,7 @@ def read_jsonl(path):
 
 
 class Process:
-    """A process with its output in a file, stopped in any case."""
+    """A process with its output in a file; it is always stopped."""
 
     def __init__(self, name, args, folder, env=None):
         self.name = name
@@ -174,7 +174,7 @@ class SystemTest(unittest.TestCase):
 
 class SwingTest(SystemTest):
     def begin(self, *args, seconds=4000, power=lambda t: swing(t, 1.1, 30e6)):
-        """A live server at 20 times the wall clock with a standing swing, and an application that follows it."""
+        """A live server at 20 times real time with a permanent swing, and an application that analyses it."""
         self.write_config()
         write_recording(self.dir / "rec.csv", seconds, power)
         vds = self.vds("--replay", self.dir / "rec.csv", "--speed", "20")
@@ -191,12 +191,12 @@ class SwingTest(SystemTest):
         standing = {}
         for e in self.swing_events():
             if e["transition"] == "APP":
-                # A mode has one event at a time, whatever the link has gone through.
+                # A mode has at most one active event, whatever happens to the link.
                 self.assertNotIn(e["elementId"], standing, f"a second event of a mode: {e}")
                 standing[e["elementId"]] = e["key"]
             elif standing.get(e["elementId"]) == e["key"]:
                 del standing[e["elementId"]]
-        self.assertFalse(standing, "events left standing")
+        self.assertFalse(standing, "events left active")
         running = {}
         for c in self.channels():
             if c["op"] != "write":
@@ -251,7 +251,7 @@ def job_xml(job):
 
 
 def config_xml(ports, jobs=(POWER_JOB,), rate=50, rates=None, input_mode=0, ntm=False, timeout_ms=5000, active=True):
-    """A configuration of one instance. rates: reporting rate by PMU id, where one differs."""
+    """A configuration of one instance. rates: reporting rate by PMU id, where it differs."""
     units = {}
     for job in jobs:
         for p in ("pmu1", "pmu2"):

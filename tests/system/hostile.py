@@ -1,4 +1,4 @@
-"""Peers that mean harm, at the ports of the server: raw WebSocket frames with what no client sends.
+"""Hostile peers at the server's ports: raw WebSocket frames with contents that no client sends.
 
     OMA_BIN_DIR=... python3 hostile.py 60       # the long form: 100 peers of all kinds for 60 s, plain and over TLS
 """
@@ -20,7 +20,7 @@ UPGRADE = (b"GET /dli HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConne
            b"Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n")
 
 
-# ---- the wire ------------------------------------------------------------------------------------------------------
+# ---- protocol ------------------------------------------------------------------------------------------------------
 
 def varint(n):
     out = bytearray()
@@ -44,12 +44,12 @@ def fixed64(field, n):
 
 
 def messages(*parts):
-    """A frame of messages, each a pair of the message's field and its bytes."""
+    """A frame of messages, each given as its field number and its bytes."""
     return b"".join(part(1, part(field, data)) for field, data in parts)
 
 
 def websocket(data, size=None):
-    """One binary message. The mask is zero, which is one, too. size: what the head claims."""
+    """One binary message. The mask is zero, which is valid. size: the size claimed in the header."""
     size = len(data) if size is None else size
     if size < 126:
         head = struct.pack(">BB", 0x82, 0x80 | size)
@@ -96,7 +96,7 @@ class Peer:
         self.sock.sendall(websocket(messages(*parts)))
 
     def receive(self):
-        """The next binary message; a close or the end of the connection raises."""
+        """The next binary message; raises an exception at a close or the end of the connection."""
         while True:
             while len(self.rest) < 2:
                 self.more()
@@ -120,7 +120,7 @@ class Peer:
         return self
 
     def until_closed(self):
-        """@return what the server says about it."""
+        """@return the server's line about it."""
         try:
             while True:
                 self.receive()
@@ -134,7 +134,7 @@ class Peer:
 
 
 def standing(port, context=None, token=b""):
-    """A whole call of a rightful client. @return its time in s."""
+    """A complete session of a legitimate client. @return its time in s."""
     begin = time.monotonic()
     peer = Peer(port, context).greet(token)
     peer.send((40, number(1, 1)))
@@ -144,7 +144,7 @@ def standing(port, context=None, token=b""):
     return taken
 
 
-# ---- kinds of harm: each opens connections of its own, again and again ---------------------------------------------
+# ---- attacks: each opens its own connections, again and again ----------------------------------------------------
 
 class Attack:
     def __init__(self, ports, context=None, token=b""):
@@ -237,7 +237,7 @@ CLIENTS = ("half_a_frame", "empty_messages", "members_of_a_message", "requests_w
 
 
 def assault(attack, kinds, peers, end):
-    """So many peers of these kinds until the time; each begins anew when it has been thrown out."""
+    """Runs this many peers of these kinds until the given time; each starts again when it is disconnected."""
     def play(kind):
         while time.monotonic() < end:
             try:
@@ -252,7 +252,7 @@ def assault(attack, kinds, peers, end):
 
 
 def main():
-    """One process of the assault: ports, kinds, peers, seconds, token, authority."""
+    """One process of the attack: ports, kinds, peers, seconds, token, authority."""
     ports, kinds, peers, seconds, token, ca = json.loads(sys.argv[2])
     context = None
     if ca:
@@ -269,7 +269,7 @@ def memory_mb(process, field="VmHWM"):
 
 
 def run_assault(test, vds, kinds, peers, seconds, context=None, token=b"", ca=""):
-    """Calls of a rightful client while the assault lasts. @return their times in s, without those that failed."""
+    """Sessions of a legitimate client during the attack. @return their times in s, without the failed ones."""
     order = json.dumps([test.ports, kinds, peers, seconds, token.decode(), str(ca)])
     test.start("hostile", [sys.executable, Path(__file__).resolve(), "play", order])
     time.sleep(0.5)

@@ -1,4 +1,4 @@
-"""A wire with faults: stands between an application and a server, on one port, and does harm on request.
+"""A faulty wire: a proxy between an application and a server, on one port, that injects faults on request.
 
 It forwards bytes. Towards the application it looks into the WebSocket frames for the answers to a start of an output
 channel, which it can delay, falsify or swallow.
@@ -32,7 +32,7 @@ def to_varint(value):
 
 
 def messages(frame):
-    """The messages of a Frame (field 1, repeated), each as its bytes."""
+    """The messages of a Frame (field 1, repeated), each as bytes."""
     at = 0
     while at < len(frame):
         key, at = varint(frame, at)
@@ -52,14 +52,14 @@ def to_frame(parts):
 
 
 def refused(message):
-    """The same answer with an error."""
+    """The same reply with an error."""
     length, at = varint(message, 2)
-    body = message[at:at + length] + b"\x18\x07"  # error = 7: the last value of a field counts
+    body = message[at:at + length] + b"\x18\x07"  # error = 7: of a repeated field the last value counts
     return message[:2] + to_varint(len(body)) + body
 
 
 class FrameCutter:
-    """Cuts what the server sends into the HTTP answer and WebSocket frames."""
+    """Splits the server's bytes into the HTTP response and WebSocket frames."""
 
     def __init__(self):
         self.data = b""
@@ -89,7 +89,7 @@ class FrameCutter:
 
 
 class Wire:
-    """One connection through the proxy: two threads, one a direction."""
+    """One connection through the proxy: two threads, one per direction."""
 
     def __init__(self, proxy, client):
         self.proxy = proxy
@@ -128,7 +128,7 @@ class Wire:
 
     def pump(self, source, forward):
         while not self.closed:
-            # Never blocked in a read: the kernel would keep the socket, and its end, until that returns.
+            # Never blocks in a read: the kernel would delay closing the socket until the read returns.
             if not select.select([source], [], [], 0.1)[0]:
                 continue
             data = source.recv(65536)
@@ -146,7 +146,7 @@ class Wire:
             sock.sendall(data)
 
     def answered(self, piece):
-        """A frame of the server, after what is to happen to the answers to a start."""
+        """A frame of the server, after the fault for replies to a start has been applied."""
         mode = self.proxy.answers
         if mode == "good" or WRITE_RESPONSE not in piece or piece[0] != 0x82:
             return piece
@@ -196,7 +196,7 @@ class LinkProxy:
         self.wires = set()
         self.stalled = False
         self.silent = False
-        self.half = None      # "up" or "down": the next piece in this direction is cut in its middle
+        self.half = None      # "up" or "down": the next piece in this direction is cut in the middle
         self.answers = "good"  # "late", "wrong", "missing"
         self.listener = None
         self.port = 0
@@ -223,7 +223,7 @@ class LinkProxy:
             self.wires.add(Wire(self, client))
 
     def refuse(self):
-        """Nobody listens any more."""
+        """Stops listening."""
         listener, self.listener = self.listener, None
         if listener:
             listener.shutdown(socket.SHUT_RDWR)

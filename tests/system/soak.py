@@ -1,4 +1,4 @@
-"""Hours of data in a row, as fast as the application takes them: memory, threads and handles stay where they are.
+"""Plays hours of data as fast as the application can receive them: memory, threads and handles must not grow.
 
 As a program (see ./soak): soak.py [HOURS [JOBS]].
 """
@@ -12,11 +12,11 @@ from pathlib import Path
 from faults import GROWTH, SCENARIO
 from harness import ANGLE_JOB, BIN, POWER_JOB, SystemTest, config_xml, wait_for
 
-SAMPLE_S = (0.1, 5.0)  # of short and of long runs: a look costs a process
+SAMPLE_S = (0.1, 5.0)  # for short and for long runs: each sample starts a process
 
 
 def jobs_of(count):
-    """Jobs of three bands and one mode each: every other one a power, the rest angles."""
+    """Jobs of three bands and one mode each: alternately power and angle."""
     jobs = []
     for i in range(count):
         base = ANGLE_JOB if i % 2 else POWER_JOB
@@ -29,7 +29,7 @@ def jobs_of(count):
 
 
 def slope(points):
-    """Of the straight line through (x, y) by least squares."""
+    """Slope of the least-squares line through (x, y)."""
     n = len(points)
     mx, my = sum(p[0] for p in points) / n, sum(p[1] for p in points) / n
     sxx = sum((p[0] - mx) ** 2 for p in points)
@@ -42,7 +42,7 @@ class SoakRun:
         self.hours = hours
         self.samples = {"oma": [], "vds": []}  # (hours of data, bytes, threads, handles)
         test.config.write_text(config_xml(test.ports, jobs=jobs_of(jobs)))
-        # The swing comes and goes with a beat, so that modes live and die, and events come all the time.
+        # The swing comes and goes in a beat, so that modes and events keep starting and ending.
         scenario = {**SCENARIO, "duration_s": int(hours * 3600), "swings": [
             {**SCENARIO["swings"][0], "name": f"{f} Hz", "frequency_hz": f, "amplitude_deg": 2.0}
             for f in (1.1, 1.104, 0.4, 0.402)]}
@@ -85,7 +85,7 @@ class SoakRun:
         self.test.assertEqual(self.oma.stop(), 0)
 
     def settled(self, name):
-        """The second half: queues are full and all buffers made."""
+        """The second half: queues are full and all buffers allocated."""
         return [s for s in self.samples[name] if s[0] >= self.hours / 2]
 
     def check_memory(self):
@@ -95,7 +95,7 @@ class SoakRun:
             self.test.assertLessEqual(settled[-1][1], settled[0][1] * (1 + GROWTH), f"memory of {name}")
 
     def growth(self, name):
-        """Bytes an hour of data."""
+        """Bytes per hour of data."""
         return slope([(s[0], s[1]) for s in self.settled(name)])
 
 

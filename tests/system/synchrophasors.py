@@ -1,4 +1,4 @@
-"""A device that speaks IEEE C37.118, for tests: written against the standard, not against the code of the server."""
+"""A simulated IEEE C37.118 device for tests: written from the standard, independently of the server's code."""
 import cmath
 import socket
 import struct
@@ -16,7 +16,7 @@ def crc(data):
 
 
 def frame(kind, stream, seconds, body, base=1_000_000, quality=0):
-    """seconds: UTC as a number of ticks of the base since 1970."""
+    """seconds: UTC since 1970 as a number of ticks of the time base."""
     head = struct.pack(">BBHHII", 0xAA, kind << 4 | 1, 16 + len(body), stream, seconds // base,
                        quality << 24 | seconds % base)
     return head + body + struct.pack(">H", crc(head + body))
@@ -53,7 +53,7 @@ class Device:
 
 
 class Server(threading.Thread):
-    """Serves one device over TCP, one client at a time, in real time; its data as datagrams if a port for them is given."""
+    """Serves one device over TCP, one client at a time, in real time; given a UDP port, it sends its data there."""
 
     def __init__(self, device, late_s=0.0, data_port=None, host="127.0.0.1"):
         super().__init__(daemon=True)
@@ -62,10 +62,10 @@ class Server(threading.Thread):
         self.datagrams = data_port and Datagrams(data_port)
         self.port = self.listener.getsockname()[1]
         self.commands = []
-        self.given = 0  # frames of data
-        self.inject = []  # bytes that go out between two frames
+        self.given = 0  # number of data frames sent
+        self.inject = []  # bytes to send between two frames
         self.cut = threading.Event()
-        self.mute = threading.Event()  # takes commands, answers nothing, sends nothing
+        self.mute = threading.Event()  # accepts commands, answers nothing, sends nothing
         self.ending = threading.Event()
         self.start()
 
@@ -121,7 +121,7 @@ class Server(threading.Thread):
                 self.given += 1
 
     def take_last(self, client):
-        """The commands ahead of the end of a connection that was found closed when data was sent."""
+        """The commands received before the end of a connection that turned out to be closed when data was sent."""
         try:
             rest = client.recv(1000)
             self.commands += [struct.unpack(">H", rest[i + 14:i + 16])[0] for i in range(0, len(rest) - 17, 18)]
@@ -131,14 +131,14 @@ class Server(threading.Thread):
     def give(self, client, data):
         if self.datagrams:
             return self.datagrams.sendall(data)
-        half = len(data) // 2  # two writes, so that frames are cut under way
+        half = len(data) // 2  # two writes, so that frames are split in transit
         client.sendall(data[:half])
         client.sendall(data[half:] + b"".join(self.inject))
         self.inject.clear()
 
 
 class Datagrams(socket.socket):
-    """Looks like the connection of a client; datagrams go to a port, or to where the last one came from."""
+    """Behaves like a client's connection; datagrams go to a given port, or to the sender of the last one."""
 
     def __init__(self, port=None):
         super().__init__(socket.AF_INET, socket.SOCK_DGRAM)

@@ -1,4 +1,4 @@
-"""Bad input to the three programs: one clear line, a status that tells, nothing half-written."""
+"""Bad input to the three programs: one clear line, a meaningful exit status, nothing half-written."""
 import socket
 import subprocess
 import unittest

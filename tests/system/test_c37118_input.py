@@ -14,7 +14,7 @@ VOLTS, BEGIN = 230e3, 1_700_000_000
 
 
 def current(t):
-    """Gives 300 MW at 230 kV, and on them a swing of 30 MW at 1.1 Hz; with some noise."""
+    """Current for 300 MW at 230 kV with a swing of 30 MW at 1.1 Hz and some noise."""
     return (300e6 + swing(t % 1e6, 1.1, 30e6) + random.gauss(0, 4e4)) / VOLTS * cmath.exp(0.35j)
 
 
@@ -53,12 +53,12 @@ class Synchrophasors(SystemTest):
         self.write_streams((first.port, second.port))
         vds = self.vds()
         oma = self.oma()
-        vds.wait_text("stream north: 1 PMU, 50 frames a second, 1 of 1 phasors found")
-        vds.wait_text("stream south: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+        vds.wait_text("stream north: 1 PMU, 50 frames per second, 1 of 1 phasors found")
+        vds.wait_text("stream south: 1 PMU, 50 frames per second, 1 of 1 phasors found")
         self.wait_swing("APP")
         self.assertEqual(first.commands[:3], [1, 5, 2], "off, CFG-2, on")
 
-        # Another phasor ahead of the one that is wanted: the change is asked for once, and garbage does no harm.
+        # Another phasor before the wanted one: the change is requested once, and garbage does no harm.
         first.inject += [b"\xaa\x01\xff\xff garbage", first.device.data(1)[:9]]
         first.device.phasors = {"VX": (0, 1, lambda t: 0j), **first.device.phasors}
         first.device.stat = 0x0400
@@ -78,7 +78,7 @@ class Synchrophasors(SystemTest):
         self.assertRegex(vds.text(), r"stream south: \d+ data frames, .*2 connections\n")
 
     def udp_port(self):
-        """One that was free a moment ago."""
+        """A port that was free a moment ago."""
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
             probe.bind(("127.0.0.1", 0))
             return probe.getsockname()[1]
@@ -91,7 +91,7 @@ class Synchrophasors(SystemTest):
                                '<Phasor Name="VA" Datapoint="1011"/></Stream>' + text[end:])
 
     def test_data_over_udp_on_command(self):
-        """Commands over UDP, and over TCP with data over UDP; a device that falls silent is asked anew."""
+        """Commands over UDP, and over TCP with data over UDP; a device that falls silent is asked again."""
         port = self.udp_port()
         both, data = sp.UdpServer(north()), sp.Server(north(), data_port=port)
         for server, attributes in (
@@ -100,11 +100,11 @@ class Synchrophasors(SystemTest):
             self.addCleanup(server.stop)
             self.write_stream(attributes)
             vds = self.vds()
-            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+            vds.wait_text("stream n: 1 PMU, 50 frames per second, 1 of 1 phasors found")
             wait_for(lambda: len(server.commands) > 2, "data turned on")
             self.assertEqual(server.commands[:3], [1, 5, 2], "off, CFG-2, on")
             server.cut.set()
-            wait_for(lambda: server.commands.count(2) > 1, "data turned on anew")
+            wait_for(lambda: server.commands.count(2) > 1, "data turned on again")
             given = server.given
             wait_for(lambda: server.given > given + 50, "a second of data")
             self.assertEqual(vds.stop(), 0)
@@ -112,7 +112,7 @@ class Synchrophasors(SystemTest):
             self.assertRegex(vds.text(), r"stream n: \d\d+ data frames, \d+ bytes(, \d+ gaps.*lost)?(, 2 connections)?\n")
 
     def test_spontaneous_udp(self):
-        """One datagram a frame without any command; the configuration comes late, as it does each minute."""
+        """One datagram per frame without any command; the configuration arrives late, as it is sent once a minute."""
         port = self.udp_port()
         self.write_stream(f'UdpPort="{port}" Transport="spontaneous"')
         vds = self.vds()
@@ -121,7 +121,7 @@ class Synchrophasors(SystemTest):
             for i in range(30):
                 for datagram in ([device.config(time.time())] if i == 10 else []) + [device.data(index + i)]:
                     sender.sendto(datagram, ("127.0.0.1", port))
-            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+            vds.wait_text("stream n: 1 PMU, 50 frames per second, 1 of 1 phasors found")
             device.count += 1
             sender.sendto(device.config(time.time()), ("127.0.0.1", port))
             vds.wait_text("stream n: new configuration")
@@ -138,8 +138,8 @@ class Synchrophasors(SystemTest):
         vds = self.vds()
         wait_for(lambda: server.given > 50, "a second of data")
         server.mute.set()
-        vds.wait_text("stream n: no data comes; ")
-        self.assertEqual(server.commands[:4], [1, 5, 2, 2], "data turned on once more before the connection is given up")
+        vds.wait_text("stream n: no data received; ")
+        self.assertEqual(server.commands[:4], [1, 5, 2, 2], "data turned on once more before the connection is closed")
         server.mute.clear()
         given = server.given
         wait_for(lambda: server.given > given + 50, "data after the silence")
@@ -157,7 +157,7 @@ class Synchrophasors(SystemTest):
                     self.skipTest(f"no route for multicast on this machine: {e}")
             self.write_stream(f'Host="{group}" UdpPort="{port}" Transport="spontaneous"')
             vds = self.vds()
-            # Sent over every interface: the one that the system joins the group on is its own choice.
+            # Sent on every interface: the system chooses the one on which it joins the group.
             interfaces = ["127.0.0.1"] + [a for a in socket.gethostbyname_ex(socket.gethostname())[2]]
             device, index = north(), int(time.time()) * 50
 
@@ -171,24 +171,24 @@ class Synchrophasors(SystemTest):
             send(device.config(time.time()))
             for i in range(30):
                 send(device.data(index + i))
-            vds.wait_text("stream n: 1 PMU, 50 frames a second, 1 of 1 phasors found")
+            vds.wait_text("stream n: 1 PMU, 50 frames per second, 1 of 1 phasors found")
         self.assertEqual(vds.stop(), 0)
         self.assertRegex(vds.text(), r"stream n: [36]0 data frames")
 
     def test_both_edges_of_a_change_are_asked_for_at_once(self):
-        """The second edge comes before the 5 s of the first request are over, and changes the length of the frames."""
+        """The second edge arrives within the 5 s of the first request, and changes the length of the frames."""
         server = self.serve(north())
         self.write_stream(f'Host="127.0.0.1" Port="{server.port}"')
         vds = self.vds()
         wait_for(lambda: server.given > 10, "data")
         server.device.stat = 0x0400
-        wait_for(lambda: server.commands.count(5) == 2, "asked on the rising edge")
+        wait_for(lambda: server.commands.count(5) == 2, "requested on the rising edge")
         server.device.phasors = {"VX": (0, 1, lambda t: 0j), **server.device.phasors}
         server.device.stat = 0
         vds.wait_text("stream n: new configuration")
         self.assertEqual(server.commands.count(5), 3)
-        self.assertEqual(server.commands.count(2), 1, "the data has not been turned on anew")
-        self.assertNotIn("no data comes", vds.text())
+        self.assertEqual(server.commands.count(2), 1, "the data has not been turned on again")
+        self.assertNotIn("no data received", vds.text())
         self.assertEqual(vds.stop(), 0)
 
     def test_a_flood_of_rubbish_is_closed_and_not_told_for_ever(self):
@@ -203,8 +203,8 @@ class Synchrophasors(SystemTest):
                 server.inject.append(b"\xaa\x01\xff\xff" * 50000)
                 time.sleep(0.02)
         threading.Thread(target=pour, daemon=True).start()
-        vds.wait_text("stream n: sends far more than its configuration says, or what is no frame")
-        wait_for(lambda: server.commands.count(5) > 2, "connected anew")
+        vds.wait_text("stream n: sends far more than its configuration implies, or bytes that are not frames")
+        wait_for(lambda: server.commands.count(5) > 2, "reconnected")
         flood.set()
         self.assertEqual(vds.stop(), 0)
         self.assertEqual(vds.text().count("sends far more than"), 1)
@@ -241,7 +241,7 @@ class Synchrophasors(SystemTest):
         return vds
 
     def test_capture(self):
-        """The same from a capture: two captures of different form, one with the segments out of order, agree."""
+        """The same from a capture: two captures in different formats, one with segments out of order, agree."""
         self.write_streams((1, 2), wait_ms=300)
         random.seed(7)
         packets, seqs = [], {1: 1000, 2: 0xFFFFFF00}

@@ -1,4 +1,4 @@
-"""Streams of IEEE C37.118 that the server offers: its results, its phasors, and both as tshark reads them."""
+"""Streams of IEEE C37.118 that the server offers: its results, its phasors, and both as decoded by tshark."""
 import math
 import re
 import select
@@ -28,7 +28,7 @@ def command(code, stream=1):
 
 
 def cut(buffer):
-    """Whole frames of a stream, and what is left."""
+    """Complete frames of a stream, and the remaining bytes."""
     frames = []
     while len(buffer) >= 4 and len(buffer) >= (size := struct.unpack(">H", buffer[2:4])[0]):
         frames.append(buffer[:size])
@@ -41,7 +41,7 @@ def kind(data):
 
 
 def write_pcap(path, packets, port, protocol):
-    """packets: (sent by the server, bytes) in their order, as raw IP."""
+    """packets: (sent by the server, bytes) in order, as raw IP."""
     seq = [1, 1]
     with open(path, "wb") as f:
         f.write(struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, 101))
@@ -70,7 +70,7 @@ def tshark(path, port, protocol, *fields):
 
 
 class Taker(threading.Thread):
-    """A client that records what it sends and gets."""
+    """A client that records what it sends and receives."""
 
     def __init__(self, test, sock, *codes):
         super().__init__(daemon=True)
@@ -100,7 +100,7 @@ class Taker(threading.Thread):
 
 
 class Recorder(threading.Thread):
-    """Hands one connection through to a port and records it."""
+    """Forwards one connection to a port and records it."""
 
     def __init__(self, port):
         super().__init__(daemon=True)
@@ -133,7 +133,7 @@ class Output(SystemTest):
             f'Port="{ports[0]}" PortApplicationData="{ports[1]}"><Synchrophasors>{streams}</Synchrophasors></VDS>'))
 
     def check_frames(self, frames):
-        """As tshark has it: every frame whole and its check word good."""
+        """According to tshark, every frame is complete and has a valid check word."""
         for f in frames:
             self.assertEqual(sp.crc(f[:-2]), struct.unpack(">H", f[-2:])[0])
 
@@ -156,11 +156,11 @@ class Output(SystemTest):
         vds = self.vds("--simulate", EXAMPLES / "demo.json", "--speed", "max", "--once")
         stream = Taker(self, socket.create_connection(("127.0.0.1", tcp)), CFG1, CFG2, CFG3, HEADER)
         wait_for(lambda: len(stream.frames) == 4, "answers")
-        self.assertEqual([kind(f) for f in stream.frames], [2, 3, 5, 1], "nothing else ahead of on")
+        self.assertEqual([kind(f) for f in stream.frames], [2, 3, 5, 1], "nothing else before on")
         socket_udp = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         socket_udp.connect(("127.0.0.1", udp))
         datagrams = Taker(self, socket_udp, CFG2, ON)
-        stream.send(command(ON, stream=7))  # of another stream: nothing may come of it
+        stream.send(command(ON, stream=7))  # for another stream: must have no effect
         stream.send(command(ON))
         wait_for(lambda: len(datagrams.frames) == 1, "answer over UDP")
         self.oma()
@@ -170,7 +170,7 @@ class Output(SystemTest):
 
         self.check_layout(stream.frames[1])
         data = {self.seconds(f): f for f in stream.of(0)}
-        self.assertEqual(len(data), 465, "a frame a second")
+        self.assertEqual(len(data), 465, "one frame per second")
         self.check_values(data)
         self.check_levels(data)
         sent = {f for f in stream.of(0)}
@@ -184,7 +184,7 @@ class Output(SystemTest):
             self.check_tshark(datagrams.packets, udp, 17, [p for _, p in datagrams.packets])
 
     def in_order(self, packets):
-        """All frames of both directions as a reader of the capture meets them: a frame is met at its end."""
+        """All frames of both directions in the order of a capture reader, which sees a frame when it ends."""
         frames, rest = [], [b"", b""]
         for server, data in packets:
             got, rest[server] = cut(rest[server] + data)
@@ -197,7 +197,7 @@ class Output(SystemTest):
         return struct.unpack(">I", data[6:10])[0]
 
     def check_layout(self, config):
-        """PMUs in order: each job and behind it its modes."""
+        """PMUs in order: each job followed by its modes."""
         names, at = [], 22
         for _ in range(struct.unpack(">H", config[18:20])[0]):
             name, pmu, coding, phasors, analogs, digitals = struct.unpack(">16sHHHHH", config[at - 2:at + 24])
@@ -223,7 +223,7 @@ class Output(SystemTest):
         return blocks
 
     def check_values(self, data):
-        """Frames hold what the application has written for their time, and fillers where it has written nothing."""
+        """Frames contain what the application wrote for their time, and fillers where it wrote nothing."""
         written = {(w["pmu"], w["time"] / TICKS_S - EPOCH_S): w["values"] for w in self.channels() if w["op"] == "write"}
         seen = 0
         for second, f in data.items():
@@ -240,7 +240,7 @@ class Output(SystemTest):
                     self.assertEqual((stat, all(map(math.isnan, analogs))), (0x8000, True), (second, mode))
         self.assertEqual(seen, len(written))
         self.assertGreater(seen, 100)
-        # The line carries 3 * U^2 / X * sin(12 degrees) in the steady state.
+        # In the steady state the line carries 3 * U^2 / X * sin(12 degrees).
         power = 3 * 230940 ** 2 / 60 * math.sin(math.radians(12))
         self.assertAlmostEqual(self.blocks(data[min(data) + 20])[501][1][0] / power, 1, delta=0.01)
 
@@ -255,7 +255,7 @@ class Output(SystemTest):
             self.assertEqual({m: self.blocks(f)[m][2] for m in level}, level, second)
 
     def check_values_of_tshark(self, path, port, data):
-        # The fields hold the names of the channels; the values stand in the text only, with three decimals.
+        # The fields contain only the names of the channels; the values are in the text, with three decimals.
         text = subprocess.run([TSHARK, "-r", str(path), "-d", f"tcp.port=={port},synphasor", "-Y", "synphasor", "-O",
                                "synphasor"], capture_output=True, text=True, check=True, timeout=LIMIT_S).stdout
         self.assertEqual(len(re.findall(r"Data Frame \[correct\]", text)), len(data))
@@ -269,7 +269,7 @@ class Output(SystemTest):
         self.assertEqual(words, [b[2] for b in blocks if b[2] is not None])
 
     def test_round_trip(self):
-        """A server offers the phasors of the demo, a second one takes them, and the application finds the swing."""
+        """A server offers the phasors of the demo, a second one receives them, and the application finds the swing."""
         ports, (tcp, _) = free_ports(), free_ports()
         first_config = self.dir / "first.xml"
         self.write_example(first_config, ports, f'<Output Name="phasors" Content="phasors" Port="{tcp}"/>')
@@ -285,7 +285,7 @@ class Output(SystemTest):
         self.oma()
         second.wait_text("stream first: 3 PMUs, 50 frames a second, 9 of 9 phasors found")
         event = self.wait_event("swing of the demo", elementId=613, key=4205, transition="APP")
-        # 1.2 Hz from second 30 on, -0.015; the first pass that knows it has a window of 5 s.
+        # 1.2 Hz from second 30 on, damping -0.015; the first pass that detects it has a window of 5 s.
         frequency, _, damping, _ = (float(v) for v in event["text"].split("~")[1].split("|"))
         self.assertAlmostEqual(frequency, 1.2, delta=0.05)
         self.assertLess(damping, 0.02)

@@ -1,4 +1,4 @@
-"""The cycle of passes on real processes: restart, suspension from the server and from inside, stop in each state."""
+"""The cycle of passes on real processes: restart, suspension by the server and from inside, stop in each state."""
 import os
 import random
 import time
@@ -20,7 +20,7 @@ class Cycle(SwingTest):
     def test_restart_reads_the_changed_file_and_keeps_the_connections(self):
         _, oma = self.begin()
         self.wait_swing()
-        # The mode of the standing swing gets another id: only a pass that has read the file anew can report it.
+        # The mode of the permanent swing gets another id: only a pass that has read the file again can report it.
         self.config.write_text(self.config.read_text().replace('Id="603"', 'Id="699"'))
         self.vdsctl("post", 7, "APP", 3, 900)
         self.wait_swing(mode=699)
@@ -43,7 +43,7 @@ class Cycle(SwingTest):
         self.assertNothingStands()
 
     def test_orders_and_zones_at_any_moment_of_a_pass(self):
-        """Restarts, suspensions and splits without end, at once or after a while: while a pass is built, runs or ends."""
+        """Repeated restarts, suspensions and splits, at once or after a delay: while a pass is built, runs or ends."""
         rng = random.Random(4)
         self.write_config(jobs=[POWER_JOB, ANGLE_JOB], ntm=True)
         write_recording(self.dir / "rec.csv", 4000, lambda t: swing(t, 1.1, 30e6), lambda t: swing(t, 1.1, 20))
@@ -63,7 +63,7 @@ class Cycle(SwingTest):
         def both_stand():
             rows = [line.split() for line in self.vdsctl("standing").stdout.splitlines()]
             return sorted(int(row[3]) for row in rows if 4203 <= int(row[1]) <= 4206) == [603, 611]
-        wait_for(both_stand, "the swings, each once, when the orders have ended\n" + oma.text()[-3000:])
+        wait_for(both_stand, "each swing once, after the orders have ended\n" + oma.text()[-3000:])
         self.assertTrue(vds.running())
         self.assertEqual(oma.stop(), 0)
         self.assertNothingStands()

@@ -1,4 +1,4 @@
-"""Faults in the data: each gives the line that belongs to it, and the analysis goes on."""
+"""Data faults: each produces its message, and the analysis continues."""
 import unittest
 
 import data_faults
@@ -25,7 +25,7 @@ class DataFaults(SwingTest):
 
     def test_missing_cycles_reset_the_analysis(self):
         oma = self.play(60, lambda i, row: None if 1000 <= i < 1005 else row)
-        # The distance is taken from the stamp held, which lies one cycle before the one expected.
+        # The distance is measured from the stored stamp, which is one cycle before the expected one.
         self.assertRegex(oma.text(), r"Actual input TS \( .* \) too early by -6 cycles \(VDS cycle rate: 50 Hz \)")
         self.assertTrue(oma.has("RESET Meas.Deque"))
         self.assertSwingReturns(20)
@@ -69,7 +69,7 @@ class DataFaults(SwingTest):
                                 rates=rates)
                 cycle_ms = int(1000 / rate)
                 self.assertIn(f"Actual VDS cycle time: {cycle_ms}", oma.text())
-                # A pass looks at the quality of its own cycle, and both PMUs have a sample at each full second.
+                # A pass checks the quality of its own cycle, and both PMUs have a sample at each full second.
                 self.assertSwingReturns(0)
 
     def test_zone_texts_of_every_kind_do_no_harm(self):

@@ -1,4 +1,4 @@
-"""The short forms of the long runs of ./soak."""
+"""Short versions of the long runs of ./soak."""
 import unittest
 
 import faults

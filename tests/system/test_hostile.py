@@ -1,4 +1,4 @@
-"""The server among peers that mean harm, and what its operator sees of it."""
+"""The server under attack by hostile peers, and what its operator sees."""
 import os
 import ssl
 import unittest
@@ -9,11 +9,11 @@ from hostile import memory_mb, run_assault
 from test_security import SERVER_EXT, make_ca, make_certificate
 
 SECONDS = int(os.environ.get("OMA_SECONDS", "8"))
-MOST_MB = 256  # a sanitizer's build has a measure of its own
+MOST_MB = 256  # sanitizer builds have another limit
 
 
 class Assault(SystemTest):
-    """What is measured here in seconds is printed, not judged: the machine may be busy with other things."""
+    """Times are printed, not checked: the machine may be busy with other work."""
 
     def setUp(self):
         super().setUp()
@@ -27,7 +27,7 @@ class Assault(SystemTest):
 
     def check(self, vds, kinds, context=None, token=b"", ca=""):
         times, failed = run_assault(self, vds, kinds, 100, SECONDS, context, token, ca)
-        self.assertEqual(failed, [], "a rightful client is not served")
+        self.assertEqual(failed, [], "a legitimate client is not served")
         self.assertGreater(len(times), 3)
         self.assertTrue(self.sanitized or memory_mb(vds) < MOST_MB, f"{memory_mb(vds)} MB")
         self.assertEqual(vds.stop(), 0)

@@ -1,4 +1,4 @@
-"""Loss and return of the link in the middle of a swing."""
+"""Loss and recovery of the link during a swing."""
 import signal
 import unittest
 from pathlib import Path
@@ -24,7 +24,7 @@ class LinkLoss(SwingTest):
             vds = self.restart_server(vds)
             wait_for(lambda: [e for e in self.swing_events()[seen:] if e["transition"] == "APP"], f"swing after loss {i}")
             self.assertTrue(oma.running())
-            if i == 2:  # the library keeps the threads that the first losses have needed
+            if i == 2:  # the library keeps the threads that the first losses required
                 threads = self.threads(oma)
         self.assertLessEqual(self.threads(oma), threads + 2)
         self.assertGreaterEqual(oma.count("CVdsCbOMA::OnDisconnected():Connection to VDS server lost!"), 10)
@@ -33,7 +33,7 @@ class LinkLoss(SwingTest):
         self.assertNothingStandsSince(vds)
 
     def assertNothingStandsSince(self, _):
-        """Of the last server's life: what an earlier one has not heard of, it cannot report."""
+        """Covers the last server only: an earlier one cannot report what it did not receive."""
         last = {}
         for e in self.swing_events():
             last[e["elementId"]] = e["transition"]
@@ -46,7 +46,7 @@ class LinkLoss(SwingTest):
             lost = oma.count("Connection to VDS server lost")
             self.vdsctl("drop", which)
             wait_for(lambda: oma.count("Connection to VDS server lost") > lost, f"loss of {which}")
-            # Only from here on: what stands when the application ends without a link stays at the server.
+            # Only from here on: an event active when the application ends without a link stays active at the server.
             seen = len(self.swing_events())
             wait_for(lambda: [e for e in self.swing_events()[seen:] if e["transition"] == "APP"],
                      f"swing after loss of {which}")

@@ -47,7 +47,7 @@ class Package(SystemTest):
         return run("dpkg-deb", "-f", self.deb, name).strip()
 
     def unit(self, name):
-        """Settings of a unit; of one that stands twice the last."""
+        """Settings of a unit; of a repeated setting the last one."""
         text = self.installed(f"lib/systemd/system/{name}.service").read_text()
         return dict(line.split("=", 1) for line in text.splitlines() if "=" in line and not line.startswith("#"))
 
@@ -80,7 +80,7 @@ class Package(SystemTest):
             run(self.installed("bin/omacheck"), example)
 
     def test_man_pages_are_clean_and_name_every_option(self):
-        # What the parsers of the programs take, from their sources.
+        # The options accepted by the programs, taken from their sources.
         source = Path(__file__).resolve().parents[2]
         shell = "".join((source / "host" / "shell" / f).read_text() for f in ("CShellBAS.cpp", "CShellOMA.cpp"))
         options = {"oma.8": set(re.findall(r'L"(-[a-z0-9]+:?(?:fft|psm)?)"', shell)),
@@ -97,7 +97,7 @@ class Package(SystemTest):
     def test_units_are_sound_and_hardened(self):
         units = [f"{self.installed('lib/systemd/system')}/{n}.service" for n in ("oma", "vds")]
         for path in units:
-            # The programs lie elsewhere here; the manual pages are not installed.
+            # The programs are elsewhere here; the manual pages are not installed.
             copy = self.dir / Path(path).name
             copy.write_text(Path(path).read_text().replace(f"={PREFIX}/bin", f"={self.installed('bin')}"))
             if not shutil.which("systemd-analyze"):
@@ -136,7 +136,7 @@ class Package(SystemTest):
             manager.sock.close()
 
     def test_units_over_tls_with_credentials_of_their_own(self):
-        """One oma.xml, and a folder for each service as LoadCredential= makes it."""
+        """One oma.xml, and a folder for each service as LoadCredential= would create it."""
         self.config = Path(f"{self.root}{ETC}/oma.xml")
         self.write_config()
         make_ca(self.config.parent, "ca")

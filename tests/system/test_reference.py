@@ -1,4 +1,4 @@
-"""Runs that an independent program has worked through, played by the server, followed by the application."""
+"""Reference runs: results of an independent program against those of the application."""
 import json
 import unittest
 
@@ -28,7 +28,7 @@ class Reference(SystemTest):
         expected = self.expected(name)
         last = expected[-1]["ticks"]
 
-        # Channel values are 32-bit floats: half a unit of the last place of a float is 6e-8.
+        # Channel values are 32-bit floats: half a unit in the last place is 6e-8.
         writes = {(c["pmu"], c["time"]): c for c in channels if c["op"] == "write"}
         wanted = 0
         for row in expected:
@@ -44,7 +44,7 @@ class Reference(SystemTest):
                 for value, key in zip(got["values"], ("freq", "magn", "damp", "doe")):
                     self.assertAlmostEqual(value, out[key], delta=1.2e-7 * abs(out[key]) + 2e-9,
                                            msg=f"{name} {row['ticks']} mode {mode['id']} {key}")
-        self.assertFalse([w for w in writes if w[1] <= last], "values in passes that must have none")
+        self.assertFalse([w for w in writes if w[1] <= last], "values in passes that must not have any")
         self.assertGreater(wanted, 100)
 
         got = [(e["time"], e["key"], e["transition"], e["elementId"], e["text"]) for e in events
@@ -57,7 +57,7 @@ class Reference(SystemTest):
             self.assertTexts(g[4], w[4])
 
     def assertTexts(self, got, want):
-        """Equal to one unit of the last digit of each number."""
+        """Equal to within one unit of the last digit of each number."""
         head, numbers = got.split("~")
         whead, wnumbers = want.split("~")
         self.assertEqual(head, whead)

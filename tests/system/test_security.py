@@ -1,4 +1,4 @@
-"""Who may speak to the server over TLS, and events that survive kill -9 of the server."""
+"""Access to the server over TLS, and events that survive kill -9 of the server."""
 import random
 import signal
 import socket
@@ -71,9 +71,9 @@ class Security(SystemTest):
         ca = ["--ca", "ca.pem"]
         key = lambda name: [*ca, "--cert", f"{name}.pem", "--key", f"{name}.key"]
         token = lambda name: [*ca, "--token-file", f"{name}.token"]
-        # options, command, what the client is told, what the server tells
+        # options, command, what the client is told, what the server logs
         refused = [([], post, "127.0.0.1", "TLS"),
-                   (["--ca", "other.pem"], post, "TLS: certificate of the other side", "unknown ca"),
+                   (["--ca", "other.pem"], post, "TLS: certificate of the peer", "unknown ca"),
                    (ca, post, "neither a token nor a certificate", "neither a token nor a certificate"),
                    (token("wrong"), post, "refused: wrong token", "refused: wrong token"),
                    (key("old"), post, "TLS", "certificate has expired"),
@@ -101,14 +101,14 @@ class Security(SystemTest):
         oma = self.oma()
         event = self.wait_event(key=4204, transition="APP")
         self.assertEqual(event["from"], "OMA_1st_Socket")
-        # A server with a certificate for somewhere else: one line, no storm of attempts.
+        # A server whose certificate is for another host: one line, no rapid retries.
         vds.kill()
         shared = self.config.read_text()
         self.secure(certificate="elsewhere")
         vds = self.serve()
         oma.wait_text("IP address mismatch")
         vds.stop()
-        self.assertLessEqual(oma.count("IP address mismatch"), 2, "one line for each connection")
+        self.assertLessEqual(oma.count("IP address mismatch"), 2, "one line per connection")
         self.config.write_text(shared)
         self.serve()
         seen = len(self.events())
@@ -139,7 +139,7 @@ class Security(SystemTest):
         guess = lambda: self.ctl(["--ca", "ca.pem", "--token-file", "wrong.token"], "standing")
         right = lambda: self.ctl(["--ca", "ca.pem", "--token-file", "application.token"], "standing")
         waits = []
-        for _ in range(6):  # waits of 0.1, 0.2 ... 3.2 s
+        for _ in range(6):  # delays of 0.1, 0.2 ... 3.2 s
             begin = time.monotonic()
             self.assertIn("refused: wrong token", guess().stderr)
             waits.append(time.monotonic() - begin)
@@ -147,13 +147,13 @@ class Security(SystemTest):
         context = ssl.create_default_context(cafile=self.dir / "ca.pem")
         context.check_hostname = False
         guessers = []
-        for _ in range(120):  # more than strangers have places
+        for _ in range(120):  # more than the limit for connections that have not greeted
             peer = Peer(self.ports[0], context).upgrade()
             peer.send(hello(3, b"wrong-0123456789abcdef"))
             guessers.append(peer)
             if len(guessers) % 10 == 0:
                 self.assertEqual(right().returncode, 0, "the right token is refused")
-        vds.wait_text("its place is needed")
+        vds.wait_text("place needed")
         oma = self.oma()
         oma.wait_text("All OMA data pre-processing done")
         for peer in guessers:
@@ -162,7 +162,7 @@ class Security(SystemTest):
 
 
 class Files(SystemTest):
-    """What the server writes, and what an operator reads of it."""
+    """What the server logs, and what an operator sees of it."""
 
     def setUp(self):
         super().setUp()
@@ -180,7 +180,7 @@ class Files(SystemTest):
             for name in names:
                 (self.dir / name).rename(self.dir / f"{name}.{turn}")
             vds.send(signal.SIGHUP)
-            vds.wait_text("files are opened anew", turn)
+            vds.wait_text("reopening files", turn)
             self.assertTrue(all((self.dir / name).exists() for name in names))
             self.vdsctl("post", 4204, "APP", 3, 601 + turn, "later")
             self.assertEqual([e["elementId"] for e in self.events()], [601 + turn])
@@ -190,7 +190,7 @@ class Files(SystemTest):
                          ["601", "602", "603"])
         vds.send(signal.SIGQUIT)
         self.assertEqual(vds.wait(), 0)
-        self.assertIn("vds: ends by signal 3", vds.text())
+        self.assertIn("vds: stopping on signal 3", vds.text())
 
     def test_journal_tells_each_event(self):
         vds = self.serve()
@@ -207,7 +207,7 @@ class Files(SystemTest):
 
 
 class Bounds(SystemTest):
-    """An application works with the server all the time: it must not notice."""
+    """An application uses the server all the time and must not be affected."""
 
     def setUp(self):
         super().setUp()
@@ -215,10 +215,10 @@ class Bounds(SystemTest):
         write_recording(self.dir / "rec.csv", 2000)
         self.server = self.serve()
         self.application = self.oma()
-        self.application.wait_text("RESET Meas.Deque!")  # by now it has cleared the events that it finds
+        self.application.wait_text("RESET Meas.Deque!")  # by now it has cleared the events that it found
 
     def serve(self):
-        # Files may not grow beyond 256 kB, which is answered like a full disk.
+        # Files cannot grow beyond 256 kB, which is handled like a full disk.
         limited = ["bash", "-c", "trap '' XFSZ; ulimit -f 256; exec \"$@\"", "vds"]
         server = self.start("vds", [*limited, BIN / "vds", f"-xml:{self.config}", "--replay", self.dir / "rec.csv",
                                     "--speed", "20", "--state", self.dir / "state.jsonl"])
@@ -234,9 +234,9 @@ class Bounds(SystemTest):
             peers.append(socket.create_connection(("127.0.0.1", self.ports[number % 2])))
             peers[-1].sendall(said[number // 2 % len(said)])
             if number % 20 == 19:
-                self.vdsctl("standing")  # a client that greets is served all the time
-        self.server.wait_text("its place is needed")
-        for peer in peers:  # all are dropped in the end
+                self.vdsctl("standing")  # a client that greets is always served
+        self.server.wait_text("place needed")
+        for peer in peers:  # all are disconnected in the end
             peer.settimeout(LIMIT_S)
             try:
                 while peer.recv(4096):
@@ -252,7 +252,7 @@ class Bounds(SystemTest):
         for number in range(20):
             r = self.vdsctl("post", 4204, "APP", 3, 5000 + number, "x" * 30000, check=False)
             kept += r.returncode == 0
-            refused += r.returncode != 0 and "could not be kept" in r.stderr
+            refused += r.returncode != 0 and "could not be stored" in r.stderr
         self.assertEqual(kept + refused, 20)
         self.assertGreater(kept, 3)
         self.assertGreater(refused, 3)
@@ -279,7 +279,7 @@ class KillNine(SystemTest):
             standing = [int(line.split()[3]) for line in self.vdsctl("standing").stdout.splitlines()]
             self.assertEqual(len(standing), len(set(standing)), "an event twice")
             self.assertLessEqual(set(acknowledged), set(standing), "an acknowledged event is lost")
-            self.assertLessEqual(set(standing), tried, "an event that nobody has posted")
+            self.assertLessEqual(set(standing), tried, "an event that nobody posted")
             end = time.monotonic() + rng.uniform(0.0, 0.15)
             while vds.running():
                 number += 1

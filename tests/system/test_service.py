@@ -1,4 +1,4 @@
-"""The application as a service: this test is the service manager, with a notification socket of its own."""
+"""The application as a service: this test acts as the service manager, with its own notification socket."""
 import os
 import signal
 import socket
@@ -21,7 +21,7 @@ class Manager:
         self.pings = 0
 
     def poll(self):
-        """Takes in all that has been told so far."""
+        """Reads all messages received so far."""
         while True:
             try:
                 text = self.sock.recv(4096).decode()
@@ -41,7 +41,7 @@ class Manager:
             raise AssertionError(f"states {self.states}, expected {expected}")
 
     def wait_pings(self, count):
-        """That many more."""
+        """Waits for this many more messages."""
         goal = self.poll().pings + count
         wait_for(lambda: self.poll().pings >= goal, f"{count} more watchdog pings")
 
@@ -73,11 +73,11 @@ class Service(SwingTest):
         oma = self.run_pass()
         self.manager.wait_states(*RUNNING)
         self.manager.wait_pings(3)
-        # The server answers nothing for a while, so that the end of the threads takes its time.
+        # The server does not answer for a while, so that ending the threads takes some time.
         self.vdsctl("stall", 2)
         oma.send(signal.SIGTERM)
         self.manager.wait_states(*STOPPING)
-        self.assertFalse(oma.has("Service stopping"), "told ahead of the end of the pass")
+        self.assertFalse(oma.has("Service stopping"), "reported before the end of the pass")
         self.manager.wait_states(*STOPPED)
         for text in ("All threads have been finished", "Main loop has been exited", "Service stopping"):
             self.assertTrue(oma.has(text), text)
@@ -86,7 +86,7 @@ class Service(SwingTest):
         self.assertNothingStands()
 
     def test_running_is_told_at_once_and_a_stop_during_the_start_is_heeded(self):
-        # A server that takes the connection and never says a word holds the start up.
+        # A server that accepts the connection but never sends anything delays the start.
         self.write_config()
         mute = socket.socket()
         mute.bind(("127.0.0.1", self.ports[0]))
@@ -103,7 +103,7 @@ class Service(SwingTest):
     def test_stop_at_the_very_first_moment_waits_until_the_service_runs(self):
         self.write_config()
         oma = self.oma(env=self.env)
-        wait_for(lambda: self.manager.poll().states, "first word")
+        wait_for(lambda: self.manager.poll().states, "first message")
         oma.send(signal.SIGTERM)
         self.manager.wait_states(*STOPPED)
         self.assertEqual(oma.wait(), 0)
@@ -142,7 +142,7 @@ class Service(SwingTest):
         oma.send(signal.SIGSTOP)
         wait_for(lambda: "State:\tT" in Path(f"/proc/{oma.proc.pid}/status").read_text(), "halt")
         before = self.manager.poll().pings
-        time.sleep(WATCHDOG_S)  # silence can only be seen by listening
+        time.sleep(WATCHDOG_S)  # silence can only be detected by waiting
         self.assertEqual(self.manager.poll().pings, before)
         oma.send(signal.SIGCONT)
         self.manager.wait_pings(2)
@@ -158,7 +158,7 @@ class Service(SwingTest):
         self.assertEqual(self.manager.pings, 0)
 
     def test_on_a_console_each_signal_stops_once(self):
-        """Nobody to notify: a console program. A second signal of the same kind takes its default action."""
+        """Without a manager it is a console program. A second signal of the same kind takes its default action."""
         self.write_config()
         signals = (signal.SIGABRT, signal.SIGTERM, signal.SIGINT, signal.SIGILL, signal.SIGFPE, signal.SIGQUIT)
         running = [self.oma(f"-job:{s.name}") for s in (*signals, signal.SIGINT)]

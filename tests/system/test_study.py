@@ -1,4 +1,4 @@
-"""Study mode and measurement files on real processes; their result files are read with means of their own."""
+"""Study mode and measurement files on real processes; the test reads their result files with its own code."""
 import cmath
 import math
 import os
@@ -13,7 +13,7 @@ from harness import LIMIT_S, POWER_JOB, SystemTest, wait_for, write_recording
 
 TOOL = Path(__file__).resolve().parents[2] / "tools" / "result_view.py"
 DOC = Path(__file__).resolve().parents[2] / "docs" / "offline.md"
-SAMPLES = 1024  # of the second band; the third one is left out, so that the files hold this one
+SAMPLES = 1024  # of the second band; the third one is omitted, so that the files contain this one
 STEP_S = 0.02
 FREQ_HZ, AMPL, DAMP = 0.43, 20e6, -0.02
 STUDY = ["-study", "-PEAK:0.43,20000000,-0.02,0", "-spec3", "-File:FFT", "-file:psm"]
@@ -22,7 +22,7 @@ MODE_FORMATS = ["%6.3f", "%8.0f", "%6.4f", "%6.2f"]
 
 
 def study_sample(i):
-    """The sinusoid of -peak:, through the width that the option is turned into."""
+    """The sinusoid of -peak:, computed from the width that the option is converted to."""
     width = 2 * FREQ_HZ / math.sqrt(1 / DAMP ** 2 - 1)
     ratio = -1 / math.sqrt((2 * FREQ_HZ / width) ** 2 + 1)
     angle = 2 * math.pi * FREQ_HZ * STEP_S * i
@@ -40,7 +40,7 @@ def spectrum(x):
 
 class Study(SystemTest):
     def play(self, *args, results=None, seconds=50, jobs=(POWER_JOB,)):
-        """A recording of a quiet line drives the passes."""
+        """Plays a recording of a quiet line to drive the passes."""
         self.write_config(jobs=jobs)
         for log in ("events.jsonl", "channels.jsonl"):
             (self.dir / log).unlink(missing_ok=True)
@@ -58,7 +58,7 @@ class Study(SystemTest):
         return text.split("\n")[:-1]
 
     def sets(self, file=FILES[2]):
-        """Name and values of each line of the extended peak file, layout checked to the character."""
+        """Name and values of each line of the extended peak file; checks the layout to the character."""
         result = []
         for line in self.lines(file):
             name = line[:10].rstrip()
@@ -85,7 +85,7 @@ class Study(SystemTest):
         self.check_peaks(sets)
         self.check_fft(sets)
         self.check_pictures()
-        # The lines that the documentation gives for numpy are in force.
+        # Checks the numpy lines of the documentation.
         lines = re.findall(r"^    ((?:rows|fft|sets) = .*)$", DOC.read_text(), re.M)
         script = "\n".join(["import numpy as np, re", *lines, "print(rows.shape, fft.shape, sets['TimeData'].shape)"])
         r = subprocess.run(["/usr/bin/python3", "-c", script], capture_output=True, text=True, cwd=self.dir)
@@ -107,7 +107,8 @@ class Study(SystemTest):
             self.assertEqual(values[1], 230000.0)
             self.assertAlmostEqual(values[2], math.radians(20), delta=1e-6)
             self.assertAlmostEqual(values[3], 300e6 / 230000, delta=2)
-        # The second mode has the swing from the first pass with its window full; its magnitude is that at the window's end.
+        # The second mode has the swing from the first pass with a full window; its magnitude is that at the end of the
+        # window.
         frequency, magnitude, damping, _ = values[9:13]
         self.assertAlmostEqual(frequency, FREQ_HZ, delta=0.05)
         self.assertAlmostEqual(damping, DAMP, delta=0.02)
@@ -126,12 +127,13 @@ class Study(SystemTest):
             self.assertAlmostEqual(named["Magn"][k], abs(x[k]) / (SAMPLES // 2), delta=0.002)
         frequency, height, width, ratio = named["PeakPars 1"]
         self.assertAlmostEqual(frequency, FREQ_HZ, delta=0.05)
-        # The fit is a bell whose values lie on it at its own channels; the ratio of the width has no sign.
+        # The fit is a bell curve that passes through the values at its own channels; the ratio of the width has no
+        # sign.
         top = max(range(len(named["Peak1"])), key=lambda k: named["Peak1"][k])
         self.assertAlmostEqual(top / (SAMPLES * STEP_S), frequency, delta=0.5 / (SAMPLES * STEP_S))
         self.assertTrue(0.8 * height < named["Peak1"][top] <= height + 0.001)
         self.assertAlmostEqual(ratio, 1 / math.sqrt((2 * frequency / width) ** 2 + 1), delta=0.002)
-        # The time signal is one band of the spectrum and nothing else; its mean is taken off.
+        # The time signal is one band of the spectrum and nothing else; its mean is removed.
         band = spectrum(named["IFFT1"])[:SAMPLES // 2]
         inside = [k for k in range(SAMPLES // 2) if abs(band[k]) > 1]
         self.assertEqual(inside, list(range(max(inside[0], 1), inside[-1] + 1)))
@@ -198,7 +200,7 @@ class Study(SystemTest):
                         "-stop:10:00:11", "-spec3", "-file:psm", "-csv:100")
         self.assertTrue(oma.has("Close PMU sim.file. due to job terminating."))
         want = [0.0 if i in (7, 9) else 3 * 230000 * (1000.5 + i) * math.cos(math.radians(i)) for i in range(2, 12)]
-        # The server's 50 samples of a pass stay in the window, and one sample of the file follows them.
+        # The server's 50 samples of a pass stay in the window, followed by one sample from the file.
         got = dict(self.sets())["TimeData"][::-51]
         self.assertEqual(len(got), 21)
         begin = min(range(10), key=lambda i: abs(want[i] - got[-1]))
@@ -257,7 +259,7 @@ class Study(SystemTest):
                                                           "dampcorr", "spec") if rng.random() < 0.5]
             options += rng.sample(["-lma", "-rawmagn", "-rawdamp", "-file:fft", "-file:psm", "-DATA"], rng.randint(0, 3))
             if n == 0:
-                options = STUDY[:2]  # values are seen where there are some
+                options = STUDY[:2]  # values appear only where there are some
             with self.subTest(options=options):
                 oma = self.play(*options)
                 self.assertIn("Start Reading Config.File", oma.text())

@@ -1,11 +1,11 @@
-"""Whose event is it: two applications on one server, suspensions of one and orders of an operator."""
+"""Which application an event belongs to: two applications on one server, suspensions of one, and operator orders."""
 import unittest
 
 from harness import BIN, POWER_JOB, SwingTest, swing, wait_for, write_recording
 
 
 def sibling(xml):
-    """The same grid for another application: elements and channels of its own."""
+    """The same grid for another application: with its own elements and channels."""
     for old, new in (('Id="900"', 'Id="950"'), ('Id="901"', 'Id="951"'),
                      ('Name="LINE_POWER" Id="500"', 'Name="OTHER" Id="505"')):
         assert old in xml
@@ -38,7 +38,7 @@ class TwoApplications(SwingTest):
         return sorted(int(row[3]) for row in rows if int(row[1]) == key)
 
     def wait_passes(self, oma, mode, passes):
-        """The pass of that number has got as far as a swing, and no other has begun."""
+        """The pass with that number has found a swing, and no other has started."""
         oma.wait_text(PASS, passes)
         seen = len(self.swing_events())
         wait_for(lambda: [e for e in self.swing_events()[seen:] if (e["elementId"], e["transition"]) == (mode, "APP")],
@@ -59,9 +59,9 @@ class TwoApplications(SwingTest):
         self.other.write_text(good)
         second = self.second()
         self.wait_swing(mode=653)
-        self.assertEqual(self.standing(4201), [], "mend, start again")
+        self.assertEqual(self.standing(4201), [], "repaired and restarted")
         self.assertFalse(first.has("This pass ends") or second.has("This pass ends"))
-        # Neither start has ended a swing of the other: each end has its beginning.
+        # Neither start has ended a swing of the other application: each end has its start.
         standing = set()
         for e in self.swing_events():
             change = {(e["key"], e["elementId"])}
@@ -77,7 +77,7 @@ class TwoApplications(SwingTest):
                          f'it: vdsctl 127.0.0.1:{self.ports[0]} post 4201 DIS 3 950!')
         self.wait_passes(second, 653, 2)
         self.assertEqual(first.count(PASS), 1)
-        # An id that nobody has: all hear of it, once, though it stands.
+        # An id that nobody has: everybody receives it once, though it is active.
         self.vdsctl("post", 4201, "APP", 3, 777)
         self.wait_passes(first, 603, 2)
         self.wait_passes(second, 653, 3)

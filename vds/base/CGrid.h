@@ -3,7 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
-/// The time stamps of a rate, counted through: r a second, or with -n one every n seconds. Never of rate 0.
+/// The time stamps of a rate, numbered consecutively: r per second, or with -n one every n seconds. Rate 0 is not
+/// allowed.
 class CGrid
 {
   public:
@@ -11,7 +12,7 @@ class CGrid
 
     std::int32_t Rate() const { return m_nRate; }
     std::int64_t Period_ticks() const { return m_nRate > 0 ? g_nTicksPerSec / m_nRate : -g_nTicksPerSec * m_nRate; }
-    /// Number of the grid point that is nearest.
+    /// Number of the nearest grid point.
     std::int64_t Index(std::int64_t p_nTicks) const
     {
         if (m_nRate < 0)

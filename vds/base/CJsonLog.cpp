@@ -17,7 +17,7 @@ namespace
 constexpr auto g_tLine = std::chrono::minutes(1);
 constexpr mode_t g_nMode = 0644;
 
-/// Reads too: a torn line at the end is looked for.
+/// Opened for reading as well, to find an incomplete line at the end.
 int OpenLog(const std::string& p_strPath)
 {
     return ::open(p_strPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, g_nMode);
@@ -29,7 +29,7 @@ off_t SizeOf(int p_nFile)
     return ::fstat(p_nFile, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : 0;
 }
 
-/// Size of the file without a last line that has no end.
+/// Size of the file without an unterminated last line.
 off_t SizeOfWholeLines(int p_nFile)
 {
     std::array<char, 65536> buf{};
@@ -47,7 +47,7 @@ off_t SizeOfWholeLines(int p_nFile)
     return 0;
 }
 
-/// Length of the UTF-8 character at the front, 0 if it is none.
+/// Length of the UTF-8 character at the start; 0 if it is invalid.
 std::size_t Utf8Length(std::string_view p_str)
 {
     const auto nFirst = static_cast<unsigned char>(p_str[0]);
@@ -73,7 +73,7 @@ std::size_t Utf8Length(std::string_view p_str)
     return bBad ? 0 : nLength;
 }
 
-/// Code of a character that is not there to be seen: controls above ASCII, marks of direction, ends of lines. 0: none.
+/// Code point of an invisible character: controls above ASCII, direction marks, line separators. 0: not invisible.
 unsigned Steers(std::string_view p_strChar)
 {
     if (p_strChar.size() < 2 || p_strChar.size() > 3)
@@ -111,7 +111,7 @@ void CJsonLog::Reopen()
         return;
     const int nFile = OpenLog(m_strPath);
     if (nFile < 0)
-        return m_fnLine("file '" + m_strPath + "': cannot be opened anew: " + std::strerror(errno));
+        return m_fnLine("file '" + m_strPath + "': cannot be reopened: " + std::strerror(errno));
     ::close(m_nFile);
     m_nFile = nFile;
     m_nWhole = SizeOfWholeLines(m_nFile);
@@ -125,12 +125,12 @@ void CJsonLog::Write(const std::string& p_strLine, TTime p_tNow)
     if (!Append(p_strLine + '\n'))
         return Lost(p_tNow);
     if (m_bTold)
-        m_fnLine("file '" + m_strPath + "': is written again; lines lost: " + std::to_string(m_nLost));
+        m_fnLine("file '" + m_strPath + "': writing resumed; lines lost: " + std::to_string(m_nLost));
     m_bTold = false;
     m_nLost = 0;
 }
 
-/// @return false if the line is not in the file; errno says why.
+/// @return false if the line was not written; errno holds the cause.
 bool CJsonLog::Append(const std::string& p_strLine)
 {
     if (m_bTorn && ::ftruncate(m_nFile, m_nWhole) != 0)

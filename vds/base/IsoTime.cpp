@@ -10,11 +10,11 @@ namespace
 {
 using namespace std::chrono;
 
-/// Days from 0001-01-01 to the day that std::chrono counts from.
+/// Days from 0001-01-01 to the epoch of std::chrono.
 constexpr std::int64_t g_nDaysToUnixEpoch =
     (sys_days{year{1970} / January / 1} - sys_days{year{1} / January / 1}).count();
 
-/// Exactly p_nDigits decimal digits at the front of the text, which is cut off it; -1 if they are not there.
+/// Removes exactly p_nDigits decimal digits from the start of the text and returns their value; -1 if they are missing.
 int TakeDigits(std::string_view& r_strText, std::size_t p_nDigits)
 {
     int nValue = -1;
@@ -41,7 +41,7 @@ bool TakeChar(std::string_view& r_strText, std::string_view p_strAllowed)
     return true;
 }
 
-/// ".123" at the front of the text, if there is one. @return ticks, -1 for a point without digits.
+/// Reads an optional ".123" at the start of the text. @return ticks, -1 for a point without digits.
 std::int64_t TakeFraction(std::string_view& r_strText, unsigned& r_nDigits)
 {
     r_nDigits = 0;

@@ -5,12 +5,12 @@
 #include <string>
 #include <string_view>
 
-/// Largest time stamp that a source accepts: the end of year 9999.
+/// Latest time stamp that a source accepts: the end of year 9999.
 constexpr std::int64_t g_nTicksMax = 3'155'378'975'999'999'999;
 
-/// "2026-03-05T10:00:00[.fraction][Z]", always UTC. Digits of the fraction beyond the seventh are dropped.
-/// @param[out] p_pnDigits number of digits of the fraction, as written (null: not asked for).
-/// @return nothing if the text is no such time.
+/// "2026-03-05T10:00:00[.fraction][Z]", always UTC. Fraction digits after the seventh are dropped.
+/// @param[out] p_pnDigits number of fraction digits as written (null: not needed).
+/// @return nullopt if the text is not such a time.
 std::optional<std::int64_t> TicksFromIso(std::string_view p_strText, unsigned* p_pnDigits = nullptr);
 
 /// Always with seven digits and "Z": "2026-03-05T10:00:00.0000000Z".

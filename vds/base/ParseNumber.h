@@ -5,7 +5,8 @@
 #include <string>
 #include <type_traits>
 
-/// A number of a command line within its bounds. @throws std::runtime_error that names it and tells the bounds.
+/// A number from a command line, checked against its bounds. @throws std::runtime_error that names the number and its
+/// bounds.
 template <class TNumber>
 TNumber ParseNumber(const char* p_pName, const std::string& p_strText, TNumber p_nMin, TNumber p_nMax)
 {

@@ -9,7 +9,7 @@
 const char* const g_pVdsUsage =
     "usage: vds -xml:FILE [--simulate SCENARIO | --replay FILE.csv|FILE.pcap] [--speed N|max] [--once]\n"
     "           [--log-dir DIR] [--log-measurements] [--listen ADDR] [--start ISO] [--state FILE]\n"
-    "       without a scenario or recording: the streams of the configuration, live\n"
+    "       without a scenario or recording: the live streams of the configuration\n"
     "       vds --help | --version\n";
 
 namespace
@@ -31,14 +31,15 @@ std::int64_t ParseStart(const std::string& p_strText)
 {
     const std::optional<std::int64_t> nTicks = TicksFromIso(p_strText);
     if (!nTicks)
-        throw std::runtime_error("option '--start': expected a time as 2026-03-05T10:00:00Z, got '" + p_strText + "'");
+        throw std::runtime_error("option '--start': expected a time such as 2026-03-05T10:00:00Z, got '" + p_strText +
+                                 "'");
     return *nTicks;
 }
 
 void SetSource(SVdsCommand& r_command, const std::string& p_strPath, bool p_bReplay)
 {
     if (!r_command.strSource.empty())
-        throw std::runtime_error("options '--simulate' and '--replay': expected one of them, once");
+        throw std::runtime_error("options '--simulate' and '--replay': expected only one of them, once");
     r_command.strSource = p_strPath;
     r_command.bReplay = p_bReplay;
 }
@@ -81,15 +82,15 @@ SVdsCommand ParseVdsCommand(const std::vector<std::string>& p_vecstrArg)
     if (command.strConfig.empty())
         throw std::runtime_error("option '-xml:FILE' is missing");
     if (command.strSource.empty() && (command.bPaced || command.options.bOnce))
-        throw std::runtime_error("options '--speed' and '--once': expected with '--simulate' or '--replay' only; live "
-                                 "streams have a pace of their own and no end");
+        throw std::runtime_error("options '--speed' and '--once': allowed only with '--simulate' or '--replay'; live "
+                                 "streams have their own pace and no end");
     if (command.nStart != 0 && !command.bReplay)
-        throw std::runtime_error("option '--start': expected with '--replay' only; a scenario names its own start");
+        throw std::runtime_error("option '--start': allowed only with '--replay'; a scenario sets its own start");
     if (!command.options.strLogDir.empty() && !std::filesystem::is_directory(command.options.strLogDir))
         throw std::runtime_error("option '--log-dir': '" + command.options.strLogDir +
-                                 "' is no directory: expected one that exists");
+                                 "' is not a directory: expected an existing one");
     if (command.strSource.empty())
-        command.options.fSpeed = 0.0; // each cycle is due when it comes
+        command.options.fSpeed = 0.0; // each cycle is due when it arrives
     command.options.bLive = command.strSource.empty() || (!command.bReplay && command.options.fSpeed == 1.0);
     return command;
 }

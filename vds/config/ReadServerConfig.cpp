@@ -19,7 +19,8 @@ unsigned CheckPort(const std::string& p_strPath, const char* p_pName, unsigned p
     return p_nPort;
 }
 
-/// The address of the configuration is the one that clients use, and that is listened on unless told otherwise.
+/// The address in the configuration is the one clients connect to; the server listens on it unless --listen overrides
+/// it.
 std::string ListenAddress(const std::string& p_strListen, const std::string& p_strIPAddr)
 {
     const std::string& strAddr = p_strListen.empty() ? p_strIPAddr : p_strListen;
@@ -61,7 +62,7 @@ SStreamConfig TakeStream(const Runtime::CStream& p_stream)
     return stream;
 }
 
-/// The largest rate of the data points that streams are mapped to.
+/// The highest rate of the data points that streams are mapped to.
 std::int32_t RateOfStreams(const Runtime::CSynchrophasors& p_synchrophasors, const Runtime::CDatapoints& p_datapoints)
 {
     const auto fnRate_Hz = [](int p_nRate) { return p_nRate < 0 ? -1.0 / p_nRate : p_nRate; };
@@ -89,7 +90,7 @@ SOutputPmu ModePmu(const Runtime::OMA::CJob& p_job, const Runtime::OMA::CPSMode&
     return pmu;
 }
 
-/// A job's actual value and behind it its modes, of all jobs that run.
+/// For every running job: its actual value, followed by its modes.
 std::vector<SOutputPmu> ResultPmus(const Runtime::OMA::COMAs& p_omas)
 {
     std::vector<SOutputPmu> vecPmu;
@@ -113,7 +114,7 @@ std::vector<SOutputPmu> ResultPmus(const Runtime::OMA::COMAs& p_omas)
     return vecPmu;
 }
 
-/// Data points that jobs take for currents.
+/// Data points that jobs treat as currents.
 std::set<unsigned long> Currents(const Runtime::OMA::COMAs& p_omas)
 {
     std::set<unsigned long> setCurrent;
@@ -131,7 +132,7 @@ std::set<unsigned long> Currents(const Runtime::OMA::COMAs& p_omas)
     return setCurrent;
 }
 
-/// All measurement units; the server leaves out what its source does not have.
+/// All measurement units; the server ignores those that its source does not have.
 std::vector<SOutputPmu> UnitPmus(const Runtime::CConfiguration& p_config)
 {
     const std::set<unsigned long> setCurrent = Currents(p_config.GetOMAs());
@@ -184,7 +185,7 @@ SSynchrophasorConfig TakeSynchrophasors(const std::string& p_strPath, const Runt
         config.vecOutput.push_back(TakeOutput(output, p_config));
     if (!config.vecStream.empty() && (config.nRate == 0 || config.nRate > 3600 || config.nRate < -3600))
         throw std::runtime_error("file '" + p_strPath +
-                                 "': Synchrophasors Rate: expected it, or a ReportingRate up to 3600 of the data "
+                                 "': Synchrophasors: expected Rate, or a ReportingRate of at most 3600 for the data "
                                  "points that the streams are mapped to");
     return config;
 }
@@ -199,7 +200,7 @@ TConfigPtr ReadFile(const std::string& p_strPath)
     TConfigPtr pConfig(Runtime::CConfiguration::CreateInstance(&reader),
                        [](Runtime::CConfiguration*) { Runtime::CConfiguration::DeleteInstance(); });
     if (!pConfig)
-        throw std::runtime_error("file '" + p_strPath + "': nothing was read");
+        throw std::runtime_error("file '" + p_strPath + "': the configuration is empty");
     return pConfig;
 }
 } // namespace
@@ -221,7 +222,7 @@ SServerConfig ReadServerConfig(const std::string& p_strPath, const std::string& 
     config.nPortData = CheckPort(p_strPath, "PortApplicationData", pConfig->VDS().PortApplicationData());
     if (config.nPortEvent == config.nPortData)
         throw std::runtime_error("file '" + p_strPath +
-                                 "': VDS Port and PortApplicationData: expected two ports, got " +
+                                 "': VDS Port and PortApplicationData: expected two different ports, got " +
                                  std::to_string(config.nPortEvent) + " twice");
     config.security = TakeSecurity(pConfig->VDS().Security());
     TakeApplication(pConfig->GetOMAs(), config);

@@ -7,10 +7,10 @@
 #include <set>
 #include <string>
 
-/// What the server needs to know to tell its peers apart.
+/// What the server needs to authenticate its peers.
 struct SServerSecurity
 {
-    Norvik::Energy::Kestrel::Link::SLinkSecurity link; ///< strTokenFile is that of the application
+    Norvik::Energy::Kestrel::Link::SLinkSecurity link; ///< strTokenFile is the application's
     std::string strOperatorTokenFile;
 };
 
@@ -18,23 +18,23 @@ struct SServerSecurity
 struct SServerConfig
 {
     std::string strAddr = "127.0.0.1";      ///< address to listen on
-    unsigned nPortEvent = 0;                ///< events and read channels; 0: chosen by the system
-    unsigned nPortData = 0;                 ///< output channels; 0: chosen by the system
-    unsigned nReadSets = 1;                 ///< read sets that a replay waits for before it begins
+    unsigned nPortEvent = 0;                ///< for events and read channels; 0: chosen by the system
+    unsigned nPortData = 0;                 ///< for output channels; 0: chosen by the system
+    unsigned nReadSets = 1;                 ///< number of read sets that a replay waits for before it begins
     std::set<unsigned long> setMeasurement; ///< ids of the measurement channels among the output channels
     SServerSecurity security;
-    SSynchrophasorConfig synchrophasors; ///< streams of IEEE C37.118, in and out
+    SSynchrophasorConfig synchrophasors; ///< IEEE C37.118 streams, input and output
 };
 
 /// How the server runs.
 struct SServerOptions
 {
-    double fSpeed = 1.0;      ///< times wall clock; 0: as fast as the clients take it
-    bool bLive = false;       ///< never waits for a client; otherwise nothing is lost
-    bool bOnce = false;       ///< ends at the end of the source, when all has been taken
-    std::string strLogDir;    ///< of events.jsonl and channels.jsonl; empty: none
-    std::string strStateFile; ///< of the events; empty: they do not survive
+    double fSpeed = 1.0;      ///< multiple of real time; 0: as fast as the clients can receive
+    bool bLive = false;       ///< never waits for a client; otherwise it waits and no data is lost
+    bool bOnce = false;       ///< exits at the end of the source, once everything has been received
+    std::string strLogDir;    ///< for events.jsonl and channels.jsonl; empty: no logs
+    std::string strStateFile; ///< event state; empty: events do not survive a restart
     bool bLogMeasurements = false;
-    unsigned nQuiet_ms = 500; ///< a client that has started a set is given data after this time without a message
-    std::function<void(const std::string&)> fnLine = {}; ///< one line for the operator; empty: stdout
+    unsigned nQuiet_ms = 500; ///< a client that has started a set gets data after this time without a message
+    std::function<void(const std::string&)> fnLine = {}; ///< receives one message for the operator; empty: stdout
 };

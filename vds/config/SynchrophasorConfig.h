@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-// What the configuration file says of the streams of IEEE C37.118; defaults and limits are those of its schema.
+// The configuration of the IEEE C37.118 streams; defaults and limits are those of its schema.
 
 enum class ETransport
 {
@@ -13,7 +13,7 @@ enum class ETransport
     eSpontaneous ///< data over UDP, no commands
 };
 
-/// A phasor of a stream and the datapoint that it becomes.
+/// A phasor of a stream and the datapoint it is mapped to.
 struct SStreamPhasor
 {
     std::uint16_t nPmu = 0; ///< IDCODE of its PMU; 0: the first PMU that has the name
@@ -27,14 +27,14 @@ struct SStreamConfig
     std::string strName;
     std::string strHost; ///< eSpontaneous: the sender, a multicast group, or empty
     std::uint16_t nPort = 4712;
-    std::uint16_t nUdpPort = 0; ///< eUdp: of the device; eTcpUdp, eSpontaneous: our own
+    std::uint16_t nUdpPort = 0; ///< eUdp: the device's port; eTcpUdp, eSpontaneous: our own port
     ETransport eTransport = ETransport::eTcp;
     std::uint16_t nStreamId = 0;
     bool bRoundToGrid = false;
     std::vector<SStreamPhasor> vecPhasor;
 };
 
-/// What a PMU of an output stream stands for.
+/// What a PMU of an output stream represents.
 enum class EOutputPmu
 {
     eMode, ///< a swing mode: frequency, magnitude, damping ratio, degree of exposure, level of its event
@@ -45,7 +45,7 @@ enum class EOutputPmu
 /// A channel or a phasor of a PMU of an output stream.
 struct SOutputChannel
 {
-    std::uint64_t nId = 0;    ///< of the datapoint
+    std::uint64_t nId = 0;    ///< id of the datapoint
     std::string strName = {}; ///< eUnit only
     bool bCurrent = false;    ///< eUnit only
 };
@@ -57,7 +57,7 @@ struct SOutputPmu
     std::string strName;        ///< of the job or unit
     float fMin_Hz = 0.0F;       ///< eMode: its range
     float fMax_Hz = 0.0F;
-    bool bPower = true; ///< values in W, otherwise in degrees
+    bool bPower = true; ///< values in W; otherwise in degrees
     std::vector<SOutputChannel> vecChannel;
 };
 
@@ -70,19 +70,19 @@ struct SOutputStreamConfig
     std::uint16_t nUdpPort = 0; ///< 0: no UDP
     std::uint16_t nStreamId = 1;
     unsigned nNominal_Hz = 50;
-    std::int32_t nRate = 0; ///< frames a second, or -n; 0: 1 for results, for phasors the rate of the source
+    std::int32_t nRate = 0; ///< frames per second, or -n; 0: 1 for results, the source's rate for phasors
     bool bPhasors = false;
-    unsigned nWait_ms = 500;     ///< for results of the time of a frame
+    unsigned nWait_ms = 500;     ///< how long results for the time of a frame are waited for
     unsigned nUdpExpiry_s = 600; ///< 0: never
     std::vector<SOutputPmu> vecPmu;
 };
 
 struct SSynchrophasorConfig
 {
-    std::int32_t nRate = 50; ///< grid of the cycles: cycles a second, or -n
+    std::int32_t nRate = 50; ///< grid of the cycles: cycles per second, or -n
     unsigned nMaxWait_ms = 200;
     std::uint8_t nClockQualityLimit = 8; ///< worst clock quality of valid samples
-    int nUnlockedLimit_s = 10;           ///< 0, 10, 100, 1000: invalid from there on; -1: never
+    int nUnlockedLimit_s = 10;           ///< 0, 10, 100, 1000: invalid from this time on; -1: never invalid
     std::vector<SStreamConfig> vecStream;
     std::vector<SOutputStreamConfig> vecOutput;
 };

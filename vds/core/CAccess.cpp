@@ -20,14 +20,14 @@ void CAccess::Open(const SServerSecurity& p_security)
     if (!p_security.link.bOn)
         return;
     if (p_security.link.strCertificateFile.empty())
-        throw std::runtime_error("element Security: expected CertificateFile and KeyFile, the server's own");
+        throw std::runtime_error("element Security: expected the server's CertificateFile and KeyFile");
     m_pTls = Link::ServerTls(p_security.link);
     if (!p_security.link.strTokenFile.empty())
         m_strToken = Link::ReadToken(p_security.link.strTokenFile);
     if (!p_security.strOperatorTokenFile.empty())
         m_strOperatorToken = Link::ReadToken(p_security.strOperatorTokenFile);
     if (!m_strToken.empty() && m_strToken == m_strOperatorToken)
-        throw std::runtime_error("element Security: expected two tokens, got one twice");
+        throw std::runtime_error("element Security: expected two different tokens");
 }
 
 ERole CAccess::RoleOf(const Link::SLinkPeer& p_peer, const std::string& p_strToken) const
@@ -36,7 +36,7 @@ ERole CAccess::RoleOf(const Link::SLinkPeer& p_peer, const std::string& p_strTok
         return ERole::eOperator;
     if (!p_strToken.empty())
     {
-        // Both are compared in any case.
+        // Both tokens are always compared, so that the time taken reveals nothing.
         const bool bOperator = !m_strOperatorToken.empty() && Link::IsSameSecret(p_strToken, m_strOperatorToken);
         const bool bApplication = !m_strToken.empty() && Link::IsSameSecret(p_strToken, m_strToken);
         if (!bOperator && !bApplication)

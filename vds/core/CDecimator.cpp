@@ -4,8 +4,8 @@
 
 namespace
 {
-constexpr std::int64_t g_nHalfPeriods = 8; ///< of the lower rate
-constexpr double g_fCutOff = 0.45;         ///< part of the lower rate
+constexpr std::int64_t g_nHalfPeriods = 8; ///< in periods of the lower rate
+constexpr double g_fCutOff = 0.45;         ///< as a fraction of the lower rate
 constexpr double g_fLeastWeight = 0.75;
 constexpr double g_fRad = std::numbers::pi / 180.0;
 

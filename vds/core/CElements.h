@@ -4,14 +4,14 @@
 #include <set>
 #include <vector>
 
-/// The order to start again: it does not stand.
+/// The order to start again: it is never kept active.
 bool IsRestart(const SEvent& p_event);
-/// An order is carried out once by each client that it concerns: a restart (key 7), the stop of an application.
+/// An order is executed once by each client that it concerns: a restart (key 7), the stop of an application.
 bool IsOrder(const SEvent& p_event);
-/// The incident that an application has stopped: 4201 of type 3, 4001 of type 2.
+/// The incident that an application has stopped: 4201 for type 3, 4001 for type 2.
 bool IsStop(const SEvent& p_event);
 
-/// The elements that a client speaks for, as it has declared them, and which events follow from that.
+/// The elements that a client has declared, and what they imply for the events it receives.
 class CElements
 {
   public:
@@ -22,14 +22,14 @@ class CElements
     std::uint64_t Application() const { return m_nApplication; }
     /// @return true if the event's element is one of these.
     bool Has(const SEvent& p_event) const;
-    /// @return true if the event is about one of these elements, or this application has posted it.
+    /// @return true if the event is about one of these elements, or was posted by this application.
     bool IsOwn(const SEvent& p_event) const;
-    /// @return true if the client has to hear of it whoever else is there: it is of another kind of client, it is this
-    /// one's own, or the client has not declared whom it speaks for.
+    /// @return true if the client must receive the event no matter which other clients are connected: the event is of
+    /// another kind of client or concerns this client, or the client has declared no elements.
     bool Hears(const SEvent& p_event) const;
-    /// @return true if the event is the start of this application.
+    /// @return true if the event reports the start of this application.
     bool IsStart(const SEvent& p_event) const;
-    /// @return true if the event, which stands, was left by an earlier life of the application that starts.
+    /// @return true if the (active) event was left by an earlier run of the application that is starting.
     bool IsLeftOver(const SEvent& p_event) const;
 
   private:

@@ -19,29 +19,29 @@ constexpr std::size_t g_nMaxHistoryBytes = 32U << 20U;
 constexpr std::size_t g_nMaxEndedBytes = 16U << 20U;
 constexpr std::size_t g_nMaxStandingBytes = 16U << 20U;
 
-/// Memory of an event in a list.
+/// Memory used by an event in a list.
 std::size_t BytesOf(const SEvent& p_event)
 {
     return sizeof(SEvent) + p_event.strText.size() + p_event.strFrom.size();
 }
 
-constexpr unsigned g_nLifeBits = 32; ///< numbers of arrival that one life of a server has
+constexpr unsigned g_nLifeBits = 32; ///< arrival numbers available to one run of the server
 
-/// 63 bits, which any reader of JSON holds, and never 0.
+/// 63 bits, which every JSON reader can represent, and never 0.
 std::uint64_t RandomEpoch()
 {
     std::random_device device;
     return (static_cast<std::uint64_t>(device()) << 31U | device() >> 1U) | 1U;
 }
 
-/// A number that lines of earlier versions do not have.
+/// A number that is missing in lines of earlier versions.
 std::uint64_t OptionalNumber(const json::object& p_object, const char* p_pName)
 {
     const json::value* const pValue = p_object.if_contains(p_pName);
     return pValue ? pValue->to_number<std::uint64_t>() : 0;
 }
 
-/// @throws anything that tells what is wrong with the line.
+/// @throws an exception that describes what is wrong with the line.
 SEvent ParseStateLine(const json::object& object)
 {
     SEvent event;
@@ -127,10 +127,10 @@ std::uint64_t CEventStore::Add(const SEvent& p_event)
 {
     const TKey key(p_event.eKey, p_event.eElemType, p_event.nElemId);
     if (p_event.eTrans == eAPP && m_mapStanding.size() >= g_nMaxStanding && m_mapStanding.count(key) == 0)
-        throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " stand already");
+        throw std::runtime_error("event refused: " + std::to_string(g_nMaxStanding) + " are active already");
     if (p_event.eTrans == eAPP && m_nStandingBytes + BytesOf(p_event) > g_nMaxStandingBytes)
-        throw std::runtime_error("event refused: those that stand have " + std::to_string(g_nMaxStandingBytes >> 20U) +
-                                 " MB already");
+        throw std::runtime_error("event refused: the active ones already take " +
+                                 std::to_string(g_nMaxStandingBytes >> 20U) + " MB already");
     SEvent event = p_event;
     event.nSeq = m_nSeq + 1;
     if (event.eKey != eIkRestart && m_file.IsOpen())
@@ -150,7 +150,7 @@ void CEventStore::CompactIfLarge()
     }
     catch (const std::exception&)
     {
-        // The old file stands and goes on to grow: no event is worse off.
+        // On failure the old file remains and keeps growing: no event is lost.
     }
     m_nCompactSize = std::max(m_nCompactSize, 2 * m_file.Size());
 }
@@ -161,11 +161,11 @@ void CEventStore::Reopen()
         m_file.Replace(KeptLines());
 }
 
-/// What is kept in memory is kept in the file.
+/// Keeps in the file what is kept in memory.
 std::string CEventStore::KeptLines() const
 {
     const std::uint64_t nFirst = m_queAll.empty() ? m_nSeq + 1 : m_queAll.front().nSeq;
-    std::map<std::uint64_t, const SEvent*> mapOld; ///< standing, and older than the history
+    std::map<std::uint64_t, const SEvent*> mapOld; ///< active, and older than the history
     for (const auto& [key, span] : m_mapStanding)
     {
         if (span.app.nSeq < nFirst)
@@ -202,7 +202,7 @@ void CEventStore::Take(const SEvent& p_event)
     m_nStandingBytes += BytesOf(p_event);
 }
 
-/// The order of arrival decides: an end that is stamped ahead of its beginning leaves a span without extent.
+/// The order of arrival decides: an end stamped before its start leaves an empty span.
 void CEventStore::Close(const TKey& p_key, std::int64_t p_nTicks)
 {
     const auto it = m_mapStanding.find(p_key);

@@ -10,39 +10,40 @@
 #include <tuple>
 #include <vector>
 
-/// One JSON line as the event log has it.
+/// The event as one JSON line of the event log.
 std::string EventLine(const SEvent& p_event);
 
-/// One line for the operator's journal: what begins or ends, where, when, and who says so. What clients have sent stands in
-/// it without control characters, and shortened.
+/// One line for the operator's journal: what begins or ends, where, when, and who reports it. Text sent by clients is
+/// shortened and its control characters are escaped.
 std::string EventStory(const SEvent& p_event);
 
-/// All events, and which of them stand: an APP stands until its DIS, which has the same key, element type and element
-/// id. A restart request (key 7) is told and forgotten: it is an order, and standing it would restart the application
-/// again on each of its starts.
+/// All events, and which of them are active: an APP is active until a DIS with the same key, element type and element
+/// id. A restart request (key 7) is distributed but not kept: it is an order, and as an active event it would restart
+/// the application at each of its starts.
 ///
-/// Order       each event has a number of arrival, which grows and is never used twice in an epoch. A state file keeps its
-///             epoch; what it has not kept (orders) may have been told, so each opening leaves a great gap of numbers.
-/// State file  one line an event, written and synced before the event stands and before anybody is told of it. When it
-///             has grown beyond a size, what memory has dropped is left out of it, by a new file in place of the old.
-/// Bounds      10,000 standing events and 16 MB; a history of 100,000 events and 32 MB; for reads of a time that has gone
-///             by, 16 MB of events that stood.
+/// Order       each event has an arrival number, which increases and is never reused in an epoch. A state file keeps
+///             its epoch; orders are sent but not stored, so each opening skips a large range of numbers.
+/// State file  one line per event, written and synced before the event takes effect and is sent to anybody. When it
+///             has grown beyond a limit, a new file without the events that memory has dropped replaces it.
+/// Bounds      10,000 active events and 16 MB; a history of 100,000 events and 32 MB; for reads of a past time,
+///             16 MB of events that were active.
 class CEventStore
 {
   public:
-    /// @param p_nCompactSize bytes of the state file at which it is written anew.
+    /// @param p_nCompactSize size in bytes at which the state file is rewritten.
     explicit CEventStore(std::size_t p_nCompactSize = 64U << 20U);
     /// Reads the state file and keeps it open. @throws std::runtime_error that names file, line and what was expected.
     void Open(const std::string& p_strPath);
-    /// Writes what is kept into a new file if the old one has been renamed or removed. @throws std::runtime_error
+    /// Writes the state to a new file if the old one has been renamed or removed. @throws std::runtime_error
     void Reopen();
 
-    /// @throws std::runtime_error if the state file cannot be written or too much stands: the event has not happened.
-    /// @return its number of arrival.
+    /// @throws std::runtime_error if the state file cannot be written or too many events are active; the event is then
+    /// not taken.
+    /// @return its arrival number.
     std::uint64_t Add(const SEvent& p_event);
 
     std::vector<SEvent> Standing() const { return StandingAt(std::numeric_limits<std::int64_t>::max()); }
-    /// What stood at a time, by the events' own time stamps, in order of arrival.
+    /// Events active at a time, by their own time stamps, in order of arrival.
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
     /// Events from a time on, by their own time stamps, in order of arrival.
     std::vector<SEvent> Since(std::int64_t p_nTicks) const;
@@ -51,8 +52,8 @@ class CEventStore
 
     std::uint64_t Epoch() const { return m_nEpoch; }
     std::uint64_t LastSeq() const { return m_nSeq; }
-    /// The number that a place in the order stands for here. Of another epoch nothing is known: the end of what was
-    /// there when the store was opened.
+    /// The number to resume after, for a client's position in the order. For a position of another epoch: the number of
+    /// the last event present when the store was opened.
     std::uint64_t SeqOf(std::uint64_t p_nEpoch, std::uint64_t p_nSeq) const
     {
         return p_nEpoch == m_nEpoch && p_nSeq <= m_nSeq ? p_nSeq : m_nSeqOpened;
@@ -75,7 +76,7 @@ class CEventStore
     CStateFile m_file;
     std::size_t m_nCompactSize;
     std::uint64_t m_nEpoch;
-    std::uint64_t m_nSeq = 0; ///< of the event taken last
+    std::uint64_t m_nSeq = 0; ///< number of the newest event
     std::uint64_t m_nSeqOpened = 0;
     std::size_t m_nHistoryBytes = 0;
     std::size_t m_nStandingBytes = 0;

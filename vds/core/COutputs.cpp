@@ -5,7 +5,7 @@ namespace
 {
 constexpr std::uint64_t g_nStateSuspect = 0x0080000000000000;
 constexpr std::size_t g_nMaxWriters = 20000; ///< 5,000 jobs of three modes
-/// Channels of which the newest value is kept after their stop.
+/// Number of channels whose newest value is kept after they have been stopped.
 constexpr std::size_t g_nMaxStopped = 10000;
 constexpr std::size_t g_nMaxChannels = 100000;
 } // namespace
@@ -28,7 +28,7 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
     if (itOwner != m_mapOwner.end() && itOwner->second.nSession != p_nSession)
         return eOtherConnection;
     const bool bNew = !m_mapWriter.contains({p_nSession, p_nWriter});
-    // Writers may name the same channels: both are counted.
+    // Several writers may declare the same channels: each declaration counts.
     if ((bNew && m_mapWriter.size() >= g_nMaxWriters) || m_mapChannel.size() + p_vecnId.size() > g_nMaxChannels ||
         m_nDeclared + p_vecnId.size() > g_nMaxChannels)
         return eTooMany;
@@ -84,7 +84,7 @@ void COutputs::Stop(TWriters::iterator p_it)
         m_log.Write("{\"op\":\"stop\",\"pmu\":" + std::to_string(writer.nPmu) + '}');
 }
 
-/// One writer less of a virtual PMU; one that is not started does no harm.
+/// Removes one writer of a virtual PMU; ignored if it is not started.
 void COutputs::Release(std::uint64_t p_nPmu)
 {
     const auto it = m_mapOwner.find(p_nPmu);

@@ -14,11 +14,11 @@
 class COutputs
 {
   public:
-    /// Why a start is refused; goes over the link.
+    /// Why a start is refused; sent over the link.
     enum EError : std::uint32_t
     {
         eAccepted = 0,
-        eOtherConnection = 1, ///< the virtual PMU is started by another connection
+        eOtherConnection = 1, ///< another connection has started the virtual PMU
         eNoChannels = 2,
         eBadRate = 3,
         eTooMany = 4
@@ -37,18 +37,19 @@ class COutputs
         : m_config(p_config), m_bLogMeasurements(p_bLogMeasurements)
     {
     }
-    /// Told of each value that is taken: channel, its rate, value.
+    /// Called for each accepted value: channel, its rate, value.
     std::function<void(const SChannel&, std::int32_t)> m_fnValue;
     CJsonLog& Log() { return m_log; }
 
-    /// A start of a writer that has already started replaces the one before: the application may repeat it.
+    /// A repeated start of the same writer replaces the earlier one: the application may repeat it.
     EError Start(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t p_nPmu,
                  const std::vector<std::uint64_t>& p_vecnId, std::int32_t p_nRate);
     void Stop(std::uint64_t p_nSession, unsigned p_nWriter);
-    /// @return false if the writer has not started this virtual PMU with so many channels: the values are refused.
+    /// @return false if the writer has not started this virtual PMU with this number of channels: the values are
+    /// refused.
     bool Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t p_nPmu, std::int64_t p_nTicks,
                std::span<const float> p_vecfValue, std::span<const std::uint64_t> p_vecnState);
-    /// The connection has gone: all that it has started is stopped.
+    /// The connection has closed: everything it has started is stopped.
     void StopAll(std::uint64_t p_nSession);
 
     /// By PMU and channel.
@@ -63,7 +64,7 @@ class COutputs
         std::int32_t nRate = 1;
     };
     using TWriters = std::map<std::pair<std::uint64_t, unsigned>, SWriter>;
-    /// Who has started a virtual PMU, by how many writers.
+    /// Who has started a virtual PMU, and with how many writers.
     struct SOwner
     {
         std::uint64_t nSession = 0;
@@ -81,5 +82,5 @@ class COutputs
     boost::unordered_map<std::pair<std::uint64_t, std::uint64_t>, SChannel> m_mapChannel; ///< by PMU and channel
 };
 
-/// Quality of the state word of a value that is written; any unknown word is INVALID.
+/// Quality from the state word of a written value; any unknown word is INVALID.
 int QualityOfState(std::uint64_t p_nState);

@@ -2,18 +2,19 @@
 #include <chrono>
 #include <cstdint>
 
-/// When the cycles of a source are due. The distance of two cycles is that of their time stamps; where a stamp goes
-/// back or leaps by more than 10 s, it is the one of the rate: a gap of hours in a recording is not waited for.
+/// Determines when the cycles of a source are due. Cycles are as far apart as their time stamps; where a stamp goes
+/// back or jumps by more than 10 s, the period of the rate is used, so that a gap of hours in a recording is skipped.
 class CPace
 {
   public:
     using TTime = std::chrono::steady_clock::time_point;
 
-    /// @param p_fSpeed times real time; 0: every cycle is due at once.
-    /// @param p_bCatchUp a source that is late hurries until it is back on time; otherwise it goes on from where it is.
+    /// @param p_fSpeed multiple of real time; 0: every cycle is due at once.
+    /// @param p_bCatchUp true: a late source sends faster until it is back on time; false: it continues from where it
+    /// is.
     CPace(double p_fSpeed, std::int32_t p_nRate, bool p_bCatchUp);
     TTime Due(std::int64_t p_nTicks, TTime p_tNow) const;
-    /// The cycle has been sent.
+    /// Call when the cycle has been sent.
     void Sent(std::int64_t p_nTicks, TTime p_tNow);
 
   private:

@@ -14,7 +14,7 @@ namespace
 {
 constexpr std::size_t g_nMaxTimes = 1000;
 
-constexpr double g_fClass_ms = 0.001; ///< upper end of the first class
+constexpr double g_fClass_ms = 0.001; ///< upper bound of the first class
 constexpr double g_fClassRatio = 1.1;
 constexpr std::size_t g_nClasses = 300;
 
@@ -25,7 +25,7 @@ bool IsOnGrid(std::int64_t p_nTicks, std::int32_t p_nRate)
     return GridTicks(nIdx, p_nRate) == nRest;
 }
 
-/// Rate that a cycle time in ms stands for: truncation makes 16 ms of 60 Hz, 33 ms of 30 Hz and so on.
+/// Rate for a cycle time in ms: because of truncation 16 ms means 60 Hz, 33 ms means 30 Hz and so on.
 std::int32_t RateOfCycle(std::int64_t p_nCycle_ms)
 {
     for (const SCycleTime& cycle : g_arrCycleTime)
@@ -137,7 +137,7 @@ void CReadSet::Taken(std::uint64_t p_nSeq, TTime p_tNow, CDeliveryTimes& r_times
     const std::uint64_t nTaken = std::min(p_nSeq, m_nSent);
     for (; m_nTaken < nTaken; ++m_nTaken)
     {
-        // Times of the oldest cycles may have been given up by a client that is far behind.
+        // The oldest send times may already have been dropped for a client that is far behind.
         if (m_nSent - m_nTaken > m_quetSent.size())
             continue;
         r_times.Add(p_tNow - m_quetSent.front().first);

@@ -9,38 +9,38 @@
 
 class CServerCore;
 
-/// The phasor data server: two ports, a source, one thread.
+/// The phasor data server: two ports, one source, one thread.
 class CServer
 {
   public:
-    /// @param p_fnOutputs makes the ways out besides the link; called by Start. Empty: none.
+    /// @param p_fnOutputs creates the outputs other than the link; called by Start. Empty: none.
     CServer(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options,
             TMakeOutputs p_fnOutputs = {});
-    /// Stop.
+    /// Calls Stop.
     ~CServer();
     CServer(const CServer&) = delete;
     CServer& operator=(const CServer&) = delete;
 
     /// Listens, opens the files and starts the thread. @throws std::runtime_error with one line; nothing has been
-    /// written then.
+    /// written in that case.
     void Start();
-    /// Cuts all connections and ends the thread. Idempotent.
+    /// Closes all connections and ends the thread. Idempotent.
     void Stop();
 
-    /// Calls the function on the server's thread, between two pieces of its work.
+    /// Calls the function on the server's thread, between two tasks.
     void Post(std::function<void()> p_fnCall);
-    /// Goes on in new files where the old ones have been renamed. Any thread.
+    /// Creates new files where the old ones have been renamed. Callable from any thread.
     void ReopenFiles();
     unsigned PortEvent() const;
     unsigned PortData() const;
-    /// Called once on the server's thread when the source has ended and all has been taken (option once), or when the
-    /// source has failed. Set ahead of Start.
+    /// Called once on the server's thread when the source has ended and everything has been received (option once), or
+    /// when the source has failed. Set before Start.
     void OnEnd(std::function<void()> p_fnEnd);
-    /// Why the source has failed; empty if it has not. After Stop.
+    /// Why the source failed; empty if it did not. Valid after Stop.
     std::string Fault() const;
-    /// After Stop: cycles, and the worst and the 99 % time of a delivery.
+    /// Valid after Stop: number of cycles, the worst and the 99 % delivery time.
     std::string Summary() const;
-    /// Lines on the streams of the source; empty for sources without.
+    /// Messages about the streams of the source; empty for sources without streams.
     std::vector<std::string> SourceSummary() const;
 
   private:

@@ -13,15 +13,15 @@ namespace Link = Norvik::Energy::Kestrel::Link;
 
 namespace
 {
-/// Clients that have greeted, and connections that have not: those have places of their own.
+/// Limits for clients that have greeted, and for connections that have not: these are counted separately.
 constexpr std::ptrdiff_t g_nMaxSessions = 300;
 constexpr std::ptrdiff_t g_nMaxSessionsOfPeer = 200;
 constexpr std::ptrdiff_t g_nMaxStrangers = 100;
-/// Bytes that wait for all peers, and that have come from them.
+/// Limits in bytes for data queued for all peers, and for data received from them.
 constexpr std::size_t g_nMaxHeld = 64U << 20U;
-/// Cycles in a row before other things get their turn.
+/// Number of consecutive cycles before other work gets its turn.
 constexpr int g_nBatch = 16;
-/// A replay waits so long for further sets after the first, and for a client that does not come to rest.
+/// How long a replay waits for further sets after the first, and for a client that stays busy.
 constexpr auto g_tMoreSets = std::chrono::seconds(3);
 constexpr auto g_tSettle = std::chrono::seconds(5);
 constexpr auto g_tRecheck = std::chrono::milliseconds(20);
@@ -95,7 +95,7 @@ void CServerCore::Start()
     m_thread = std::thread([this] { m_io.run(); });
 }
 
-/// Ways out besides the link.
+/// Outputs other than the link.
 void CServerCore::StartOutputs()
 {
     if (!m_fnOutputs)
@@ -123,10 +123,11 @@ void CServerCore::Listen(TAcceptor& r_acceptor, unsigned p_nPort)
     const asio::ip::address address =
         asio::ip::make_address(m_config.strAddr == "localhost" ? "127.0.0.1" : m_config.strAddr, ec);
     if (ec)
-        throw std::runtime_error("address '" + m_config.strAddr + "': expected the number of a network address");
+        throw std::runtime_error("address '" + m_config.strAddr + "': expected a numeric network address");
     if (!address.is_loopback() && !m_access.Tls())
-        throw std::runtime_error("address '" + m_config.strAddr +
-                                 "' is reached by other machines: expected element Security in the configuration");
+        throw std::runtime_error(
+            "address '" + m_config.strAddr +
+            "' can be reached from other machines: expected element Security in the configuration");
     if (p_nPort > 65535)
         throw std::runtime_error("port " + strWhere + ": expected 1 to 65535");
     const asio::ip::tcp::endpoint endpoint(address, static_cast<std::uint16_t>(p_nPort));
@@ -156,7 +157,7 @@ void CServerCore::Accept(TAcceptor& r_acceptor, bool p_bDataPort)
                 Welcome(std::move(p_socket), p_bDataPort);
             if (!p_ec)
                 return Accept(r_acceptor, p_bDataPort);
-            // Out of file handles, as a rule: not at once again.
+            // Usually out of file handles: wait before the next attempt.
             auto pTimer = std::make_shared<asio::steady_timer>(m_io, std::chrono::milliseconds(500));
             pTimer->async_wait([this, &r_acceptor, p_bDataPort, pTimer](const boost::system::error_code&)
                                { Accept(r_acceptor, p_bDataPort); });
@@ -186,7 +187,7 @@ void CServerCore::Welcome(asio::ip::tcp::socket p_socket, bool p_bDataPort)
     pStream->Accept(pSession, m_pShare);
 }
 
-/// Empty: a connection from there is taken.
+/// Empty: a connection from there is accepted.
 std::string CServerCore::WhyNot(const std::string& p_strAddr) const
 {
     const auto fnCount = [this](auto p_fnIs)
@@ -196,14 +197,14 @@ std::string CServerCore::WhyNot(const std::string& p_strAddr) const
                              { return p_entry.second->IsGreeted() && p_fnIs(*p_entry.second); });
     };
     if (fnCount([](const CSession&) { return true; }) >= g_nMaxSessions)
-        return "there are " + std::to_string(g_nMaxSessions) + " already";
+        return "there are " + std::to_string(g_nMaxSessions) + " connections already";
     if (fnCount([&](const CSession& p_session) { return p_session.Address() == p_strAddr; }) >= g_nMaxSessionsOfPeer)
-        return "there are " + std::to_string(g_nMaxSessionsOfPeer) + " from there already";
+        return "there are " + std::to_string(g_nMaxSessionsOfPeer) + " connections from there already";
     return "";
 }
 
-/// Who connects and does not greet must not keep the place of one that will: the oldest goes, and before it the oldest of
-/// those that have been found wanting already.
+/// A connection that does not greet must not take the place of one that does: the oldest such connection is closed, and
+/// those already rejected are closed first.
 void CServerCore::MakeRoomForStranger()
 {
     std::ptrdiff_t nStrangers = 0;
@@ -217,7 +218,8 @@ void CServerCore::MakeRoomForStranger()
             pOldest = pSession.get();
     }
     if (nStrangers >= g_nMaxStrangers)
-        pOldest->Dismiss("its place is needed: " + std::to_string(g_nMaxStrangers) + " others have not greeted either");
+        pOldest->Dismiss("place needed: " + std::to_string(g_nMaxStrangers) +
+                         " other connections have not greeted either");
 }
 
 void CServerCore::Stop()
@@ -236,7 +238,7 @@ void CServerCore::Stop()
                    m_io.stop();
                });
     m_thread.join();
-    // Streams and sessions hold each other until the streams have closed.
+    // Streams and sessions own each other until the streams are closed.
     m_io.restart();
     m_io.poll();
 }
@@ -246,10 +248,10 @@ void CServerCore::ReopenFiles()
     m_eventLog.Reopen();
     m_outputs.Log().Reopen();
     Guarded([this] { m_events.Reopen(); });
-    Line("files are opened anew");
+    Line("reopening files");
 }
 
-/// From here on nothing that clients send has an effect; their outputs end in a fixed order.
+/// From here on, messages from clients have no effect; the outputs of the clients end in a fixed order.
 void CServerCore::End()
 {
     if (m_bEnding)
@@ -266,7 +268,7 @@ void CServerCore::End()
     m_timer.cancel();
     m_timerStall.cancel();
     for (const auto& [nId, pSession] : m_mapSession)
-        pSession->Close("the server ends");
+        pSession->Close("the server is stopping");
 }
 
 void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strReason)
@@ -276,7 +278,7 @@ void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strR
         m_mapSession.erase(p_session.Id());
         return;
     }
-    // Ports differ from connection to connection, and who it is and why do not.
+    // The port changes from connection to connection; the client and the reason do not.
     if (p_session.IsClient() || p_session.Client() == 0)
         PeerLine("connection '" + p_session.Name() + "' from " + p_session.Peer() + " closed: " + p_strReason,
                  p_session.Name() + " " + p_session.Address() + " " + p_strReason);
@@ -298,8 +300,8 @@ void CServerCore::Drop(const CSession& p_except, bool p_bEventPort, bool p_bData
     }
 }
 
-/// Stands still as a server does that hangs: nothing is sent, read or answered. A moment later, so that the request
-/// itself is answered.
+/// Simulates a server that hangs: nothing is sent, read or answered. Starts a moment later, so that the request itself
+/// is still answered.
 void CServerCore::Stall(std::chrono::milliseconds p_tStall)
 {
     m_timerStall.expires_after(std::chrono::milliseconds(50));
@@ -321,7 +323,7 @@ std::string CServerCore::Summary() const
                   m_times.Count(), m_times.Worst_ms(), m_times.Percent99_ms());
     std::string strText = pText;
     if (m_nRefused != 0)
-        strText += "; " + std::to_string(m_nRefused) + " writes refused, channels not started";
+        strText += "; " + std::to_string(m_nRefused) + " writes refused because their channels were not started";
     return strText;
 }
 
@@ -365,7 +367,7 @@ std::vector<SEvent> CServerCore::StandingAt(std::int64_t p_nTicks) const
     return m_events.StandingAt(p_nTicks);
 }
 
-/// An operator's order to an element goes to the application that has the element; if none has it, to all.
+/// An operator's order to an element goes to the application that has the element; if there is none, to all.
 bool CServerCore::Concerns(const SEvent& p_event, const CSession& p_session) const
 {
     if (p_session.Elements().Hears(p_event))
@@ -462,7 +464,7 @@ void CServerCore::Pump()
     Kick();
 }
 
-/// Sends the next cycle if it may go. @return false if not: something will wake the source.
+/// Sends the next cycle if it may be sent. @return false if not; a later event will wake the source.
 bool CServerCore::PumpOne()
 {
     const TTime tNow = std::chrono::steady_clock::now();
@@ -492,7 +494,7 @@ bool CServerCore::PumpOne()
     return true;
 }
 
-/// A replay goes on when there are sets, their clients have settled, and each can take one more cycle.
+/// A replay continues when there are sets, their clients are idle, and each set can take one more cycle.
 bool CServerCore::ClientsReady(TTime p_tNow)
 {
     std::size_t nSets = 0;
@@ -525,8 +527,8 @@ bool CServerCore::ClientsReady(TTime p_tNow)
     return bReady;
 }
 
-/// The start of a set sets off much in its client: threads start, output channels are declared. The data of a replay
-/// waits until all that has come to rest, so that every run meets the same state; but not for ever.
+/// The start of a set triggers much work in its client: threads start, output channels are declared. A replay waits
+/// until the client is idle, so that every run starts from the same state; but the wait is limited.
 bool CServerCore::IsSettled(const CSession& p_session, CReadSet& r_set, TTime p_tNow)
 {
     if (r_set.m_bSettled)
@@ -536,7 +538,7 @@ bool CServerCore::IsSettled(const CSession& p_session, CReadSet& r_set, TTime p_
     return r_set.m_bSettled;
 }
 
-/// Sends the events of the next cycle. @return false while it has to wait for them.
+/// Sends the events of the next cycle. @return false while it has to wait for their confirmation.
 bool CServerCore::EventsReady()
 {
     if (m_cycle.vecEvent.empty())
@@ -566,7 +568,7 @@ bool CServerCore::AllTaken()
     return true;
 }
 
-/// Time up to which all sets have been taken.
+/// Time up to which all sets have been received.
 std::int64_t CServerCore::TakenTicks()
 {
     std::int64_t nTicks = g_nTicksMax;
@@ -598,7 +600,7 @@ void CServerCore::AtSourceEnd()
             return;
         if (!m_bFlushSent)
         {
-            // What clients have written for the last cycles may still be on its way on their other connections.
+            // Values that clients wrote for the last cycles may still be in transit on their other connections.
             m_bFlushSent = true;
             for (const auto& [nId, pSession] : m_mapSession)
             {

@@ -24,11 +24,11 @@
 #include <thread>
 #include <vector>
 
-/// Inside of the server. One thread does everything: links, source, files; so there is nothing to lock.
+/// Implementation of the server. One thread does everything: links, source, files; so no locks are needed.
 ///
-/// Order of a cycle  events of the source first; a replay waits until they have been taken before it sends the samples,
-///                   and it sends the events only when all samples before them have been taken. So the same recording
-///                   gives the same run, however fast it goes.
+/// Order of a cycle  events of the source first; a replay waits until they have been received before it sends the
+///                   samples, and it sends the events only when all earlier samples have been received. So the same
+///                   recording always gives the same run, at any speed.
 class CServerCore
 {
   public:
@@ -42,7 +42,7 @@ class CServerCore
     void Start();
     void Stop();
     void Post(std::function<void()> p_fnCall);
-    void ReopenFiles(); ///< on the server's thread
+    void ReopenFiles(); ///< runs on the server's thread
     unsigned PortEvent() const { return m_nPortEvent; }
     unsigned PortData() const { return m_nPortData; }
     std::string Fault() const { return m_strFault; }
@@ -60,9 +60,10 @@ class CServerCore
     CAccess& Access() { return m_access; }
     boost::asio::io_context& Io() { return m_io; }
     void Line(const std::string& p_strText);
-    /// A line that a peer can cause again and again: one in ten seconds for each key. @param p_strKey empty: the text.
+    /// A message that a peer can trigger repeatedly: at most one per key in ten seconds. @param p_strKey empty: the
+    /// text.
     void PeerLine(const std::string& p_strText, const std::string& p_strKey = "");
-    /// Runs what writes to a file: a failure there is one line to the operator and nobody else's trouble.
+    /// Runs something that writes to a file: a failure is reported to the operator in one line and has no other effect.
     template <class TWrite>
     void Guarded(TWrite&& p_fnWrite)
     {
@@ -75,18 +76,18 @@ class CServerCore
             FileLine(ex.what());
         }
     }
-    /// Something has changed that the next cycle may have waited for.
+    /// Something has changed that the next cycle may have been waiting for.
     void Kick();
-    /// A client has done something else than to take data.
+    /// A client has done something other than confirming data.
     void Touch(std::uint64_t p_nClient);
-    /// @return false if the event could not be kept, and so nobody has been told of it.
+    /// @return false if the event could not be stored; in that case nobody has received it.
     bool Publish(SEvent p_event);
     std::vector<SEvent> StandingAt(std::int64_t p_nTicks) const;
-    /// @return true if the client has to hear of the event.
+    /// @return true if the client must receive the event.
     bool Concerns(const SEvent& p_event, const CSession& p_session) const;
-    /// An application has started: what it has said of itself in an earlier life ends.
+    /// An application has started: the events it raised in an earlier run end.
     void EndLeftOver(const CSession& p_session);
-    /// What the read sets of all sessions cost a cycle of the source: a unit a channel, and some for a set.
+    /// Cost of the read sets of all sessions per cycle of the source: one unit per channel, plus some per set.
     std::size_t ReadCost() const { return m_nReadCost; }
     void AddReadCost(std::size_t p_nCost) { m_nReadCost += p_nCost; }
     void TakeReadCost(std::size_t p_nCost) { m_nReadCost -= p_nCost; }
@@ -124,7 +125,7 @@ class CServerCore
 
     const SServerConfig m_config;
     const SServerOptions m_options;
-    boost::asio::io_context m_io; ///< ahead of the source, which has sockets of its own on it
+    boost::asio::io_context m_io; ///< declared before the source, which has sockets on it
     const std::unique_ptr<ISource> m_pSource;
     const TMakeOutputs m_fnOutputs;
     TAcceptor m_acceptorEvent;
@@ -141,7 +142,7 @@ class CServerCore
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;
-    std::vector<std::unique_ptr<IOutput>> m_vecpOutput; ///< besides the clients of the link
+    std::vector<std::unique_ptr<IOutput>> m_vecpOutput; ///< other than the clients of the link
     std::map<std::uint64_t, std::shared_ptr<CSession>> m_mapSession;
     std::uint64_t m_nLastSession = 0;
     std::map<std::uint64_t, TTime> m_mapTouched; ///< by client
@@ -151,9 +152,9 @@ class CServerCore
     bool m_bKicked = false;
     SSourceCycle m_cycle; ///< the next one
     bool m_bHasCycle = false;
-    std::int64_t m_nNow = 0;    ///< present time of the data, ticks: that of the cycle sent last
+    std::int64_t m_nNow = 0;    ///< current time of the data, ticks: that of the newest cycle sent
     bool m_bBegun = false;      ///< a replay has begun
-    bool m_bEventsSent = false; ///< those of the next cycle
+    bool m_bEventsSent = false; ///< the events of the next cycle have been sent
     bool m_bEndTold = false;
     bool m_bFlushSent = false;
     bool m_bEnding = false;
@@ -165,5 +166,5 @@ class CServerCore
     boost::asio::steady_timer m_timerStall;
     std::mutex m_mtxStall;
     std::condition_variable m_cvStall;
-    bool m_bStop = false; ///< under m_mtxStall
+    bool m_bStop = false; ///< guarded by m_mtxStall
 };

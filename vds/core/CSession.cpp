@@ -11,8 +11,8 @@ namespace
 {
 constexpr std::size_t g_nMaxSets = 1000;
 constexpr std::size_t g_nMaxIds = 100000; ///< channels of all sets of a connection
-/// What a read set costs besides its channels, which cost one each. All connections together have a bound; beyond it each
-/// may still have the share that is safe for all of them.
+/// Cost of a read set besides its channels, which cost one each. All connections together have a limit; beyond it, each
+/// may still use a share that is safe for all.
 constexpr std::size_t g_nSetCost = 100;
 constexpr std::size_t g_nMaxReadCost = 200000;
 constexpr std::size_t g_nSafeReadCost = 1000;
@@ -20,9 +20,9 @@ constexpr unsigned g_nMaxPostsRefused = 20;
 constexpr std::size_t g_nMaxName = 100;
 constexpr std::uint32_t g_nMaxStall_ms = 3600000;
 constexpr auto g_tHello = std::chrono::seconds(5);
-constexpr std::int64_t g_nWindow_ms = 10000; ///< what a client keeps for a set
+constexpr std::int64_t g_nWindow_ms = 10000; ///< what a client buffers for a set
 constexpr std::int64_t g_nMaxWindow = 64;
-/// Events in one part of a reply, by the bytes of their texts.
+/// Events in one part of a reply, limited by the bytes of their texts.
 constexpr std::size_t g_nPartBytes = 1U << 20U;
 
 SEvent FromLink(const Link::Event& p_event)
@@ -110,7 +110,7 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
     if (p_message.has_hello())
         OnHello(p_message.hello());
     else if (!m_bHello)
-        throw std::runtime_error("message ahead of the greeting");
+        throw std::runtime_error("message before the greeting");
     else if (p_message.has_elements())
         OnElements(p_message.elements());
     else if (p_message.has_cycle_ack() && !m_bDataPort)
@@ -140,18 +140,18 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
     }
 }
 
-/// @throws anything that tells why the client is not wanted.
+/// @throws an exception that says why the client is refused.
 void CSession::CheckHello(const Link::Hello& p_hello) const
 {
     if (p_hello.version() != Link::g_nLinkVersion)
         throw Link::CLinkRefusal("version " + std::to_string(p_hello.version()) + " of the link: expected " +
                                  std::to_string(Link::g_nLinkVersion));
-    // The name stands in lines of text; "source" is that of the server's own events.
+    // The name appears in lines of text; "source" is reserved for the server's own events.
     const std::string& strName = p_hello.name();
     const bool bPlain =
         std::all_of(strName.begin(), strName.end(), [](unsigned char p_n) { return p_n >= 0x20 && p_n != 0x7F; });
     if (m_bHello || strName.size() > g_nMaxName || !bPlain || strName == "source")
-        throw std::runtime_error("wrong greeting");
+        throw std::runtime_error("invalid greeting");
 }
 
 void CSession::OnHello(const Link::Hello& p_hello)
@@ -182,7 +182,7 @@ void CSession::OnHello(const Link::Hello& p_hello)
         });
 }
 
-/// Whoever guesses waits for the answer, and what is said meanwhile is not heard.
+/// The answer to a refused client is delayed, and whatever it sends meanwhile is ignored.
 void CSession::RefuseLater(const std::string& p_strReason)
 {
     m_bRefused = true;
@@ -234,7 +234,7 @@ void CSession::OnStartSet(const Link::StartSet& p_start)
     if (nSets > g_nMaxSets)
         throw std::runtime_error("more than " + std::to_string(g_nMaxSets) + " read sets");
     if (nNewCost > g_nSafeReadCost && m_core.ReadCost() - nOldCost + nCost > g_nMaxReadCost)
-        throw std::runtime_error("too many channels of all connections");
+        throw std::runtime_error("too many channels on all connections together");
     const std::int64_t nCycle_ms = CycleTime_ms(ActualRate(m_core.Source().Rate(), p_start.rate(), p_start.cycle_ms()));
     const std::int64_t nWindow =
         std::clamp<std::int64_t>(g_nWindow_ms / std::max<std::int64_t>(nCycle_ms, 1), 2, g_nMaxWindow);
@@ -302,10 +302,11 @@ void CSession::OnPostEvent(const Link::Event& p_event)
 {
     Post(p_event, false);
     if (m_nPostsRefused > g_nMaxPostsRefused)
-        throw std::runtime_error("more than " + std::to_string(g_nMaxPostsRefused) + " events that it may not post");
+        throw std::runtime_error("more than " + std::to_string(g_nMaxPostsRefused) +
+                                 " events that it is not allowed to post");
 }
 
-/// @return why the event is refused; empty: it is taken.
+/// @return why the event is refused; empty: accepted.
 std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
 {
     CheckEvent(p_event);
@@ -318,7 +319,7 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
         const bool bKept = m_core.Publish(event);
         if (!p_bControl && m_elements.IsStart(event))
             m_core.EndLeftOver(*this);
-        return bKept ? "" : "the event could not be kept";
+        return bKept ? "" : "the event could not be stored";
     }
     ++m_nPostsRefused;
     m_core.PeerLine("event " + std::to_string(event.eKey) + (event.eTrans == 1 ? " APP " : " DIS ") +
@@ -328,8 +329,8 @@ std::string CSession::Post(const Link::Event& p_event, bool p_bControl)
     return "not one of its own";
 }
 
-/// Sends parts until p_fnFill(message) answers that none follows. A stream that has closed takes none: its client has
-/// gone, or does not take what is sent to it.
+/// Sends parts until p_fnFill(message) returns that no further part follows. Stops when the stream is closed: its
+/// client has disconnected or does not receive.
 template <class TFill>
 void CSession::SendParts(TFill p_fnFill)
 {
@@ -356,8 +357,8 @@ std::uint64_t CSession::SeqOf(const Link::Position& p_position) const
     return m_core.Events().SeqOf(p_position.epoch(), p_position.seq());
 }
 
-/// What stands, in order of arrival, and the orders that have been given since the client was told last. An order that
-/// stands is no state: whoever has carried it out, or was not there when it was given, is not given it again.
+/// Sends the active events, in order of arrival, and the orders given since the client was last informed. An order is
+/// not a state: a client that has already executed it, or was not connected when it was given, does not get it again.
 std::vector<SEvent> CSession::ReplyTo(const Link::ReadEvents& p_read) const
 {
     std::vector<SEvent> vecEvent;
@@ -504,7 +505,7 @@ void CSession::OnControl(const Link::ControlRequest& p_request)
         });
 }
 
-/// @return why the request is refused; empty: it is done.
+/// @return why the request is refused; empty: done.
 std::string CSession::Control(const Link::ControlRequest& p_request, std::vector<std::string>& r_vecstrLine)
 {
     switch (p_request.kind())
@@ -522,7 +523,7 @@ std::string CSession::Control(const Link::ControlRequest& p_request, std::vector
     }
     if (m_eRole != ERole::eOperator)
     {
-        m_core.PeerLine("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not the operator's",
+        m_core.PeerLine("request of '" + m_strName + "' from " + m_strPeer + " refused: it is not an operator",
                         "request " + m_strName + m_strAddr);
         return "expected the token or certificate of an operator";
     }

@@ -16,8 +16,8 @@ struct SEvent;
 
 /// One connection of a client to one of the two ports.
 ///
-/// Owner    CServerCore, until the connection has closed.
-/// Threads  the server's only one.
+/// Owner    CServerCore, until the connection is closed.
+/// Threads  the server's only thread.
 class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::enable_shared_from_this<CSession>
 {
   public:
@@ -36,11 +36,11 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     std::map<unsigned, CReadSet>& Sets() { return m_mapSet; }
     bool IsSubscribed() const { return m_bSubscribed; }
     const CElements& Elements() const { return m_elements; }
-    /// Event deliveries and flushes that the client has not answered.
+    /// Event deliveries and flushes that the client has not confirmed.
     bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
-    /// The client has greeted, and is one that may connect.
+    /// The client has greeted and may connect.
     bool IsGreeted() const { return m_bHello; }
-    /// A client that may not connect waits to be told so.
+    /// The client has been refused and is waiting for the delayed answer.
     bool IsRefused() const { return m_bRefused; }
     bool IsClient() const { return m_bHello && !m_bControl; }
 
@@ -100,14 +100,14 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     bool m_bRefused = false;
     bool m_bDismissed = false;
     ERole m_eRole = ERole::eApplication;
-    std::int32_t m_eElemType = 0; ///< of the greeting
+    std::int32_t m_eElemType = 0; ///< from the greeting
     CElements m_elements;
     unsigned m_nPostsRefused = 0;
-    bool m_bControl = false; ///< has sent a request of vdsctl
+    bool m_bControl = false; ///< has sent a vdsctl request
     std::string m_strName;
     std::uint64_t m_nClient = 0;
     std::map<unsigned, CReadSet> m_mapSet;
-    std::size_t m_nReadCost = 0; ///< of its read sets
+    std::size_t m_nReadCost = 0; ///< cost of its read sets
     bool m_bSubscribed = false;
     std::uint64_t m_nDelivered = 0;
     std::uint64_t m_nDeliveryAcks = 0;

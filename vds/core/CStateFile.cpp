@@ -29,7 +29,7 @@ bool WriteAll(int p_nFile, const char* p_pBytes, std::size_t p_nBytes)
     return true;
 }
 
-/// The name of a file is on the disk when its folder is.
+/// A file name is safely on disk only when its folder is.
 bool SyncFolder(const std::string& p_strPath)
 {
     const std::string strFolder = std::filesystem::absolute(p_strPath).parent_path().string();
@@ -50,7 +50,7 @@ std::string ReadAll(const std::string& p_strPath)
     return text.str();
 }
 
-/// Whole lines, without a last one whose bytes have not all reached the disk: they read as zeros then.
+/// The complete lines, without a last line whose bytes did not all reach the disk: the missing bytes read as zeros.
 std::size_t WholeLines(const std::string& p_strText)
 {
     const std::size_t nEnd = p_strText.rfind('\n') + 1; // 0 if there is no line at all
@@ -84,7 +84,7 @@ void CStateFile::Open(const std::string& p_strPath, const std::function<void(con
         throw std::runtime_error("file '" + m_strPath + "': cannot be opened for writing: " + std::strerror(errno));
     if (m_nSize != strAll.size() && ::ftruncate(m_nFile, static_cast<off_t>(m_nSize)) != 0)
         Fail();
-    // What was read is told to clients: it has to be as safe as what is appended.
+    // Clients are told what was read here, so it has to be as safe as what is appended.
     if (::fsync(m_nFile) != 0 || !SyncFolder(m_strPath))
         Fail();
 }
@@ -100,7 +100,7 @@ bool CStateFile::IsInPlace() const
 void CStateFile::Append(const std::string& p_strLine)
 {
     if (m_bBroken)
-        throw std::runtime_error("file '" + m_strPath + "': cannot be written any more");
+        throw std::runtime_error("file '" + m_strPath + "': is no longer writable");
     const std::string strLine = p_strLine + '\n';
     if (WriteAll(m_nFile, strLine.data(), strLine.size()) && ::fdatasync(m_nFile) == 0)
     {

@@ -44,7 +44,7 @@ asio::ip::tcp::endpoint ParseAddress(const std::string& p_strText)
     boost::system::error_code ec;
     const asio::ip::address address = asio::ip::make_address(strHost == "localhost" ? "127.0.0.1" : strHost, ec);
     if (ec)
-        throw std::runtime_error("address '" + p_strText + "': expected the number of a network address, as 127.0.0.1");
+        throw std::runtime_error("address '" + p_strText + "': expected a numeric network address such as 127.0.0.1");
     return {address, static_cast<std::uint16_t>(nPort)};
 }
 
@@ -110,7 +110,7 @@ Link::ControlRequest ParseRequest(const std::vector<std::string>& p_vecstrArg)
     return request;
 }
 
-/// Greets, asks, prints the answer.
+/// Sends the greeting and the request, prints the answer.
 class CRequester : public Link::ILinkUser
 {
   public:
@@ -231,7 +231,8 @@ void Request(const std::vector<std::string>& p_vecstrArg, const Link::SLinkSecur
     const asio::ip::tcp::endpoint endpoint = ParseAddress(p_vecstrArg[0]);
     const Link::ControlRequest request = ParseRequest(p_vecstrArg);
     if (!endpoint.address().is_loopback() && !p_security.bOn)
-        throw std::runtime_error("server at " + p_vecstrArg[0] + " is another machine: expected option -xml or --ca");
+        throw std::runtime_error("server at " + p_vecstrArg[0] +
+                                 " is on another machine: expected option -xml or --ca");
     const std::string strToken = p_security.strTokenFile.empty() ? "" : Link::ReadToken(p_security.strTokenFile);
     const auto pStream = std::make_shared<Link::CLinkStream>(
         asio::ip::tcp::socket(io), p_security.bOn ? Link::ClientTls(p_security) : nullptr, HostOf(p_vecstrArg[0]));
@@ -241,7 +242,7 @@ void Request(const std::vector<std::string>& p_vecstrArg, const Link::SLinkSecur
     if (pRequester->IsDone())
         return;
     const std::string strReason = pRequester->Reason();
-    pStream->Close("given up");
+    pStream->Close("gave up");
     io.restart();
     io.poll();
     throw std::runtime_error("server at " + p_vecstrArg[0] + ": " + strReason);

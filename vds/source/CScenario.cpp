@@ -16,7 +16,7 @@ namespace json = boost::json;
 
 namespace
 {
-/// A fault of the file. Thrown within this file only: Load turns it into its error text.
+/// A fault in the file. Thrown within this file only: Load turns it into its error text.
 struct SFault : std::runtime_error
 {
     SFault(const std::string& p_strPath, const std::string& p_strWhat)
@@ -34,7 +34,7 @@ std::string NumberText(double p_fValue)
     return text.str();
 }
 
-/// An object of the file with its place for messages. Each member asked for is noted: End refuses the others.
+/// A JSON object with its path for messages. It records which members were read: End rejects all others.
 class CMembers
 {
   public:
@@ -57,7 +57,7 @@ class CMembers
         throw SFault(Path(p_strName), p_strWhat);
     }
 
-    /// Null if the member is not there.
+    /// Null if the member is missing.
     const json::value* Find(std::string_view p_strName)
     {
         m_setKnown.insert(std::string(p_strName));
@@ -113,7 +113,7 @@ class CMembers
         const json::value& value = Get(p_strName);
         if (!value.is_string() || value.get_string().empty())
         {
-            Fault(p_strName, "expected a text, found " + json::serialize(value));
+            Fault(p_strName, "expected a string, found " + json::serialize(value));
         }
         return std::string(value.get_string());
     }
@@ -123,7 +123,7 @@ class CMembers
         return Has(p_strName) ? Text(p_strName) : p_strDefault;
     }
 
-    /// Calls p_read(value, path) for each element of a list; a missing list is an empty one.
+    /// Calls p_read(value, path) for each element of a list; a missing list counts as empty.
     template <typename TRead>
     void Each(std::string_view p_strName, TRead p_read)
     {
@@ -145,7 +145,7 @@ class CMembers
 
     const json::object& Object() const { return *m_pObject; }
 
-    /// After the last member was read.
+    /// Call after the last member was read.
     void End() const
     {
         for (const auto& member : *m_pObject)
@@ -163,7 +163,7 @@ class CMembers
     std::set<std::string> m_setKnown;
 };
 
-/// Reads the tree into the scenario; the order of its steps is that of the references between the lists.
+/// Reads the tree into the scenario; the order of the steps follows the references between the lists.
 class CReader
 {
   public:
@@ -207,7 +207,7 @@ class CReader
         m_scen.m_nRate = static_cast<std::int32_t>(r_top.Whole("rate", -3600, 1000));
         if (m_scen.m_nRate == 0)
         {
-            r_top.Fault("rate", "expected cycles a second, or -n for one every n seconds; 0 is neither");
+            r_top.Fault("rate", "expected cycles per second, or -n for one every n seconds; not 0");
         }
         m_scen.m_fDuration_s = r_top.Number("duration_s", 1e-3, g_fMaxTime_s);
         m_scen.m_nSeed = static_cast<std::uint64_t>(
@@ -229,7 +229,7 @@ class CReader
         place.strName = in.Text("name");
         if (FindByName(m_scen.m_vecPlace, place.strName) != m_scen.m_vecPlace.size())
         {
-            in.Fault("name", "a place \"" + place.strName + "\" stands there already");
+            in.Fault("name", "a place \"" + place.strName + "\" exists already");
         }
         place.fVoltage_V = in.Number("voltage_V", 0.0, 1e7);
         place.fAngle_deg = in.Number("angle_deg", -360.0, 360.0);
@@ -244,20 +244,20 @@ class CReader
         line.strName = in.Text("name");
         if (FindByName(m_scen.m_vecLine, line.strName) != m_scen.m_vecLine.size())
         {
-            in.Fault("name", "a line \"" + line.strName + "\" stands there already");
+            in.Fault("name", "a line \"" + line.strName + "\" exists already");
         }
         line.iFrom = Place(in, "from");
         line.iTo = Place(in, "to");
         if (line.iFrom == line.iTo)
         {
-            in.Fault("to", "expected another place than that of from");
+            in.Fault("to", "expected a place other than that of from");
         }
         line.fReactance_Ohm = in.Number("reactance_Ohm", 1e-3, 1e6);
         in.End();
         m_scen.m_vecLine.push_back(line);
     }
 
-    /// The voltage of a place, or the current out of a place into one of its lines.
+    /// The voltage of a place, or the current from a place into one of its lines.
     void ReadPmu(const json::value& p_value, const std::string& p_strPath)
     {
         CMembers in(p_value, p_strPath);
@@ -334,7 +334,7 @@ class CReader
         }
         in.End();
 
-        // A growing swing must stay a swing: beyond half a turn the angles would only fold.
+        // A growing swing must remain a swing: beyond half a turn the angles would only wrap around.
         const double fLast_s = std::min(swing.fEnd_s, m_scen.m_fDuration_s) - swing.fStart_s;
         const double fLargest_deg =
             swing.fAmplitude_deg *
@@ -342,7 +342,7 @@ class CReader
         if (!(fLargest_deg <= 180.0))
         {
             in.Fault("damping", "the swing would grow to " + NumberText(fLargest_deg) +
-                                    " degrees, expected an end_s ahead of 180 degrees");
+                                    " degrees, expected an end_s before it reaches 180 degrees");
         }
         m_scen.m_vecSwing.push_back(std::move(swing));
     }
@@ -381,7 +381,7 @@ class CReader
             }
             if (nUsed != strState.size())
             {
-                in.Fault("state", "expected a 64-bit state word as a text such as \"0x2000\"");
+                in.Fault("state", "expected a 64-bit state word as a string such as \"0x2000\"");
             }
         }
         in.End();
@@ -511,7 +511,7 @@ class CReader
     CScenario& m_scen;
 };
 
-/// "line 3, column 7" of a place in a text.
+/// "line 3, column 7" of a position in a text.
 std::string LineAndColumn(const std::string& p_strText, std::size_t p_nPos)
 {
     const std::string strBefore = p_strText.substr(0, p_nPos);

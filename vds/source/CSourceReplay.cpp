@@ -12,13 +12,13 @@
 
 namespace
 {
-/// Time stamps looked at to find the rate.
+/// Number of time stamps used to find the rate.
 constexpr std::size_t g_nLinesForRate = 240;
-/// A distance belongs to a rate if it is that near to it. Stamps with three decimals at 60 Hz are 2 % off.
+/// A distance matches a rate if it is within this tolerance. Stamps with three decimals at 60 Hz are 2 % off.
 constexpr double g_fRateTolerance = 0.05;
-/// Rounded stamps are moved onto the grid if they lie that near: half a millisecond.
+/// Rounded stamps are moved onto the grid if they are within this distance: half a millisecond.
 constexpr std::int64_t g_nSnapTicks = 5000;
-/// 2000-01-01T00:00:00Z, for recordings that count seconds and name no start.
+/// 2000-01-01T00:00:00Z, for recordings in seconds without a given start.
 constexpr std::int64_t g_nDefaultStart = 630'822'816'000'000'000;
 
 constexpr std::array<std::int32_t, 16> g_arrRate{1, 2, 3, 4, 5, 6, 10, 12, 15, 20, 25, 30, 50, 60, 100, 120};
@@ -34,7 +34,7 @@ std::string_view Trim(std::string_view p_strText)
     return p_strText.substr(iBeg, p_strText.find_last_not_of(strBlank) - iBeg + 1);
 }
 
-/// Text up to the next ';', which is cut off r_strRest. @return false if r_strRest was used up before.
+/// Text up to the next ';', which is removed from r_strRest. @return false if r_strRest was exhausted before.
 bool TakeField(std::string_view& r_strRest, bool& r_bMore, std::string_view& r_strField)
 {
     if (!r_bMore)
@@ -56,7 +56,7 @@ bool ParseWhole(std::string_view p_strText, T& r_value, Args... p_args)
     return result.ec == std::errc{} && result.ptr == pEnd;
 }
 
-/// What is too small for single precision is none.
+/// Numbers too small for single precision are rejected.
 bool ParseSample(std::string_view p_strText, float& r_fValue)
 {
     if (ParseWhole(p_strText, r_fValue))
@@ -75,14 +75,14 @@ bool ParseState(std::string_view p_strText, std::uint64_t& r_nState)
     return ParseWhole(p_strText, r_nState);
 }
 
-/// Text of a field for a message; long ones are cut.
+/// Text of a field for a message; long text is cut.
 std::string Quoted(std::string_view p_strText)
 {
     constexpr std::size_t nMax = 40;
     return "\"" + std::string(p_strText.substr(0, nMax)) + (p_strText.size() > nMax ? "...\"" : "\"");
 }
 
-/// Rate of a time distance between two stamps, 0 if none of the known ones is near.
+/// Rate for a time distance between two stamps; 0 if no known rate is near.
 std::int32_t RateOfDistance(double p_fDistance_s)
 {
     for (const std::int32_t nRate : g_arrRate)
@@ -134,7 +134,7 @@ bool CSourceReplay::Next(SSourceCycle& r_cycle)
     return m_strError.empty() && ReadLine() && ParseLine(r_cycle);
 }
 
-/// The next line that is not blank. @return false at the end of the file, and with Error() if it cannot be read.
+/// Reads the next line that is not blank. @return false at the end of the file, and with Error() set if reading fails.
 bool CSourceReplay::ReadLine()
 {
     while (std::getline(m_file, m_strLine))
@@ -148,7 +148,7 @@ bool CSourceReplay::ReadLine()
     if (m_file.bad())
     {
         ++m_nLine;
-        return Fail("the file cannot be read any further");
+        return Fail("reading the file failed");
     }
     return false;
 }
@@ -195,7 +195,7 @@ bool CSourceReplay::ReadHeader()
     return true;
 }
 
-/// Takes one name of the header; the columns of a datapoint stand in the order magn, angle, state.
+/// Takes one name of the header; the columns of a datapoint are in the order magn, angle, state.
 bool CSourceReplay::AddColumn(std::string_view p_strName)
 {
     const std::size_t iColumn = m_vecColumn.size() + 1;
@@ -229,7 +229,7 @@ bool CSourceReplay::AddColumn(std::string_view p_strName)
     {
         if (std::find(m_vecnId.begin(), m_vecnId.end(), nId) != m_vecnId.end())
         {
-            return FailAt(iColumn, "", "datapoint " + std::to_string(nId) + " stands there twice");
+            return FailAt(iColumn, "", "datapoint " + std::to_string(nId) + " occurs twice");
         }
         column.eKind = SColumn::eMagn;
         m_vecnId.push_back(nId);
@@ -243,7 +243,7 @@ bool CSourceReplay::AddColumn(std::string_view p_strName)
     return true;
 }
 
-/// The rate is that of the median distance of the first time stamps, so that gaps and repeats do not count.
+/// The rate is derived from the median distance of the first time stamps, so that gaps and repetitions do not count.
 bool CSourceReplay::FindRate()
 {
     SSourceCycle cycle;
@@ -264,7 +264,7 @@ bool CSourceReplay::FindRate()
     }
     if (vecDistance.empty())
     {
-        m_strError = m_strPath + ": no rate can be found, expected two lines or more with rising times";
+        m_strError = m_strPath + ": no rate can be found, expected at least two lines with increasing times";
         return false;
     }
     const auto itMiddle = vecDistance.begin() + static_cast<std::ptrdiff_t>(vecDistance.size() / 2);
@@ -273,9 +273,10 @@ bool CSourceReplay::FindRate()
     m_nRate = RateOfDistance(fDistance_s);
     if (m_nRate == 0)
     {
-        m_strError = m_strPath + ": the lines are " + std::to_string(fDistance_s) +
-                     " s apart, which is no known rate (1 to 6, 10, 12, 15, 20, 25, 30, 50, 60, 100 or 120 a second, "
-                     "or one every whole number of seconds)";
+        m_strError =
+            m_strPath + ": the lines are " + std::to_string(fDistance_s) +
+            " s apart, which is not a known rate (1 to 6, 10, 12, 15, 20, 25, 30, 50, 60, 100 or 120 per second, "
+            "or one every whole number of seconds)";
         return false;
     }
     return true;
@@ -357,7 +358,7 @@ std::int64_t CSourceReplay::SnapToGrid(std::int64_t p_nTicks) const
     {
         return p_nTicks;
     }
-    const std::int32_t nRate = std::max(m_nRate, 1); // slower than one a second: whole seconds
+    const std::int32_t nRate = std::max(m_nRate, 1); // slower than one per second: whole seconds
     const std::int64_t nInSec = p_nTicks % g_nTicksPerSec;
     const std::int64_t nIdx = (nInSec * nRate + g_nTicksPerSec / 2) / g_nTicksPerSec;
     const std::int64_t nGrid = GridTicks(nIdx, nRate);

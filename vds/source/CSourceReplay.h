@@ -7,18 +7,18 @@
 #include <string_view>
 #include <vector>
 
-/// Plays a recording: a text file with ';' between its fields, one header line, one line for each cycle.
+/// Plays a recording: a text file with ';' as separator, one header line, and one line per cycle.
 ///
 /// Owner    the server, one thread.
-/// Data     The file is read line by line and never held as a whole. Time stamps given in ISO form with seven digits
-///          are taken as they are, others are moved onto the grid of the rate if they lie within half a millisecond
-///          of it. Stamps that jump, repeat or go back are passed on as they stand.
-/// Errors   one line that names file, line, column and what was expected; the source has then ended.
+/// Data     the file is read line by line and never loaded as a whole. ISO time stamps with seven digits
+///          are used unchanged; others are moved onto the grid of the rate if they are within half a millisecond
+///          of it. Stamps that jump, repeat or go back are passed on unchanged.
+/// Errors   one line that names file, line, column and what was expected; the source then ends.
 class CSourceReplay : public ISource
 {
   public:
-    /// Opens the file, reads the header and finds the rate from the distances of the first time stamps.
-    /// @param p_nStartTicks time of second 0 for a file that counts seconds.
+    /// Opens the file, reads the header and derives the rate from the distances of the first time stamps.
+    /// @param p_nStartTicks time of second 0 for a file with times in seconds.
     /// @return false with the reason in Error().
     bool Open(const std::string& p_strPath, std::int64_t p_nStartTicks);
 
@@ -32,7 +32,7 @@ class CSourceReplay : public ISource
     struct SColumn
     {
         std::string strName;
-        std::size_t iSample = 0; ///< place of the datapoint in m_vecnId; not used for the time
+        std::size_t iSample = 0; ///< index of the datapoint in m_vecnId; not used for the time
         enum EKind
         {
             eTime,
@@ -56,10 +56,10 @@ class CSourceReplay : public ISource
     std::string m_strPath;
     std::ifstream m_file;
     std::int64_t m_nStartTicks = 0;
-    std::int32_t m_nRate = 0; ///< 0 while the rate is not yet known: no stamp is moved then
+    std::int32_t m_nRate = 0; ///< 0 while the rate is unknown: no stamp is moved then
     std::vector<unsigned long> m_vecnId;
     std::vector<SColumn> m_vecColumn;
-    std::string m_strLine;     ///< the line read last, without its end
+    std::string m_strLine;     ///< the newest line, without its end
     std::uint64_t m_nLine = 0; ///< its number, from 1
     std::string m_strError;
 };

@@ -10,7 +10,7 @@
 namespace
 {
 constexpr double g_fRadPerDeg = std::numbers::pi / 180.0;
-/// Times of the scenario fall on a cycle that lies this little ahead of them, so that 0.1 s is what it says.
+/// Tolerance when comparing cycle times with times of the scenario: rounding must not move 0.1 s to the next cycle.
 constexpr double g_fTimeTolerance_s = 1e-6;
 
 bool IsWithin(double p_fTime_s, double p_fFrom_s, double p_fTo_s)
@@ -119,7 +119,7 @@ double CSourceSimulator::CycleTime_s(std::uint64_t p_nCycle) const
     return m_scen.m_nRate > 0 ? fCycle / m_scen.m_nRate : fCycle * -m_scen.m_nRate;
 }
 
-/// Stamp of a cycle on the grid of the rate, with the jumps that hold for it.
+/// Stamp of a cycle on the grid of the rate, with the time jumps that apply to it.
 std::int64_t CSourceSimulator::TimeStamp(std::uint64_t p_nCycle)
 {
     const auto nRate = static_cast<std::uint64_t>(std::abs(m_scen.m_nRate));

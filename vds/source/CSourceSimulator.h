@@ -7,13 +7,13 @@
 #include <random>
 #include <vector>
 
-/// Plays a scenario: angles of the places from the steady state and the swings, currents of the lines from the
-/// angles, noise on each phasor, and the faults of the data that the scenario asks for.
+/// Plays a scenario: angles of the places from the steady state and the swings, currents of the lines from the angles,
+/// noise on each phasor, and the data faults of the scenario.
 ///
 /// Owner    the server, one thread.
-/// Data     The same scenario gives the same cycles on every run: the generator is seeded by the scenario, and the
-///          normal distribution is our own, since that of the standard library is not the same everywhere. Each
-///          cycle draws the same number of values, whatever its faults.
+/// Data     the same scenario gives the same cycles on every run: the scenario seeds the generator, and the
+///          normal distribution is our own, since the standard library's differs between platforms. Each
+///          cycle draws the same number of values, even if some are not used because of a data fault.
 class CSourceSimulator : public ISource
 {
   public:
@@ -35,11 +35,11 @@ class CSourceSimulator : public ISource
 
     CScenario m_scen;
     std::vector<unsigned long> m_vecnId;
-    std::uint64_t m_nCycles = 0;                    ///< of the whole scenario
-    std::uint64_t m_nNext = 0;                      ///< cycle that comes next
-    std::size_t m_iEvent = 0;                       ///< event that comes next
-    std::vector<std::uint32_t> m_vecnRepeated;      ///< by repeat: deliveries that are still to come
-    bool m_bRepeat = false;                         ///< the next cycle is the last one again
+    std::uint64_t m_nCycles = 0;                    ///< in the whole scenario
+    std::uint64_t m_nNext = 0;                      ///< next cycle
+    std::size_t m_iEvent = 0;                       ///< next event
+    std::vector<std::uint32_t> m_vecnRepeated;      ///< by repeat: deliveries still to be made
+    bool m_bRepeat = false;                         ///< the next cycle repeats the last one
     std::vector<std::complex<double>> m_vecVoltage; ///< by place, V
     std::mt19937_64 m_random;
 };

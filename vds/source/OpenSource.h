@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-/// Opens a recording. The header and the first lines are read and checked here.
+/// Opens a recording; checks its header and its first lines.
 /// @param p_nStartTicks time of second 0 where the file counts seconds; 0: 2000-01-01T00:00:00Z.
 /// @return null with one line in *p_pstrError that names the file, the line, the column and what was expected.
 std::unique_ptr<ISource> OpenReplay(const std::string& p_strPath, std::int64_t p_nStartTicks, std::string* p_pstrError);

@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-/// Time of day under the platform's own names. UTC throughout.
+/// Time of day under the platform's own names. Always UTC.
 
 /// Seconds and milliseconds since 1970-01-01 UTC, as _ftime64_s fills them.
 struct STimeB64
@@ -22,5 +22,5 @@ struct SYSTEMTIME
     std::uint16_t wYear = 0, wMonth = 0, wDayOfWeek = 0, wDay = 0;
     std::uint16_t wHour = 0, wMinute = 0, wSecond = 0, wMilliseconds = 0;
 };
-/// @return 0 for a count that is no date (top bit set), nonzero otherwise.
+/// @return 0 for a count that is not a valid date (top bit set), nonzero otherwise.
 int FileTimeToSystemTime(const FILETIME* p_pFileTime, SYSTEMTIME* p_pSystemTime);

@@ -10,8 +10,8 @@ namespace
 thread_local DWORD g_nLastError = 0;
 
 std::mutex g_mtxConsole;
-std::optional<COORD> g_buffer;      ///< as set; none: the window's size
-std::optional<SMALL_RECT> g_window; ///< as set; none: the terminal's
+std::optional<COORD> g_buffer;      ///< as set; nullopt: the window's size
+std::optional<SMALL_RECT> g_window; ///< as set; nullopt: the terminal's size
 
 BOOL Fail(DWORD p_nError)
 {
@@ -25,7 +25,7 @@ HANDLE OutputHandle()
     return &s_cMark;
 }
 
-/// Size of the terminal behind the standard output; none if it is no terminal.
+/// Size of the terminal on standard output; nullopt if it is not a terminal.
 std::optional<COORD> TerminalSize(HANDLE p_hConsole)
 {
     winsize size{};

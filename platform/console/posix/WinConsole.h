@@ -1,7 +1,7 @@
 #pragma once
 #include "WinEvents.h"
 
-/// Console calls under the platform's own names. All answer 0 on failure; GetLastError tells why.
+/// Console calls under the platform's own names. All return 0 on failure; GetLastError returns the reason.
 using SHORT = std::int16_t;
 
 struct COORD
@@ -16,7 +16,7 @@ struct SMALL_RECT
 struct CONSOLE_SCREEN_BUFFER_INFO
 {
     COORD dwSize;           ///< of the buffer
-    COORD dwCursorPosition; ///< not known here: 0, 0
+    COORD dwCursorPosition; ///< unknown here: 0, 0
     std::uint16_t wAttributes = 0;
     SMALL_RECT srWindow;
     COORD dwMaximumWindowSize;
@@ -30,7 +30,7 @@ inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 HANDLE GetStdHandle(DWORD p_nStdHandle);
 BOOL SetConsoleScreenBufferSize(HANDLE p_hConsole, COORD p_size);
 BOOL GetConsoleScreenBufferInfo(HANDLE p_hConsole, CONSOLE_SCREEN_BUFFER_INFO* p_pInfo);
-/// @param p_bAbsolute 0: the edges are offsets to those of the present window.
+/// @param p_bAbsolute 0: the edges are offsets from those of the current window.
 BOOL SetConsoleWindowInfo(HANDLE p_hConsole, BOOL p_bAbsolute, const SMALL_RECT* p_pWindow);
 /// Error of the last call of this layer that failed on this thread.
 DWORD GetLastError();

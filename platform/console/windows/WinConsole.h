@@ -1,5 +1,5 @@
 #pragma once
-/// Here the calls are the platform's own.
+/// The platform provides these calls.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif

@@ -39,7 +39,7 @@ bool IsThere(const fs::path& p_path)
     return fs::exists(p_path, error);
 }
 
-/// Entries of a folder whose name differs from the given one in case only, by name.
+/// Entries of a folder whose name differs from the given one only in case, by name.
 std::vector<fs::path> SameButForCase(const fs::path& p_dir, const fs::path& p_name)
 {
     const std::wstring wstrWanted = Lower(WideText(p_name.string()));
@@ -56,7 +56,7 @@ std::vector<fs::path> SameButForCase(const fs::path& p_dir, const fs::path& p_na
     return vecFound;
 }
 
-/// The first path of this name, whatever its case, that exists below p_dir.
+/// The first existing path below p_dir that has this name in any case.
 std::optional<fs::path> Find(const fs::path& p_dir, fs::path::const_iterator p_it, fs::path::const_iterator p_itEnd)
 {
     if (p_it == p_itEnd)
@@ -111,7 +111,7 @@ void AppendUtf8(std::string* p_pstrText, char32_t p_cCode)
     }
 }
 
-/// The code point at the start of the text and the number of its bytes; none if they are not in UTF-8.
+/// The code point at the start of the text and its number of bytes; nullopt if it is not valid UTF-8.
 std::optional<std::pair<char32_t, std::size_t>> FirstCode(std::string_view p_strText)
 {
     const auto nLead = static_cast<unsigned char>(p_strText.front());
@@ -154,7 +154,7 @@ fs::path FileNameForResult(const std::wstring& p_wstrName)
     if (!HasDrive(p_wstrName))
         return FileNameForWriting(p_wstrName);
     constexpr std::size_t nLongest = 255; // bytes
-    constexpr std::size_t nKept = 20;     // characters at the end: what kind of file it is
+    constexpr std::size_t nKept = 20;     // characters at the end: the kind of file
     std::wstring wstrName = p_wstrName.substr(p_wstrName.size() > 2 && p_wstrName[2] == L'\\' ? 3 : 2);
     const auto fnUnfit = [](wchar_t p_c) { return p_c == L'/' || p_c == L'\\' || p_c < L' ' || p_c == L'\x7f'; };
     std::replace_if(wstrName.begin(), wstrName.end(), fnUnfit, L'_');
@@ -181,7 +181,7 @@ bool FileCanBeRead(const std::wstring& p_wstrName)
 {
     const fs::path name = FileNameForReading(p_wstrName);
     std::error_code error;
-    // Opening a pipe would wait for somebody who writes.
+    // Opening a pipe would wait for a writer.
     const fs::file_type eType = fs::status(name, error).type();
     return eType != fs::file_type::directory && eType != fs::file_type::fifo && std::ifstream(name).is_open();
 }

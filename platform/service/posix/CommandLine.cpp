@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-// Quoting of the platform: a blank ends an argument unless it stands in quotes. Backslashes are ordinary except in front of
-// a quote: two of them stand for one there, and an odd one takes the quote into the text. The program's name, first, knows
-// no backslashes: it ends at its quote or blank.
+// The platform's quoting rules: a blank ends an argument unless it is in quotes. Backslashes are ordinary except before
+// a quote: there, two of them mean one, and an odd one makes the quote part of the text. In the first argument, the
+// program's name, backslashes have no such meaning: it ends at its quote or blank.
 
 namespace
 {
@@ -86,7 +86,7 @@ std::wstring TakeArgument(const wchar_t** p_ppText)
         if (nBackslashes % 2 != 0)
             wstrArg.push_back(L'"');
         else if (bInQuotes && p[1] == L'"')
-            wstrArg.push_back(*++p); // a doubled quote within quotes is one of the text
+            wstrArg.push_back(*++p); // a doubled quote within quotes means one quote in the text
         else
             bInQuotes = !bInQuotes;
         ++p;

@@ -14,12 +14,12 @@
 
 namespace
 {
-constexpr std::size_t g_nMaxKept = 1024; ///< characters; a manager away for so long has lost the oldest states
+constexpr std::size_t g_nMaxKept = 1024; ///< characters; a manager absent for longer loses the oldest states
 
 std::mutex g_mtxNotify;
-std::string g_strKept; ///< states that the manager has not taken yet, a line each
+std::string g_strKept; ///< states that the manager has not received yet, one per line
 
-/// The manager's address; length 0 if there is none that is a socket of this machine.
+/// The manager's address; length 0 if it is missing or not a local socket.
 socklen_t ManagerAddress(sockaddr_un& r_address)
 {
     const char* const pName = std::getenv("NOTIFY_SOCKET");
@@ -28,7 +28,7 @@ socklen_t ManagerAddress(sockaddr_un& r_address)
         return 0;
     r_address.sun_family = AF_UNIX;
     std::memcpy(r_address.sun_path, pName, nName);
-    if (*pName == '@') // a name outside of the file system begins with a zero
+    if (*pName == '@') // abstract socket: the address starts with a zero byte
         r_address.sun_path[0] = '\0';
     return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + nName);
 }
@@ -68,7 +68,7 @@ bool NotifyServiceManager(std::string_view p_strText)
         g_strKept.clear();
         return nError == 0;
     }
-    // A sign of life is worth nothing later.
+    // A watchdog message is useless later.
     if (!p_strText.empty() && p_strText != "WATCHDOG=1")
         g_strKept = strAll + '\n';
     while (g_strKept.size() > g_nMaxKept)

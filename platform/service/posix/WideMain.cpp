@@ -13,8 +13,8 @@
 
 namespace
 {
-/// One heap a core. The C library makes up to eight, and what is free in one and missing in another then makes a process
-/// of hundreds of threads grow for hours.
+/// One heap per core. The C library creates up to eight per core; memory free in one and missing in another then makes
+/// a process with hundreds of threads grow for hours.
 void ShareHeaps()
 {
 #ifdef __GLIBC__
@@ -36,7 +36,7 @@ int RunWideMain(int p_nArgc, char* p_ppArgv[], int (*p_fnMain)(int p_nArgc, wcha
         vecpArg.push_back(wstrArg.data());
     vecpArg.push_back(nullptr);
     const int nResult = p_fnMain(p_nArgc, vecpArg.data());
-    // The handler may still be at work, on objects that end with the process.
+    // The handler may still be running, on objects that end with the process.
     StopSignalThread();
     return nResult;
 }

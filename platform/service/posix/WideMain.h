@@ -1,9 +1,9 @@
 #pragma once
 
-/// To be included by the one source file that makes a program: the run time here calls main, the program has wmain.
+/// Include this in the one source file that defines wmain: here the run-time library calls main.
 int wmain(int p_nArgc, wchar_t* p_ppArgv[]);
-/// Calls p_fnMain with the arguments in wide text; SIGPIPE is ignored from here on, and
-/// SIGXFSZ: a file that may not grow is like a full disk.
+/// Calls p_fnMain with the arguments as wide text. SIGPIPE is ignored from here on, and so is SIGXFSZ: a file at its
+/// size limit is handled like a full disk.
 int RunWideMain(int p_nArgc, char* p_ppArgv[], int (*p_fnMain)(int p_nArgc, wchar_t* p_ppArgv[]));
 
 #ifndef OMA_NO_MAIN

@@ -30,7 +30,7 @@ const char* StateText(DWORD p_nState)
     }
 }
 
-/// Tells the manager's watchdog that the service lives, three times within its limit, from a thread of its own.
+/// Notifies the manager's watchdog that the service is alive, three times within its limit, from its own thread.
 class CWatchdog
 {
   public:
@@ -64,14 +64,14 @@ class CWatchdog
     std::thread m_thread;
 };
 
-/// The one service of the process.
+/// The only service of the process.
 class CServiceHost
 {
   public:
     bool Run(const SERVICE_TABLE_ENTRYW& p_entry)
     {
         const sigset_t set = StopSignals();
-        pthread_sigmask(SIG_BLOCK, &set, nullptr); // ahead of any thread, so that all of them have it
+        pthread_sigmask(SIG_BLOCK, &set, nullptr); // before any thread is created, so that all of them inherit it
         {
             const std::lock_guard lock(m_mtx);
             m_wstrName = p_entry.lpServiceName;
@@ -113,9 +113,9 @@ class CServiceHost
     {
         if (p_hStatus != Handle())
             return false;
-        // Under the lock, so that the manager hears the states in their order.
+        // Under the lock, so that the manager receives the states in order.
         const std::lock_guard lock(m_mtx);
-        // A control that is still on its way when the service ends has nothing more to report.
+        // A control still being handled when the service ends must not report anything more.
         if (m_nState == SERVICE_STOPPED && p_nState == SERVICE_STOP_PENDING)
             return false;
         m_nState = p_nState;
@@ -143,7 +143,7 @@ class CServiceHost
             const int nSignal = sigtimedwait(&p_set, nullptr, &tRetry);
             if (nSignal < 0)
             {
-                NotifyServiceManager({}); // a state that the manager could not take
+                NotifyServiceManager({}); // a state that the manager could not receive earlier
                 continue;
             }
             if (nSignal == g_nSignalEnded)
@@ -153,7 +153,7 @@ class CServiceHost
         }
     }
 
-    /// A control reaches a service that runs, not one that is still on its way up. Null if it has ended instead.
+    /// A control reaches only a running service, not a starting one. Null if it has ended instead.
     LPHANDLER_FUNCTION AwaitRunning()
     {
         std::unique_lock lock(m_mtx);

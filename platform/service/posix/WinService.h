@@ -34,24 +34,24 @@ struct SERVICE_TABLE_ENTRYW
     LPSERVICE_MAIN_FUNCTIONW lpServiceProc = nullptr;
 };
 
-/// Runs the first service of the table on a thread of its own and answers nonzero when that has ended; 0 at once if the
+/// Runs the first service of the table on its own thread and returns nonzero when it has ended; 0 at once if the
 /// process was not started by a service manager. Controls reach the handler on the caller's thread.
 BOOL StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* p_pTable);
-/// @return null if no service of this name is being run.
+/// @return null if no service of this name is running.
 SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(const wchar_t* p_pName, LPHANDLER_FUNCTION p_fnHandler);
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE p_hStatus, SERVICE_STATUS* p_pStatus);
 
-/// Not of the platform: asked, with the milliseconds since the last time, before the manager's watchdog is told that the
-/// service lives. Null, as at the start: it always does. Call before the dispatcher.
+/// Not part of the platform: called, with the milliseconds since the last call, before the manager's watchdog is told
+/// that the service is alive. Null, the default: always alive. Call before the dispatcher.
 using LPHEALTH_FUNCTION = bool (*)(DWORD p_nPassed_ms);
 void SetServiceHealthCheck(LPHEALTH_FUNCTION p_fnCheck);
 
-/// There are no dialogs here: keeps the value only. @return the one before.
+/// There are no dialogs here: only stores the value. @return the previous one.
 unsigned SetErrorMode(unsigned p_nMode);
 
-/// Arguments of the process as one text, quoted so that CommandLineToArgvW gives them back.
+/// Arguments of the process as one text, quoted so that CommandLineToArgvW restores them.
 const wchar_t* GetCommandLineW();
-/// @return array of the arguments with a null behind the last, one block to be freed by LocalFree; null on failure.
+/// @return array of the arguments with a null after the last, one block to be freed by LocalFree; null on failure.
 wchar_t** CommandLineToArgvW(const wchar_t* p_pCommandLine, int* p_pnArgc);
 /// @return always null.
 void* LocalFree(void* p_pMem);

@@ -7,7 +7,7 @@
 
 namespace
 {
-/// Makes the thread look at its orders again.
+/// Makes the thread check its orders again.
 const int g_nSignalWake = SIGRTMIN + 1;
 
 std::vector<int> SystemSignals(int p_nSignal)
@@ -97,7 +97,7 @@ class CSignalThread
         SignalFunction fnHandler;
     };
 
-    /// The thread inherits that all signals are blocked, so that none can strike it before it waits.
+    /// The thread inherits the mask with all signals blocked, so that none is delivered before it waits.
     void Start()
     {
         sigset_t all;
@@ -138,7 +138,7 @@ class CSignalThread
             order = m_mapOrder[p_nSystem];
             m_mapOrder.erase(p_nSystem);
         }
-        // All other threads keep it blocked, so the next one strikes here.
+        // All other threads keep it blocked, so the next one is delivered here.
         Mask(SIG_UNBLOCK, p_nSystem);
         order.fnHandler(order.nSignal);
     }

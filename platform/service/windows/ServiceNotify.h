@@ -1,7 +1,7 @@
 #pragma once
 #include <string_view>
 
-/// The manager here is told by the dispatcher's calls only.
+/// Here only the dispatcher's calls inform the manager.
 inline bool NotifyServiceManager(std::string_view)
 {
     return false;

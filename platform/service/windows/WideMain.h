@@ -1,2 +1,2 @@
 #pragma once
-/// Here the run time calls wmain by itself.
+/// Here the run-time library calls wmain itself.

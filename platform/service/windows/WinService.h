@@ -1,5 +1,5 @@
 #pragma once
-/// Here the calls are the platform's own.
+/// The platform provides these calls.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
@@ -8,6 +8,6 @@
 
 #include <shellapi.h>
 
-/// The manager here has no watchdog.
+/// Here the manager has no watchdog.
 using LPHEALTH_FUNCTION = bool (*)(std::uint32_t p_nPassed_ms);
 inline void SetServiceHealthCheck(LPHEALTH_FUNCTION) {}

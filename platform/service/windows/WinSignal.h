@@ -1,7 +1,7 @@
 #pragma once
 #include <csignal>
 
-/// Here the run time takes the numbers as they are.
+/// Here the run-time library accepts the numbers directly.
 using SignalFunction = void (*)(int p_nSignal);
 inline bool InstallSignalHandler(int p_nSignal, SignalFunction p_fnHandler)
 {

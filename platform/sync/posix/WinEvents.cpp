@@ -11,10 +11,10 @@
 #include <unordered_map>
 #include <vector>
 
-// One lock for the whole layer. A wait that cannot be answered at once is parked in a list, and whoever signals an event,
-// closes a handle or moves the fake clock answers it there and then and takes it off the list. So the answer of a wait is
-// decided in one place, and a wait that stands in the list has seen everything so far. Who is answered does not need the lock
-// again: a hundred workers woken one after the other would meet at it.
+// One lock for the whole layer. A wait that cannot be answered at once is parked in a list. Whoever signals an event,
+// closes a handle or moves the fake clock answers it and removes it from the list. So each wait is answered in one
+// place, and a wait that is in the list has seen everything so far. An answered thread does not need the lock again: a
+// hundred workers woken one after the other would contend for it.
 
 namespace
 {
@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 constexpr std::int64_t g_nPerSecond = 1'000'000'000; // ns
 
-/// A parked wait. Lives on the stack of its thread, and may be gone as soon as it has been rung.
+/// A parked wait. It lives on the stack of its thread and may be gone as soon as it has been signalled.
 struct SWait
 {
     SWait() { sem_init(&semAnswered, 0, 0); }
@@ -33,7 +33,7 @@ struct SWait
     /// @return false if the deadline has passed without an answer.
     bool Sleep(bool p_bDeadline)
     {
-        std::int64_t nEnd_ns = 0; // of CLOCK_MONOTONIC, which Clock reads
+        std::int64_t nEnd_ns = 0; // on CLOCK_MONOTONIC, which Clock reads
         if (p_bDeadline)
             nEnd_ns = std::chrono::nanoseconds(deadline->time_since_epoch()).count();
         const timespec end{static_cast<time_t>(nEnd_ns / g_nPerSecond), static_cast<long>(nEnd_ns % g_nPerSecond)};
@@ -48,8 +48,8 @@ struct SWait
     const HANDLE* phEvents = nullptr;
     DWORD nCount = 0;
     bool bParked = false;
-    std::size_t nParked = 0;                   ///< its place in the list of all
-    std::optional<Clock::time_point> deadline; ///< none: waits for ever
+    std::size_t nParked = 0;                   ///< index in the list of all
+    std::optional<Clock::time_point> deadline; ///< nullopt: waits forever
     std::atomic<DWORD> nAnswer{WAIT_TIMEOUT};
     sem_t semAnswered{};
 };
@@ -58,7 +58,7 @@ struct SEvent
 {
     bool bManual = false;
     bool bSignalled = false;
-    std::vector<SWait*> vecpWait; ///< parked on this event, in order of arrival: the first one gets it
+    std::vector<SWait*> vecpWait; ///< parked on this event, in order of arrival: the first one is released first
 };
 
 class CEventTable
@@ -179,7 +179,7 @@ class CEventTable
     }
     Clock::time_point Now() const { return m_bFake ? m_fakeNow : Clock::now(); }
 
-    /// All its handles are in the table.
+    /// Whether all its handles are in the table.
     void Park(SWait& r_wait)
     {
         r_wait.bParked = true;
@@ -206,7 +206,7 @@ class CEventTable
         sem_post(&r_wait.semAnswered);
     }
 
-    /// Answer that needs no parking: a bad handle, or the first signalled one.
+    /// Answer without parking: an invalid handle, or the first signalled one.
     std::optional<DWORD> TakeSignalled(const HANDLE* p_phEvents, DWORD p_nCount)
     {
         std::optional<DWORD> nSignalled;
@@ -232,7 +232,7 @@ class CEventTable
         {
             SWait& wait = *m_vecpParked[n];
             if (wait.deadline && *wait.deadline <= m_fakeNow)
-                Answer(wait, WAIT_TIMEOUT); // another one is in its place now
+                Answer(wait, WAIT_TIMEOUT); // another wait has taken its place
             else
                 ++n;
         }
@@ -253,14 +253,14 @@ class CEventTable
     std::mutex m_mtx;
     std::unordered_map<HANDLE, SEvent> m_mapEvent;
     std::uintptr_t m_nLastHandle = 0;
-    std::vector<SWait*> m_vecpParked; ///< in no order
+    std::vector<SWait*> m_vecpParked; ///< unordered
     std::condition_variable m_cvParked;
     bool m_bFake = false;
     Clock::time_point m_fakeNow;
     std::size_t m_nAutoThreads = 0;
 };
 
-/// Never torn down: threads that outlive main may still wait.
+/// Never destroyed: threads that outlive main may still wait.
 CEventTable& Table()
 {
     static CEventTable* const s_pTable = new CEventTable;

@@ -3,12 +3,12 @@
 #include <cstdint>
 
 /// Event objects, waits and sleep under the platform's own names, values and rules:
-/// an automatic-reset event releases one wait and falls back; of several signalled handles the lowest index wins;
-/// a wait that runs out answers WAIT_TIMEOUT (258).
+/// an automatic-reset event releases one wait and resets itself; of several signalled handles the lowest index wins;
+/// a wait that times out returns WAIT_TIMEOUT (258).
 ///
-/// Handles are kept in a table of this layer: a handle that is never closed costs its entry and is no leak.
-/// Every function may be called from any thread. A handle that is unknown or closed makes a wait answer WAIT_FAILED
-/// and SetEvent/CloseHandle answer 0. A wait whose handle is closed meanwhile ends with WAIT_FAILED.
+/// Handles are kept in a table of this layer: a handle that is never closed costs one entry and is not a leak. Any
+/// thread may call these functions. For an unknown or closed handle, waits return WAIT_FAILED, and SetEvent and
+/// CloseHandle return 0. A wait whose handle is closed meanwhile ends with WAIT_FAILED.
 using HANDLE = void*;
 using DWORD = std::uint32_t;
 using BOOL = int;
@@ -29,17 +29,18 @@ DWORD WaitForMultipleObjects(DWORD p_nCount, const HANDLE* p_phEvents, BOOL p_bA
 void Sleep(DWORD p_nTime_ms);
 
 // ---- test seam: the layer's clock, shared with platform/clock ----
-/// Milliseconds on the clock that all waits and sleeps of this layer use (steady; the fake clock when it is on).
+/// Milliseconds on the clock of all waits and sleeps of this layer (steady; the fake clock when it is on).
 std::int64_t EventsNow_ms();
-/// Switches between the real clock and one that starts at 0 and only moves as told. Switch while no thread waits.
+/// Switches between the real clock and one that starts at 0 and moves only when told to. Switch while no thread waits.
 void EventsUseFakeClock(bool p_bFake);
 bool EventsIsFakeClock();
-/// Moves the fake clock on; every wait and sleep whose time has come returns.
+/// Advances the fake clock; every wait and sleep whose time has come returns.
 void EventsAdvance(std::int64_t p_nTime_ms);
 /// Waits (real time, at most p_nLimit_ms) until p_nThreads threads are parked in waits or sleeps of this layer and have
-/// seen every signal and step so far. @return false when the limit ran out.
+/// seen every signal and step so far. @return false on timeout.
 bool EventsAwaitParked(std::size_t p_nThreads, int p_nLimit_ms);
-/// While p_nThreads is not 0 the fake clock jumps to the next deadline by itself whenever that many threads are parked.
+/// While p_nThreads is not 0, the fake clock jumps to the next deadline automatically whenever that many threads are
+/// parked.
 void EventsAutoAdvance(std::size_t p_nThreads);
-/// Number of handles that exist, for tests that watch for growth.
+/// Number of existing handles, for tests that check for leaks.
 std::size_t EventsHandleCount();

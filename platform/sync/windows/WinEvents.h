@@ -1,5 +1,5 @@
 #pragma once
-/// Here the calls are the platform's own. The test seam exists on the other side only.
+/// The platform provides these calls. The test seam exists only in the posix version.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif

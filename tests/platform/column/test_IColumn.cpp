@@ -10,7 +10,7 @@ namespace
 constexpr std::int64_t g_nSec = 10000000;
 constexpr std::int64_t g_nBegin = 63850000000 * g_nSec; ///< a full second of the year 2024
 
-/// Grid place by whole numbers: round half up of i / r of a second.
+/// Grid point by integer arithmetic: i / r of a second, rounded half up.
 std::int64_t Place(std::int64_t p_nIdx, std::int64_t p_nRate)
 {
     return (2 * p_nIdx * g_nSec + p_nRate) / (2 * p_nRate);
@@ -42,10 +42,10 @@ TEST(IColumn, WalksOverEveryPlaceOfSeveralSeconds)
 
 TEST(IColumn, StampBesideTheGridBelongsToThePlaceBelow)
 {
-    // One tick above a place, and in the middle between two.
+    // One tick after a grid point, and halfway between two.
     EXPECT_EQ(IColumn::GetNextTimeStamp(g_nBegin + 200001, 50, 1), g_nBegin + 400000);
     EXPECT_EQ(IColumn::GetNextTimeStamp(g_nBegin + 300000, 50, 1), g_nBegin + 400000);
-    // One tick short counts as the place itself.
+    // One tick before a grid point counts as that point.
     EXPECT_EQ(IColumn::GetNextTimeStamp(g_nBegin + 199999, 50, 1), g_nBegin + 400000);
     EXPECT_EQ(IColumn::GetNextTimeStamp(g_nBegin - 1, 50, 1), g_nBegin + 200000);
     EXPECT_EQ(IColumn::GetNextTimeStamp(g_nBegin - 1, 1, 1), g_nBegin + g_nSec);

@@ -3,7 +3,7 @@
 #include "fake/ConfigText.h"
 #include <gmock/gmock.h>
 
-// The tree gives back what stands in the file.
+// The tree returns the contents of the file.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 
@@ -36,7 +36,7 @@ TEST_F(CConfigurationTest, ADataPointTakesRateAndUnitFromItsPmu)
         int nRate;
         std::string strName;
     } const vecCase[] = {{1011, 101, 50, "North U L1"},
-                         {1012, 101, -2, "North U L2"}, // a rate of its own
+                         {1012, 101, -2, "North U L2"}, // with its own rate
                          {9013, 802, 1, ""},
                          {5000, -1, 7, "A data point without a PMU"},
                          {4711, -1, 0, ""}, // not in the file
@@ -61,7 +61,7 @@ TEST_F(CConfigurationTest, TakesEnumerationsByNameOrNumber)
     } const vecCase[] = {{"vpad", "minimum", "current", 1, 1, 1},
                          {"1", "2", "2", 1, 2, 2},
                          {"active-power", "divisor", "invalid", 0, 2, 2},
-                         {"7", "-5", "+9", 7, -5, 9}, // what no one knows reaches the application, which says so
+                         {"7", "-5", "+9", 7, -5, 9}, // unknown values reach the application, which reports them
                          {" vpad ", " maximum", "voltage ", 1, 0, 0}};
     for (const auto& c : vecCase)
     {

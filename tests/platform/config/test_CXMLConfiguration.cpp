@@ -4,7 +4,7 @@
 #include "fake/ConfigText.h"
 #include <gmock/gmock.h>
 
-// Every complaint names file, line, element and what was expected; nothing that stands in a file does harm.
+// Every complaint names file, line, element and what was expected; no file content may do harm.
 
 using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 using testing::HasSubstr;
@@ -42,7 +42,7 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
         {R"(TimeoutInMs="5000")", R"(TimeoutInMs="-1")", "<OMA ",
          R"(attribute TimeoutInMs: "-1" is not a whole number)"},
         {R"(IsEnabledNTM=)", R"(IsEnabledNtm=)", "<OMA ",
-         "element OMA, attribute IsEnabledNtm: not known, expected one of Id, InputMode, IsActive, IsEnabledNTM, Name, "
+         "element OMA, attribute IsEnabledNtm: unknown, expected one of Id, InputMode, IsActive, IsEnabledNTM, Name, "
          "TimeoutInMs"},
         {R"(PSMagnitudeWarning="0.25")", R"(PSMagnitudeWarning="INF")", "<PSMagnitude ",
          R"(element PSMagnitude, attribute PSMagnitudeWarning: "INF" is not a decimal number such as 0.25 or 4e7)"},
@@ -51,27 +51,27 @@ TEST(CXMLConfiguration, NamesLineElementAttributeAndWhatWasExpected)
         {R"("damping-ratio")", R"("5")", R"("5")",
          R"(element Output, attribute PhysType: "5" is not one of 0, 1, 2, 3,)"},
         {R"("damping-ratio")", R"("magnitude")", R"(RefID="9012")",
-         R"(attribute PhysType: "magnitude" stands on line)"},
-        {R"(Type="distinct")", R"(Type="0")", R"(Type="0")", R"(element PSEvent, attribute Type: "0" stands on line)"},
+         R"(attribute PhysType: "magnitude" is used on line)"},
+        {R"(Type="distinct")", R"(Type="0")", R"(Type="0")", R"(element PSEvent, attribute Type: "0" is used on line)"},
         {R"(PhaseType="1" RefID="1012")", R"(PhaseType="3" RefID="1012")", R"(RefID="1012")",
          R"(element Input, attribute PhaseType: "3" is not one of 0, 1, 2)"},
-        {R"(PhaseType="1" RefID="1012")", R"(PhaseType="0" RefID="1012")", R"(RefID="1012")", R"("0" stands on line)"},
+        {R"(PhaseType="1" RefID="1012")", R"(PhaseType="0" RefID="1012")", R"(RefID="1012")", R"("0" is used on line)"},
         {R"(NoOfSamples="512")", R"(NoOfSamples="500")", "<SpectralDataSets", R"("500" is not a power of two)"},
         {R"(NoOfSamples="10" ReportingRate="1")", R"(NoOfSamples="10" ReportingRate="0")", "<PSModes",
          R"(attribute ReportingRate: "0" is not a rate other than 0)"},
         {R"(Id="1012")", R"(Id="1011")", R"(North U L2)",
-         R"(element Datapoint, attribute Id: "1011" stands on line 8 already)"},
+         R"(element Datapoint, attribute Id: "1011" is used on line 8 already)"},
         {R"(Id="102" )", R"(Id="0101" )", R"(North current)",
-         R"(element MeasurementUnit, attribute Id: "0101" stands on line 7 already)"},
+         R"(element MeasurementUnit, attribute Id: "0101" is used on line 7 already)"},
         {R"(Id="5000")", R"(Id="99999999999")", R"(99999999999)", R"("99999999999" is not a whole number from 0)"},
         {R"(PhaseType="1" RefID=)", R"(PhaseType="1" RefId="1" RefID=)", R"(RefID="1012")",
-         "element Input, attribute RefId: not known, expected one of PhaseType, RefID\n"},
+         "element Input, attribute RefId: unknown, expected one of PhaseType, RefID\n"},
         {R"(<Job Name="NORTH_POWER")", R"(<Job Name="NORTH&#10;POWER")", "<Job ",
          R"(element Job, attribute Name: "NORTH POWER" is not a name of at most 255 characters without line break)"},
         {R"(Name="North voltage")", "Name=\"North\u2028voltage\"", "voltage\" Rep", "without line break"},
         {"<PSDampingRatio ", "<PSDamping ", "<PSDamping ", "element PSDamping: This element is not expected. Expected"},
         {R"(<SpectralDataSet SamplesMultiplier="1")", R"(<!-- --><SpectralDataSet SamplesMultiplier="1" Foo="1")",
-         "Foo=", "element SpectralDataSet, attribute Foo: not known"},
+         "Foo=", "element SpectralDataSet, attribute Foo: unknown"},
         {"<Configuration>", "<Configuration>text", "<Configuration>", "element Configuration: Character content"},
     };
     for (const auto& c : vecCase)
@@ -98,14 +98,14 @@ TEST(CXMLConfiguration, RefusesStreamsThatDoNotHold)
         {R"(<Stream Name="north" Host="h" StreamId="60" Transport="serial")" + strPhasor,
          R"(attribute Transport: "serial" is not one of tcp, udp, tcp-udp, spontaneous)"},
         {R"(<Stream Name="north" StreamId="60" Transport="spontaneous")" + strPhasor,
-         "element Stream, attribute UdpPort: missing, expected the own port"},
+         "element Stream, attribute UdpPort: missing, expected the local port"},
         {R"(<Stream Name="north" Host="h" StreamId="60"/>)", "element Stream: Missing child element(s)"},
         {R"(<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="5000"/></Stream>)",
-         R"(element Phasor, attribute Datapoint: "5000" is no data point of a MeasurementUnit)"},
+         R"(element Phasor, attribute Datapoint: "5000" is not a data point of a MeasurementUnit)"},
         {R"(<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="1011"/><Phasor Name="VB"
          Datapoint="1011"/></Stream>)",
-         R"(element Phasor, attribute Datapoint: "1011" stands on line 4 already)"},
-        {R"(<Output Name="results"/>)", "element Output, attribute Port: missing, expected it or UdpPort or both"},
+         R"(element Phasor, attribute Datapoint: "1011" is used on line 4 already)"},
+        {R"(<Output Name="results"/>)", "element Output, attribute Port: missing, expected Port or UdpPort or both"},
         {R"(<Output Name="results" Port="1" Nominal="55"/>)", R"(attribute Nominal: "55" is not one of 50, 60)"}};
     for (const auto& c : vecCase)
     {
@@ -140,8 +140,8 @@ TEST(CXMLConfiguration, RefusesWhatIsNoConfigurationOrLacksElements)
         {"<OMAs/>", "grid.xml:1: element OMAs: not expected, expected Configuration"},
         {"<Configuration/>", "grid.xml:1: element Configuration: Missing child element(s). Expected is one of ( VDS,"},
         {R"(<x:Configuration xmlns:x="urn:x"/>)",
-         R"(not expected, expected Configuration of no namespace, not of "urn:x": leave xmlns:x out)"},
-        {R"(<Configuration xmlns="urn:y"/>)", R"(of no namespace, not of "urn:y": leave xmlns out)"},
+         R"(not expected, expected Configuration without a namespace, not in "urn:x": remove xmlns:x)"},
+        {R"(<Configuration xmlns="urn:y"/>)", R"(without a namespace, not in "urn:y": remove xmlns)"},
         {Without(strAll, "<SpectralDataSet ", "/>"), "element SpectralDataSets: Missing child element(s). Expected is"},
         {Without(strAll, "<InputGroup ", "</InputGroup>"), "element InputGroups: Missing child element(s). Expected"},
         {Without(strAll, R"(<Output PhysType="magnitude")", "/>"),
@@ -163,7 +163,8 @@ TEST(CXMLConfiguration, CredentialsFolderStandsInNamesOfFiles)
     EXPECT_THAT(FaultsOf(strText), HasSubstr("element Security, attribute TokenFile: the variable "
                                              "CREDENTIALS_DIRECTORY is not set"));
     ::setenv("CREDENTIALS_DIRECTORY", "/run/credentials/oma.service", 1);
-    EXPECT_THAT(FaultsOf(Changed(strText, "CREDENTIALS_DIRECTORY", "HOME")), HasSubstr("expected no variable but"));
+    EXPECT_THAT(FaultsOf(Changed(strText, "CREDENTIALS_DIRECTORY", "HOME")),
+                HasSubstr("expected no variable other than"));
     const TempFile file(strText);
     CXMLConfiguration reader;
     EXPECT_EQ(reader.Read(file.Path(), ""), 0) << reader.Faults();
@@ -199,13 +200,13 @@ TEST(CXMLConfiguration, DeepAndHugeFilesEndInAComplaint)
     EXPECT_THAT(FaultsOf(strDeep), HasSubstr("expected well-formed XML: Excessive depth"));
     EXPECT_THAT(FaultsOf(std::string(17U * 1024U * 1024U, ' ')),
                 HasSubstr("too large, expected at most 16777216 bytes"));
-    // A value of a megabyte is named, not repeated.
+    // A value of a megabyte is shortened in the message.
     EXPECT_LT(FaultsOf(Changed(BaseText(), "active-power", std::string(1000000, 'x'))).size(), 500U);
 }
 
 TEST(CXMLConfiguration, AttributesWithoutNumberAreNoWorkForTheParser)
 {
-    // Each would be held against all the others: minutes. In 16 bits as well.
+    // Each would be compared with all others, which takes minutes. In 16 bits as well.
     std::string strMany = "<!-- = < ' --><?x = ?><Configuration>\n<VDS a=\"<>\"";
     for (int n = 0; n < 300000; ++n)
         strMany += " a" + std::to_string(n) + "=''";
@@ -215,7 +216,7 @@ TEST(CXMLConfiguration, AttributesWithoutNumberAreNoWorkForTheParser)
     for (const char c : strMany)
         strWide.append(1, '\0').append(1, c);
     EXPECT_THAT(FaultsOf(strWide), HasSubstr("grid.xml:2: element VDS: has more than 200 attributes\n"));
-    // Quotes, comments and values do not count.
+    // Text in quotes, comments and values is ignored.
     std::string strFew = "<Configuration><!-- '";
     for (int n = 0; n < 300; ++n)
         strFew += "a=\"b\" ";

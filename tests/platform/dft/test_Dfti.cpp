@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-// What the layer promises, whatever library stands behind it.
+// The contract of the layer, for any back end.
 
 namespace
 {
@@ -64,7 +64,7 @@ TEST(Dfti, ForwardIsTheUnscaledSumWithNegativeExponent)
             for (std::size_t j = 0; j < n; ++j)
                 cplxSum += vecTime[j] * std::polar(1.0, -2.0 * std::numbers::pi * static_cast<double>(j * k % n) /
                                                             static_cast<double>(n));
-            // The sum itself rounds n times.
+            // The reference sum itself has n rounding errors.
             const double fTolerance = 1e-15 * static_cast<double>(n);
             EXPECT_NEAR(vecSpec[2 * k], cplxSum.real(), fTolerance) << n << " channel " << k;
             EXPECT_NEAR(vecSpec[2 * k + 1], cplxSum.imag(), fTolerance) << n << " channel " << k;
@@ -83,7 +83,7 @@ TEST(Dfti, ManyThreadsAtTheFirstUseOfALengthGetTheSameDigitsAtAnyAddress)
             {
                 for (std::size_t i = 0; i < vecnLength.size(); ++i)
                 {
-                    // Threads 1 and 3 stand one double off the alignment of the allocator.
+                    // The buffers of threads 1 and 3 are one double off the allocator's alignment.
                     const std::ptrdiff_t nOffset = t % 2;
                     Buffer vecData = Noise(vecnLength[i]);
                     vecData.insert(vecData.begin(), nOffset, 0.0);

@@ -29,7 +29,7 @@ using namespace Norvik::Energy::Kestrel::VDS::Runtime;
 /// First stamp of the test sources: 2026-01-01T00:00:00Z.
 inline const std::int64_t g_nT0 = *TicksFromIso("2026-01-01T00:00:00Z");
 
-/// Waits for a condition; the limit only ends a test that has failed.
+/// Waits for a condition; the limit only ends a failing test.
 inline bool Eventually(const std::function<bool()>& p_fnTrue)
 {
     const auto tLimit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -85,7 +85,7 @@ class CTestSource : public ISource
 
 using TStatus = std::tuple<unsigned long, unsigned long, unsigned long>;
 
-/// What all callbacks of the tests have: a list of the status calls, and a hook inside them.
+/// Common to all callbacks of the tests: a list of the status calls, and a hook inside them.
 template <class TCallBack>
 class TLog : public TCallBack
 {
@@ -197,7 +197,7 @@ class CEventLog : public TLog<CEventDataCallBack>
         if (fnHook)
             fnHook(p_lReqNum);
     }
-    /// "read" or "live", transition, key, text; the list is emptied.
+    /// "read" or "live", transition, key, text; clears the list.
     std::vector<std::string> TakeEvents()
     {
         const std::lock_guard<std::mutex> lock(m_mtx);
@@ -226,7 +226,7 @@ class CEventLog : public TLog<CEventDataCallBack>
     std::function<void(unsigned long)> m_fnOnReceive;
 };
 
-/// A server in this process and the means to reach it. Ports are the system's choice, and kept over a restart.
+/// A server in this process and access to it. The system chooses the ports; they are kept across a restart.
 class CLinkBench : public testing::Test
 {
   protected:
@@ -280,7 +280,7 @@ class CLinkBench : public testing::Test
     std::vector<std::string> m_vecstrLine;
 };
 
-/// A read channel with its callback, as a session has them: starts on each status 1, stops on a loss.
+/// A read channel with its callback, used as by a session: starts on each status 1, stops on a loss.
 class CReader
 {
   public:

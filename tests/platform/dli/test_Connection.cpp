@@ -12,7 +12,7 @@ namespace websocket = boost::beast::websocket;
 
 namespace
 {
-/// A client that keeps to no rules.
+/// A client that ignores the protocol rules.
 class CRawClient
 {
   public:
@@ -89,7 +89,7 @@ TEST_F(Connection, ComesBackByItselfEachTimeTheServerIsStartedAgain)
         EXPECT_EQ(vecOrder[i + 1], vecOrder[i] == 1 ? 9U : vecOrder[i] == 9 ? 3U : 1U);
 }
 
-/// An event that outlives its output is never reported again, so writers must not know first.
+/// An event that outlives its output is never reported again, so writers must not be told first.
 TEST_F(Connection, WhicheverOfTwoIsLostReadersKnowItAheadOfWritersAndBothComeBack)
 {
     StartServer();
@@ -137,7 +137,7 @@ TEST_F(Connection, WhicheverOfTwoIsLostReadersKnowItAheadOfWritersAndBothComeBac
     EXPECT_EQ(strOrder, "rwrwrwrw");
 }
 
-/// A job that is in the middle of a pass takes its stop after it, however long the pass lasts.
+/// A job in the middle of a pass handles its stop after the pass, however long the pass takes.
 TEST_F(Connection, WritersHearOfALossWhenTheReadersCallsHaveReturnedAndTheJobHasStopped)
 {
     StartServer();
@@ -215,8 +215,8 @@ TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse
         {wrongPort.SerializeAsString(), "unexpected message"},
         {wrongEvent.SerializeAsString(), "transition 5"},
         {noChannels.SerializeAsString(), "start of a read set without channels"},
-        {noHello.SerializeAsString(), "message ahead of the greeting"},
-        {twice.SerializeAsString(), "wrong greeting"}};
+        {noHello.SerializeAsString(), "message before the greeting"},
+        {twice.SerializeAsString(), "invalid greeting"}};
     for (const auto& [strBytes, strLine] : vecCase)
     {
         CRawClient raw(m_config.nPortEvent);
@@ -226,7 +226,7 @@ TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse
         EXPECT_TRUE(Eventually([&, strExpected = strLine] { return HasLine(strExpected); })) << strLine;
     }
     CRawClient page(m_config.nPortEvent);
-    EXPECT_TRUE(page.Shake("http://example.com")) << "a web page of the user's browser is kept out";
+    EXPECT_TRUE(page.Shake("http://example.com")) << "a web page in the user's browser is refused";
 
     events.Read(g_nT0, 0);
     EXPECT_TRUE(Eventually([&] { return log.Count(eReqFinished) == 1; }));

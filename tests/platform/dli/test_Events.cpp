@@ -21,14 +21,14 @@ class Events : public CLinkBench
             m_pEvents->RemoveCallBack(&m_log);
     }
 
-    /// An operator's post, which has been taken when this returns.
+    /// An operator's post; the server has accepted it when this returns.
     void Post(int p_nKey, const char* p_pTrans, int p_nElem, const std::string& p_strText)
     {
         ASSERT_EQ(RunVdsCtl({"127.0.0.1:" + std::to_string(m_config.nPortEvent), "post", std::to_string(p_nKey),
                              p_pTrans, std::to_string(p_nElem), "1", p_strText}),
                   0);
     }
-    /// As the application asks on each connection.
+    /// The requests that the application makes on each connection.
     std::int64_t ReadNow()
     {
         const std::int64_t nNow = WallTicks();
@@ -37,7 +37,7 @@ class Events : public CLinkBench
         EXPECT_TRUE(Eventually([&] { return m_log.Count(eReqFinished) == nDone + 1; }));
         return nNow;
     }
-    /// All that has come, once the last of it is there.
+    /// Everything received, once the last expected event is there.
     std::vector<std::string> EventsUpTo(const std::string& p_strLast)
     {
         std::vector<std::string> vecstrEvent;
@@ -83,7 +83,7 @@ TEST_F(Events, ReplyToReadIsNeverAheadOfItsNumber)
         ASSERT_TRUE(Eventually([&] { return m_log.Count(eReqFinished) == i; }));
     }
     EXPECT_EQ(nWrong, 0);
-    EXPECT_EQ(m_log.Replies().size(), 5U) << "nothing stands: the reply is an empty delivery";
+    EXPECT_EQ(m_log.Replies().size(), 5U) << "no event is active: the reply is an empty delivery";
 }
 
 TEST_F(Events, RequestIsFinishedWhenItsReplyHasBeenTaken)
@@ -128,7 +128,7 @@ TEST_F(Events, NothingIsLostAndNothingTwiceBetweenReadAndSubscriptionWhateverThe
         Connect();
         Post(7, "APP", 3, "restart of before");
         Post(4003, "APP", 2, "before");
-        // Neither an order nor a state of before comes again, and a stamp that jumps changes nothing.
+        // Neither an order nor an earlier state is repeated, and a stamp that jumps changes nothing.
         const std::int64_t nNow = ReadNow();
         Post(4004, "APP", 2, "between");
         m_pEvents->PostAt(nWall - 7200 * g_nTicksPerSec, eIkPsCritical, eAPP, eElemOMA, 601, "jumps back");
@@ -161,7 +161,7 @@ TEST_F(Events, SubscriptionGoesOnWhereItStoodOnAServerWithAMemory)
     for (int i = 0; i < 2; ++i)
     {
         Lose();
-        // The first server is there for the operator alone: the client does not come back to its port.
+        // Only the operator uses the first server: the client does not return to its port.
         const SServerConfig config = m_config;
         m_config.nPortEvent = m_config.nPortData = 0;
         StartServer();
@@ -187,18 +187,18 @@ TEST_F(Events, WhatHasEndedMeanwhileIsToldAsEndedAlsoByAServerThatHasLostItsMemo
     Post(4003, "APP", 2, "split");
     Post(4005, "APP", 2, "subzones");
     EventsUpTo("live APP 4005 subzones");
-    // Away by its own will, as the application is after a loss until it has read.
+    // Unsubscribed on its own initiative, like the application after a loss until it has read.
     m_pEvents->Unsubscribe();
     Post(4003, "DIS", 2, "end that nobody hears");
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
     EXPECT_EQ(m_log.TakeEvents(), (TEvents{"read DIS 4003 split", "read APP 4005 subzones"}));
-    // A server that knows of nothing; the application reads again.
+    // A server without any state; the application reads again.
     m_pEvents->Unsubscribe();
     Lose();
     ComeBack();
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
     EXPECT_EQ(m_log.TakeEvents(), TEvents{"read DIS 4005 subzones"});
-    // One that leaves all to its subscription.
+    // A receiver that relies on its subscription alone.
     Post(4003, "APP", 2, "third");
     Post(4006, "APP", 2, "fourth");
     EventsUpTo("live APP 4006 fourth");
@@ -207,7 +207,7 @@ TEST_F(Events, WhatHasEndedMeanwhileIsToldAsEndedAlsoByAServerThatHasLostItsMemo
     EventsUpTo("live DIS 4006 fourth");
     Post(4003, "APP", 2, "fifth");
     EXPECT_EQ(EventsUpTo("live APP 4003 fifth"), TEvents{"live APP 4003 fifth"});
-    // A new object has not been told of anything: no ends for it.
+    // A new object has not been told of anything, so it receives no ends.
     CEventLog other;
     m_pEvents->AddCallBack(&other, eElemOMA);
     m_pEvents->Read(WallTicks(), 0);
@@ -222,13 +222,13 @@ TEST_F(Events, OrderThatIsGivenDuringALossIsToldOnceAndOneOfBeforeNever)
     Post(4201, "APP", 3, "of before");
     Connect();
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
-    EXPECT_TRUE(m_log.TakeEvents().empty()) << "it stands, but was given before this client was there";
+    EXPECT_TRUE(m_log.TakeEvents().empty()) << "active, but given before this client connected";
     Post(4201, "APP", 3, "live");
     EventsUpTo("live APP 4201 live");
     m_pEvents->Unsubscribe();
     Post(7, "APP", 0, "restart");
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
-    EXPECT_EQ(m_log.TakeEvents(), TEvents{"read APP 7 restart"}) << "4201 stands, and has been carried out";
+    EXPECT_EQ(m_log.TakeEvents(), TEvents{"read APP 7 restart"}) << "4201 is active, but has already been executed";
     m_pEvents->Unsubscribe();
     m_pEvents->Subscribe(ReadNow(), 2, 0, 0);
     EXPECT_TRUE(m_log.TakeEvents().empty());

@@ -6,7 +6,7 @@ namespace
 class ReadChannel : public CLinkBench
 {
   protected:
-    /// Everything that the server has sent on this connection so far has arrived when this has returned.
+    /// Returns when everything that the server has sent on this connection so far has arrived.
     static bool AwaitArrival(unsigned long p_hConn)
     {
         CEventLog log;
@@ -31,7 +31,8 @@ TEST_F(ReadChannel, DeliversAllCyclesInOrderWithTheChannelsAsDeclared)
     {
         EXPECT_EQ(vecSeen[n].nTicks, g_nT0 + static_cast<std::int64_t>(n) * 200000);
         const bool bThird = n % 2 == 0;
-        EXPECT_EQ(vecSeen[n].vecfMagn[0], 300.0F + static_cast<float>(bThird ? n : n - 1)) << "a missing one: the last";
+        EXPECT_EQ(vecSeen[n].vecfMagn[0], 300.0F + static_cast<float>(bThird ? n : n - 1))
+            << "a missing sample carries the last value";
         EXPECT_EQ(vecSeen[n].vecfMagn[1], 100.0F + static_cast<float>(n));
         EXPECT_EQ((vecSeen[n].vecnState[0] & 0xE030) == 0, bThird);
         EXPECT_EQ(vecSeen[n].vecnState[1], 0);
@@ -57,7 +58,7 @@ TEST_F(ReadChannel, FirstCycleComesWhenTheAnswerToTheStartHasBeenTaken)
                 reader.m_data.Start(1, 2, static_cast<ESampleRate>(50), 0);
             else if (p_eStatus == eReqCycle)
             {
-                std::this_thread::sleep_for(std::chrono::milliseconds(50)); // cycles come each ms meanwhile
+                std::this_thread::sleep_for(std::chrono::milliseconds(50)); // cycles arrive every ms meanwhile
                 bTooEarly = !reader.m_log.Seen().empty();
             }
         });
@@ -154,7 +155,7 @@ TEST_F(ReadChannel, NoCallIsUnderWayOrComesWhenTheCallBackHasBeenTakenBack)
     std::thread opener(
         [&]
         {
-            // The call is inside Receive: whatever time passes, SetCallBack must not return before it is let go.
+            // The call is inside Receive: however long it takes, SetCallBack must not return before the call does.
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
             bReturnedTooEarly = bReturned.load();
             release.set_value();

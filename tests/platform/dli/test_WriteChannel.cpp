@@ -85,8 +85,8 @@ TEST_F(WriteChannel, VirtualPmuOfAnotherConnectionIsRefusedUntilThatHasGone)
     EXPECT_EQ(std::get<2>(owner.m_log.StatusCalls().back()), 0U);
     owner.m_data.Stop(801);
     ASSERT_TRUE(Eventually([&] { return std::get<2>(other.m_log.StatusCalls().back()) == 0U; }))
-        << "what was refused is offered again";
-    EXPECT_EQ(other.m_log.Count(eWriteResponse), 2U) << "of all refusals the first is told";
+        << "a refused start is repeated";
+    EXPECT_EQ(other.m_log.Count(eWriteResponse), 2U) << "only the first refusal is reported";
     EXPECT_EQ(std::get<2>(empty.m_log.StatusCalls().back()), 2U);
 }
 
@@ -101,7 +101,7 @@ TEST_F(WriteChannel, LossOfTheConnectionStopsTheOutputAndDropsWritesUntilANewSta
     ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eNotConnected) == 1; }));
     for (int i = 0; i < 1000; ++i)
         writer.Write(i, 1.0F, 0);
-    EXPECT_NO_THROW(writer.m_data.Start(802, writer.m_vecnId, 1)) << "without a connection it goes nowhere";
+    EXPECT_NO_THROW(writer.m_data.Start(802, writer.m_vecnId, 1)) << "without a connection it is discarded";
 
     StartServer();
     ASSERT_TRUE(Eventually([&] { return writer.m_log.Count(eConnected) == 2; }));

@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 
 namespace
 {
-/// A folder of its own for each test, also the one behind "c:\".
+/// A separate folder for each test, which is also the one for "c:\".
 struct FileName : testing::Test
 {
     FileName() { setenv("OMA_RESULT_DIR", dir.c_str(), 1); }
@@ -31,14 +31,14 @@ TEST_F(FileName, ExactNameGoesBeforeOneThatDiffersInCase)
     EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "data.CSV");
     Make("DATA.csv");
     EXPECT_EQ(FileNameForReading(Name("DATA.csv")), dir / "DATA.csv");
-    EXPECT_EQ(FileNameForReading(L"c:\\dAtA.csv"), dir / "DATA.csv") << "of several the first by name";
+    EXPECT_EQ(FileNameForReading(L"c:\\dAtA.csv"), dir / "DATA.csv") << "of several, the first by name";
 }
 
 TEST_F(FileName, FoldersMayDifferInCaseToo)
 {
     Make("Sub/Deep/File.xml");
     EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
-    // The folder of the exact name does not hold the file, the other one does.
+    // The file is not in the folder of the exact name but in the other one.
     fs::create_directories(dir / "sub/deep");
     EXPECT_EQ(FileNameForReading(Name("sub/deep/file.xml")), dir / "Sub/Deep/File.xml");
 }
@@ -50,7 +50,7 @@ TEST_F(FileName, TheFileThatTheUserNamedIsOpenedThoughItsNameWasLowered)
     const std::wstring wstrLower = Name("named.xml");
     EXPECT_EQ(FileNameForReading(wstrLower), dir / "named.xml");
     FileNameRemember(wstrGiven);
-    // The folder of this test has capitals, as the lowered path then has not.
+    // The folder of this test has capitals, unlike the lower-cased path.
     std::wstring wstrStored = wstrGiven;
     for (wchar_t& c : wstrStored)
         c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
@@ -74,7 +74,7 @@ TEST_F(FileName, AResultLiesInItsFolderWhateverItsNameHolds)
     }
     const std::string strWide = FileNameForResult(L"c:\\" + std::wstring(255, L'\u00fc') + L".csv").filename().string();
     EXPECT_TRUE(strWide.size() <= 255 && strWide.ends_with("\u00fc.csv")) << strWide;
-    EXPECT_EQ(FileNameForResult(Name("sub/x.csv")), dir / "sub/x.csv") << "no drive: as it stands";
+    EXPECT_EQ(FileNameForResult(Name("sub/x.csv")), dir / "sub/x.csv") << "no drive: unchanged";
 }
 
 TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)
@@ -87,9 +87,9 @@ TEST(Text, ConvertsUtf8BothWaysAndMarksWhatFitsNothing)
          "b",
          L"a?b"},
         {"\xC3", L"?"},
-        {"\xC0\x80", L"??"},          // too long a form
-        {"\xED\xA0\x80", L"???"},     // half of a pair
-        {"\xF4\x90\x80\x80", L"????"} // beyond the last character
+        {"\xC0\x80", L"??"},          // overlong encoding
+        {"\xED\xA0\x80", L"???"},     // half of a surrogate pair
+        {"\xF4\x90\x80\x80", L"????"} // above the last code point
     };
     for (const auto& [strText, wstrText] : broken)
         EXPECT_EQ(WideText(strText), wstrText);

@@ -13,7 +13,7 @@
 
 namespace
 {
-/// A service manager that has a socket and reads it when it is told to.
+/// A service manager with a socket that it reads only when told to.
 class Manager
 {
   public:
@@ -59,7 +59,7 @@ TEST(ServiceNotify, AManagerThatDoesNotReadHoldsNobodyUp)
 {
     using namespace std::chrono_literals;
     Manager manager;
-    // More than any system keeps for a reader.
+    // More than any system buffers for a reader.
     auto done = std::async(std::launch::async,
                            []
                            {
@@ -70,11 +70,11 @@ TEST(ServiceNotify, AManagerThatDoesNotReadHoldsNobodyUp)
                            });
     if (done.wait_for(60s) != std::future_status::ready)
     {
-        manager.Close(); // lets it go
+        manager.Close(); // unblocks it
         FAIL() << "waits for the manager";
     }
     EXPECT_LT(manager.ReadAll().size(), 5000U);
-    // The states are late, not lost; the signs of life are.
+    // The states are late but not lost; the watchdog messages are lost.
     NotifyServiceManager({});
     EXPECT_EQ(manager.ReadAll(), std::vector<std::string>{"READY=1\nSTATUS=running\nSTOPPING=1\n"});
     NotifyServiceManager({});

@@ -9,7 +9,7 @@ struct SPiece
 {
     explicit SPiece(std::size_t p_nSize) : vecnPlace(p_nSize) { ++s_nMade; }
     ~SPiece() { --s_nMade; }
-    static inline std::atomic<int> s_nMade = 0; ///< and not freed yet
+    static inline std::atomic<int> s_nMade = 0; ///< not freed yet
     std::vector<int> vecnPlace;
 };
 } // namespace
@@ -23,9 +23,9 @@ TEST(Pool, PieceUsedLastIsLentFirstAndComesAsItWasLeft)
         pFirst = pLoan.get();
         EXPECT_EQ(pLoan->vecnPlace.size(), 3U);
         const auto pOther = pool.Lend(3);
-        EXPECT_NE(pOther.get(), pFirst) << "a piece is lent once";
+        EXPECT_NE(pOther.get(), pFirst) << "an object is lent only once";
         pLoan->vecnPlace[1] = 42;
-    } // the first one comes back last
+    } // the first one is returned last
     EXPECT_EQ(SPiece::s_nMade, 2);
     const auto pAgain = pool.Lend(3);
     EXPECT_EQ(pAgain.get(), pFirst);

@@ -10,7 +10,7 @@ namespace
 {
 constexpr int g_nLimit_ms = 20000; ///< generous: reached only if something hangs
 
-/// Events that close themselves.
+/// Events that are closed automatically.
 template <std::size_t N>
 struct SEvents
 {
@@ -69,7 +69,7 @@ TEST(WinEvents, EverySignalReleasesAnotherParkedWait)
     EXPECT_EQ(WaitForSingleObject(events[0], 0), WAIT_TIMEOUT);
 }
 
-// Two threads hand each other a token through two events: a signal that got lost would stop them for ever.
+// Two threads pass a token to each other through two events: a lost signal would stop them for good.
 TEST(WinEvents, NoSignalIsLostBetweenTwoThreads)
 {
     constexpr int nRounds = 20000;

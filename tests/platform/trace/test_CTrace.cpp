@@ -23,7 +23,7 @@ void CheckArgs(std::vector<std::wstring> p_vecArg)
     CTrace::CheckTraceArg(static_cast<int>(vecpArg.size()), vecpArg.data());
 }
 
-/// Number of levels that are on: 0 none to 4 all.
+/// Number of levels that are on: 0 (none) to 4 (all).
 int LevelsOn(const std::string& p_strArea)
 {
     CTraceHelper helper(p_strArea);
@@ -77,7 +77,7 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
     const auto path = dir.Path() / "trace.log";
     CTrace::CreateTraceHelper("Written");
     CTraceHelper& helper = *CTrace::GetInstancePtr("Written");
-    EXPECT_FALSE(helper.Error().IsActive()) << "ahead of Init";
+    EXPECT_FALSE(helper.Error().IsActive()) << "before Init";
 
     testing::internal::CaptureStderr();
     CTrace::Init();
@@ -85,7 +85,7 @@ TEST(CTrace, WritesToStderrAndFileBetweenInitAndExit)
     CheckArgs({L"-tfile:" + path.wstring()});
     helper.Warning() << "text with {} marks" << TEnd;
     helper.Info() << "silent" << TEnd;
-    const std::string strFile = ReadFile(path); // written through at once
+    const std::string strFile = ReadFile(path); // flushed at once
     CTrace::Exit();
     helper.Error() << "dropped" << TEnd;
     const std::string strStderr = testing::internal::GetCapturedStderr();
@@ -107,12 +107,12 @@ TEST(CTrace, WhatIsNoPlainFileIsRefusedWithOneLine)
     {
         testing::internal::CaptureStderr();
         CTrace::Init();
-        CheckArgs({L"-TFILE:" + path.wstring()}); // the pipe has no reader: opening it would never end
+        CheckArgs({L"-TFILE:" + path.wstring()}); // the pipe has no reader: opening it would block
         CTrace::GetInstancePtr("Refused")->Warning() << "goes on" << TEnd;
         CTrace::Exit();
         EXPECT_THAT(testing::internal::GetCapturedStderr(),
                     MatchesRegex("[-0-9:. ]+ error -TFILE: '" + path.string() +
-                                 "' is no plain file\n[-0-9:. ]+ warning Refused goes on\n"));
+                                 "' is not a regular file\n[-0-9:. ]+ warning Refused goes on\n"));
     }
 }
 

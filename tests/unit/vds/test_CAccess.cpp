@@ -54,7 +54,7 @@ TEST(CAccess, RefusalsOfAnAddressWaitLongerEachTime)
     EXPECT_EQ(fnWait_ms("10.0.0.1", tBegin + std::chrono::seconds(121)), 100) << "forgotten";
     for (int i = 0; i < 2000; ++i)
         access.NoteRefusal(std::to_string(i), tBegin + std::chrono::seconds(121));
-    EXPECT_EQ(fnWait_ms("1999", tBegin + std::chrono::seconds(121)), 8000) << "a list that is full delays no less";
+    EXPECT_EQ(fnWait_ms("1999", tBegin + std::chrono::seconds(121)), 8000) << "a full list still delays";
 }
 
 } // namespace

@@ -5,7 +5,7 @@ namespace
 {
 const std::int64_t g_nBase = *TicksFromIso("2026-03-05T10:00:00Z");
 
-/// A phasor that turns at p_fFreq_Hz, from 50 to 10 a second: the cycles that come out of 4 s of it.
+/// A phasor rotating at p_fFreq_Hz, reduced from 50 to 10 per second: the output cycles of 4 s.
 struct SRun
 {
     explicit SRun(double p_fFreq_Hz, std::int64_t p_nAbsent = -1)
@@ -22,7 +22,7 @@ struct SRun
         }
     }
     double Amplitude(std::size_t i) const { return vecOut[i].vecSample[1].fMagn; }
-    /// Degrees between what came out and what the phasor shows at that time.
+    /// Degrees between the output and the phasor at that time.
     double AngleError(std::size_t i, double p_fFreq_Hz) const
     {
         const double fTime_s = static_cast<double>(vecOut[i].nTicks - g_nBase) / g_nTicksPerSec;
@@ -32,7 +32,7 @@ struct SRun
 };
 } // namespace
 
-/// No shift in time, nothing lost below 0.35 of the lower rate, nothing left of what would fold down.
+/// No time shift, no loss below 0.35 of the lower rate, no residue of what would alias.
 TEST(CDecimator, PassesLowFrequenciesUnshiftedAndNoAlias)
 {
     for (const double fFreq_Hz : {0.0, 0.1, 1.0, -2.0, 3.0})
@@ -82,7 +82,7 @@ TEST(CDecimator, JumpBeginsAnewAndAllMissingIsAGap)
     vecnOut.clear();
     fnPut(100000, 100081);
     ASSERT_FALSE(vecnOut.empty());
-    EXPECT_GE(vecnOut.front(), 2000000) << "nothing of the old stretch gets into the new one";
+    EXPECT_GE(vecnOut.front(), 2000000) << "no data from before the jump is used after it";
     vecnOut.clear();
     fnPut(0, 10);
     EXPECT_TRUE(vecnOut.empty());

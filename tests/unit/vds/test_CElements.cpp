@@ -19,17 +19,17 @@ TEST(CElements, AnApplicationHearsOfItselfAndOfOtherKindsNotOfItsSiblings)
     CElements elements;
     elements.Declare(3, {900, 901, 500, 601});
     for (const SCase& c : {
-             SCase{4204, 3, 601, 0, true, true, false},     // a mode of its own, whoever has posted it
-             SCase{4204, 3, 699, 900, true, true, false},   // one of an earlier configuration
-             SCase{4204, 3, 651, 950, false, false, false}, // a sibling's
+             SCase{4204, 3, 601, 0, true, true, false},     // its own mode, whoever posted the event
+             SCase{4204, 3, 699, 900, true, true, false},   // of an earlier configuration
+             SCase{4204, 3, 651, 950, false, false, false}, // another application's
              SCase{4204, 3, 651, 0, false, false, false},   // of an unknown element
              SCase{4201, 3, 0, 900, true, true, true},      // its own, posted before it knew its id
-             SCase{4201, 3, 0, 950, false, false, false},   // the same of a sibling
-             SCase{4201, 3, 901, 0, true, true, true},      // an operator's on its instance
+             SCase{4201, 3, 0, 950, false, false, false},   // the same of another application
+             SCase{4201, 3, 901, 0, true, true, true},      // an operator's, for its instance
              SCase{4202, 3, 500, 900, true, true, true},    //
              SCase{4202, 3, 505, 950, false, false, false}, //
-             SCase{4003, 2, 601, 2, false, true, false},    // of the grid: all
-             SCase{7, 0, 0, 0, false, true, false},         // of the platform: all
+             SCase{4003, 2, 601, 2, false, true, false},    // about the grid: for all
+             SCase{7, 0, 0, 0, false, true, false},         // from the platform: for all
          })
     {
         SEvent event;

@@ -58,7 +58,7 @@ TEST(CEventStore, SinceGoesByStampAndAfterByArrival)
     for (const SEvent& event : {Event(10, true, 1), Event(30, true, 2), Event(20, false, 1)})
         store.Add(event);
     EXPECT_EQ(Times(store.Since(20)), (TTimes{30, 20}));
-    EXPECT_EQ(Times(store.After(1)), (TTimes{30, 20})) << "whatever the stamps say";
+    EXPECT_EQ(Times(store.After(1)), (TTimes{30, 20})) << "regardless of the stamps";
     EXPECT_TRUE(store.After(3).empty());
 }
 
@@ -113,7 +113,7 @@ TEST_F(CEventStoreFile, BytesThatHaveNotReachedTheDiskAreTakenOff)
 
 TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
 {
-    constexpr int nEvents = 100200; // more than a history holds
+    constexpr int nEvents = 100200; // more than the history holds
     {
         std::ofstream file(m_strPath, std::ios::binary);
         for (int i = 1; i <= nEvents; ++i)
@@ -144,7 +144,7 @@ TEST_F(CEventStoreFile, IsWrittenAnewWithoutLosingWhatStands)
 TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept)
 {
     std::ofstream(m_strPath) << "{\"arrival\":1," << EventLine(Event(1, true, 1)).substr(1)
-                             << '\n'; // an earlier version's
+                             << '\n'; // written by an earlier version
     std::uint64_t nEpoch = 0;
     std::uint64_t nTold = 0;
     for (int i = 0; i < 3; ++i)
@@ -158,7 +158,7 @@ TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept
             EXPECT_EQ(store.Standing().at(0).nOwner, 900U);
         }
         EXPECT_EQ(store.After(nTold).size(), i == 0 ? 1U : 0U)
-            << "whoever has been told the order misses nothing and hears nothing twice";
+            << "a client that has received the order misses nothing and gets nothing twice";
         SEvent event = Event(10, true, 1);
         event.nOwner = 900;
         EXPECT_GT(store.Add(event), nTold);
@@ -168,7 +168,7 @@ TEST_F(CEventStoreFile, NumbersOfArrivalGrowOverRestartsAndOrdersThatWereNotKept
     }
     CEventStore other;
     EXPECT_NE(other.Epoch(), nEpoch);
-    EXPECT_EQ(other.SeqOf(nEpoch, nTold), 0U) << "of another server's order nothing is known";
+    EXPECT_EQ(other.SeqOf(nEpoch, nTold), 0U) << "another server's order is unknown";
 }
 
 TEST_F(CEventStoreFile, WrongLineInTheMiddleIsNamed)

@@ -20,7 +20,7 @@ std::string TextOf(const fs::path& p_path)
     return text.str();
 }
 
-/// Files may not grow beyond a size, as on a disk that is full; the last bytes of a write still fit.
+/// Limits the file size, to simulate a full disk; the bytes that still fit are written.
 class CFullDisk
 {
   public:
@@ -67,7 +67,7 @@ TEST_F(JsonLog, FullDiskLeavesWholeLinesAndOneLineAMinute)
     m_log.Write("{\"n\":3}", tBegin + std::chrono::seconds(100));
     EXPECT_EQ(TextOf(m_path / "log.jsonl"), "{\"n\":1}\n{\"n\":3}\n");
     ASSERT_EQ(m_vecstrTold.size(), 3U);
-    EXPECT_NE(m_vecstrTold[2].find("is written again; lines lost: 100"), std::string::npos);
+    EXPECT_NE(m_vecstrTold[2].find("writing resumed; lines lost: 100"), std::string::npos);
 }
 
 TEST_F(JsonLog, PieceOfALineThatACrashHasLeftIsTakenOff)

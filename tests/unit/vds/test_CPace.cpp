@@ -14,9 +14,9 @@ TEST(CPace, CyclesAreDueByTheDistanceOfTheirStampsAndTheSpeed)
     EXPECT_EQ(pace.Due(77, g_t0), g_t0) << "the first is due at once";
     pace.Sent(0, g_t0);
     EXPECT_EQ(pace.Due(g_nSec, g_t0), g_t0 + 250ms);
-    EXPECT_EQ(pace.Due(0, g_t0), g_t0) << "a stamp that is repeated";
+    EXPECT_EQ(pace.Due(0, g_t0), g_t0) << "a repeated stamp";
     EXPECT_EQ(pace.Due(-1, g_t0), g_t0 + 5ms) << "a stamp that goes back";
-    EXPECT_EQ(pace.Due(11 * g_nSec, g_t0), g_t0 + 5ms) << "a leap is not waited for";
+    EXPECT_EQ(pace.Due(11 * g_nSec, g_t0), g_t0 + 5ms) << "a jump is skipped";
 }
 
 TEST(CPace, LiveSourceCatchesUpAndAReplayGoesOnFromWhereItIs)

@@ -57,7 +57,7 @@ TEST(CReadSet, TakesTheCyclesOnItsGridAndStampsThatAreOnNoGrid)
     EXPECT_EQ(nTaken, 30U);
     EXPECT_TRUE(set.Takes(g_nSec + 333333));
     EXPECT_FALSE(set.Takes(g_nSec + 166667));
-    EXPECT_TRUE(set.Takes(g_nSec + 166668)) << "a fault of the stamps is passed on";
+    EXPECT_TRUE(set.Takes(g_nSec + 166668)) << "a faulty stamp is passed on";
     EXPECT_TRUE(set.Takes(-333333)) << "no stamp is out of range";
 }
 

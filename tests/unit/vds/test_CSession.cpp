@@ -50,8 +50,9 @@ class Session : public testing::Test
 TEST_F(Session, ChannelsAndReadSetsAreBounded)
 {
     m_pSession->OnLinkMessage(Start(1, 60000));
-    EXPECT_THROW(m_pSession->OnLinkMessage(Start(2, 40001)), std::runtime_error) << "of all sets together";
-    m_pSession->OnLinkMessage(Start(1, 100000)); // in place of the one before
+    EXPECT_THROW(m_pSession->OnLinkMessage(Start(2, 40001)), std::runtime_error)
+        << "the limit is for all sets together";
+    m_pSession->OnLinkMessage(Start(1, 100000)); // replaces the previous one
     EXPECT_THROW(m_pSession->OnLinkMessage(Start(1, 100001)), std::runtime_error);
     m_pSession->OnLinkMessage(Start(1, 1));
     for (unsigned nSet = 2; nSet <= 1000; ++nSet)
@@ -68,7 +69,7 @@ TEST_F(Session, ChannelsOfAllConnectionsAreBounded)
     vecpPeer[0]->OnLinkMessage(Start(1, 99900));
     vecpPeer[1]->OnLinkMessage(Start(1, 99900));
     EXPECT_EQ(m_core.ReadCost(), 200000U);
-    vecpPeer[2]->OnLinkMessage(Start(1, 900)); // what each may have in any case
+    vecpPeer[2]->OnLinkMessage(Start(1, 900)); // the share that is always allowed
     EXPECT_THROW(vecpPeer[2]->OnLinkMessage(Start(2, 900)), std::runtime_error);
     vecpPeer[0]->OnLinkMessage(Start(1, 50000));
     vecpPeer[2]->OnLinkMessage(Start(2, 900));
@@ -83,14 +84,14 @@ TEST_F(Session, OutputChannelsAreBounded)
     while (nStarted < 100000 && outputs.Start(1, nStarted, nStarted, {7}, 1) == COutputs::eAccepted)
         ++nStarted;
     EXPECT_EQ(nStarted, 20000U);
-    EXPECT_EQ(outputs.Start(1, 0, 0, {7}, 1), COutputs::eAccepted) << "one that has started may start again";
+    EXPECT_EQ(outputs.Start(1, 0, 0, {7}, 1), COutputs::eAccepted) << "a started writer may start again";
     outputs.Stop(1, 0);
     EXPECT_EQ(outputs.Start(1, nStarted, nStarted, {7}, 1), COutputs::eAccepted);
     outputs.StopAll(1);
     const std::vector<std::uint64_t> vecnSame(40000, 7);
     EXPECT_EQ(outputs.Start(1, 0, 1, vecnSame, 1), COutputs::eAccepted);
     EXPECT_EQ(outputs.Start(1, 1, 1, vecnSame, 1), COutputs::eAccepted);
-    EXPECT_EQ(outputs.Start(1, 2, 1, vecnSame, 1), COutputs::eTooMany) << "the same channels again are no fewer";
+    EXPECT_EQ(outputs.Start(1, 2, 1, vecnSame, 1), COutputs::eTooMany) << "repeated channels count each time";
     outputs.StopAll(1);
     EXPECT_EQ(outputs.Start(1, 2, 1, vecnSame, 1), COutputs::eAccepted);
 }

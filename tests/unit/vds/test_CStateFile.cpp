@@ -74,10 +74,10 @@ TEST_F(StateFile, ReplacementTakesThePlaceOfAllLines)
     file.Append("d");
     EXPECT_EQ(Text(), "c\nd\n");
     EXPECT_FALSE(std::filesystem::exists(m_strPath + ".new"));
-    std::filesystem::create_directories(m_strPath + ".new/full"); // in the way
+    std::filesystem::create_directories(m_strPath + ".new/full"); // blocks the new file
     EXPECT_THROW(file.Replace("e\n"), std::runtime_error);
     file.Append("f");
-    EXPECT_EQ(Text(), "c\nd\nf\n") << "the old file goes on";
+    EXPECT_EQ(Text(), "c\nd\nf\n") << "the old file stays in use";
 }
 
 TEST_F(StateFile, LineThatDoesNotFitOnTheDiskLeavesNoPiece)
@@ -89,7 +89,7 @@ TEST_F(StateFile, LineThatDoesNotFitOnTheDiskLeavesNoPiece)
     struct rlimit limitOld;
     ::getrlimit(RLIMIT_FSIZE, &limitOld);
     struct rlimit limit = limitOld;
-    limit.rlim_cur = 10; // a piece of the line can be written
+    limit.rlim_cur = 10; // part of the line can be written
     ::setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_THROW(file.Append("too long for it"), std::runtime_error);
     ::setrlimit(RLIMIT_FSIZE, &limitOld);

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-// Frames that other programs decode: stream 60, 2023-11-14 22:13:20.5 UTC, TIME_BASE 1000000.
+// Frames that other programs can decode: stream 60, 2023-11-14 22:13:20.5 UTC, TIME_BASE 1000000.
 using TBytes = std::vector<std::uint8_t>;
 
 inline TBytes FromHex(const std::string& p_strHex)

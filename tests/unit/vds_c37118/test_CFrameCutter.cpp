@@ -17,7 +17,7 @@ struct SCut
     SStreamCounters counters;
 };
 
-/// What comes out of the bytes when they come in pieces of p_nPiece.
+/// The frames found when the bytes arrive in pieces of p_nPiece.
 SCut Cut(const TBytes& p_bytes, std::size_t p_nPiece)
 {
     SCut cut;
@@ -82,7 +82,8 @@ TEST(CFrameCutter, GarbageWithSyncBytesIsSkipped)
     }
 }
 
-/// Each fourth byte seems to begin a frame of 65535 bytes: the work stays bounded, and the stream is found again.
+/// Every fourth byte looks like the start of a frame of 65535 bytes: the work stays limited, and the stream is found
+/// again.
 TEST(CFrameCutter, BytesMadeToCostWorkAreThrownAway)
 {
     TBytes stream;

@@ -29,12 +29,12 @@ TText V4(const TText& p_body, unsigned p_nFragment = 0)
 }
 TText V6(const TText& p_body)
 {
-    const TText strAhead = "\x11" + TText(7, 0); // hop by hop, then UDP
+    const TText strAhead = "\x11" + TText(7, 0); // hop-by-hop header, then UDP
     return "\x60" + TText(3, 0) + Number(static_cast<std::uint32_t>(8 + p_body.size()), 2) + TText(1, 0) + "\x40" +
            TText(32, 1) + strAhead + p_body;
 }
 
-/// A capture file of these packets, one each 20 ms.
+/// A capture file of these packets, 20 ms apart.
 class CCapture
 {
   public:
@@ -112,7 +112,8 @@ TEST(CSourceCapture, ReadsEachLinkTypeInBothByteOrders)
     }
 }
 
-/// Segments in any order within the bounds, some twice and overlapping, numbers that go round: the bytes come out once.
+/// Segments in any order within the limits, some repeated and overlapping, with wrapping numbers: each byte is output
+/// once.
 TEST(CTcpFlow, PutsSegmentsInOrder)
 {
     std::mt19937 random(3);

@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 namespace
 {
-/// A client and its device on one loop: each step of a test runs it until what it waits for is there.
+/// A client and its device on one loop: each step of a test runs it until the expected result is there.
 class StreamClient : public testing::Test
 {
   protected:
@@ -37,7 +37,7 @@ class StreamClient : public testing::Test
             m_io, *m_pReader, [] { return std::int64_t{0}; }, [this] { ++m_nTold; }, fnLine);
         m_pClient->Start();
     }
-    /// The limit only ends a test that has failed.
+    /// The limit only ends a failing test.
     template <class TDone>
     bool RunUntil(TDone p_fnDone)
     {
@@ -92,7 +92,7 @@ TEST_F(StreamClient, AsksForTheConfigurationThenForDataAndTurnsThemOff)
     Accept();
     AwaitCommands(2);
     EXPECT_THAT(m_vecnCommand, ElementsAre(eCommandDataOff, eCommandCfg2));
-    // In pieces, as a network may cut it.
+    // In pieces, as a network may split it.
     for (const std::span<const std::uint8_t> piece : {std::span(g_cfg2).first(7), std::span(g_cfg2).subspan(7)})
     {
         asio::write(m_device, asio::buffer(piece.data(), piece.size()));
@@ -121,13 +121,13 @@ TEST_F(StreamClient, LossIsToldOnceAndTriedAgain)
     ASSERT_EQ(m_vecstrLine.size(), 2U);
     EXPECT_TRUE(m_vecstrLine[1].starts_with("stream n: connection lost: ")) << m_vecstrLine[1];
     m_vecnCommand.clear();
-    Accept(); // the client comes again by itself
+    Accept(); // the client reconnects by itself
     AwaitCommands(2);
     EXPECT_THAT(m_vecnCommand, ElementsAre(eCommandDataOff, eCommandCfg2));
     const int nTold = m_nTold;
     m_device.close();
     EXPECT_TRUE(RunUntil([&] { return m_nTold > nTold; }));
-    EXPECT_EQ(m_vecstrLine.size(), 2U) << "a series of failures is told once";
+    EXPECT_EQ(m_vecstrLine.size(), 2U) << "a series of failures is reported once";
 }
 
 TEST_F(StreamClient, DatagramsCountFromTheDeviceAlone)
@@ -145,7 +145,7 @@ TEST_F(StreamClient, DatagramsCountFromTheDeviceAlone)
     }
     EXPECT_THAT(m_vecnCommand, ElementsAre(eCommandDataOff, eCommandCfg2));
     other.send_to(asio::buffer(g_cfg2), client);
-    device.send_to(asio::buffer(g_data), client); // comes after it, and means nothing yet
+    device.send_to(asio::buffer(g_data), client); // arrives later and is not understood yet
     EXPECT_TRUE(RunUntil([this] { return m_nTold > 0; }));
     EXPECT_FALSE(m_pReader->HasConfig());
     device.send_to(asio::buffer(g_cfg2), client);

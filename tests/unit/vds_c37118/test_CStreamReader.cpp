@@ -33,7 +33,7 @@ class CStreamReaderTest : public testing::Test
         EXPECT_TRUE(EncodeConfig(m_frameConfig, bytes));
         Feed(bytes);
     }
-    /// The data frame, so many microseconds later.
+    /// The data frame, moved later by this many microseconds.
     void FeedData(std::int64_t p_nLater_us)
     {
         const std::int64_t nTicks = FrameTicks(m_frameData.head, 1000000) + p_nLater_us * 10;
@@ -71,7 +71,7 @@ TEST_F(CStreamReaderTest, PhasorsBecomeSamples)
     EXPECT_NEAR(m_cycle.vecSample[0].fMagn, 133987.376, 0.01);
     EXPECT_EQ(m_cycle.vecSample[0].nState, 0U);
     EXPECT_NEAR(m_cycle.vecSample[1].fAngle_deg, -45.0, 1e-4);
-    EXPECT_EQ(m_cycle.vecSample[1].nState, 0x0441U) << "a loss of less than 10 s is taken out";
+    EXPECT_EQ(m_cycle.vecSample[1].nState, 0x0441U) << "a loss of less than 10 s is masked out";
     EXPECT_FALSE(m_cycle.vecSample[2].bPresent);
     EXPECT_THAT(m_vecstrLine, testing::ElementsAre("stream north: phasor 'V1PM' of PMU 61 is not in its configuration",
                                                    "stream north: 2 PMUs, 50 frames a second, 2 of 3 phasors found"));
@@ -97,7 +97,7 @@ TEST_F(CStreamReaderTest, TimeStampsAreFollowedAndCounted)
     EXPECT_EQ(m_cycle.nTicks % g_nTicksPerSec, 6400000) << "143 ms later is rounded to 140";
 }
 
-/// A configuration that changes under way: no value of it is wrong, and it is asked for once.
+/// A configuration that changes while streaming: no wrong value is used, and the new one is requested once.
 TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
 {
     FeedConfig();
@@ -125,7 +125,7 @@ TEST_F(CStreamReaderTest, LengthMismatchAndChangeBitAskForTheConfiguration)
     EXPECT_EQ(m_reader.m_counters.nConfigChanges, 1U);
 }
 
-/// The layout may be another one of the same length from the frame on in which bit 10 is 0 again.
+/// From the frame in which bit 10 is 0 again, the layout may be a different one of the same length.
 TEST_F(CStreamReaderTest, AfterBit10HasFallenSamplesAreInvalidUntilTheAnswer)
 {
     Feed(g_cfg2);
@@ -139,11 +139,11 @@ TEST_F(CStreamReaderTest, AfterBit10HasFallenSamplesAreInvalidUntilTheAnswer)
     EXPECT_EQ(fnState(0, true), 0U);
     m_reader.ConfigAsked(); // not answered before the change
     EXPECT_EQ(fnState(20000, true), 0U);
-    EXPECT_EQ(fnState(40000, false), 0x4000U) << "the other PMU, too";
+    EXPECT_EQ(fnState(40000, false), 0x4000U) << "the other PMU too";
     EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eWishNow);
     m_reader.ConfigAsked();
     Feed(g_cfg2);
-    EXPECT_EQ(fnState(60000, false), 0x4000U) << "the answer to the question from before the change";
+    EXPECT_EQ(fnState(60000, false), 0x4000U) << "the reply to the request sent before the change";
     Feed(g_cfg2);
     EXPECT_EQ(fnState(80000, false), 0U);
     EXPECT_EQ(m_reader.ConfigWish(), CStreamReader::eNoWish);
@@ -175,7 +175,7 @@ TEST_F(CStreamReaderTest, FillersAreAbsentAndForeignStreamsAreNotRead)
     m_frameData.head.nIdCode = 61;
     FeedData(20000);
     EXPECT_FALSE(Take());
-    EXPECT_EQ(m_vecstrLine.back(), "stream north: frames of stream 61 come, expected those of stream 60");
+    EXPECT_EQ(m_vecstrLine.back(), "stream north: received frames of stream 61, expected those of stream 60");
 }
 
 TEST(StateOfStat, FollowsTheTable)

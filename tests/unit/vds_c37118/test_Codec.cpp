@@ -21,7 +21,7 @@ SConfigFrame Config(const TBytes& p_bytes)
     return config;
 }
 
-/// The frame with a new check word, and a new size if it has become another.
+/// The frame with a new check word, and a new size if that has changed.
 TBytes Sealed(TBytes p_bytes)
 {
     p_bytes[2] = static_cast<std::uint8_t>(p_bytes.size() >> 8);
@@ -124,7 +124,7 @@ TEST(Codec, CommandAndHeaderVectorsBothWays)
     EXPECT_EQ(bytes, g_header);
 }
 
-/// All eight formats: values survive within one count, and absent ones are absent again.
+/// All eight formats: values are accurate to one count, and absent ones stay absent.
 TEST(Codec, EachFormatCarriesValuesAndFillers)
 {
     for (unsigned nFormat = 0; nFormat < 16; ++nFormat)
@@ -154,8 +154,8 @@ TEST(Codec, EachFormatCarriesValuesAndFillers)
     }
 }
 
-/// Each 16-bit word of a configuration in turn says 65535 (counts, sizes of names); the memory that is asked for stays
-/// that of the frame. The sanitizers watch the bounds.
+/// Each 16-bit word of a configuration in turn is set to 65535 (counts, name sizes); the memory requested must not
+/// exceed that of the frame. The sanitizers check the bounds.
 TEST(Codec, LyingCountsAreRefusedOrHarmless)
 {
     for (const TBytes& vector : {g_cfg2, g_cfg3})
@@ -174,7 +174,7 @@ TEST(Codec, LyingCountsAreRefusedOrHarmless)
     }
 }
 
-/// Every fraction of the usual rates and of the finest TIME_BASE comes back as it was set.
+/// Every fraction of the usual rates and of the finest TIME_BASE is decoded as it was encoded.
 TEST(Codec, TimeSurvivesItsCoding)
 {
     const std::int64_t nSecond = *TicksFromIso("2026-03-05T10:00:59Z");
@@ -193,7 +193,7 @@ TEST(Codec, TimeSurvivesItsCoding)
     EXPECT_EQ(FrameTicks(head, 1000), nSecond + 10000000);
 }
 
-/// Bytes by hand: a reader that applies the clause finds 100 V at 11.459 - 30 degrees.
+/// Hand-made bytes: a reader that follows the clause obtains 100 V at 11.459 - 30 degrees.
 TEST(Codec, AngleOffsetOfTheThirdConfigurationIsSubtracted)
 {
     TBytes bytes = g_cfg3;
@@ -235,7 +235,7 @@ TEST(Codec, ThirdConfigurationInSeveralFrames)
     CConfigParts parts;
     EXPECT_FALSE(parts.Put(fnPart(2, 0, 10))) << "begins in the middle";
     EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
-    EXPECT_FALSE(parts.Put(fnPart(3, 100, 110))) << "out of turn";
+    EXPECT_FALSE(parts.Put(fnPart(3, 100, 110))) << "out of sequence";
     EXPECT_FALSE(parts.Put(fnPart(0xFFFF, 100, whole.size())));
     EXPECT_FALSE(parts.Put(fnPart(1, 0, 50)));
     EXPECT_FALSE(parts.Put(fnPart(2, 50, 51)));

@@ -38,7 +38,7 @@ TBytes Command(std::uint16_t p_nCommand, std::uint16_t p_nStream = 1)
     return vecnFrame;
 }
 
-/// A client over TCP that reads only when told to.
+/// A TCP client that reads only when told to.
 struct SClient
 {
     SClient(asio::io_context& r_io, unsigned p_nPort) : socket(r_io)
@@ -49,7 +49,7 @@ struct SClient
         socket.non_blocking(true);
     }
     void Send(const TBytes& p_vecn) { asio::write(socket, asio::buffer(p_vecn)); }
-    /// Frames that have come, by their second byte.
+    /// Received frames, by their second byte.
     TBytes Kinds()
     {
         TBytes vecn(1U << 20U);
@@ -87,7 +87,7 @@ class Output : public testing::Test
         m_server->End();
         m_io.poll();
     }
-    /// Lets the server work until the condition holds.
+    /// Runs the server until the condition is true.
     void Until(const std::function<bool()>& p_fnCondition)
     {
         const auto tEnd = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -98,7 +98,7 @@ class Output : public testing::Test
         }
     }
     void SendData() { m_server->Send(EmptyData(m_config)); }
-    /// All that the client has been sent so far is with it when the answer to this has come.
+    /// Once the answer to this has arrived, the client has everything sent to it so far.
     TBytes KindsUpToHeader(SClient& r_client)
     {
         r_client.Send(Command(eCommandHeader));
@@ -140,7 +140,7 @@ TEST_F(Output, EachClientHasItsOwnStateAndNoDataAheadOfOn)
     TBytes vecnDatagram(2000);
     EXPECT_EQ(datagrams.receive(asio::buffer(vecnDatagram)), DataFrameSize(m_config));
 
-    // Answers between data; nothing behind "off".
+    // Answers between data; nothing after "off".
     for (const std::uint16_t nCommand : {eCommandCfg1, eCommandCfg2, eCommandCfg3, eCommandDataOff})
         first.Send(Command(nCommand));
     second.Send(Command(eCommandDataOn));
@@ -165,7 +165,7 @@ TEST_F(Output, SlowClientLosesTheOldestFramesThenItsConnectionAndHarmsNobody)
     Until([&] { return m_server->Counters().nCommands == 2; });
     std::size_t nSent = 0;
     std::size_t nGood = 0;
-    while (m_strLines.find("takes nothing") == std::string::npos)
+    while (m_strLines.find("does not receive") == std::string::npos)
     {
         for (int i = 0; i < 10; ++i, ++nSent)
             SendData();
@@ -247,7 +247,7 @@ TEST(CResultFrames, ValuesAndLevelsStandInTheFramesOfTheirTime)
     const CResultFrames::TTime tNow{};
     const auto fnValue = [&](std::int64_t p_nHalf, float p_fValue, int p_eQual)
     { frames.OnValue(2, 1, g_nBegin + p_nHalf * g_nSecond / 2, p_fValue, p_eQual); };
-    for (int i = 0; i <= 300; ++i) // 50 a second, some twice
+    for (int i = 0; i <= 300; ++i) // 50 per second, some twice
         frames.OnCycle(g_nBegin + i * g_nSecond / 50);
     frames.OnTaken(g_nBegin + 5 * g_nSecond, tNow);
     fnValue(2, 7.0F, 0);
@@ -257,11 +257,11 @@ TEST(CResultFrames, ValuesAndLevelsStandInTheFramesOfTheirTime)
     frames.OnEvent({g_nBegin + g_nSecond, 0, 4206, 1, 3, 612, "", ""});
     frames.OnEvent({g_nBegin + 2 * g_nSecond, 0, 4206, 0, 3, 612, "", ""});
     frames.OnEvent({g_nBegin + 2 * g_nSecond, 0, 4203, 1, 3, 612, "", ""});
-    frames.OnEvent({g_nBegin, 0, 4203, 1, 2, 612, "", ""}); // of another kind of element
+    frames.OnEvent({g_nBegin, 0, 4203, 1, 2, 612, "", ""}); // about another kind of element
 
     EXPECT_EQ(frames.Next(tNow + std::chrono::milliseconds(99), false), nullptr);
     const float fNone = NAN;
-    // Two frames a second: a value a second holds for two.
+    // Two frames per second: a value of one per second is used for two frames.
     const std::vector<std::tuple<std::uint16_t, float, std::uint16_t>> vecExpected = {
         {0x8000, fNone, 0}, {0x8000, fNone, 0}, {0, 7.0F, 1},       {0, 7.0F, 1},
         {0x4000, 8.0F, 8},  {0x4000, 8.0F, 8},  {0x8000, fNone, 8}, {0x8000, fNone, 8},
@@ -276,7 +276,7 @@ TEST(CResultFrames, ValuesAndLevelsStandInTheFramesOfTheirTime)
         EXPECT_EQ(pData->vecPmu[0].vecfAnalog[1] == fValue, !std::isnan(fValue)) << i;
         EXPECT_EQ(pData->vecPmu[0].vecnDigital[0], nLevel) << i;
     }
-    EXPECT_EQ(frames.Next(tNow + std::chrono::seconds(9), false), nullptr) << "nobody has taken that cycle";
+    EXPECT_EQ(frames.Next(tNow + std::chrono::seconds(9), false), nullptr) << "nobody has received that cycle";
 
     while (frames.Next(tNow, true) != nullptr)
     {

@@ -121,7 +121,7 @@ TEST(CSourceReplay, SecondsFallExactlyOnTheGridOfEachRate)
 
 TEST(CSourceReplay, StampsOffTheGridStayAsTheyAre)
 {
-    // More than half a millisecond off the grid; seven digits a tick off it; a jump back; a repeat.
+    // More than half a millisecond off the grid; seven digits and one tick off it; a jump back; a repetition.
     const CTempFile file(RecordingAt({"2024-03-05T10:00:00Z", "2024-03-05T10:00:00.0200001Z",
                                       "2024-03-05T10:00:00.0406Z", "2024-03-05T10:00:00.0604Z", "2024-03-05T09:00:00Z",
                                       "2024-03-05T09:00:00Z", "2024-03-05T09:00:00.02Z"}));
@@ -154,10 +154,10 @@ TEST(CSourceReplay, RefusesAtOpeningWhatItCannotRead)
           {"time;1.magn;1.angle;2.state\n", ":1: column 4: expected <datapoint>.magn"},
           {"time;x.magn;x.angle\n", ":1: column 2: expected <datapoint>.magn"},
           {"time;0.magn;0.angle\n", ":1: column 2: expected <datapoint>.magn"},
-          {"time;1.magn;1.angle;1.magn;1.angle\n", ":1: column 4: datapoint 1 stands there twice"},
+          {"time;1.magn;1.angle;1.magn;1.angle\n", ":1: column 4: datapoint 1 occurs twice"},
           {strGood, "no rate can be found"},
           {strGood + "0.00;1;2\n", "no rate can be found"},
-          {strGood + "0.40;1;2\n", "which is no known rate"},
+          {strGood + "0.40;1;2\n", "which is not a known rate"},
           {strGood + "0.02;1\n", ":3: expected 3 fields as in the header, found 2"},
           {strGood + "0.02;1;2;\n", ":3: expected 3 fields as in the header, found 4"},
           {strGood + "noon;1;2\n", ":3: column 1 (time): expected a UTC time"},
@@ -194,7 +194,7 @@ TEST(CSourceReplay, ABadLineFarBehindEndsTheSourceWithItsPlace)
     EXPECT_EQ(AllStamps(*pSource).size(), 900U);
     EXPECT_THAT(pSource->Error(), HasSubstr(":902: column 2 (1.magn): expected a magnitude"));
     SSourceCycle cycle;
-    EXPECT_FALSE(pSource->Next(cycle)); // stays at its end, instead of going on behind the bad line
+    EXPECT_FALSE(pSource->Next(cycle)); // stays at its end instead of continuing after the bad line
     ASSERT_TRUE(pSource->Rewind());
     EXPECT_TRUE(pSource->Next(cycle));
 }

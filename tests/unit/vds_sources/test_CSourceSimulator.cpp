@@ -13,7 +13,7 @@ namespace
 {
 using testing::HasSubstr;
 
-/// Two places on a line, three voltages and one current; p_strMore adds members to it.
+/// Two places joined by a line, three voltages and one current; p_strMore adds members.
 std::string Scenario(const std::string& p_strMore = "", const std::string& p_strHead = R"("rate": 50)")
 {
     return R"({"start": "2024-03-05T10:00:00Z", "duration_s": 20, )" + p_strHead + R"(,
@@ -60,8 +60,8 @@ TEST(CSourceSimulator, SteadyStateIsThatOfTheNetworkEquations)
     EXPECT_EQ(vecCycle[51].nTicks - vecCycle[0].nTicks, 10'200'000);
     const auto& vec = vecCycle[500].vecSample;
     EXPECT_FLOAT_EQ(vec[1].fAngle_deg, -100.0F);
-    EXPECT_FLOAT_EQ(vec[2].fAngle_deg, 140.0F); // 20 - 240, folded
-    // Power into the line: U1 U2 sin(d) / X, the same at its other end with the other sign.
+    EXPECT_FLOAT_EQ(vec[2].fAngle_deg, 140.0F); // 20 - 240, wrapped
+    // Power into the line: U1 U2 sin(d) / X; at the other end the same with opposite sign.
     const double fPower = 230940.0 * 220000.0 * std::sin(25.0 * std::numbers::pi / 180.0) / 60.0;
     EXPECT_NEAR(std::real(Phasor(vec[0]) * std::conj(Phasor(vec[4]))), fPower, 1e-5 * fPower);
     EXPECT_NEAR(std::real(Phasor(vec[3]) * std::conj(Phasor(vec[5], 240.0))), -fPower, 1e-5 * fPower);
@@ -138,7 +138,7 @@ TEST(CSourceSimulator, FaultsComeWhereTheScenarioPutsThem)
     EXPECT_EQ(at(54, 1.08).vecSample[3].nState, 0x2000U);
     EXPECT_EQ(at(55, 1.1).vecSample[3].nState, 0U);
     EXPECT_TRUE(at(99, 1.98).vecEvent.empty());
-    ASSERT_EQ(at(100, 2.1).vecEvent.size(), 1U); // the first cycle behind the gap brings what fell into it
+    ASSERT_EQ(at(100, 2.1).vecEvent.size(), 1U); // the first cycle after the gap delivers the events from within it
     EXPECT_EQ(vec[100].vecEvent[0].eKey, 4003);
     EXPECT_EQ(vec[100].vecEvent[0].eTrans, 1);
     EXPECT_EQ(vec[100].vecEvent[0].strText, "x");
@@ -182,7 +182,7 @@ TEST(CScenario, NamesTheMemberThatIsWrong)
              {"[]", "expected an object"},
              {Scenario().substr(0, 40), "expected valid JSON"},
              {Scenario(R"("swing": [])"), "swing: unknown member"},
-             {Scenario("", R"("rate": 0)"), "rate: expected cycles a second"},
+             {Scenario("", R"("rate": 0)"), "rate: expected cycles per second"},
              {Scenario("", R"("rate": 12.5)"), "rate: expected a whole number from -3600 to 1000, found 1.25E1"},
              {Scenario("", R"("rate": "50")"), "rate: expected a whole number"},
              {Scenario("", R"("seed": 1)"), "rate: missing"},

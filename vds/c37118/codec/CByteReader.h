@@ -4,8 +4,8 @@
 #include <span>
 #include <string>
 
-/// Big-endian fields from a piece of memory. Reading beyond the end gives zeros and is remembered; what is sized by a
-/// count of the sender is asked for with Has before room is made for it.
+/// Reads big-endian fields from memory. Reading past the end yields zeros and sets an error flag; call Has before
+/// allocating anything whose size the sender's counts determine.
 class CByteReader
 {
   public:
@@ -29,7 +29,7 @@ class CByteReader
         m_nPos += p_nBytes;
         return m_bytes.subspan(m_nPos - p_nBytes, p_nBytes);
     }
-    /// A number of up to four bytes.
+    /// An unsigned number of up to four bytes.
     std::uint32_t Unsigned(std::size_t p_nBytes) { return Number(p_nBytes); }
     std::string Text(std::size_t p_nBytes)
     {

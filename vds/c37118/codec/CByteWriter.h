@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-/// Big-endian fields to the end of a vector, which keeps its memory from frame to frame.
+/// Appends big-endian fields to a vector, which keeps its memory from frame to frame.
 class CByteWriter
 {
   public:

@@ -42,7 +42,7 @@ bool CFrameCutter::IsUsualSize(std::size_t p_nPos, std::size_t p_nSize) const
     return m_bInStep && m_vecBuffer.size() - p_nPos >= 4 && m_vecnUsual[m_vecBuffer[p_nPos + 1] >> 4] == p_nSize;
 }
 
-/// First good frame behind a beginning that is short.
+/// First good frame after an incomplete one.
 bool CFrameCutter::FindBehind(std::size_t p_nPos, std::size_t& r_nPos, std::size_t& r_nSize)
 {
     std::size_t nSought = m_vecBuffer.size();

@@ -15,7 +15,7 @@ bool Fail(std::string& r_strError, const std::string& p_strText)
     return false;
 }
 
-/// Name without the blanks and zeros that fill it up.
+/// The name without trailing padding (blanks and zeros).
 std::string Trimmed(std::string p_strName)
 {
     const std::string strFill(" \0", 2);
@@ -91,7 +91,7 @@ void TakePlace(CByteReader& r_in, SPmuConfig& r_pmu)
     r_pmu.nGroupDelay_us = r_in.I32();
 }
 
-/// @return false if the frame is too short for what it promises.
+/// @return false if the frame is too short for its contents.
 bool TakePmu(CByteReader& r_in, SPmuConfig& r_pmu, bool p_bCfg3)
 {
     r_pmu.strStation = Name(r_in, p_bCfg3);
@@ -135,7 +135,7 @@ double Scaled(std::int16_t p_nRaw, double p_fScale)
     return p_nRaw == g_nFiller ? double{g_fNaN} : p_nRaw * p_fScale;
 }
 
-/// Any magnitude of 16 bits may be meant, so in polar form the angle alone tells a filler.
+/// Every 16-bit magnitude is possible, so in polar form only the angle identifies a filler.
 std::complex<double> TakePhasor(CByteReader& r_in, const SPmuConfig& p_pmu, const SPhasorConfig& p_phasor)
 {
     double fFirst = 0.0;
@@ -190,7 +190,7 @@ void TakeData(CByteReader& r_in, const SPmuConfig& p_pmu, SPmuData& r_data)
         nWord = r_in.U16();
 }
 
-/// Head of a frame of one of the types wanted. @return its body, without the check word.
+/// Reads the head of a frame of one of the wanted types. @return its body, without the check word.
 bool Open(std::span<const std::uint8_t> p_bytes, SFrameHead& r_head, std::span<const std::uint8_t>& r_body,
           std::string& r_strError)
 {
@@ -211,7 +211,7 @@ std::string Printable(std::string p_strText)
 bool DecodeHead(std::span<const std::uint8_t> p_bytes, SFrameHead& r_head, std::string& r_strError)
 {
     if (p_bytes.size() < g_nFrameMin || p_bytes[0] != 0xAA)
-        return Fail(r_strError, "no frame");
+        return Fail(r_strError, "not a frame");
     CByteReader in(p_bytes);
     in.U8();
     const unsigned nSync = in.U8();
@@ -271,7 +271,7 @@ bool DecodeConfigBody(const SFrameHead& p_head, std::span<const std::uint8_t> p_
     }
     config.nDataRate = in.I16();
     if (!in.Ok() || !in.AtEnd())
-        return Fail(r_strError, "configuration has another length than its counts say");
+        return Fail(r_strError, "configuration length does not match its counts");
     if (config.nDataRate == 0)
         return Fail(r_strError, "DATA_RATE is 0");
     r_config = std::move(config);
@@ -287,8 +287,8 @@ bool DecodeData(std::span<const std::uint8_t> p_bytes, const SConfigFrame& p_con
     if (r_data.head.eType != eFrameData)
         return Fail(r_strError, "expected a data frame, got frame type " + std::to_string(r_data.head.eType));
     if (p_bytes.size() != DataFrameSize(p_config))
-        return Fail(r_strError, "data frame of " + std::to_string(p_bytes.size()) + " bytes, the configuration says " +
-                                    std::to_string(DataFrameSize(p_config)));
+        return Fail(r_strError, "data frame of " + std::to_string(p_bytes.size()) +
+                                    " bytes, the configuration requires " + std::to_string(DataFrameSize(p_config)));
     CByteReader in(body);
     r_data.vecPmu.resize(p_config.vecPmu.size());
     for (std::size_t i = 0; i < p_config.vecPmu.size(); ++i)

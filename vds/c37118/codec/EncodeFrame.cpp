@@ -12,7 +12,7 @@ void PutHead(CByteWriter& r_out, const SFrameHead& p_head, EFrameType p_eType)
 {
     r_out.U8(0xAA);
     r_out.U8((static_cast<unsigned>(p_eType) << 4) | (p_head.nVersion & 0xFU));
-    r_out.U16(0); // size, when it is known
+    r_out.U16(0); // size, set when it is known
     r_out.U16(p_head.nIdCode);
     r_out.U32(p_head.nSoc);
     r_out.U32((std::uint32_t{p_head.nTimeQuality} << 24) | (p_head.nFraction & 0xFFFFFFU));
@@ -34,7 +34,7 @@ bool Close(std::vector<std::uint8_t>& r_vecOut)
     return true;
 }
 
-/// A cut at p_nMost bytes that leaves no half character of UTF-8.
+/// Cuts the text to p_nMost bytes without splitting a UTF-8 character.
 std::string Cut(const std::string& p_strText, std::size_t p_nMost)
 {
     std::size_t nSize = std::min(p_strText.size(), p_nMost);
@@ -43,7 +43,7 @@ std::string Cut(const std::string& p_strText, std::size_t p_nMost)
     return p_strText.substr(0, nSize);
 }
 
-/// A name: 16 bytes filled up with blanks, or with its length ahead of it.
+/// A name: 16 bytes padded with blanks, or preceded by its length.
 void PutName(CByteWriter& r_out, const std::string& p_strName, bool p_bCfg3)
 {
     std::string strName = Cut(p_strName, p_bCfg3 ? 255 : 16);
@@ -215,7 +215,7 @@ bool EncodeConfig(const SConfigFrame& p_config, std::vector<std::uint8_t>& r_vec
     out.U16(static_cast<unsigned>(p_config.vecPmu.size()));
     for (const SPmuConfig& pmu : p_config.vecPmu)
     {
-        if (out.Size() > g_nFrameMax) // so that no count beyond 16 bits goes unnoticed
+        if (out.Size() > g_nFrameMax) // so that a count of more than 16 bits is detected
             break;
         PutPmu(out, pmu, bCfg3);
     }

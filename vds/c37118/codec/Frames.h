@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-// The frames of IEEE C37.118 as the server works with them: values in V, A, Hz and radians, names without padding.
-// What only the coding knows (integer or float, rectangular or polar) stands in the configuration of the PMU.
+// The frames of IEEE C37.118 as the server uses them: values in V, A, Hz and radians, names without padding. Details of
+// the coding (integer or float, rectangular or polar) are in the configuration of the PMU.
 
 enum EFrameType : std::uint8_t
 {
@@ -42,15 +42,15 @@ constexpr std::uint16_t g_nStatSortArrival = 0x1000;
 constexpr std::uint16_t g_nStatTrigger = 0x0800;
 constexpr std::uint16_t g_nStatConfigChange = 0x0400;
 
-constexpr std::size_t g_nFrameMin = 16; ///< bytes of a frame without a body
+constexpr std::size_t g_nFrameMin = 16; ///< size in bytes of a frame without a body
 constexpr std::size_t g_nFrameMax = 65535;
-constexpr std::uint8_t g_nClockFailed = 0xF; ///< clock quality: the time cannot be used
+constexpr std::uint8_t g_nClockFailed = 0xF; ///< clock quality: the time is unusable
 
-/// What each frame begins with.
+/// What every frame starts with.
 struct SFrameHead
 {
     EFrameType eType = eFrameData;
-    std::uint8_t nVersion = 1;     ///< 1: 2005, 2: 2011. Only the low four bits go out
+    std::uint8_t nVersion = 1;     ///< 1: 2005, 2: 2011. Only the low four bits are sent
     std::uint16_t nIdCode = 0;     ///< of the stream
     std::uint32_t nSoc = 0;        ///< s since 1970-01-01 UTC
     std::uint32_t nFraction = 0;   ///< in units of 1 / TIME_BASE, 24 bits
@@ -63,16 +63,16 @@ struct SPhasorConfig
 {
     std::string strName;
     bool bCurrent = false;
-    std::uint32_t nUnit = 1; ///< CFG-1/2: 1e-5 V or A a count of integer phasors, 24 bits
-    double fScale = 1e-5;    ///< V or A a count of integer phasors: nUnit * 1e-5, or the factor of CFG-3
+    std::uint32_t nUnit = 1; ///< CFG-1/2: units of 1e-5 V or A per count of integer phasors, 24 bits
+    double fScale = 1e-5;    ///< V or A per count of integer phasors: nUnit * 1e-5, or the factor of CFG-3
     // ---- CFG-3 only ----
     std::uint16_t nModified = 0; ///< modification flags
     std::uint8_t nComponent = 0; ///< bits 2-0 of the kind: 0, 1, 2 zero, positive, negative sequence; 4, 5, 6 A, B, C
     std::uint8_t nUser = 0;      ///< user flags
-    /// Subtracted from each angle that is received: X' = Y Xm e^j(phi - theta), C37.118.2-2011, table 11.
+    /// Subtracted from each received angle: X' = Y Xm e^j(phi - theta), C37.118.2-2011, table 11.
     float fAngleOffset_rad = 0.0;
-    /// Y of floating-point phasors. They are in V and A already, so it is to be 1 and is written so; one that cannot be
-    /// a factor (0, negative, not finite) counts as 1. What the frame says stands in fScale.
+    /// Y of floating-point phasors. They are in V and A already, so Y should be 1 and is sent as 1; a received Y that
+    /// cannot be a factor (0, negative, not finite) counts as 1. The value in the frame is kept in fScale.
     float fFloatFactor = 1.0F;
 
     void SetUnit(std::uint32_t p_nUnit)
@@ -82,13 +82,13 @@ struct SPhasorConfig
     }
 };
 
-/// The value of an analog is what the frame holds, times the factor plus the offset that CFG-3 gives. The scale of
-/// CFG-1/2 is the user's and is not applied.
+/// The value of an analog is the one in the frame, times the factor plus the offset of CFG-3. The scale of CFG-1/2 is
+/// user-defined and not applied.
 struct SAnalogConfig
 {
     std::string strName;
-    std::uint8_t nType = 0;  ///< 0 point on wave, 1 RMS, 2 peak, 65 to 255 of the user
-    std::int32_t nScale = 1; ///< CFG-1/2, 24 bits, of the user
+    std::uint8_t nType = 0;  ///< 0 point on wave, 1 RMS, 2 peak, 65 to 255 user-defined
+    std::int32_t nScale = 1; ///< CFG-1/2, 24 bits, user-defined
     float fFactor = 1.0F;    ///< CFG-3
     float fOffset = 0.0F;    ///< CFG-3
 };
@@ -130,13 +130,13 @@ struct SPmuConfig
 
 struct SConfigFrame
 {
-    SFrameHead head;                   ///< eType tells which of the three forms it is
+    SFrameHead head;                   ///< eType says which of the three forms it is
     std::uint32_t nTimeBase = 1000000; ///< 24 bits, not 0
     std::vector<SPmuConfig> vecPmu;
-    std::int16_t nDataRate = 50; ///< frames a second, or -n: one every n seconds; not 0
+    std::int16_t nDataRate = 50; ///< frames per second, or -n: one every n seconds; not 0
 };
 
-/// Values of one PMU. NaN stands for a value that is absent.
+/// Values of one PMU. NaN: no value.
 struct SPmuData
 {
     std::uint16_t nStat = 0;
@@ -162,14 +162,14 @@ struct SHeaderFrame
 struct SCommandFrame
 {
     SFrameHead head;
-    std::uint16_t nCommand = 0; ///< ECommand, or one that we do not know
+    std::uint16_t nCommand = 0; ///< ECommand, or an unknown one
     std::vector<std::uint8_t> vecnExtended;
 };
 
-/// Bytes of a data frame of this configuration; may exceed g_nFrameMax, then there is no such frame.
+/// Size in bytes of a data frame of this configuration; if it exceeds g_nFrameMax, such a frame cannot exist.
 std::size_t DataFrameSize(const SConfigFrame& p_config);
 
-/// Time of a frame, ticks of 100 ns from 0001-01-01 UTC. @param p_nTimeBase of the configuration; 0 counts as 1.
+/// Time of a frame, ticks of 100 ns since 0001-01-01 UTC. @param p_nTimeBase of the configuration; 0 counts as 1.
 std::int64_t FrameTicks(const SFrameHead& p_head, std::uint32_t p_nTimeBase);
-/// Sets SOC and fraction. Times outside 1970 to 2106 are set to the nearer end.
+/// Sets SOC and fraction. Times outside 1970 to 2106 are clamped.
 void SetFrameTicks(SFrameHead& r_head, std::int64_t p_nTicks, std::uint32_t p_nTimeBase);

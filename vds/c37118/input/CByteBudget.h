@@ -3,10 +3,10 @@
 #include <chrono>
 #include <cstdint>
 
-/// Bounds the work that one stream may cause, counted in bytes: what has been saved up, and what is added each second.
-/// Bytes that are no frame cost more, since each may be the beginning of one.
+/// Limits the work that one stream may cause, counted in bytes: a saved-up budget plus an amount per second. Bytes
+/// outside frames cost more, since each may be the start of a frame.
 ///
-/// Threads  one. The time is handed in.
+/// Threads  one. The time is passed in.
 class CByteBudget
 {
   public:
@@ -17,8 +17,9 @@ class CByteBudget
         m_fLeft = g_fMost;
         m_tLast = p_tNow;
     }
-    /// @param p_nBytes received, p_nSkipped of them in no frame. @param p_fRate usual bytes a second of the stream.
-    /// @return false: the stream costs too much.
+    /// @param p_nBytes bytes received, p_nSkipped of them outside frames. @param p_fRate normal bytes per second of the
+    /// stream.
+    /// @return false: the stream exceeds its budget.
     bool Spend(std::uint64_t p_nBytes, std::uint64_t p_nSkipped, double p_fRate, TTime p_tNow)
     {
         const double fTime_s = std::chrono::duration<double>(p_tNow - m_tLast).count();
@@ -29,9 +30,9 @@ class CByteBudget
     }
 
   private:
-    static constexpr double g_fMost = 8e6;     ///< two seconds of the largest frames at 60 a second
-    static constexpr double g_fLeast = 1e6;    ///< a second, whatever the stream's own rate is
-    static constexpr double g_fSkipped = 16.0; ///< what a byte in no frame costs on top
+    static constexpr double g_fMost = 8e6;     ///< two seconds of the largest frames at 60 per second
+    static constexpr double g_fLeast = 1e6;    ///< per second, whatever the stream's own rate is
+    static constexpr double g_fSkipped = 16.0; ///< extra cost of a byte outside frames
 
     double m_fLeft = g_fMost;
     TTime m_tLast;

@@ -21,7 +21,7 @@ std::uint32_t Big(TBytes p_bytes, std::size_t p_nPos, std::size_t p_nCount)
     return CByteReader(p_bytes.subspan(p_nPos)).Unsigned(p_nCount);
 }
 
-/// The IP packet in a frame of Ethernet, without its VLAN tags.
+/// The IP packet in an Ethernet frame, without VLAN tags.
 TBytes AfterTags(TBytes p_bytes, std::size_t p_nType)
 {
     while (p_bytes.size() >= p_nType + 6)
@@ -48,7 +48,7 @@ TBytes IpPacket(std::uint32_t p_nLinkType, TBytes p_bytes)
         return AfterTags(p_bytes, 14);
     case 276: // Linux cooked 2
         return fnFrom(20);
-    case 0: // loopback, family in either byte order: the version of the packet tells as much
+    case 0: // loopback: family in either byte order; the IP version gives the same information
     case 108:
         return fnFrom(4);
     default: // raw
@@ -70,13 +70,13 @@ ip::address AddressAt(TBytes p_bytes, std::size_t p_nPos)
     return TAddress(bytes);
 }
 
-/// What an IPv4 packet carries. @return nothing for a fragment or a packet that is cut off.
+/// Payload of an IPv4 packet. @return nullopt for a fragment or a truncated packet.
 std::optional<TBytes> OpenV4(TBytes p_packet, SSegment& r_segment, unsigned& r_nProtocol)
 {
     const std::size_t nHead = (p_packet[0] & 0xFU) * 4U;
     if (p_packet.size() < 20 || nHead < 20)
         return std::nullopt;
-    // A total length of 0 is that of a packet that the network card has yet to cut.
+    // A total length of 0 means that the network card has yet to segment the packet.
     const std::size_t nTotal = Big(p_packet, 2, 2) != 0 ? Big(p_packet, 2, 2) : p_packet.size();
     if (nTotal < nHead || nTotal > p_packet.size() || (Big(p_packet, 6, 2) & 0x3FFFU) != 0)
         return std::nullopt;
@@ -97,7 +97,7 @@ std::optional<TBytes> OpenV6(TBytes p_packet, SSegment& r_segment, unsigned& r_n
     r_segment.from = AddressAt<ip::address_v6>(p_packet, 8);
     r_segment.to = AddressAt<ip::address_v6>(p_packet, 24);
     TBytes rest = p_packet.subspan(40, nLength != 0 ? nLength : p_packet.size() - 40);
-    while (r_nProtocol == 0 || r_nProtocol == 43 || r_nProtocol == 60) // headers that lie ahead
+    while (r_nProtocol == 0 || r_nProtocol == 43 || r_nProtocol == 60) // extension headers before the payload
     {
         const std::size_t nHead = rest.size() > 1 ? 8 + std::size_t{rest[1]} * 8 : rest.size() + 1;
         if (nHead > rest.size())
@@ -157,7 +157,7 @@ bool CCaptureFile::Fail(const std::string& p_strText)
     return false;
 }
 
-/// A field of 32 bits of the file's own headers.
+/// A 32-bit field of the file's own headers.
 std::uint32_t CCaptureFile::Field(std::size_t p_nPos) const
 {
     const std::uint32_t nBig = Big(m_vecnBytes, p_nPos, 4);
@@ -186,17 +186,17 @@ bool CCaptureFile::Open(const std::string& p_strPath)
     if (!m_file.read(reinterpret_cast<char*>(m_vecnBytes.data()), 24))
         return Fail("cannot be read, expected a capture (pcap)");
     if (Field(0) == g_nNewForm)
-        return Fail("is a capture of the form pcapng, expected the classic one: editcap -F pcap makes it");
+        return Fail("is a capture in pcapng format, expected the classic format: convert it with editcap -F pcap");
     m_bSwapped = Field(0) != g_nMicro && Field(0) != g_nNano;
     if (Field(0) != g_nMicro && Field(0) != g_nNano)
-        return Fail("is no capture, expected one in the classic pcap form");
+        return Fail("is not a capture, expected the classic pcap format");
     m_nTicksDivisor = Field(0) == g_nNano ? 100 : -10;
     m_nLinkType = Field(20) & 0xFFFFU;
     return IsKnownLink(m_nLinkType) || Fail("link type " + std::to_string(m_nLinkType) +
                                             " is unknown, expected Ethernet, Linux cooked, raw IP or loopback");
 }
 
-/// A packet that is cut off at the end of the file is that of a capture that was ended in the middle.
+/// A packet truncated at the end of the file means that the capture was stopped in the middle of it.
 bool CCaptureFile::Next(SSegment& r_segment)
 {
     m_vecnBytes.resize(16);

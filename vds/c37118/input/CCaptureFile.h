@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// One piece of TCP or UDP of a capture.
+/// One TCP or UDP segment of a capture.
 struct SSegment
 {
     std::int64_t nTicks = 0; ///< when it was captured
@@ -15,14 +15,14 @@ struct SSegment
     boost::asio::ip::address to;
     std::uint16_t nPortFrom = 0;
     std::uint16_t nPortTo = 0;
-    std::uint32_t nSeq = 0;                ///< TCP: number of the first byte
-    bool bSyn = false;                     ///< TCP: a connection begins
-    std::span<const std::uint8_t> payload; ///< until the next call
+    std::uint32_t nSeq = 0;                ///< TCP: sequence number of the first byte
+    bool bSyn = false;                     ///< TCP: a connection starts
+    std::span<const std::uint8_t> payload; ///< valid until the next call
 };
 
-/// Reads the TCP and UDP segments of a capture in the classic pcap form: both byte orders, micro- and nanoseconds;
+/// Reads the TCP and UDP segments of a capture in classic pcap format: both byte orders, micro- and nanoseconds;
 /// Ethernet with VLAN tags, Linux cooked (1 and 2), raw IP and loopback; IPv4 and IPv6. Other packets and fragments are
-/// passed over.
+/// skipped.
 class CCaptureFile
 {
   public:
@@ -32,7 +32,7 @@ class CCaptureFile
     bool Next(SSegment& r_segment);
     const std::string& Error() const { return m_strError; }
 
-    /// Whether the file begins as a capture does (also one of the newer form, which Open refuses).
+    /// Whether the file starts like a capture (also in the newer format, which Open refuses).
     static bool IsCapture(const std::string& p_strPath);
 
   private:
@@ -42,7 +42,7 @@ class CCaptureFile
     std::string m_strPath;
     std::ifstream m_file;
     bool m_bSwapped = false;
-    std::int64_t m_nTicksDivisor = 0; ///< fractions of a second in the file for each tick; negative: ticks for each
+    std::int64_t m_nTicksDivisor = 0; ///< fractions of a second in the file per tick; negative: ticks per fraction
     std::uint32_t m_nLinkType = 0;
     std::uint64_t m_nPacket = 0;
     std::vector<std::uint8_t> m_vecnBytes;

@@ -5,13 +5,13 @@
 #include <span>
 #include <utility>
 
-/// Brings the streams together on one grid of cycles. A cycle goes out when all streams that it can expect have brought
-/// their frame of it, and at the latest the waiting time after its first frame; always in the order of time. Where no
-/// frame came there is no cycle.
+/// Combines the streams on one grid of cycles. A cycle is output as soon as all streams expected in it have delivered
+/// their frame, at the latest the waiting time after its first frame, and always in order of time. There is no cycle
+/// where no frame arrived.
 ///
-/// Time     there is no clock inside: arrival times are parameters, ticks of any clock that runs evenly and is roughly
-///          UTC. A stamp more than 10 s away from the newest one is that of a bad clock and is refused, unless it is
-///          nearer to the arrival time by as much, or nothing else has come for 2 s: then the time line jumps to it.
+/// Time     no internal clock: arrival times are parameters, in ticks of any steady clock that is roughly
+///          UTC. A stamp more than 10 s from the newest one is taken for a clock error and refused, unless it is
+///          nearer to the arrival time by as much, or nothing else has arrived for 2 s: then the time line jumps to it.
 /// Threads  one.
 class CConcentrator
 {
@@ -19,26 +19,26 @@ class CConcentrator
     enum EPut
     {
         eTaken,
-        eLate,      ///< the cycle has gone out
-        eDuplicate, ///< the stream has brought its frame of this cycle
+        eLate,      ///< the cycle has been output
+        eDuplicate, ///< the stream has already delivered its frame of this cycle
         eBadClock
     };
-    using TSample = std::pair<std::size_t, SSourceSample>; ///< place in the cycle, value
+    using TSample = std::pair<std::size_t, SSourceSample>; ///< index in the cycle, value
 
     CConcentrator(std::int32_t p_nRate, std::int64_t p_nMaxWait_ticks, std::size_t p_nSamples, std::size_t p_nStreams);
 
     const CGrid& Grid() const { return m_grid; }
-    /// Cycles wait for a stream while it is active. @param p_nRate of the stream: it is expected on its own grid only.
+    /// Cycles wait for a stream while it is active. @param p_nRate of the stream: it is expected only on its own grid.
     void SetActive(std::size_t p_nStream, bool p_bActive, std::int32_t p_nRate = 0);
-    /// A frame of a stream. @param p_nIndex of the grid.
+    /// A frame of a stream. @param p_nIndex index on the grid.
     EPut Put(std::size_t p_nStream, std::int64_t p_nIndex, std::span<const TSample> p_samples, std::int64_t p_nArrival);
-    /// Next cycle if it may go at this time.
+    /// Next cycle, if it may be output at this time.
     bool Take(SSourceCycle& r_cycle, std::int64_t p_nNow);
-    /// When the next cycle goes at the latest; the end of all times if there is none.
+    /// Latest time at which the next cycle is output; the maximum if there is none.
     std::int64_t Due() const;
 
   private:
-    using TKey = std::pair<std::uint64_t, std::int64_t>; ///< stretch of the time line, index
+    using TKey = std::pair<std::uint64_t, std::int64_t>; ///< section of the time line, index
     struct SPending
     {
         std::int64_t nFirstArrival = 0;
@@ -49,7 +49,7 @@ class CConcentrator
     struct SStream
     {
         bool bActive = false;
-        std::int32_t nEvery = 1; ///< expected at each so manieth point of the grid; 0: cannot be told
+        std::int32_t nEvery = 1; ///< expected at every n-th point of the grid; 0: unknown
     };
 
     bool IsPlausible(std::int64_t p_nIndex, std::int64_t p_nArrival);
@@ -61,9 +61,9 @@ class CConcentrator
     const std::size_t m_nSamples;
     std::vector<SStream> m_vecStream;
     TPending m_mapPending;
-    std::vector<TPending::node_type> m_vecFree; ///< so that the normal cycle allocates nothing
+    std::vector<TPending::node_type> m_vecFree; ///< reused, so that the normal cycle allocates no memory
     std::uint64_t m_nStretch = 0;               ///< counts the jumps of the time line
-    TKey m_keyOut{0, -1};                       ///< of the cycle that has gone out last
+    TKey m_keyOut{0, -1};                       ///< of the newest cycle that was output
     bool m_bAny = false;
     std::int64_t m_nNewest = 0;  ///< index
     std::int64_t m_nArrival = 0; ///< of the last frame on the time line

@@ -50,7 +50,7 @@ bool CSourceCapture::Next(SSourceCycle& r_cycle)
         {
             if (m_nCycles == 0 && m_strError.empty())
                 m_strError = m_strPath + ": no data of the configured streams, expected frames with one of their IDs "
-                                         "and a configuration frame ahead of them";
+                                         "and a configuration frame before them";
             return false;
         }
         if (m_file.Next(segment))
@@ -60,7 +60,7 @@ bool CSourceCapture::Next(SSourceCycle& r_cycle)
             continue;
         }
         m_bEnd = true;
-        m_nNow = std::numeric_limits<std::int64_t>::max(); // nothing more is waited for
+        m_nNow = std::numeric_limits<std::int64_t>::max(); // end of the capture: stop waiting
         m_strError = m_file.Error();
     }
     ++m_nCycles;
@@ -104,7 +104,7 @@ void CSourceCapture::OnFrame(std::span<const std::uint8_t> p_frame, const SSegme
         ++m_mapForeign[{p_segment.from, nId}];
 }
 
-/// The stream with this ID. Its address counts if it is numeric.
+/// The stream with this ID. Its address is checked only if it is numeric.
 CStreamReader* CSourceCapture::ReaderOf(std::uint16_t p_nId, const TAddress& p_from, const TAddress& p_to)
 {
     for (const auto& pReader : m_pStreams->Readers())
@@ -121,7 +121,7 @@ CStreamReader* CSourceCapture::ReaderOf(std::uint16_t p_nId, const TAddress& p_f
 
 std::vector<std::string> CSourceCapture::Summary() const
 {
-    // What the cutters have seen belongs to the stream whose frames they have cut.
+    // Count the cutters' results for the stream whose frames they cut.
     for (const auto& pReader : m_pStreams->Readers())
     {
         SStreamCounters& counters = pReader->m_counters;
@@ -142,6 +142,6 @@ std::vector<std::string> CSourceCapture::Summary() const
     std::vector<std::string> vecstrLine = m_pStreams->Summary();
     for (const auto& [key, nFrames] : m_mapForeign)
         vecstrLine.push_back("stream ID " + std::to_string(key.second) + " from " + key.first.to_string() + ": " +
-                             std::to_string(nFrames) + " data frames of no configured stream");
+                             std::to_string(nFrames) + " data frames that belong to no configured stream");
     return vecstrLine;
 }

@@ -6,9 +6,9 @@
 #include <map>
 #include <tuple>
 
-/// The configured streams, taken out of a capture. A stream is known by its ID, and by its address where the
-/// configuration gives a numeric one. The time of arrival is that of the
-/// capture, so the result does not depend on the speed.
+/// The configured streams, read from a capture. A stream is identified by its ID, and by its address where the
+/// configuration gives a numeric one. Arrival times are those of the capture, so the result does not depend on the
+/// replay speed.
 class CSourceCapture : public ISource
 {
   public:
@@ -48,7 +48,7 @@ class CSourceCapture : public ISource
     CCaptureFile m_file;
     std::unique_ptr<CStreamSet> m_pStreams;
     std::map<TFlowKey, std::unique_ptr<SFlow>> m_mapFlow;
-    std::map<std::pair<TAddress, std::uint16_t>, std::uint64_t> m_mapForeign; ///< data frames of no stream
+    std::map<std::pair<TAddress, std::uint16_t>, std::uint64_t> m_mapForeign; ///< data frames that belong to no stream
     bool m_bEnd = false;
     std::uint64_t m_nCycles = 0;
     std::int64_t m_nNow = 0; ///< time of the capture

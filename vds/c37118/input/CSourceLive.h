@@ -4,7 +4,7 @@
 
 /// The configured streams as a live source of the server.
 ///
-/// Threads  that of the server; construction before it runs.
+/// Threads  the server's thread; constructed before it runs.
 class CSourceLive : public ISource
 {
   public:
@@ -22,7 +22,7 @@ class CSourceLive : public ISource
     std::vector<std::string> Summary() const override { return m_streams.Summary(); }
 
   private:
-    /// UTC by a clock that is never set.
+    /// UTC from a clock that is never adjusted.
     std::int64_t Now() const;
 
     CStreamSet m_streams;

@@ -16,8 +16,8 @@ constexpr auto g_tConfig = 5s;
 constexpr std::chrono::milliseconds g_tPauseFirst = 1s;
 constexpr std::chrono::milliseconds g_tPauseMost = 30s;
 constexpr unsigned g_nTriesCfg2 = 3;
-constexpr unsigned g_nAsksNowMost = 4;  ///< of a device that makes us ask again and again
-constexpr auto g_tUnreadableMost = 20s; ///< then everything is asked anew
+constexpr unsigned g_nAsksNowMost = 4;  ///< limit for a device that makes us ask again and again
+constexpr auto g_tUnreadableMost = 20s; ///< after that, everything is requested again
 constexpr std::size_t g_nBuffer = 65536;
 } // namespace
 
@@ -102,8 +102,8 @@ void CStreamClient::ConnectTcp(const asio::ip::address& p_address)
                         });
 }
 
-/// @param p_address of the device, or a multicast group, or any. @param p_bOwnPort data comes to a port of ours that
-/// is set; otherwise the device answers to where the commands came from.
+/// @param p_address of the device, or a multicast group, or any. @param p_bOwnPort data arrives at a configured local
+/// port; otherwise the device replies to the port the commands came from.
 void CStreamClient::OpenUdp(const asio::ip::address& p_address, bool p_bOwnPort)
 {
     TError ec;
@@ -166,7 +166,7 @@ void CStreamClient::Lost(const std::string& p_strReason)
     m_fnData(); // cycles no longer wait for this stream
 }
 
-// ---- what comes ----
+// ---- receiving ----
 
 void CStreamClient::ReadTcp()
 {
@@ -222,7 +222,7 @@ void CStreamClient::OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p
     {
         m_bToldLoss = m_bToldLoss || m_bCostly;
         m_bCostly = true;
-        return Lost("sends far more than its configuration says, or what is no frame");
+        return Lost("sends far more than its configuration implies, or bytes that are not frames");
     }
     AfterFrames();
     m_fnData();
@@ -253,7 +253,7 @@ void CStreamClient::AfterFrames()
         AskConfig();
 }
 
-/// At once for a new reason, but not endlessly so; for one that stands, when the device has had time to answer.
+/// A new reason is served at once, though not endlessly; a persisting one only after the device has had time to reply.
 void CStreamClient::AskConfig()
 {
     const auto tNow = std::chrono::steady_clock::now();
@@ -269,9 +269,9 @@ void CStreamClient::AskConfig()
     Send(m_reader.Config().head.eType == eFrameCfg3 ? eCommandCfg3 : eCommandCfg2);
 }
 
-// ---- what goes ----
+// ---- sending ----
 
-/// A command is far smaller than any socket's buffer: one that does not take it does not read.
+/// A command is far smaller than any socket's buffer: a device that does not take it is not reading.
 void CStreamClient::Send(std::uint16_t p_nCommand)
 {
     SCommandFrame command;
@@ -290,7 +290,7 @@ void CStreamClient::Send(std::uint16_t p_nCommand)
     else
         m_udp.send_to(asio::buffer(vecnBytes), m_device, 0, ec);
     if (ec && m_nRun != 0 && m_ePhase != eClosed && p_nCommand != eCommandDataOff)
-        Lost("command not taken: " + ec.message());
+        Lost("command could not be sent: " + ec.message());
 }
 
 // ---- time limits ----
@@ -303,7 +303,7 @@ void CStreamClient::ConnectTimeout()
 void CStreamClient::ConfigTimeout()
 {
     if (m_nTries > g_nTriesCfg2)
-        return Lost("no configuration frame came");
+        return Lost("no configuration frame received");
     const std::uint16_t nCommand = m_nTries < g_nTriesCfg2 ? eCommandCfg2 : eCommandCfg3;
     ++m_nTries;
     ArmTimer(g_tConfig, &CStreamClient::ConfigTimeout);
@@ -317,8 +317,8 @@ std::chrono::milliseconds CStreamClient::DataLimit() const
         2s, std::chrono::milliseconds(static_cast<std::int64_t>(3000.0 * m_reader.Period_s())));
 }
 
-/// Looks each time whether data has come since. Frames that do not fit the configuration are data, too: a new one has
-/// been asked for.
+/// Checks each time whether data has arrived since. Frames that do not match the configuration count as data too: a new
+/// configuration has been requested.
 void CStreamClient::DataTimeout()
 {
     const auto tNow = std::chrono::steady_clock::now();
@@ -328,12 +328,12 @@ void CStreamClient::DataTimeout()
     m_nMisfitSeen = m_reader.m_counters.nLengthMismatches;
     m_tReadable = bRead ? tNow : m_tReadable;
     if (bCame && m_config.eTransport != ETransport::eSpontaneous && tNow - m_tReadable > g_tUnreadableMost)
-        return Lost("no configuration that fits its frames came");
+        return Lost("no configuration received that matches its frames");
     m_nTries = bCame ? 0 : m_nTries + 1;
     if (m_nTries > 1 && m_config.eTransport != ETransport::eSpontaneous)
-        return Lost("no data comes");
+        return Lost("no data received");
     if (m_nTries == 2)
-        m_reader.Line("silent", "no data comes");
+        m_reader.Line("silent", "no data received");
     ArmTimer(DataLimit(), &CStreamClient::DataTimeout);
     if (!bCame && m_config.eTransport != ETransport::eSpontaneous)
         Send(eCommandDataOn);

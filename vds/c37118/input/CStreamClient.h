@@ -9,24 +9,25 @@
 #include <chrono>
 #include <optional>
 
-/// Keeps one stream coming: connects, asks for the configuration, turns the data on, fetches a new configuration when
-/// the old one no longer fits, and begins anew after a loss.
+/// Keeps one stream running: connects, requests the configuration, turns the data on, requests a new configuration when
+/// the old one no longer matches, and starts again after a loss.
 ///
-/// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must come within 2 s or three
-///           periods, else on again, else a new connection. Pauses between connections grow from 1 s to 30 s, and are
-///           1 s again when data has come. A stream that costs too much is closed; its pauses go on growing. A spontaneous stream is only listened to.
-/// Threads   one, that of the io_context; nothing in here blocks.
+/// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must arrive within 2 s or three
+///           periods, otherwise "on" is sent again, and finally the connection is renewed. Pauses between connections
+///           grow from 1 s to 30 s, and are 1 s again once data has arrived. A stream that exceeds its budget is
+///           closed; its pauses keep growing. For a spontaneous stream the client only listens.
+/// Threads   the io_context's only thread; no call blocks.
 class CStreamClient
 {
   public:
     using TNow = std::function<std::int64_t()>;
 
-    /// @param p_fnNow arrival time, p_fnData is called when frames have been read.
+    /// @param p_fnNow returns the arrival time; p_fnData is called when frames have been read.
     CStreamClient(boost::asio::io_context& p_io, CStreamReader& p_reader, TNow p_fnNow, std::function<void()> p_fnData,
                   CStreamReader::TLine p_fnLine);
 
     void Start();
-    /// Turns the data off and closes. Handlers that are under way do nothing any more.
+    /// Turns the data off and closes. Handlers still pending have no effect.
     void Stop();
 
   private:
@@ -76,18 +77,18 @@ class CStreamClient
     CFrameCutter m_cutterUdp;
     std::vector<std::uint8_t> m_vecnTcp;
     std::vector<std::uint8_t> m_vecnUdp;
-    TUdp::endpoint m_sender; ///< of the datagram read last
-    TUdp::endpoint m_device; ///< where commands over UDP go, and where data has to come from
+    TUdp::endpoint m_sender; ///< of the newest datagram
+    TUdp::endpoint m_device; ///< destination of commands over UDP, and the required origin of data
     EPhase m_ePhase = eClosed;
-    std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones do nothing
+    std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones have no effect
     unsigned m_nTries = 0;
     std::uint64_t m_nDataSeen = 0;
     std::uint64_t m_nMisfitSeen = 0;
     std::chrono::steady_clock::time_point m_tConfigAsked;
-    unsigned m_nAsksNow = 0;                           ///< at once, since the last pause between questions
-    std::chrono::steady_clock::time_point m_tReadable; ///< data was read last, with a layout that is sure
+    unsigned m_nAsksNow = 0;                           ///< immediate requests since the last pause between requests
+    std::chrono::steady_clock::time_point m_tReadable; ///< time of the last data read with a confirmed layout
     CByteBudget m_budget;
-    bool m_bCostly = false; ///< the stream has been closed for what it cost
+    bool m_bCostly = false; ///< the stream was closed because it exceeded its budget
     std::chrono::milliseconds m_tPause;
-    bool m_bToldLoss = false; ///< of a series of attempts only the first failure is told
+    bool m_bToldLoss = false; ///< only the first failure of a series of attempts is reported
 };

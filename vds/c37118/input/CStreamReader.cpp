@@ -10,7 +10,7 @@
 namespace
 {
 constexpr double g_fDegree = 180.0 / std::numbers::pi;
-/// A gap longer than this is a jump of the clock: what is missing in it is not counted as lost.
+/// A longer gap is a jump of the clock: it is not counted as lost frames.
 constexpr std::int64_t g_nGapMax = 60 * g_nTicksPerSec;
 constexpr std::uint64_t g_nStateUnknown = 0x4000; ///< no information about the data: INVALID
 constexpr unsigned g_nAskedMost = 2;
@@ -18,13 +18,13 @@ using TTicks = std::chrono::duration<std::int64_t, std::ratio<1, g_nTicksPerSec>
 
 std::string RateText(std::int32_t p_nRate)
 {
-    return p_nRate > 0 ? std::to_string(p_nRate) + " frames a second"
+    return p_nRate > 0 ? std::to_string(p_nRate) + " frames per second"
                        : "one frame every " + std::to_string(-p_nRate) + " s";
 }
 
 SSourceSample MakeSample(const std::complex<double>& p_value, std::uint64_t p_nState)
 {
-    // Written so that NaN is absent as well.
+    // Written so that NaN counts as absent too.
     if (!(std::abs(p_value) <= std::numeric_limits<float>::max()))
         return {};
     return {static_cast<float>(std::abs(p_value)), static_cast<float>(std::arg(p_value) * g_fDegree), p_nState, true};
@@ -39,7 +39,7 @@ CStreamReader::CStreamReader(const SStreamConfig& p_stream, const SSynchrophasor
 {
 }
 
-/// Time is that of the frames' arrival, so that a capture gives the same lines at any speed.
+/// The time is the frames' arrival time, so that a capture gives the same messages at any speed.
 void CStreamReader::Line(const char* p_pKind, const std::string& p_strText)
 {
     if (!m_fnLine)
@@ -87,7 +87,7 @@ void CStreamReader::OnFrame(std::span<const std::uint8_t> p_frame, std::int64_t 
     if (head.nIdCode != m_stream.nStreamId)
     {
         if (IsFirst(m_bToldId))
-            Line("id", "frames of stream " + std::to_string(head.nIdCode) + " come, expected those of stream " +
+            Line("id", "received frames of stream " + std::to_string(head.nIdCode) + ", expected those of stream " +
                            std::to_string(m_stream.nStreamId));
     }
     else if (head.eType == eFrameCfg2 || head.eType == eFrameCfg3)
@@ -98,7 +98,7 @@ void CStreamReader::OnFrame(std::span<const std::uint8_t> p_frame, std::int64_t 
 
 // ---- configuration ----
 
-/// @return false while parts are missing, or for one that is refused or that is there already.
+/// @return false while parts are missing, and for a configuration that is refused or already in use.
 bool CStreamReader::TakeConfig(std::span<const std::uint8_t> p_frame, SConfigFrame& r_config)
 {
     std::span<const std::uint8_t> body = p_frame.subspan(14, p_frame.size() - 16);
@@ -126,7 +126,7 @@ bool CStreamReader::TakeConfig(std::span<const std::uint8_t> p_frame, SConfigFra
     return true;
 }
 
-/// An answer to a question from before the change says nothing of the layout after it, unless it is a new one.
+/// A reply to a request sent before the change says nothing about the layout after it, unless it differs.
 void CStreamReader::ConfirmConfig(bool p_bSame)
 {
     m_nAsked -= m_nAsked > 0 ? 1U : 0U;
@@ -154,7 +154,7 @@ void CStreamReader::OnConfig(std::span<const std::uint8_t> p_frame)
     m_config = std::move(config);
     m_grid = CGrid(m_config.nDataRate);
     m_nLast = -1;
-    // A bit 10 that stands has yet to fall, whatever the PMUs are now; one that rises with the new layout is no news.
+    // A bit 10 that is set must first fall, whatever the PMUs are now; one that rises with the new layout is expected.
     const bool bStands = std::ranges::find(m_vecbChange, true) != m_vecbChange.end();
     m_vecbChange.assign(bStands ? m_config.vecPmu.size() : 0U, true);
     m_bConfig = true;
@@ -178,11 +178,11 @@ void CStreamReader::LinesOfConfig()
     const CGrid& grid = m_pConcentrator->Grid();
     if (m_grid.Period_ticks() < grid.Period_ticks() ||
         (grid.Rate() > 0 && m_grid.Rate() > 0 && grid.Rate() % m_grid.Rate() != 0))
-        Line("rate", "only frames on the grid of the cycles are taken: expected a Rate of which " +
-                         std::to_string(m_grid.Rate()) + " is a part, it is " + std::to_string(grid.Rate()));
+        Line("rate", "only frames on the grid of the cycles are used: expected a Rate that is a multiple of " +
+                         std::to_string(m_grid.Rate()) + ", it is " + std::to_string(grid.Rate()));
 }
 
-/// One line for all phasors: a device that has one factor wrong has them all wrong.
+/// One message for all phasors: a device with one wrong factor has them all wrong.
 void CStreamReader::LineOfFactor()
 {
     if (m_config.head.eType != eFrameCfg3)
@@ -210,7 +210,7 @@ bool CStreamReader::FindPhasor(const SStreamPhasor& p_phasor, SPlace& r_place) c
         const SPmuConfig& pmu = m_config.vecPmu[r_place.nPmu];
         if (p_phasor.nPmu != 0 && p_phasor.nPmu != pmu.nIdCode)
             continue;
-        // In the configuration file the name stands as the probe shows it.
+        // The configuration file holds the name as the probe prints it.
         const auto it = std::ranges::find(pmu.vecPhasor, p_phasor.strName,
                                           [](const SPhasorConfig& p_config) { return Printable(p_config.strName); });
         r_place.nPhasor = static_cast<std::size_t>(it - pmu.vecPhasor.begin());
@@ -238,8 +238,8 @@ void CStreamReader::MapPhasors()
         m_vecPlace.push_back(place);
         const float fOffset = m_config.vecPmu[place.nPmu].vecPhasor[place.nPhasor].fAngleOffset_rad;
         if (fOffset != 0.0F)
-            Line("offset", "phasor '" + phasor.strName + "': its configuration takes " +
-                               std::to_string(fOffset * g_fDegree) + " degrees off the angle");
+            Line("offset", "phasor '" + phasor.strName + "': its configuration subtracts " +
+                               std::to_string(fOffset * g_fDegree) + " degrees from the angle");
     }
 }
 
@@ -266,8 +266,8 @@ void CStreamReader::OnData(std::span<const std::uint8_t> p_frame, std::int64_t p
         PutSamples(nTicks, p_nArrival);
 }
 
-/// Both edges of bit 10 ask for the configuration: the editions differ in which one tells of the change. From the
-/// falling one on the layout may be another one, of all that follows in the frame as well.
+/// Both edges of bit 10 trigger a configuration request: the editions of the standard differ in which edge announces
+/// the change. From the falling edge on the layout may be different, including the rest of the same frame.
 void CStreamReader::WatchConfigChange()
 {
     const bool bFirst = m_vecbChange.size() != m_data.vecPmu.size();
@@ -288,7 +288,7 @@ void CStreamReader::WatchConfigChange()
     }
 }
 
-/// Sets a stamp to its grid. @return false if it lies beside it and is not to be rounded.
+/// Moves a stamp to its grid point. @return false if it is off the grid and must not be rounded.
 bool CStreamReader::OnGrid(std::int64_t& r_nTicks, std::int64_t& r_nIndex)
 {
     r_nIndex = m_grid.Index(r_nTicks);
@@ -301,12 +301,12 @@ bool CStreamReader::OnGrid(std::int64_t& r_nTicks, std::int64_t& r_nIndex)
         return true;
     ++m_counters.nOffGrid;
     if (!m_stream.bRoundToGrid && m_pConcentrator && IsFirst(m_bToldGrid))
-        Line("grid", "time stamps lie beside the grid of " + RateText(m_config.nDataRate) +
+        Line("grid", "time stamps are off the grid of " + RateText(m_config.nDataRate) +
                          ": their frames are dropped unless RoundToGrid is set");
     return m_stream.bRoundToGrid || !m_pConcentrator;
 }
 
-/// @return false for a frame that has come before.
+/// @return false for a frame that was already received.
 bool CStreamReader::FollowTime(std::int64_t p_nIndex)
 {
     const std::int64_t nStep = m_nLast < 0 ? 1 : p_nIndex - m_nLast;
@@ -323,7 +323,7 @@ bool CStreamReader::FollowTime(std::int64_t p_nIndex)
         ++m_counters.nGaps;
         m_counters.nLost += nStep <= nFar ? static_cast<std::uint64_t>(nStep - 1) : 0U;
     }
-    // A frame that was overtaken on its way does not set the clock back.
+    // A frame that was overtaken in transit does not set the clock back.
     if (nStep > 0 || nStep < -nFar)
         m_nLast = p_nIndex;
     return true;

@@ -6,27 +6,28 @@
 #include "vds/config/SynchrophasorConfig.h"
 #include <functional>
 
-/// Makes samples of the frames of one stream: keeps its configuration, follows its time stamps, and puts the phasors
-/// that are wanted into the concentrator.
+/// Turns the frames of one stream into samples: keeps its configuration, checks its time stamps, and passes the wanted
+/// phasors to the concentrator.
 ///
 /// Threads  one.
-/// Errors   counted, and told in one line where the operator can do something about it; each such line once for each
-///          connection, and a few times a minute at most.
-/// Changes  when bit 10 of STAT falls, a new layout may hold, of the same length: from that frame on all samples of the
-///          stream are INVALID until a configuration that was asked for after it has come.
+/// Errors   counted, and reported in one line where the operator can act on them; each such line once per
+///          connection, and at most a few times a minute.
+/// Changes  when bit 10 of STAT falls, a new layout of the same length may apply: from that frame on all samples of the
+///          stream are INVALID until a configuration requested after it has arrived.
 class CStreamReader
 {
   public:
     using TLine = std::function<void(const std::string&)>;
 
-    /// @param p_nStream, p_nFirstSample the stream's places in the concentrator (null: only read and count); its
-    /// samples follow each other in the order of the configuration. Stream and limits have to live on.
+    /// @param p_nStream, p_nFirstSample the stream's index and first sample index in the concentrator (null: only read
+    /// and count); its samples are consecutive, in the order of the configuration. Stream and limits must outlive this
+    /// object.
     CStreamReader(const SStreamConfig& p_stream, const SSynchrophasorConfig& p_config, CConcentrator* p_pConcentrator,
                   std::size_t p_nStream, std::size_t p_nFirstSample, TLine p_fnLine);
 
-    /// A whole frame with a good check word.
+    /// Takes a whole frame with a valid check word.
     void OnFrame(std::span<const std::uint8_t> p_frame, std::int64_t p_nArrival);
-    /// The connection is gone: so are the configuration and what was to be expected.
+    /// The connection is lost: forgets the configuration and the expected values.
     void Forget();
 
     const SStreamConfig& Stream() const { return m_stream; }
@@ -38,16 +39,16 @@ class CStreamReader
     enum EWish
     {
         eNoWish,
-        eWishLater, ///< again, when the device has had time to answer
+        eWishLater, ///< again, after the device has had time to reply
         eWishNow
     };
-    /// Whether the configuration has to be fetched (again).
+    /// Whether the configuration must be requested (again).
     EWish ConfigWish() const { return m_eWish; }
-    /// It has been asked for.
+    /// Call when it has been requested.
     void ConfigAsked();
-    /// The layout of the frames is not known for sure: frames do not fit, or a change has not been confirmed.
+    /// The layout of the frames is uncertain: frames do not match, or a change has not been confirmed.
     bool InDoubt() const { return m_bDoubt || m_bMisfit; }
-    /// A line of the stream; no more than a few of a kind in a minute.
+    /// Reports a message about the stream; only a few of a kind per minute.
     void Line(const char* p_pKind, const std::string& p_strText);
     double Period_s() const;
 
@@ -83,15 +84,15 @@ class CStreamReader
 
     bool m_bConfig = false;
     EWish m_eWish = eNoWish;
-    bool m_bDoubt = false;  ///< bit 10 has fallen, no answer since
-    bool m_bMisfit = false; ///< the last data frame did not fit the configuration
-    unsigned m_nAsked = 0;  ///< questions without an answer
-    unsigned m_nStale = 0;  ///< answers to questions from before bit 10 fell that may come yet
+    bool m_bDoubt = false;  ///< bit 10 has fallen, no reply since
+    bool m_bMisfit = false; ///< the last data frame did not match the configuration
+    unsigned m_nAsked = 0;  ///< requests without a reply
+    unsigned m_nStale = 0;  ///< replies still outstanding to requests sent before bit 10 fell
     CConfigParts m_parts;
     CLineLimit m_limit;
     std::int64_t m_nFirstArrival = -1;
-    std::int64_t m_nArrival = 0;            ///< of the frame that came last
-    std::vector<std::uint8_t> m_vecnConfig; ///< body of the frame that m_config was made of
+    std::int64_t m_nArrival = 0;            ///< of the newest frame
+    std::vector<std::uint8_t> m_vecnConfig; ///< body of the frame that m_config was decoded from
     SConfigFrame m_config;
     CGrid m_grid{1}; ///< of the stream
     std::vector<SPlace> m_vecPlace;
@@ -100,7 +101,7 @@ class CStreamReader
     std::vector<CConcentrator::TSample> m_vecSample;
     std::vector<bool> m_vecbChange; ///< bit 10 of STAT by PMU
     std::uint64_t m_nData = 0;
-    std::int64_t m_nLast = -1; ///< index of the frame before, on the stream's grid; -1: none
+    std::int64_t m_nLast = -1; ///< index of the previous frame on the stream's grid; -1: none
     bool m_bActive = false;
     bool m_bToldId = false;
     bool m_bToldConfig = false;

@@ -2,7 +2,7 @@
 #include "vds/c37118/input/CStreamReader.h"
 #include <memory>
 
-/// All configured streams with their concentrator: what a live source and a capture have in common.
+/// All configured streams with their concentrator: the common part of a live source and a capture.
 class CStreamSet
 {
   public:
@@ -10,14 +10,14 @@ class CStreamSet
     CStreamSet(const CStreamSet&) = delete;
     CStreamSet& operator=(const CStreamSet&) = delete;
 
-    /// Where the lines for the operator go; may be set later.
+    /// Receives the messages for the operator; may be set later.
     CStreamReader::TLine m_fnLine;
 
     const SSynchrophasorConfig& Config() const { return m_config; }
     const std::vector<unsigned long>& Ids() const { return m_vecnId; }
     std::vector<std::unique_ptr<CStreamReader>>& Readers() { return m_vecpReader; }
     CConcentrator& Concentrator() { return m_concentrator; }
-    /// One line a stream with what its counters show.
+    /// One line per stream with its counters.
     std::vector<std::string> Summary() const;
 
   private:
@@ -27,5 +27,5 @@ class CStreamSet
     std::vector<std::unique_ptr<CStreamReader>> m_vecpReader;
 };
 
-/// The counters in words; those that are 0 are left out, but for the data frames.
+/// The counters as text; those that are 0 are omitted, except for the data frames.
 std::string CountersText(const SStreamCounters& p_counters);

@@ -3,12 +3,12 @@
 namespace
 {
 constexpr std::size_t g_nWaitMax = 16;
-constexpr std::int32_t g_nFar = 1 << 20; ///< a number this far off belongs to another connection
+constexpr std::int32_t g_nFar = 1 << 20; ///< a sequence number this far away belongs to another connection
 } // namespace
 
 void CTcpFlow::Deliver(std::uint32_t p_nSeq, TBytes p_payload, const std::function<void(TBytes)>& p_fnBytes)
 {
-    const std::uint32_t nKnown = m_nNext - p_nSeq; // sequence numbers go round
+    const std::uint32_t nKnown = m_nNext - p_nSeq; // sequence numbers wrap around
     if (nKnown >= p_payload.size())
         return;
     m_nNext = p_nSeq + static_cast<std::uint32_t>(p_payload.size());
@@ -32,7 +32,7 @@ bool CTcpFlow::Put(std::uint32_t p_nSeq, bool p_bSyn, TBytes p_payload, const st
     if (static_cast<std::int32_t>(p_nSeq - m_nNext) > 0)
     {
         std::vector<std::uint8_t>& vecnWait = m_mapWait[p_nSeq - m_nBase];
-        if (vecnWait.size() < p_payload.size()) // a repetition may be longer
+        if (vecnWait.size() < p_payload.size()) // a retransmission may be longer
             vecnWait.assign(p_payload.begin(), p_payload.end());
         if (m_mapWait.size() < g_nWaitMax)
             return true;

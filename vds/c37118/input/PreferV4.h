@@ -1,7 +1,7 @@
 #pragma once
 #include <boost/asio/ip/tcp.hpp>
 
-/// The address that devices listen on, as a rule, of those that a name stands for. @param p_results not empty.
+/// Of the addresses of a host name, the one that devices usually listen on (IPv4). @param p_results not empty.
 inline boost::asio::ip::tcp::endpoint PreferV4(const boost::asio::ip::tcp::resolver::results_type& p_results)
 {
     for (const auto& entry : p_results)

@@ -5,7 +5,7 @@ namespace
 {
 constexpr unsigned g_nUnlockedMask = 0x0030;
 
-/// Bits 5-4 tell 10, 100 and 1000 s, only while the synchronisation is lost.
+/// Bits 5-4 mean 10, 100 and 1000 s, but only while synchronisation is lost.
 bool IsUnlockedTooLong(unsigned p_nStat, int p_nLimit_s)
 {
     if ((p_nStat & g_nStatSyncLost) == 0 || p_nLimit_s < 0)
@@ -15,7 +15,7 @@ bool IsUnlockedTooLong(unsigned p_nStat, int p_nLimit_s)
     return nTime >= nLeast;
 }
 
-/// Time quality of the PMU, bits 8-6, as a clock quality: 1 is 100 ns, code 3, and so on; 0 tells nothing.
+/// Time quality of the PMU, bits 8-6, as a clock quality: 1 is 100 ns, code 3, and so on; 0: no information.
 unsigned PmuClockQuality(unsigned p_nStat)
 {
     const unsigned nQuality = (p_nStat >> 6) & 7U;

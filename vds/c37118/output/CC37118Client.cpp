@@ -61,7 +61,7 @@ void CC37118Client::OnFrame(std::span<const std::uint8_t> p_frame)
         Push(reply.pFrame, false);
 }
 
-/// Nothing goes out behind an "off" but the frame that is under way.
+/// After "off" only the frame being written is still sent.
 void CC37118Client::TurnOff()
 {
     m_bOn = false;
@@ -125,9 +125,9 @@ void CC37118Client::Write()
 std::string CC37118Client::Fault(TTime p_tNow) const
 {
     if (m_bWriting && p_tNow - m_tWrite > m_server.Limits().tGiveUp)
-        return "takes nothing";
+        return "does not receive";
     if (!m_bCommanded && p_tNow - m_tBegin > m_server.Limits().tFirstCommand)
-        return "has sent no command";
+        return "has not sent any command";
     return {};
 }
 

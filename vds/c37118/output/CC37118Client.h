@@ -10,10 +10,10 @@ class CC37118Server;
 
 /// A client of an output over TCP.
 ///
-/// Queue    answers and data frames in their order, each in one write. If it is full, the oldest data frame goes; the
-///          one that is being written stays whole. A client that takes nothing for a while is cut off.
-/// Owner    CC37118Server, and the operations that are under way.
-/// Threads  the server's only one.
+/// Queue    answers and data frames in order, each in one write. When full, the oldest data frame is dropped; the
+///          one being written stays whole. A client that receives nothing for a while is disconnected.
+/// Owner    CC37118Server, and the pending operations.
+/// Threads  the server's only thread.
 class CC37118Client : public std::enable_shared_from_this<CC37118Client>
 {
   public:
@@ -27,11 +27,11 @@ class CC37118Client : public std::enable_shared_from_this<CC37118Client>
     void Start() { Read(); }
     /// Sends a data frame if the client has turned the data on.
     void Data(const TFrame& p_pFrame);
-    /// @return why the client has to go; empty: it may stay.
+    /// @return why the client must be disconnected; empty: it may stay.
     std::string Fault(TTime p_tNow) const;
-    /// No more answers; closes when the queue is empty.
+    /// Stops answering; closes when the queue is empty.
     void End();
-    /// At once; the server is not told.
+    /// Closes at once; the server is not notified.
     void Close();
     const std::string& Peer() const { return m_strPeer; }
 

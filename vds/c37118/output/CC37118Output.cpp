@@ -7,7 +7,7 @@
 
 namespace
 {
-/// Only what the source has.
+/// Keeps only what the source has.
 SOutputStreamConfig Reduced(SOutputStreamConfig p_output, const ISource& p_source)
 {
     if (p_output.bPhasors)
@@ -19,7 +19,7 @@ SOutputStreamConfig Reduced(SOutputStreamConfig p_output, const ISource& p_sourc
         std::erase_if(p_output.vecPmu, [](const SOutputPmu& p_pmu) { return p_pmu.vecChannel.empty(); });
     }
     if (p_output.vecPmu.empty())
-        throw std::runtime_error("output '" + p_output.strName + "': there is nothing to offer: expected " +
+        throw std::runtime_error("output '" + p_output.strName + "': nothing to offer: expected " +
                                  (p_output.bPhasors ? "a measurement unit with data points of the source"
                                                     : "an instance with a job that is active"));
     return p_output;
@@ -114,7 +114,7 @@ std::string CC37118Output::Summary()
     const SOutputCounters& counters = m_server.Counters();
     return "output '" + m_output.strName + "': " + std::to_string(counters.nFrames) + " data frames sent, " +
            std::to_string(counters.nDropped) + " dropped for slow clients; " + std::to_string(counters.nCommands) +
-           " commands heeded, " + std::to_string(counters.nForeign) + " with another IDCODE, " +
+           " commands accepted, " + std::to_string(counters.nForeign) + " with another IDCODE, " +
            std::to_string(counters.nReserved) + " of another kind, " + std::to_string(counters.nUnanswered) +
            " not answered, " + std::to_string(counters.nBad + counters.received.nCrcErrors) +
            " with a wrong check word, " + std::to_string(counters.nRefused) + " clients refused";

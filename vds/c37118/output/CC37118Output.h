@@ -7,12 +7,12 @@
 
 /// One output stream of the server: its configuration, its frames and its clients.
 ///
-/// Threads  that of the io_context.
+/// Threads  the io_context's thread.
 class CC37118Output : public IOutput
 {
   public:
-    /// @param p_output with Content phasors: PMUs and channels that the source does not have are left out.
-    /// @throws std::runtime_error with one line: nothing to offer, or too much for a frame.
+    /// @param p_output with Content phasors: PMUs and channels that the source does not have are omitted.
+    /// @throws std::runtime_error with one line: nothing to offer, or too much for one frame.
     CC37118Output(const SOutputHost& p_host, SOutputStreamConfig p_output);
 
     void Start() override;
@@ -38,5 +38,5 @@ class CC37118Output : public IOutput
     bool m_bArmed = false;
 };
 
-/// The streams that the configuration offers.
+/// Creates the output streams of the configuration.
 TMakeOutputs C37118Outputs(std::vector<SOutputStreamConfig> p_vecOutput);

@@ -36,7 +36,7 @@ CC37118Server::CC37118Server(asio::io_context& r_io, const SOutputStreamConfig& 
 {
 }
 
-// ---- start and end ----
+// ---- start and stop ----
 
 void CC37118Server::Start(bool p_bAnyPort)
 {
@@ -45,7 +45,7 @@ void CC37118Server::Start(bool p_bAnyPort)
         asio::ip::make_address(m_output.strListen == "localhost" ? "127.0.0.1" : m_output.strListen, ec);
     if (ec)
         throw std::runtime_error("output '" + m_output.strName +
-                                 "': Listen: expected the number of a network address, "
+                                 "': Listen: expected a numeric network address, "
                                  "got '" +
                                  m_output.strListen + "'");
     if (m_output.nPort != 0 || p_bAnyPort)
@@ -130,7 +130,7 @@ void CC37118Server::Accept()
         });
 }
 
-/// Out of file handles, as a rule: not at once again.
+/// Usually out of file handles: wait before the next attempt.
 void CC37118Server::AcceptLater()
 {
     m_timerAccept.expires_after(g_tAcceptLater);
@@ -170,7 +170,7 @@ void CC37118Server::Check(TTime p_tNow)
         ++it;
         if (strFault.empty())
             continue;
-        m_fnLine("output '" + m_output.strName + "': client " + pClient->Peer() + " cut off: " + strFault);
+        m_fnLine("output '" + m_output.strName + "': client " + pClient->Peer() + " disconnected: " + strFault);
         OnClientGone(*pClient);
     }
     const std::chrono::seconds tExpiry(m_output.nUdpExpiry_s);
@@ -185,7 +185,7 @@ void CC37118Server::ReadUdp()
     m_socketUdp.async_receive_from(asio::buffer(m_vecnDatagram), m_from,
                                    [this](const boost::system::error_code& p_ec, std::size_t p_nBytes)
                                    {
-                                       // Other errors tell of a datagram that found nobody.
+                                       // Other errors report an earlier datagram that reached nobody.
                                        if (p_ec == asio::error::operation_aborted || !m_socketUdp.is_open())
                                            return;
                                        if (!p_ec)

@@ -11,10 +11,10 @@
 /// Offers one stream over TCP and UDP: answers commands and sends data frames to the clients that have turned the data
 /// on.
 ///
-/// Bounds   number of clients, length of their queues, answers that wait. What a client sends harms nobody else.
-/// UDP      the source of an "on" gets the data until its "off", or until it has sent no command for some time. A
-///          datagram that the system does not take at once is dropped.
-/// Threads  that of the io_context.
+/// Bounds   number of clients, length of their queues, pending answers. A client's input cannot affect other clients.
+/// UDP      the sender of "on" gets the data until it sends "off", or has sent no command for some time. A
+///          datagram that cannot be sent at once is dropped.
+/// Threads  the io_context's thread.
 class CC37118Server
 {
   public:
@@ -29,25 +29,25 @@ class CC37118Server
     struct SReply
     {
         EReply eKind = eIgnored;
-        TFrame pFrame = {}; ///< eAnswer, if there is such a frame
+        TFrame pFrame = {}; ///< for eAnswer, if there is such a frame
     };
 
     /// @param p_short, p_long configuration with names for CFG-1/2 and for CFG-3.
     CC37118Server(boost::asio::io_context& r_io, const SOutputStreamConfig& p_output, SConfigFrame p_short,
                   SConfigFrame p_long, TLine p_fnLine, SOutputLimits p_limits = {});
-    /// @param p_bAnyPort for tests: TCP and UDP on ports that the system chooses.
+    /// @param p_bAnyPort for tests: TCP and UDP on ports chosen by the system.
     /// @throws std::runtime_error with one line.
     void Start(bool p_bAnyPort = false);
     unsigned PortTcp() const;
     unsigned PortUdp() const;
-    /// Time of the data, which answers carry.
+    /// Sets the time of the data, which answers carry.
     void SetTime(std::int64_t p_nTicks) { m_nTicks = p_nTicks; }
     void Send(const SDataFrame& p_data);
-    /// Whether a client has turned the data on.
+    /// Whether any client has turned the data on.
     bool HasTakers() const;
-    /// Called when a client does. Set ahead of Start.
+    /// Called when a client turns the data on. Set before Start.
     std::function<void()> m_fnOn;
-    /// No more commands; connections close when their queues are empty.
+    /// No more commands are accepted; connections close when their queues are empty.
     void End();
 
     // ---- for the clients ----

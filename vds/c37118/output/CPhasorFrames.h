@@ -3,17 +3,17 @@
 #include "vds/base/ISource.h"
 #include "vds/c37118/output/OutputFrames.h"
 
-/// Data frames of the source's own phasors, one for each of its cycles that lies on the output's grid.
+/// Data frames of the source's own phasors, one per source cycle that lies on the output's grid.
 ///
-/// States   VALID and SUSPECT samples are sent; all others, and samples that are not there, are fillers. A PMU without
-///          a single value has bits 15-14 of STAT = 2.
+/// States   VALID and SUSPECT samples are sent; all others, and missing samples, become fillers. A PMU without
+///          any value has bits 15-14 of STAT = 2.
 /// Threads  one.
 class CPhasorFrames
 {
   public:
     /// @param p_output its channels are those of the source.
     CPhasorFrames(const SOutputStreamConfig& p_output, const SConfigFrame& p_config, const ISource& p_source);
-    /// @return null: the cycle is none of the output's grid. Valid until the next call.
+    /// @return null: the cycle is not on the output's grid. Valid until the next call.
     const SDataFrame* OnCycle(const SSourceCycle& p_cycle);
 
   private:

@@ -9,12 +9,12 @@ namespace Runtime = Norvik::Energy::Kestrel::VDS::Runtime;
 
 namespace
 {
-constexpr std::int64_t g_nTolerance = 5000; ///< time stamps that are half a millisecond apart are the same
+constexpr std::int64_t g_nTolerance = 5000; ///< time stamps up to half a millisecond apart count as equal
 constexpr std::int64_t g_nChangeTold = 60 * g_nTicksPerSec;
 constexpr std::size_t g_nMinWaiting = 256;
-constexpr std::size_t g_nMaxBlocks = 200000; ///< of all frames that wait
+constexpr std::size_t g_nMaxBlocks = 200000; ///< of all waiting frames
 
-/// Newest point of the grid up to a time.
+/// The last grid point at or before a time.
 std::int64_t GridFloor(std::int64_t p_nTicks, const CGrid& p_grid)
 {
     const std::int64_t nIndex = p_grid.Index(p_nTicks);
@@ -64,7 +64,7 @@ CResultFrames::CResultFrames(const SOutputStreamConfig& p_output, const SConfigF
 void CResultFrames::OnCycle(std::int64_t p_nTicks)
 {
     const std::int64_t nGrid = GridFloor(p_nTicks, m_grid);
-    // A time that goes back starts a new line of time; a point of the grid comes once.
+    // A time that goes back starts a new time line; each grid point occurs only once.
     if (nGrid == m_nLast)
         return;
     m_nLast = nGrid;
@@ -120,7 +120,7 @@ void CResultFrames::OnValue(std::uint64_t p_nChannel, std::int32_t p_nRate, std:
     channel.nTicks = p_nTicks;
     channel.fValue = p_fValue;
     channel.eQual = p_eQual;
-    // Less than a period, so that the next value of a thinned grid does not meet the one before.
+    // Less than a period, so that the next value of a thinned grid does not coincide with the previous one.
     const std::int64_t nRate = p_nRate;
     channel.nHold = (nRate > 0 ? g_nTicksPerSec / nRate : -nRate * g_nTicksPerSec) - g_nTolerance / 5;
     for (SWaiting& waiting : m_queWaiting)
@@ -158,7 +158,7 @@ const SDataFrame* CResultFrames::Next(TTime p_tNow, bool p_bAll)
     return &m_out;
 }
 
-/// The minute behind the start tells readers of an earlier run that the configuration may have changed.
+/// For the minute after the start this signals readers of an earlier run that the configuration may have changed.
 void CResultFrames::PutStat(SDataFrame& r_data, std::int64_t p_nTicks) const
 {
     SetFrameTicks(r_data.head, p_nTicks, m_nTimeBase);

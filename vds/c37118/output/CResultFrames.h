@@ -8,14 +8,14 @@
 
 struct SEvent;
 
-/// Data frames of the results: a frame for each point of the output's grid that the data passes, filled with what the
+/// Data frames of the results: one frame for each point of the output's grid that the data passes, filled with what the
 /// application writes for that time.
 ///
-/// Time     a frame waits until the clients have taken the data of its time, and then for as long as the application
-///          may need. A value holds for the period of its own channel, so a channel that is written less often than
-///          frames go out repeats, and one that is written more often is thinned out.
+/// Time     a frame waits until the clients have received the data of its time, and then as long as the application
+///          may need. A value is valid for the period of its own channel, so a channel written less often than
+///          frames are sent repeats its value, and one written more often is thinned out.
 /// Quality  VALID: STAT 0; SUSPECT: value with bits 15-14 = 1; INVALID or no value: filler with bits 15-14 = 2.
-/// Bounds   a limited number of frames wait; beyond that the oldest goes out.
+/// Bounds   the number of waiting frames is limited; beyond it the oldest is sent.
 /// Threads  one.
 class CResultFrames
 {
@@ -24,17 +24,18 @@ class CResultFrames
 
     CResultFrames(const SOutputStreamConfig& p_output, const SConfigFrame& p_config);
 
-    /// The data has come to this time.
+    /// The data has reached this time.
     void OnCycle(std::int64_t p_nTicks);
-    /// The clients have taken all up to this time.
+    /// The clients have received everything up to this time.
     void OnTaken(std::int64_t p_nTicks, TTime p_tNow);
-    /// @param p_nRate of the channel: r values a second, or -n. @param p_eQual 0 VALID, 1 SUSPECT, else INVALID.
+    /// @param p_nRate of the channel: r values per second, or -n. @param p_eQual 0 VALID, 1 SUSPECT, otherwise INVALID.
     void OnValue(std::uint64_t p_nChannel, std::int32_t p_nRate, std::int64_t p_nTicks, float p_fValue, int p_eQual);
     void OnEvent(const SEvent& p_event);
 
-    /// The oldest frame, if it may go or p_bAll; valid until the next call of a method. @return null: none.
+    /// The oldest frame, if it may be sent or p_bAll is set; valid until the next call of a method. @return null: no
+    /// frame.
     const SDataFrame* Next(TTime p_tNow, bool p_bAll);
-    /// When Next has something if nothing else happens. @return nothing: not foreseeable.
+    /// When Next will have a frame if nothing else happens. @return nullopt: unknown.
     std::optional<TTime> Due() const;
 
   private:
@@ -43,7 +44,7 @@ class CResultFrames
         std::size_t nPmu = 0;
         std::size_t nAnalog = 0;
         std::int64_t nTicks = -1; ///< -1: no value yet
-        std::int64_t nHold = 0;   ///< ticks for which the value holds
+        std::int64_t nHold = 0;   ///< ticks for which the value is valid
         float fValue = 0.0F;
         int eQual = 2;
     };

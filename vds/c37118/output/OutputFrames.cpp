@@ -12,7 +12,7 @@
 namespace
 {
 constexpr std::size_t g_nName = 16;
-constexpr std::uint8_t g_nAnalogOfUser = 65; ///< what an analog is stands in its name
+constexpr std::uint8_t g_nAnalogOfUser = 65; ///< user-defined: the name says what the analog is
 constexpr std::size_t g_nMaxId = 65534;
 
 std::string Number(double p_fValue)
@@ -22,7 +22,7 @@ std::string Number(double p_fValue)
     return pText;
 }
 
-/// A name and what has to stay readable behind it.
+/// A name and the suffix that must stay readable.
 std::string Join(const std::string& p_strName, const std::string& p_strBehind)
 {
     const std::size_t nBehind = std::min(p_strBehind.size() + 1, g_nName);
@@ -43,7 +43,7 @@ std::string ShortName(const SOutputPmu& p_pmu)
     return p_pmu.strName.substr(0, g_nName);
 }
 
-/// Names that are equal when cut end with the id instead.
+/// Names that would be equal after cutting get the id as their suffix.
 void SetShortNames(const std::vector<SOutputPmu>& p_vecPmu, SConfigFrame& r_config)
 {
     std::map<std::string, int> mapCount;
@@ -57,7 +57,7 @@ void SetShortNames(const std::vector<SOutputPmu>& p_vecPmu, SConfigFrame& r_conf
     }
 }
 
-/// Ids of the configuration where they are possible, otherwise the first ones that are free.
+/// Uses the ids of the configuration where possible, otherwise the lowest free ones.
 void SetIds(const std::vector<SOutputPmu>& p_vecPmu, SConfigFrame& r_config)
 {
     std::set<std::uint64_t> setTaken;
@@ -115,18 +115,18 @@ void AddUnit(const SOutputPmu& p_pmu, bool p_bLong, SPmuConfig& r_pmu)
                 phasor.strName = Join(phasor.strName, std::to_string(channel.nId));
         }
         phasor.bCurrent = channel.bCurrent;
-        // A unit of three has the phases in the order of their ids; what else there is counts as positive sequence.
+        // In a unit of three, the phases are in the order of their ids; anything else counts as positive sequence.
         phasor.nComponent = static_cast<std::uint8_t>(p_pmu.vecChannel.size() == 3 ? 3 + r_pmu.vecPhasor.size() : 1);
     }
 }
 
-/// Changes with the configuration, also from one run of the server to the next.
+/// Changes with the configuration, also between runs of the server.
 std::uint16_t CountOfChanges(SConfigFrame p_config)
 {
     std::vector<std::uint8_t> vecnFrame;
     p_config.head.eType = eFrameCfg2;
     EncodeConfig(p_config, vecnFrame);
-    // Without its check word: behind that, the check is 0 for all frames.
+    // Without its check word: the check over a frame including its check word is always 0.
     return vecnFrame.size() < 2 ? std::uint16_t{0} : CRC(std::span(vecnFrame).first(vecnFrame.size() - 2));
 }
 

@@ -10,12 +10,12 @@ constexpr std::uint16_t g_nLevelDistinct = 2;
 constexpr std::uint16_t g_nLevelCritical = 4;
 constexpr std::uint16_t g_nLevelUndamped = 8;
 
-/// Frames a second, or -n, at which a source can serve an output: no more than the source, and for phasors a grid that
-/// is part of the source's.
+/// Frames per second, or -n, at which a source can serve an output: at most the source's rate, and for phasors a grid
+/// that is part of the source's.
 std::int32_t OutputRate(const SOutputStreamConfig& p_output, std::int32_t p_nSourceRate);
 
-/// @param p_output has PMUs. @param p_bLong names as CFG-3 takes them; otherwise of 16 characters, station names all different.
+/// @param p_output its PMUs. @param p_bLong names for CFG-3; otherwise of 16 characters, with unique station names.
 SConfigFrame OutputConfig(const SOutputStreamConfig& p_output, std::int32_t p_nRate, bool p_bLong);
 
-/// A data frame of this shape without values: fillers in all blocks.
+/// A data frame of this layout without values: fillers in all blocks.
 SDataFrame EmptyData(const SConfigFrame& p_config);

@@ -77,7 +77,7 @@ void CProbe::Connect()
                            });
     if (!Await(5s, [&] { return bDone; }))
     {
-        // The handlers refer to this function's variables: they have to be through before it returns.
+        // The handlers use this function's variables, so they must have finished before it returns.
         resolver.cancel();
         boost::system::error_code ecIgnored;
         m_tcp.close(ecIgnored);
@@ -162,7 +162,7 @@ void CProbe::Run(std::chrono::milliseconds p_tWatch)
         Fail("connection lost: " + m_ecLost.message());
     if (!m_reader.HasConfig())
         Fail("no configuration frame of stream " + std::to_string(Stream().nStreamId) +
-             " came: expected the ID of its stream behind the address, as HOST:PORT/ID");
+             " received: expected the ID of its stream after the address, as in HOST:PORT/ID");
     Send(eCommandDataOn);
     const auto tBegin = std::chrono::steady_clock::now();
     Await(p_tWatch, [this] { return static_cast<bool>(m_ecLost); });

@@ -6,27 +6,27 @@
 #include <boost/asio/ip/udp.hpp>
 #include <chrono>
 
-/// What a PMU's frames have shown while the stream was watched.
+/// What was observed of a PMU while the stream was watched.
 struct SPmuWatch
 {
-    std::uint64_t nGood = 0;     ///< data error bits 0
+    std::uint64_t nGood = 0;     ///< frames without data error
     std::uint64_t nSyncLost = 0; ///< STAT bit 13
     SPmuData last;
 };
 
-/// Looks at a stream for some seconds: asks for its configuration, turns the data on, counts, turns it off.
+/// Watches a stream for some seconds: requests its configuration, turns the data on, counts, turns it off.
 ///
 /// Threads  one; Run blocks, with time limits.
 class CProbe
 {
   public:
-    /// @param p_nStreamId 0: not known. Then 1 is tried, and that of whatever frames come.
+    /// @param p_nStreamId 0: unknown. Then 1 is tried, and the ID of any frames that arrive.
     CProbe(std::string p_strHost, std::uint16_t p_nPort, std::uint16_t p_nStreamId, bool p_bUdp);
 
     /// @throws std::runtime_error with one line.
     void Run(std::chrono::milliseconds p_tWatch);
 
-    // ---- what it has found ----
+    // ---- the results ----
     const SStreamConfig& Stream() const { return m_config.vecStream[0]; }
     const CStreamReader& Reader() const { return m_reader; }
     const std::vector<SPmuWatch>& Pmus() const { return m_vecPmu; }
@@ -40,7 +40,7 @@ class CProbe
     void Read();
     void OnFrame(std::span<const std::uint8_t> p_frame);
     void Send(std::uint16_t p_nCommand);
-    /// Lets bytes come until a condition holds. @return false if it does not within the time.
+    /// Receives until a condition is true. @return false if the time runs out first.
     template <class TDone>
     bool Await(std::chrono::milliseconds p_tLimit, TDone p_fnDone);
     [[noreturn]] void Fail(const std::string& p_strText) const;

@@ -14,7 +14,7 @@
 
 namespace
 {
-// Ids of the configuration: two units a PMU (voltages, currents), up to 99 data points a unit.
+// Ids of the configuration: two units per PMU (voltages, currents), up to 99 data points per unit.
 constexpr std::size_t g_nPmusMax = 50;
 constexpr std::size_t g_nPhasorsMax = 99;
 
@@ -74,7 +74,7 @@ std::string ClockText(unsigned p_nQuality)
 
 std::string RateText(std::int32_t p_nRate)
 {
-    return p_nRate > 0 ? std::to_string(p_nRate) + " frames a second"
+    return p_nRate > 0 ? std::to_string(p_nRate) + " frames per second"
                        : "one frame every " + std::to_string(-p_nRate) + " s";
 }
 
@@ -83,7 +83,7 @@ std::string PhasorText(const SPmuConfig& p_pmu, const SPhasorConfig& p_phasor, c
     const std::string strName = Printable(p_phasor.strName);
     std::string strText = Format("  %-16.60s %s", strName.c_str(), p_phasor.bCurrent ? "current" : "voltage");
     if (!p_pmu.bPhasorFloat)
-        strText += Format(", %g %s a count", p_phasor.fScale, p_phasor.bCurrent ? "A" : "V");
+        strText += Format(", %g %s per count", p_phasor.fScale, p_phasor.bCurrent ? "A" : "V");
     if (p_pValue && std::isfinite(std::abs(*p_pValue)))
         strText += Format(": %.6g %s at %.2f degrees", std::abs(*p_pValue), p_phasor.bCurrent ? "A" : "V",
                           std::arg(*p_pValue) * 180.0 / std::numbers::pi);
@@ -176,7 +176,7 @@ std::optional<SPick> Pick(const CProbe& p_probe, std::size_t p_nPmu, bool p_bCur
     return std::nullopt;
 }
 
-/// A round number of at least the apparent power of two phasors, or 10 MW.
+/// A round number, at least the apparent power of two phasors and at least 10 MW.
 double NominalPower(const CProbe& p_probe, const SPick& p_voltage, const SPick& p_current)
 {
     double fPower = 0.0;
@@ -196,7 +196,7 @@ std::string InputXml(const CProbe& p_probe, const SPick& p_pick, const char* p_p
            std::to_string(DatapointId(p_probe, p_pick.nPmu, p_pick.nPhasor)) + "\"/></InputGroup>\n";
 }
 
-/// Base length of the transforms: the power of two next above 8 s of samples.
+/// Base length of the transforms: the smallest power of two of at least 8 s of samples.
 unsigned BaseLength(std::int32_t p_nRate)
 {
     unsigned nLength = 16;
@@ -259,7 +259,7 @@ struct SProbeCommand
     std::string strXml;
 };
 
-/// HOST[:PORT][/ID]; an IPv6 address with a port stands in brackets.
+/// HOST[:PORT][/ID]; an IPv6 address with a port is in brackets.
 void ParseDevice(std::string p_strText, SProbeCommand& r_command)
 {
     const std::size_t nSlash = p_strText.find('/');
@@ -317,7 +317,7 @@ void WriteConfiguration(const CProbe& p_probe, const std::string& p_strPath)
     file << strXml;
     if (!file.flush())
         throw std::runtime_error("'" + p_strPath + "' cannot be written");
-    std::printf("\n%s is a whole configuration with one job. Next: vds -xml:%s and oma -xml:%s\n", p_strPath.c_str(),
+    std::printf("\n%s is a complete configuration with one job. Next: vds -xml:%s and oma -xml:%s\n", p_strPath.c_str(),
                 p_strPath.c_str(), p_strPath.c_str());
 }
 } // namespace
@@ -341,7 +341,7 @@ std::string ProbeText(const CProbe& p_probe)
     if (!p_probe.Loss().empty())
         strText += "the connection was lost: " + p_probe.Loss() + "\n";
     if (counters.nOffGrid > 0)
-        strText += "time stamps lie beside the grid: RoundToGrid is needed\n";
+        strText += "time stamps are off the grid: RoundToGrid is needed\n";
     return strText;
 }
 
