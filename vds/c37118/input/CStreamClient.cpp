@@ -317,8 +317,8 @@ std::chrono::milliseconds CStreamClient::DataLimit() const
 void CStreamClient::DataTimeout()
 {
     const bool bCommands = m_config.eTransport != ETransport::eSpontaneous;
-    const CDataWatch::EVerdict eVerdict = m_watch.Look(
-        m_reader.DataFrames(), m_reader.m_counters.nLengthMismatches, !m_reader.InDoubt(), Now_s());
+    const CDataWatch::EVerdict eVerdict =
+        m_watch.Look(m_reader.DataFrames(), m_reader.m_counters.nLengthMismatches, !m_reader.InDoubt(), Now_s());
     if (bCommands && eVerdict == CDataWatch::eUnreadable)
         return Lost("no configuration that fits its frames came");
     if (bCommands && eVerdict == CDataWatch::eSilent)

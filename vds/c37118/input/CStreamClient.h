@@ -82,8 +82,8 @@ class CStreamClient
     TUdp::endpoint m_sender; ///< of the datagram read last
     TUdp::endpoint m_device; ///< where commands over UDP go, and where data has to come from
     EPhase m_ePhase = eClosed;
-    std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones do nothing
-    unsigned m_nTries = 0; ///< questions for the configuration
+    std::uint64_t m_nRun = 0;       ///< counts the connections: handlers of older ones do nothing
+    unsigned m_nTries = 0;          ///< questions for the configuration
     double m_fConfigAsked_s = -1e9; ///< of Now_s: long ago
     unsigned m_nAsksNow = 0;        ///< at once, since the last pause between questions
     CDataWatch m_watch;
