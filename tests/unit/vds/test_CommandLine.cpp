@@ -1,21 +1,5 @@
-#include "vds/base/IsoTime.h"
 #include "vds/config/CommandLine.h"
 #include <gtest/gtest.h>
-
-namespace
-{
-std::string FaultOf(const std::vector<std::string>& p_vecstrArg)
-{
-    try
-    {
-        ParseVdsCommand(p_vecstrArg);
-    }
-    catch (const std::runtime_error& ex)
-    {
-        return ex.what();
-    }
-    return "";
-}
 
 TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
 {
@@ -25,27 +9,3 @@ TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
     EXPECT_EQ(ParseVdsCommand({"-xml:a"}).options.fSpeed, 0.0) << "each cycle as it comes";
     EXPECT_FALSE(ParseVdsCommand({"-xml:a", "--replay", "s"}).options.bLive);
 }
-
-TEST(ParseVdsCommand, NamesTheOptionAndWhatWasExpected)
-{
-    const std::vector<std::pair<std::vector<std::string>, std::string>> vecCase = {
-        {{"--replay", "r"}, "option '-xml:FILE' is missing"},
-        {{"-xml:a", "--once"},
-         "options '--speed' and '--once': expected with '--simulate' or '--replay' only; live streams have a pace of "
-         "their own and no end"},
-        {{"-xml:a", "--replay", "r", "--simulate", "s"},
-         "options '--simulate' and '--replay': expected one of them, once"},
-        {{"-xml:a", "--replay"}, "option '--replay': expected a value behind it"},
-        {{"-xml:a", "--fast"}, "option '--fast' is unknown"},
-        {{"-xml:a", "--speed", "0"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '0'"},
-        {{"-xml:a", "--speed", "2x"}, "option '--speed': expected a number from 0.001 to 1000000 or 'max', got '2x'"},
-        {{"-xml:a", "--replay", "r", "--start", "today"},
-         "option '--start': expected a time as 2026-03-05T10:00:00Z, got 'today'"},
-        {{"-xml:a", "--simulate", "s", "--start", "2026-03-05T10:00:00Z"},
-         "option '--start': expected with '--replay' only; a scenario names its own start"},
-        {{"-xml:a", "--replay", "r", "--log-dir", "/no/such"},
-         "option '--log-dir': '/no/such' is no directory: expected one that exists"}};
-    for (const auto& [vecstrArg, strFault] : vecCase)
-        EXPECT_EQ(FaultOf(vecstrArg), strFault);
-}
-} // namespace

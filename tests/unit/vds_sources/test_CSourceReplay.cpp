@@ -137,50 +137,6 @@ TEST(CSourceReplay, StampsOffTheGridStayAsTheyAre)
                 ElementsAre(0, 200'001, 406'000, 600'000, -36'000'000'000, -36'000'000'000, -35'999'800'000));
 }
 
-TEST(CSourceReplay, RefusesAtOpeningWhatItCannotRead)
-{
-    const std::string strGood = "time;1.magn;1.angle\n0.00;1;2\n";
-    struct SCase
-    {
-        std::string strText;
-        const char* strExpected;
-    };
-    for (const SCase& test :
-         {SCase{"", "no header line"},
-          {"zeit;1.magn;1.angle\n", ":1: column 1: expected time, found \"zeit\""},
-          {"time\n", ":1: column 2: expected <datapoint>.magn, found the end of the header"},
-          {"time;1.magn\n", ":1: column 3: expected 1.angle, found the end"},
-          {"time;1.magn;2.angle\n", ":1: column 3: expected 1.angle, found \"2.angle\""},
-          {"time;1.magn;1.angle;2.state\n", ":1: column 4: expected <datapoint>.magn"},
-          {"time;x.magn;x.angle\n", ":1: column 2: expected <datapoint>.magn"},
-          {"time;0.magn;0.angle\n", ":1: column 2: expected <datapoint>.magn"},
-          {"time;1.magn;1.angle;1.magn;1.angle\n", ":1: column 4: datapoint 1 stands there twice"},
-          {strGood, "no rate can be found"},
-          {strGood + "0.00;1;2\n", "no rate can be found"},
-          {strGood + "0.40;1;2\n", "which is no known rate"},
-          {strGood + "0.02;1\n", ":3: expected 3 fields as in the header, found 2"},
-          {strGood + "0.02;1;2;\n", ":3: expected 3 fields as in the header, found 4"},
-          {strGood + "noon;1;2\n", ":3: column 1 (time): expected a UTC time"},
-          {strGood + "1e300;1;2\n", ":3: column 1 (time): expected a UTC time"},
-          {strGood + "0.02;1,5;2\n", ":3: column 2 (1.magn): expected a magnitude as a decimal number, found \"1,5\""},
-          {strGood + "0.02;1;1e99\n", ":3: column 3 (1.angle): expected an angle"},
-          {"time;1.magn;1.angle;1.state\n0;1;2;0xG\n", ":2: column 4 (1.state): expected a 64-bit state word"}})
-    {
-        const CTempFile file(test.strText);
-        std::string strError;
-        EXPECT_EQ(OpenReplay(file.Path(), 0, &strError), nullptr) << test.strText;
-        EXPECT_THAT(strError, HasSubstr(file.Path()));
-        EXPECT_THAT(strError, HasSubstr(test.strExpected));
-        EXPECT_THAT(strError, testing::Not(HasSubstr("\n")));
-    }
-    for (const char* strPath : {"/no/such/recording.csv", "/"})
-    {
-        std::string strError;
-        EXPECT_EQ(OpenReplay(strPath, 0, &strError), nullptr);
-        EXPECT_THAT(strError, HasSubstr(strPath));
-    }
-}
-
 TEST(CSourceReplay, ABadLineFarBehindEndsTheSourceWithItsPlace)
 {
     std::string strText = "time;1.magn;1.angle\n";

@@ -3,7 +3,7 @@
 #include "vds/source/CSourceSimulator.h"
 #include "vds/source/OpenSource.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
@@ -11,8 +11,6 @@
 
 namespace
 {
-using testing::HasSubstr;
-
 /// Two places on a line, three voltages and one current; p_strMore adds members to it.
 std::string Scenario(const std::string& p_strMore = "", const std::string& p_strHead = R"("rate": 50)")
 {
@@ -165,64 +163,6 @@ TEST(CSourceSimulator, DriftAndOffsetTurnTheAngles)
     EXPECT_NEAR(vec[500].vecSample[0].fAngle_deg, 20.0, 1e-4); // 10 s: one turn
     EXPECT_NEAR(vec[275].vecSample[3].fAngle_deg, -5.0 + 198.0 + 90.0 - 360.0, 1e-4);
     EXPECT_NEAR(vec[300].vecSample[3].fAngle_deg, -5.0 + 216.0 - 360.0, 1e-4);
-}
-
-TEST(CScenario, NamesTheMemberThatIsWrong)
-{
-    struct SCase
-    {
-        std::string strText;
-        const char* strExpected;
-    };
-    const std::string strSwing = R"("frequency_hz": 1, "start_s": 0, "amplitude_deg": 1, )";
-    for (const SCase& test : {
-             SCase{"", "cannot be opened for reading, or it is empty"},
-             {"{\n \"start\": ?}", "line 2, column 11: expected valid JSON"},
-             {Scenario() + "x", "expected valid JSON to end here"},
-             {"[]", "expected an object"},
-             {Scenario().substr(0, 40), "expected valid JSON"},
-             {Scenario(R"("swing": [])"), "swing: unknown member"},
-             {Scenario("", R"("rate": 0)"), "rate: expected cycles a second"},
-             {Scenario("", R"("rate": 12.5)"), "rate: expected a whole number from -3600 to 1000, found 1.25E1"},
-             {Scenario("", R"("rate": "50")"), "rate: expected a whole number"},
-             {Scenario("", R"("seed": 1)"), "rate: missing"},
-             {Scenario(R"("noise": {"angle": 1})"), "noise.angle: unknown member"},
-             {Scenario(R"("noise": {"angle_deg": -1})"),
-              "noise.angle_deg: expected a number, not below 0, not above 180"},
-             {R"({"start": "noon"})", "start: expected a UTC time"},
-             {R"({"start": "2024-03-05T10:00:00.5Z"})", "start: expected a UTC time on a whole second"},
-             {R"({"start": "2024-03-05T10:00:00Z", "rate": 50, "duration_s": 1})", "pmus: expected a list"},
-             {Scenario(R"("swings": {})"), "swings: expected a list"},
-             {Scenario(R"("swings": [{"name": "a"}])"), "swings[0].frequency_hz: missing"},
-             {Scenario(R"("swings": [{)" + strSwing + R"("damping": 2, "shape": {}}])"),
-              "swings[0].damping: expected a num"},
-             {Scenario(R"("swings": [{)" + strSwing + R"("damping": 0.5, "shape": {}}])"), "would grow to"},
-             {Scenario(R"("swings": [{)" + strSwing + R"("damping": 0, "shape": {"West": 1}}])"),
-              "swings[0].shape.West: no such place"},
-             {Scenario(R"("swings": [{)" + strSwing + R"("damping": 0, "shape": {"North": 2}}])"),
-              "swings[0].shape.North: expected a number"},
-             {Scenario(R"("swings": [{)" + strSwing + R"("damping": 0, "shape": {}, "damping_after_end": -0.1}])"),
-              "swings[0].damping_after_end: expected only together with end_s"},
-             {Scenario(R"("drifts": [{"place": "West"}])"),
-              "drifts[0].place: expected the name of a place, found \"West\""},
-             {Scenario(R"("invalid": [{"ids": [11, 99], "from_s": 0, "to_s": 1}])"),
-              "invalid[0].ids[1]: expected the datapoint id of a PMU above, found 99"},
-             {Scenario(R"("invalid": [{"ids": [], "from_s": 0, "to_s": 1}])"), "invalid[0].ids: expected at least one"},
-             {Scenario(R"("invalid": [{"ids": [11], "from_s": 0, "to_s": 1, "state": "-1"}])"),
-              "invalid[0].state: exp"},
-             {Scenario(R"("gaps": [{"from_s": 2, "to_s": 1}])"), "gaps[0].to_s: expected a number, not below 2"},
-             {Scenario(R"("repeats": [{"at_s": 2, "count": 0}])"), "repeats[0].count: expected a whole number"},
-             {Scenario(R"("jumps": [{"at_s": 2}])"), "jumps[0].by_s: missing"},
-             {Scenario(R"("events": [{"at_s": 2, "key": 4003, "transition": "GO"}])"),
-              "events[0].transition: expected \"APP\" or \"DIS\", found \"GO\""},
-         })
-    {
-        const CTempFile file(test.strText);
-        std::string strError;
-        EXPECT_EQ(OpenSimulator(file.Path(), &strError), nullptr) << test.strText;
-        EXPECT_THAT(strError, HasSubstr(file.Path() + ": "));
-        EXPECT_THAT(strError, HasSubstr(test.strExpected));
-    }
 }
 
 } // namespace
