@@ -29,6 +29,7 @@ SUITES = {
     "pool": Suite(["test_platform_sync"], r"^Pool"),
     "state": Suite(["test_vds_core"], r"^StateFile\."),
     "stream": Suite(["test_vds_c37118"], r"^(StreamClient|ByteBudget|RetryPause|DataWatch)\."),
+    "sources": Suite(["source_lines", "vds"], r"^(Sources|VdsRefusals)$"),
     "codec": Suite(["frame_lines"], r"^CodecFrames"),
 }
 
@@ -78,7 +79,8 @@ EDITS = [
          "pActDataPS->GetQual() <= p_eQualMax + 1"),
     Edit("tracking: increments not halved", "tracking", "CPSM.cpp", "m_nCntrInc = Limit((m_nCntrInc + 1) / 2);",
          "m_nCntrInc = Limit(m_nCntrInc / 2);"),
-    Edit("tracking: history not cut", "tracking", "CPSM.cpp", "pdeqDataPS->capacity() < nMax", "pdeqDataPS->capacity() < 99"),
+    Edit("tracking: history not cut", "tracking", "CPSM.cpp", "set_capacity(std::min(nMax, 2 * pdeqDataPS->capacity() + 8))",
+         "set_capacity(2 * pdeqDataPS->capacity() + 8)"),
     Edit("output: data line lost", "output", "CPsmOut.cpp", '"PS outp.data: TS="', '"PS TS="'),
     Edit("output: missing spec not told", "output", "CPsmOut.cpp", '" MISSING output spec. for PS data of        ID="', '"ID="'),
     Edit("output: a tie goes to the later band", "output", "CPsmOut.cpp", "nPrio > nBest", "nPrio >= nBest"),
@@ -215,6 +217,14 @@ EDITS = [
     Edit("stream: frames that do not fit are silence", "stream", "CDataWatch.h", " || p_nMisfits != m_nMisfits", ""),
     Edit("stream: asks without end", "stream", "CStreamClient.cpp", "m_nAsksNow >= g_nAsksNowMost",
          "m_nAsksNow >= 9 * g_nAsksNowMost"),
+    # ---- sources ----
+    Edit("source: near stamps stay off the grid", "sources", "CSourceReplay.cpp", "g_nSnapTicks = 5000", "g_nSnapTicks = 500"),
+    Edit("source: far stamps are put on the grid", "sources", "CSourceReplay.cpp", "g_nSnapTicks = 5000",
+         "g_nSnapTicks = 7000"),
+    Edit("source: hexadecimal states read as decimal", "sources", "CSourceReplay.cpp", "p_strText.substr(2), r_nState, 16)",
+         "p_strText.substr(2), r_nState)"),
+    Edit("source: an invalid span takes the state of the last one", "sources", "CSourceSimulator.cpp",
+         "r_vecSample[i].nState |= IsWithin", "r_vecSample[i].nState = IsWithin"),
     # ---- frames of C37.118 ----
     Edit("codec: angle offset added", "codec", "DecodeFrame.cpp", "std::polar(1.0, -double{", "std::polar(1.0, double{"),
     Edit("codec: absent angle is a value", "codec", "DecodeFrame.cpp", "Scaled(r_in.I16(), 1e-4)", "r_in.I16() * 1e-4"),
