@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Cycles of recordings and of the simulator, against what the file says they are. source_lines is the argument."""
+"""Cycles of recordings, captures and of the simulator, against what the file says they are. source_lines is the argument."""
 import cmath
 import math
+import struct
 import subprocess
 import sys
 import tempfile
@@ -10,7 +11,8 @@ from datetime import datetime, timezone
 from pathlib import Path
 from typing import NamedTuple
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "vds"))
+sys.path[:0] = [str(Path(__file__).resolve().parents[n] / name) for n, name in ((1, "vds"), (2, "system"))]
+import synchrophasors as sp
 from test_refusals import scenario
 
 PROGRAM = None
@@ -47,7 +49,7 @@ class Sources(unittest.TestCase):
         """The head, the cycles and the line at the end; after a rewind all is the same."""
         with tempfile.TemporaryDirectory() as folder:
             path = Path(folder) / "input"
-            path.write_text(text, encoding="utf-8", newline="")
+            path.write_bytes(text if isinstance(text, bytes) else text.encode())
             run = subprocess.run([PROGRAM, mode, path, *map(str, arguments)], capture_output=True, text=True, timeout=60)
         self.assertEqual(run.returncode, 0, run.stderr)
         head, *lines = run.stdout.splitlines()
@@ -102,6 +104,34 @@ class Sources(unittest.TestCase):
         self.assertEqual(len(cycles), 900)
         self.assertTrue(end.startswith("end 0 "), "stays at its end, instead of going on after the bad line")
         self.assertIn(":902: column 2 (1.magn): expected a magnitude", end)
+
+    # ---- captures ----
+
+    def test_each_link_type_in_both_byte_orders(self):
+        """A configuration over IPv4, a frame over IPv6 after a hop-by-hop header; a fragment and pieces between."""
+        device = sp.Device(60, 61, {"VA": (0, 915527, lambda t: 230e3)})
+
+        def udp(data):
+            return struct.pack(">HHHH", 4000, 4713, 8 + len(data), 0) + data
+
+        def v4(body, fragment=0):
+            return struct.pack(">BBHHHBBH", 0x45, 0, 20 + len(body), 0, fragment, 64, 17, 0) + bytes(8) + body
+
+        def v6(body):
+            return struct.pack(">IHBB", 6 << 28, 8 + len(body), 0, 64) + bytes(32) + b"\x11" + bytes(7) + body
+        ether = b"\1" * 12
+        for link, first, second in ((1, ether + b"\x08\0", ether + b"\x81\0\0\5\x86\xdd"),
+                                    (113, b"\1" * 14 + b"\x08\0", b"\1" * 14 + b"\x86\xdd"),
+                                    (276, b"\1" * 20, b"\1" * 20), (0, b"\0\0\0\2", b"\0\0\0\x1e"), (101, b"", b"")):
+            packets = [first + v4(udp(device.config(1_700_000_000))), first + v4(udp(b"fragment"), 0x2000),
+                       first + b"\x45", b"", second + v6(udp(device.data(1_700_000_000 * 50)))]
+            for order in "<>":
+                capture = struct.pack(order + "IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, link)
+                for i, packet in enumerate(packets):
+                    capture += struct.pack(order + "IIII", 1_700_000_000, 20000 * i, len(packet), len(packet)) + packet
+                _, cycles, end = self.play("capture", capture)
+                self.assertEqual((len(cycles), end), (1, "end 0 "), (link, order))
+                self.assertAlmostEqual(cycles[0].samples[0][0], 230e3, delta=10)
 
     # ---- simulator ----
 
