@@ -16,7 +16,7 @@ class Edit(NamedTuple):
 
 
 SUITES = {
-    "spectrum": Suite(["test_spectrum", "spectrum_runs"],
+    "spectrum": Suite(["test_spectrum", "test_many_numbers_wide", "spectrum_runs"],
                       r"^(FitTest|ProcTest|ProcOmaTest|Damping|ManyNumbers|SecondImplementation)"),
     "second": Suite(["spectrum_runs"], r"^SecondImplementation"),
     "offline": Suite(["test_offline"], r"^(Study|Files)\."),
@@ -28,7 +28,9 @@ SUITES = {
     "peak": Suite(["test_host_shell"], r"^Peak\."),
     "pool": Suite(["test_platform_sync"], r"^Pool"),
     "state": Suite(["test_vds_core"], r"^StateFile\."),
-    "stream": Suite(["test_vds_c37118"], r"^StreamClient\."),
+    "stream": Suite(["test_vds_c37118"], r"^(StreamClient|ByteBudget|RetryPause|DataWatch)\."),
+    "sources": Suite(["source_lines", "vds"], r"^(Sources|VdsRefusals)$"),
+    "codec": Suite(["frame_lines"], r"^CodecFrames"),
 }
 
 EDITS = [
@@ -77,7 +79,8 @@ EDITS = [
          "pActDataPS->GetQual() <= p_eQualMax + 1"),
     Edit("tracking: increments not halved", "tracking", "CPSM.cpp", "m_nCntrInc = Limit((m_nCntrInc + 1) / 2);",
          "m_nCntrInc = Limit(m_nCntrInc / 2);"),
-    Edit("tracking: history not cut", "tracking", "CPSM.cpp", "pdeqDataPS->capacity() < nMax", "pdeqDataPS->capacity() < 99"),
+    Edit("tracking: history not cut", "tracking", "CPSM.cpp", "set_capacity(std::min(nMax, 2 * pdeqDataPS->capacity() + 8))",
+         "set_capacity(2 * pdeqDataPS->capacity() + 8)"),
     Edit("output: data line lost", "output", "CPsmOut.cpp", '"PS outp.data: TS="', '"PS TS="'),
     Edit("output: missing spec not told", "output", "CPsmOut.cpp", '" MISSING output spec. for PS data of        ID="', '"ID="'),
     Edit("output: a tie goes to the later band", "output", "CPsmOut.cpp", "nPrio > nBest", "nPrio >= nBest"),
@@ -207,4 +210,38 @@ EDITS = [
     Edit("stream: spontaneous streams are commanded", "stream", "CStreamClient.cpp",
          "    if (m_config.eTransport == ETransport::eSpontaneous)\n        return;\n    Send(eCommandDataOff);",
          "    Send(eCommandDataOff);"),
+    Edit("stream: rubbish by the device's own rate", "stream", "CByteBudget.h", "fTime_s * g_fSkippedRate",
+         "fTime_s * (g_fSkippedRate + 4.0 * fRate)"),
+    Edit("stream: pauses grow for good", "stream", "CRetryPause.h",
+         "        m_bCostly = m_bCostly && p_fNow_s - m_fBegin_s < g_fClean_s;\n", "        m_fBegin_s += 0.0 * p_fNow_s;\n"),
+    Edit("stream: frames that do not fit are silence", "stream", "CDataWatch.h", " || p_nMisfits != m_nMisfits", ""),
+    Edit("stream: asks without end", "stream", "CStreamClient.cpp", "m_nAsksNow >= g_nAsksNowMost",
+         "m_nAsksNow >= 9 * g_nAsksNowMost"),
+    # ---- sources ----
+    Edit("source: near stamps stay off the grid", "sources", "CSourceReplay.cpp", "g_nSnapTicks = 5000", "g_nSnapTicks = 500"),
+    Edit("source: far stamps are put on the grid", "sources", "CSourceReplay.cpp", "g_nSnapTicks = 5000",
+         "g_nSnapTicks = 7000"),
+    Edit("source: hexadecimal states read as decimal", "sources", "CSourceReplay.cpp", "p_strText.substr(2), r_nState, 16)",
+         "p_strText.substr(2), r_nState)"),
+    Edit("source: an invalid span takes the state of the last one", "sources", "CSourceSimulator.cpp",
+         "r_vecSample[i].nState |= IsWithin", "r_vecSample[i].nState = IsWithin"),
+    # ---- frames of C37.118 ----
+    Edit("codec: angle offset added", "codec", "DecodeFrame.cpp", "std::polar(1.0, -double{", "std::polar(1.0, double{"),
+    Edit("codec: absent angle is a value", "codec", "DecodeFrame.cpp", "Scaled(r_in.I16(), 1e-4)", "r_in.I16() * 1e-4"),
+    Edit("codec: nominal frequency", "codec", "DecodeFrame.cpp", "r_pmu.bNominal50 = (r_in.U16() & 1U) != 0",
+         "r_pmu.bNominal50 = (r_in.U16() & 1U) == 0"),
+    Edit("codec: factor of floats goes out", "codec", "EncodeFrame.cpp",
+         "p_pmu.bPhasorFloat ? 1.0F : static_cast<float>(phasor.fScale)", "static_cast<float>(phasor.fScale)"),
+    Edit("codec: factor that can be none applied", "codec", "DecodeFrame.cpp",
+         "std::isfinite(phasor.fScale) && phasor.fScale > 0.0", "phasor.fScale != 0.0"),
+    Edit("codec: scale of an analog without sign", "codec", "DecodeFrame.cpp", "static_cast<std::int32_t>(nUnit << 8) >> 8",
+         "static_cast<std::int32_t>(nUnit & 0xFFFFFFU)"),
+    Edit("codec: angles of integers in milliradians", "codec", "EncodeFrame.cpp", "fSecond * 1e4", "fSecond * 1e3"),
+    Edit("codec: frame longer than its counts", "codec", "DecodeFrame.cpp", "if (!in.Ok() || !in.AtEnd())", "if (!in.Ok())"),
+    Edit("cutter: a size that lies is waited for", "codec", "CFrameCutter.cpp", "if (IsUsualSize(m_nBegin, nSize) ||",
+         "if (IsUsualSize(m_nBegin, nSize) || true ||"),
+    Edit("cutter: rest of a datagram stays", "codec", "CFrameCutter.cpp",
+         "        Skip(m_vecBuffer.size());\n    m_bInStep = true;", "        m_nSought = 0;\n    m_bInStep = true;"),
+    Edit("cutter: check words not counted", "codec", "CFrameCutter.cpp", "            ++m_counters.nCrcErrors;\n",
+         "            m_counters.nCrcErrors += 0;\n"),
 ]

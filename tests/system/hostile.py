@@ -61,7 +61,7 @@ def websocket(data, size=None):
 
 
 def hello(element_type=3, token=b""):
-    return 1, number(1, 1) + number(2, element_type) + part(3, b"hostile") + fixed64(4, 77) + part(5, token)
+    return 1, number(1, 2) + number(2, element_type) + part(3, b"hostile") + fixed64(4, 77) + part(5, token)
 
 
 def event(element, text=b"", key=4204, transition=1):

@@ -146,34 +146,35 @@ class Synchrophasors(SystemTest):
         self.assertEqual(vds.stop(), 0)
 
     def test_multicast(self):
+        """Joined on the interface of the system's choice, and sent there; a life of 0 keeps it on this machine."""
         port, group = self.udp_port(), "239.255.37.118"
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
-            sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton("127.0.0.1"))
-            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as member:
-                try:
-                    member.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
-                                      socket.inet_aton(group) + socket.inet_aton("0.0.0.0"))
-                except OSError as e:
-                    self.skipTest(f"no route for multicast on this machine: {e}")
+        sender, member = (socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2))
+        with sender, member:
+            sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 0)
+            try:
+                member.bind(("", 0))
+                member.settimeout(5)
+                member.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, socket.inet_aton(group) + bytes(4))
+                sender.sendto(b"?", (group, member.getsockname()[1]))
+                member.recv(1)
+            except OSError as e:
+                self.skipTest(f"no multicast on this machine: {e}")
             self.write_stream(f'Host="{group}" UdpPort="{port}" Transport="spontaneous"')
             vds = self.vds()
-            # Sent on every interface: the system chooses the one on which it joins the group.
-            interfaces = ["127.0.0.1"] + [a for a in socket.gethostbyname_ex(socket.gethostname())[2]]
             device, index = north(), int(time.time()) * 50
+            config = device.config(time.time())
 
-            def send(datagram):
-                for address in interfaces:
-                    try:
-                        sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(address))
-                        sender.sendto(datagram, (group, port))
-                    except OSError:
-                        pass
-            send(device.config(time.time()))
+            def found():
+                sender.sendto(config, (group, port))  # the first ones may come before it listens
+                return vds.has("stream n: 1 PMU, 50 frames per second, 1 of 1 phasors found")
+            wait_for(found, "configuration")
             for i in range(30):
-                send(device.data(index + i))
-            vds.wait_text("stream n: 1 PMU, 50 frames per second, 1 of 1 phasors found")
+                sender.sendto(device.data(index + i), (group, port))
+            device.count += 1
+            sender.sendto(device.config(time.time()), (group, port))
+            vds.wait_text("stream n: new configuration")
         self.assertEqual(vds.stop(), 0)
-        self.assertRegex(vds.text(), r"stream n: [36]0 data frames")
+        self.assertRegex(vds.text(), r"stream n: 30 data frames")
 
     def test_both_edges_of_a_change_are_asked_for_at_once(self):
         """The second edge arrives within the 5 s of the first request, and changes the length of the frames."""

@@ -1,21 +1,5 @@
-#include "vds/base/IsoTime.h"
 #include "vds/config/CommandLine.h"
 #include <gtest/gtest.h>
-
-namespace
-{
-std::string FaultOf(const std::vector<std::string>& p_vecstrArg)
-{
-    try
-    {
-        ParseVdsCommand(p_vecstrArg);
-    }
-    catch (const std::runtime_error& ex)
-    {
-        return ex.what();
-    }
-    return "";
-}
 
 TEST(ParseVdsCommand, OnlyASimulationAtWallClockIsLive)
 {

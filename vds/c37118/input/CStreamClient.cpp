@@ -13,11 +13,9 @@ namespace
 using namespace std::chrono_literals;
 constexpr auto g_tConnect = 5s;
 constexpr auto g_tConfig = 5s;
-constexpr std::chrono::milliseconds g_tPauseFirst = 1s;
-constexpr std::chrono::milliseconds g_tPauseMost = 30s;
+constexpr double g_fConfig_s = std::chrono::duration<double>(g_tConfig).count();
 constexpr unsigned g_nTriesCfg2 = 3;
-constexpr unsigned g_nAsksNowMost = 4;  ///< limit for a device that makes us ask again and again
-constexpr auto g_tUnreadableMost = 20s; ///< after that, everything is requested again
+constexpr unsigned g_nAsksNowMost = 4; ///< of a device that makes us ask again and again
 constexpr std::size_t g_nBuffer = 65536;
 } // namespace
 
@@ -25,9 +23,13 @@ CStreamClient::CStreamClient(asio::io_context& p_io, CStreamReader& p_reader, TN
                              std::function<void()> p_fnData, CStreamReader::TLine p_fnLine)
     : m_reader(p_reader), m_config(p_reader.Stream()), m_fnNow(std::move(p_fnNow)), m_fnData(std::move(p_fnData)),
       m_fnLine(std::move(p_fnLine)), m_resolver(p_io), m_tcp(p_io), m_udp(p_io), m_timer(p_io),
-      m_cutterTcp(p_reader.m_counters), m_cutterUdp(p_reader.m_counters), m_vecnTcp(g_nBuffer), m_vecnUdp(g_nBuffer),
-      m_tPause(g_tPauseFirst)
+      m_cutterTcp(p_reader.m_counters), m_cutterUdp(p_reader.m_counters), m_vecnTcp(g_nBuffer), m_vecnUdp(g_nBuffer)
 {
+}
+
+double CStreamClient::Now_s() const
+{
+    return static_cast<double>(m_fnNow()) / g_nTicksPerSec;
 }
 
 bool CStreamClient::IsTcp() const
@@ -54,7 +56,8 @@ void CStreamClient::Start()
     m_ePhase = eConnecting;
     m_cutterTcp.Reset();
     m_cutterUdp.Reset();
-    m_budget.Reset(std::chrono::steady_clock::now());
+    m_budget.Reset(Now_s());
+    m_pause.Begin(Now_s());
     if (m_config.strHost.empty())
         return OnAddress(asio::ip::address_v4::any());
     ArmTimer(g_tConnect, &CStreamClient::ConnectTimeout);
@@ -161,8 +164,7 @@ void CStreamClient::Lost(const std::string& p_strReason)
     if (!m_bToldLoss)
         m_reader.Line("loss", p_strReason + "; " + CountersText(m_reader.m_counters));
     m_bToldLoss = true;
-    ArmTimer(m_tPause, &CStreamClient::Start);
-    m_tPause = std::min(2 * m_tPause, g_tPauseMost);
+    ArmTimer(m_pause.Next(), &CStreamClient::Start);
     m_fnData(); // cycles no longer wait for this stream
 }
 
@@ -218,11 +220,10 @@ void CStreamClient::OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p
         r_cutter.EndDatagram();
     const double fRate =
         m_reader.HasConfig() ? static_cast<double>(DataFrameSize(m_reader.Config())) / m_reader.Period_s() : 0.0;
-    if (!m_budget.Spend(p_nBytes, m_reader.m_counters.nSkipped - nSkipped, fRate, std::chrono::steady_clock::now()))
+    if (!m_budget.Spend(p_nBytes, m_reader.m_counters.nSkipped - nSkipped, fRate, Now_s()))
     {
-        m_bToldLoss = m_bToldLoss || m_bCostly;
-        m_bCostly = true;
-        return Lost("sends far more than its configuration implies, or bytes that are not frames");
+        m_bToldLoss = !m_pause.Costly() || m_bToldLoss;
+        return Lost("sends far more than its configuration says, or what is no frame");
     }
     AfterFrames();
     m_fnData();
@@ -234,21 +235,17 @@ void CStreamClient::AfterFrames()
     {
         ++m_reader.m_counters.nConnects;
         m_ePhase = eWaitData;
-        m_nTries = 0;
-        m_nDataSeen = m_reader.DataFrames();
-        m_nMisfitSeen = m_reader.m_counters.nLengthMismatches;
-        m_tReadable = std::chrono::steady_clock::now();
+        m_watch.Begin(m_reader.DataFrames(), m_reader.m_counters.nLengthMismatches, Now_s());
         m_bToldLoss = false;
         if (m_config.eTransport != ETransport::eSpontaneous)
             Send(eCommandDataOn);
         if (m_ePhase == eWaitData)
             ArmTimer(DataLimit(), &CStreamClient::DataTimeout);
     }
-    else if (m_ePhase == eWaitData && m_reader.DataFrames() != m_nDataSeen)
-    {
+    else if (m_ePhase == eWaitData && m_watch.HasBegun(m_reader.DataFrames()))
         m_ePhase = eData;
-        m_tPause = m_bCostly ? m_tPause : g_tPauseFirst;
-    }
+    if (m_ePhase == eData)
+        m_pause.Data(Now_s());
     if (m_ePhase >= eWaitData && m_reader.ConfigWish() != CStreamReader::eNoWish)
         AskConfig();
 }
@@ -256,15 +253,15 @@ void CStreamClient::AfterFrames()
 /// A new reason is served at once, though not endlessly; a persisting one only after the device has had time to reply.
 void CStreamClient::AskConfig()
 {
-    const auto tNow = std::chrono::steady_clock::now();
+    const double fNow_s = Now_s();
     if (m_config.eTransport == ETransport::eSpontaneous)
         return;
-    if (tNow - m_tConfigAsked >= g_tConfig)
+    if (fNow_s - m_fConfigAsked_s >= g_fConfig_s)
         m_nAsksNow = 0;
     else if (m_reader.ConfigWish() != CStreamReader::eWishNow || m_nAsksNow >= g_nAsksNowMost)
         return;
     ++m_nAsksNow;
-    m_tConfigAsked = tNow;
+    m_fConfigAsked_s = fNow_s;
     m_reader.ConfigAsked();
     Send(m_reader.Config().head.eType == eFrameCfg3 ? eCommandCfg3 : eCommandCfg2);
 }
@@ -317,24 +314,18 @@ std::chrono::milliseconds CStreamClient::DataLimit() const
         2s, std::chrono::milliseconds(static_cast<std::int64_t>(3000.0 * m_reader.Period_s())));
 }
 
-/// Checks each time whether data has arrived since. Frames that do not match the configuration count as data too: a new
-/// configuration has been requested.
 void CStreamClient::DataTimeout()
 {
-    const auto tNow = std::chrono::steady_clock::now();
-    const bool bRead = m_reader.DataFrames() != m_nDataSeen && !m_reader.InDoubt();
-    const bool bCame = m_reader.DataFrames() != m_nDataSeen || m_reader.m_counters.nLengthMismatches != m_nMisfitSeen;
-    m_nDataSeen = m_reader.DataFrames();
-    m_nMisfitSeen = m_reader.m_counters.nLengthMismatches;
-    m_tReadable = bRead ? tNow : m_tReadable;
-    if (bCame && m_config.eTransport != ETransport::eSpontaneous && tNow - m_tReadable > g_tUnreadableMost)
-        return Lost("no configuration received that matches its frames");
-    m_nTries = bCame ? 0 : m_nTries + 1;
-    if (m_nTries > 1 && m_config.eTransport != ETransport::eSpontaneous)
-        return Lost("no data received");
-    if (m_nTries == 2)
-        m_reader.Line("silent", "no data received");
+    const bool bCommands = m_config.eTransport != ETransport::eSpontaneous;
+    const CDataWatch::EVerdict eVerdict =
+        m_watch.Look(m_reader.DataFrames(), m_reader.m_counters.nLengthMismatches, !m_reader.InDoubt(), Now_s());
+    if (bCommands && eVerdict == CDataWatch::eUnreadable)
+        return Lost("no configuration that fits its frames came");
+    if (bCommands && eVerdict == CDataWatch::eSilent)
+        return Lost("no data comes");
+    if (eVerdict == CDataWatch::eSilent)
+        m_reader.Line("silent", "no data comes");
     ArmTimer(DataLimit(), &CStreamClient::DataTimeout);
-    if (!bCame && m_config.eTransport != ETransport::eSpontaneous)
+    if (bCommands && eVerdict == CDataWatch::eQuiet)
         Send(eCommandDataOn);
 }

@@ -1,6 +1,8 @@
 #pragma once
 #include "vds/c37118/codec/CFrameCutter.h"
 #include "vds/c37118/input/CByteBudget.h"
+#include "vds/c37118/input/CDataWatch.h"
+#include "vds/c37118/input/CRetryPause.h"
 #include "vds/c37118/input/CStreamReader.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -12,17 +14,16 @@
 /// Keeps one stream running: connects, requests the configuration, turns the data on, requests a new configuration when
 /// the old one no longer matches, and starts again after a loss.
 ///
-/// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must arrive within 2 s or three
-///           periods, otherwise "on" is sent again, and finally the connection is renewed. Pauses between connections
-///           grow from 1 s to 30 s, and are 1 s again once data has arrived. A stream that exceeds its budget is
-///           closed; its pauses keep growing. For a spontaneous stream the client only listens.
-/// Threads   the io_context's only thread; no call blocks.
+/// Sequence  off, CFG-2 request (three times 5 s apart, then once CFG-3), on; data must come within 2 s or three
+///           periods, else on again, else a new connection. Pauses between connections: see CRetryPause. A stream
+///           that costs too much is closed. A spontaneous stream is only listened to.
+/// Threads   one, that of the io_context; nothing in here blocks.
 class CStreamClient
 {
   public:
     using TNow = std::function<std::int64_t()>;
 
-    /// @param p_fnNow returns the arrival time; p_fnData is called when frames have been read.
+    /// @param p_fnNow arrival time in ticks, which never goes back; p_fnData is called when frames have been read.
     CStreamClient(boost::asio::io_context& p_io, CStreamReader& p_reader, TNow p_fnNow, std::function<void()> p_fnData,
                   CStreamReader::TLine p_fnLine);
 
@@ -43,6 +44,7 @@ class CStreamClient
     using TUdp = boost::asio::ip::udp;
     using TError = boost::system::error_code;
 
+    double Now_s() const;
     bool IsTcp() const;
     void Resolve();
     void OnAddress(const boost::asio::ip::address& p_address);
@@ -80,15 +82,12 @@ class CStreamClient
     TUdp::endpoint m_sender; ///< of the newest datagram
     TUdp::endpoint m_device; ///< destination of commands over UDP, and the required origin of data
     EPhase m_ePhase = eClosed;
-    std::uint64_t m_nRun = 0; ///< counts the connections: handlers of older ones have no effect
-    unsigned m_nTries = 0;
-    std::uint64_t m_nDataSeen = 0;
-    std::uint64_t m_nMisfitSeen = 0;
-    std::chrono::steady_clock::time_point m_tConfigAsked;
-    unsigned m_nAsksNow = 0;                           ///< immediate requests since the last pause between requests
-    std::chrono::steady_clock::time_point m_tReadable; ///< time of the last data read with a confirmed layout
+    std::uint64_t m_nRun = 0;       ///< counts the connections: handlers of older ones do nothing
+    unsigned m_nTries = 0;          ///< questions for the configuration
+    double m_fConfigAsked_s = -1e9; ///< of Now_s: long ago
+    unsigned m_nAsksNow = 0;        ///< at once, since the last pause between questions
+    CDataWatch m_watch;
     CByteBudget m_budget;
-    bool m_bCostly = false; ///< the stream was closed because it exceeded its budget
-    std::chrono::milliseconds m_tPause;
-    bool m_bToldLoss = false; ///< only the first failure of a series of attempts is reported
+    CRetryPause m_pause;
+    bool m_bToldLoss = false; ///< of a series of attempts only the first failure is told
 };

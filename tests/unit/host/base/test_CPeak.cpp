@@ -77,6 +77,9 @@ TEST_F(Peak, MagnitudeSumsTheChannelsOfTheBand)
     peak.SetFreq(0.2);
     peak.SetFWHM(0.1);
     EXPECT_DOUBLE_EQ(peak.CalcMagn(vecAmpl, 0.1), 14.0);
+    peak.SetFreq(0.1);
+    peak.SetFWHM(0.2);
+    EXPECT_DOUBLE_EQ(peak.CalcMagn(vecAmpl, 0.1), 15.0) << "a width beyond 0 Hz begins there";
     EXPECT_TRUE(capture.Lines().empty());
 }
 
