@@ -172,6 +172,7 @@ class Frames(unittest.TestCase):
         answers = ask(("config", config(15)), ("data", DATA_SAMPLE), ("data", config(15)), ("config", DATA_SAMPLE))
         self.assertEqual([a[0] for a in answers[1:]], ["error"] * 3)
         self.assertEqual(ask(("config", config(15, rate=0)))[0], ["error", "DATA_RATE is 0"])
+        self.assertEqual(ask(("config", sealed(config(15) + b"\0\0")))[0][0], "error", "two bytes too many")
 
     def test_configuration_in_parts(self):
         whole = CFG3_SAMPLE[16:-2]
