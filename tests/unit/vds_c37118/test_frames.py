@@ -172,6 +172,7 @@ class Frames(unittest.TestCase):
         answers = ask(("config", config(15)), ("data", DATA_SAMPLE), ("data", config(15)), ("config", DATA_SAMPLE))
         self.assertEqual([a[0] for a in answers[1:]], ["error"] * 3)
         self.assertEqual(ask(("config", config(15, rate=0)))[0], ["error", "DATA_RATE is 0"])
+        self.assertEqual(ask(("config", sealed(config(15) + b"\0\0")))[0][0], "error", "two bytes too many")
 
     def test_configuration_in_parts(self):
         whole = CFG3_SAMPLE[16:-2]
@@ -211,7 +212,7 @@ class Cutter(unittest.TestCase):
                 self.assertEqual(frames, [DATA_SAMPLE.hex()] * 2)
                 self.assertEqual(counters[1:3], [2, 2 * len(rubbish)])
         (frames, counters), = self.cut((20, 1000, DATA_SAMPLE[:20] + DATA_SAMPLE))
-        self.assertEqual((frames, counters[1:3]), ([DATA_SAMPLE.hex()], [1, 20]), "the rest of a datagram")
+        self.assertEqual((frames, counters[1:]), ([DATA_SAMPLE.hex()], [1, 20, 0]), "the rest of a datagram")
 
     def test_bytes_made_to_cost_work_are_thrown_away(self):
         (frames, counters), = self.cut((0, 65536, b"\xaa\x01\xff\xff" * 500_000 + DATA_SAMPLE))
