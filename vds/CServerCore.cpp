@@ -30,7 +30,7 @@ constexpr std::int64_t g_nNow = 60 * g_nTicksPerSec;
 
 CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSource, SServerOptions p_options)
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
-      m_acceptorEvent(m_io), m_acceptorData(m_io), m_outputs(m_config, m_options.bLogMeasurements),
+      m_acceptorEvent(m_io), m_acceptorData(m_io), m_outputs(m_config, m_options.bLogMeasurements), m_feed(m_io),
       m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive), m_timer(m_io), m_timerStall(m_io)
 {
 }
@@ -56,6 +56,7 @@ void CServerCore::Start()
     m_nPortEvent = m_acceptorEvent.local_endpoint().port();
     m_nPortData = m_acceptorData.local_endpoint().port();
     StartStreams();
+    ConnectFeed();
     if (!m_options.strStateFile.empty())
         m_events.Open(m_options.strStateFile);
     for (const SEvent& event : m_events.Standing())
@@ -216,6 +217,7 @@ void CServerCore::End()
         Guarded([this, nSession = nId] { m_outputs.StopAll(nSession); });
     for (const auto& pStream : m_vecpStream)
         pStream->End();
+    m_feed.End();
     m_pSource->Stop();
     boost::system::error_code ecIgnored;
     m_acceptorEvent.close(ecIgnored);
@@ -228,6 +230,7 @@ void CServerCore::End()
 
 void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strLine)
 {
+    m_feed.Remove(p_session.Id());
     if (m_bEnding)
     {
         m_mapSession.erase(p_session.Id());
@@ -310,6 +313,7 @@ bool CServerCore::Publish(SEvent p_event)
     Guarded([&] { m_eventLog.Write(EventLine(p_event)); });
     for (const auto& pStream : m_vecpStream)
         pStream->OnEvent(p_event);
+    m_feed.OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
     {
         if (pSession->IsSubscribed())
@@ -427,6 +431,7 @@ bool CServerCore::PumpOne()
         }
     for (const auto& pStream : m_vecpStream)
         pStream->OnCycle(m_cycle);
+    m_feed.OnCycle(m_cycle, m_pSource->Rate());
     ++m_nCycles;
     m_nNow = m_cycle.nTicks;
     m_pace.Sent(m_cycle.nTicks, tNow);

@@ -1,6 +1,7 @@
 #pragma once
 #include "vds/CAccess.h"
 #include "vds/CEventStore.h"
+#include "vds/COutputFeed.h"
 #include "vds/COutputs.h"
 #include "vds/CPace.h"
 #include "vds/CReadSet.h"
@@ -52,6 +53,7 @@ class CServerCore
     bool IsEnding() const { return m_bEnding; }
     CEventStore& Events() { return m_events; }
     COutputs& Outputs() { return m_outputs; }
+    COutputFeed& Feed() { return m_feed; }
     CDeliveryTimes& Times() { return m_times; }
     CAccess& Access() { return m_access; }
     boost::asio::io_context& Io() { return m_io; }
@@ -91,6 +93,8 @@ class CServerCore
     void Welcome(boost::asio::ip::tcp::socket p_socket, bool p_bDataPort);
     std::string WhyNot(const std::string& p_strAddr) const;
     void StartStreams();
+    void ConnectFeed();
+    void FillHealth(Norvik::Energy::Kestrel::Link::FeedHealth& r_health) const;
     void End();
 
     // ---- the source ----
@@ -124,6 +128,7 @@ class CServerCore
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;
+    COutputFeed m_feed;
     std::vector<std::unique_ptr<CC37118Output>> m_vecpStream;
     std::map<std::uint64_t, std::shared_ptr<CSession>> m_mapSession;
     std::uint64_t m_nLastSession = 0;

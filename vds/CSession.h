@@ -2,6 +2,7 @@
 #include "CLinkStream.h"
 #include "vds/CAccess.h"
 #include "vds/CReadSet.h"
+#include "vds/IsoTime.h"
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
@@ -36,6 +37,8 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     /// Event deliveries and flushes that the client has not answered.
     bool IsAnswered() const { return m_nDelivered == m_nDeliveryAcks && m_nFlush == m_nFlushDone; }
     bool IsClient() const { return m_bHello && !m_bControl; }
+    std::int64_t Since() const { return m_nSince; } ///< wall clock, ticks
+    std::size_t ReadSets() const { return m_mapSet.size(); }
 
     void SendCycle(CReadSet& r_set, const SSourceCycle& p_cycle);
     void SendEvent(const SEvent& p_event);
@@ -71,6 +74,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     CServerCore& m_core;
     const std::uint64_t m_nId;
     const bool m_bDataPort;
+    const std::int64_t m_nSince = WallTicks();
     const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> m_pStream;
     const std::string m_strAddr;
     const std::string m_strPeer; ///< address and port
