@@ -379,7 +379,7 @@ class Mock {
     }
 
     async api(request, response, url) {
-        const path = url.pathname.slice(7), session = this.session(request), query = url.searchParams;
+        const path = url.pathname.slice(8), session = this.session(request), query = url.searchParams;
         const answer = (data) => (response.writeHead(200, { ...SECURITY, "Content-Type": "application/json", "Cache-Control": "no-store" }), response.end(JSON.stringify(data)));
         const download = (name, text) => (response.writeHead(200, { ...SECURITY, "Content-Type": "text/csv", "Content-Disposition": `attachment; filename="${name}"` }), response.end(text));
         let body = {};

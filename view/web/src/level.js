@@ -3,7 +3,7 @@
 /// Levels of events in rising severity: word, the event's full name, form. The form is a path in a box of 16 x 16, the
 /// same for icons on the page and marks on a canvas, so that a level is told without its colour.
 export const LEVELS = [
-    { word: "Quiet", name: "No Power Swing", path: "M8 3a5 5 0 1 0 .01 0Zm0 2.2a2.8 2.8 0 1 1-.01 0Z" },
+    { word: "Below levels", name: "No Power Swing", path: "M8 3a5 5 0 1 0 .01 0Zm0 2.2a2.8 2.8 0 1 1-.01 0Z" },
     { word: "Notified", name: "Notified Power Swing", path: "M8 2.6a5.4 5.4 0 1 0 .01 0Z" },
     { word: "Distinct", name: "Distinct Power Swing", path: "M8 1.2 14.8 8 8 14.8 1.2 8Z" },
     { word: "Critical", name: "Critical Power Swing", path: "M8 1.4 15.4 14.2H.6Z" },

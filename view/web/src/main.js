@@ -176,6 +176,7 @@ async function enter() {
         strShown = "";
         show(false);
     } catch (failure) {
+        if (!(failure instanceof api.ApiError)) throw failure;
         main.replaceChildren(h("div", { class: "empty" }, h("p", { class: "empty-title" }, failure.message), h("p", {}, "Trying again …")));
         setTimeout(enter, 2000);
     }

@@ -39,7 +39,7 @@ export class JobCard {
         const state = job.state;
         if (!state) return;
         const alive = job.modes.filter((mode) => mode.state?.alive);
-        this.mark.set(state.level, state.level === 0 && alive.length ? "Below levels" : undefined);
+        this.mark.set(state.level, state.level === 0 && !alive.length ? "Quiet" : undefined);
         setAttr(this.element, "class", `card lv-edge${state.level}`);
         setText(this.value, state.quality === 2 ? "invalid" : format.magnitude(job.scale, state.value));
         for (const mode of job.modes) this.updateRow(mode);
@@ -77,7 +77,7 @@ export class JobCard {
             this.rows.set(mode.key, row);
             this.body.append(row.element);
         }
-        row.mark.set(s.level);
+        row.mark.set(s.level, s.level === 0 ? "Below" : undefined);
         setText(row.frequency, format.frequency(s.frequency_Hz));
         setText(row.magnitude, format.magnitude(scale, s.magnitude, false));
         setText(row.damping, format.damping(s.damping_ratio));

@@ -189,8 +189,8 @@ function wayText(job, s) {
     if (way.critical) return "Critical now";
     const parts = [];
     if (way.magn !== null) parts.push(`+${format.magnitude(job.scale, way.magn)}`);
-    if (way.damp !== null) parts.push(`${format.damping(way.damp)} damping`);
-    return `Critical at ${parts.join(" or ")}`;
+    if (way.damp !== null) parts.push(`damping ${format.damping(way.damp)}`);
+    return `To critical: ${parts.join(" or ")}`;
 }
 
 /// Where the degree of exposure has gone in the last seconds: the slope of a straight line through it.

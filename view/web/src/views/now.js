@@ -83,7 +83,7 @@ export function nowView({ store, replaceQuery }, query) {
         for (const card of cards.values()) card.update();
     }
 
-    let strNothing = "";
+    let strNothing = "connecting";
     function showNothing(lively, calm, needle) {
         let title = "", text = "";
         if (!store.jobs.size) [title, text] = ["No job is configured", "The configuration that omaview reads has no active job."];
