@@ -47,6 +47,10 @@ class CConfigBuilder
     void BuildSpectral(const xmlNode* p_pNode, OMA::CSpectralDataSets& r_sets);
     void BuildMode(const xmlNode* p_pNode, OMA::CPSMode& r_mode);
     void BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group);
+    // ---- the window ----
+    void BuildView(const xmlNode* p_pNode, CView& r_view);
+    void BuildReceiver(const xmlNode* p_pNode, CReceiverConfig& r_receiver);
+    void TakeFile(const xmlNode* p_pNode, const char* p_pName, std::string& r_strFile) const;
     void BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm);
 
     static void SetPlace(const xmlNode* p_pNode, CFilePlace& r_place);
