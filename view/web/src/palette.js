@@ -1,6 +1,6 @@
 // The colours of the style sheet for what is drawn on a canvas, read again when the theme changes.
 
-const NAMES = ["bg", "surface", "raised", "line", "line-strong", "text", "muted", "accent", "lv0", "lv1", "lv2", "lv3", "lv4", "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7"];
+const NAMES = ["bg", "surface", "raised", "line", "line-strong", "text", "muted", "accent", "lv0", "lv1", "lv2", "lv3", "lv4", "lt0", "lt1", "lt2", "lt3", "lt4", "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7"];
 const listeners = new Set();
 let current = null;
 
@@ -10,6 +10,7 @@ export function palette() {
     current = {};
     for (const name of NAMES) current[name] = style.getPropertyValue("--" + name).trim();
     current.levels = [0, 1, 2, 3, 4].map((n) => current["lv" + n]);
+    current.levelTexts = [0, 1, 2, 3, 4].map((n) => current["lt" + n]);
     current.curves = [0, 1, 2, 3, 4, 5, 6, 7].map((n) => current["c" + n]);
     current.dark = style.getPropertyValue("--dark").trim() === "1";
     return current;

@@ -18,6 +18,7 @@ export class ExposurePlot {
         this.scale = null;
         this.points = []; // { key, label, level, magn, damp, exposure, limits, tail, ended }
         this.selected = null;
+        this.fade_ms = 60_000; // age at which a path is all but gone
         this.domain = null;
         this.shown = new Map(); // positions that glide towards the newest values
     }
@@ -160,7 +161,7 @@ export class ExposurePlot {
         ctx.textBaseline = "top";
         if (w > 24 && h > 24) {
             const roomy = w > 150 && h > 60;
-            ctx.fillStyle = level ? colour : p.muted;
+            ctx.fillStyle = p.levelTexts[level];
             ctx.font = font(roomy ? 22 : 13, 600);
             ctx.globalAlpha = p.dark ? 0.75 : 0.9;
             ctx.fillText(String(nCell), x + 9, y + 8);
@@ -275,14 +276,14 @@ export class ExposurePlot {
         const alarm = name("alarm", format.damping(l.alarmDamp));
         ctx.fillText(alarm, xa - 4, y);
         if (xa - 4 + ctx.measureText(alarm).width + 10 < x0) ctx.fillText("undamped", x0 + 2, y);
-        // The limits of magnitude stand inside, at the right edge, above their lines.
-        ctx.textAlign = "right";
+        // The limits of magnitude stand inside, above their lines, where well damped modes seldom come.
+        ctx.textAlign = "left";
         for (const [word, value] of [["warning", l.warnMagn], ["alarm", l.alarmMagn]]) {
             const text = `${word} ${format.magnitude(this.scale, value)}`;
             const ty = this.py(value) - 4;
             if (ty > m.t + 12) {
                 ctx.fillStyle = p.text;
-                ctx.fillText(text, m.l + this.pw - 8, ty);
+                ctx.fillText(text, m.l + 9, ty);
             }
         }
     }
@@ -366,7 +367,7 @@ export class ExposurePlot {
             const [x0, y0, s0] = spots[i - 1];
             const [x1, y1, s1] = i < spots.length ? spots[i] : [head.trueX, head.trueY, s0];
             if (s1.t - s0.t > 4000) continue;
-            const age = Math.min(1, (newest - s1.t) / 60000);
+            const age = Math.min(1, (newest - s1.t) / this.fade_ms);
             const fresh = (1 - age) ** 1.3;
             ctx.globalAlpha = (bDim ? 0.25 : 1) * (0.08 + 0.82 * fresh);
             ctx.strokeStyle = this.p.levels[levelOf(s1.exposure)];

@@ -13,7 +13,7 @@ export function drawPhasors(ctx, w, h, page, store) {
     }).filter(Boolean);
     if (own) arrows.unshift({ phase: 0, size: (page.event.magnitude_max ?? 0) / own.limits.warnMagn, label: "this job", colour: p.accent, own: true });
     const most = Math.max(1, ...arrows.map((a) => a.size));
-    const cx = w / 2, cy = h / 2, radius = Math.min(w / 2 - 50, h / 2 - 20);
+    const cx = w / 2, cy = h / 2, radius = Math.min(w / 2 - 66, h / 2 - 22);
     ctx.clearRect(0, 0, w, h);
     if (radius < 10) return;
     drawDial(ctx, p, cx, cy, radius, radius / most);
@@ -45,7 +45,7 @@ function drawDial(ctx, p, cx, cy, radius, fWarning) {
     ctx.font = font(11);
     ctx.textBaseline = "middle";
     ctx.textAlign = "left";
-    ctx.fillText("in phase", cx + radius + 6, cy);
+    ctx.fillText("in phase", cx + radius + 8, cy);
     ctx.textAlign = "right";
     ctx.fillText("against", cx - radius - 6, cy);
     ctx.textAlign = "center";
@@ -73,7 +73,8 @@ function drawArrow(ctx, p, cx, cy, fLength, { phase, colour, label, own }) {
     ctx.fill();
     ctx.restore();
     if (own) return;
-    const lx = cx + (fLength * 0.72) * Math.cos(angle), ly = cy + (fLength * 0.72) * Math.sin(angle);
+    // The number of the table's row, at the tip.
+    const lx = cx + (fLength + 13) * Math.cos(angle), ly = cy + (fLength + 13) * Math.sin(angle);
     ctx.fillStyle = p.surface;
     ctx.beginPath();
     ctx.arc(lx, ly, 9, 0, 7);

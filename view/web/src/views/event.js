@@ -69,12 +69,12 @@ export function eventView({ store, session }, nId) {
     }
 
     function build(bSwing) {
-        const own = [h("div", { class: "event-side" }, panel("Levels", steps), panel("Notes and acknowledgement", notes))];
-        if (bSwing)
-            own.unshift(h("div", { class: "event-main" }, panel("Actual value", valueHold), panel("Course of the mode", courseHold)),
-                h("div", { class: "event-side" }, panel("Path of exposure", path.element), panel("Swung with it", phasors.element, neighbours)));
-        content.replaceChildren(...own);
-        content.classList.toggle("slim", !bSwing);
+        const main = [panel("Notes and acknowledgement", notes)], side = [panel(bSwing ? "Levels" : "What was told", steps)];
+        if (bSwing) {
+            main.unshift(panel("Actual value", valueHold), panel("Course of the mode", courseHold));
+            side.unshift(panel("Path of exposure", path.element), panel("Swung with it", phasors.element, neighbours));
+        }
+        content.replaceChildren(h("div", { class: "event-main" }, main), h("div", { class: "event-side" }, side));
     }
 
     function drawFacts(event) {
@@ -95,7 +95,7 @@ export function eventView({ store, session }, nId) {
         const job = store.jobs.get(event.job);
         if (!job) return;
         if (!charts.length) {
-            charts = [new TimeChart({ title: "Actual value", unit: job.scale.unit, digits: job.scale.digits + 1, height: 190, sync: "event" }),
+            charts = [new TimeChart({ title: job.signal === "vpad" ? "Angle" : "Active power", unit: job.scale.unit, digits: job.scale.digits + 1, height: 190, sync: "event" }),
                 ...QUANTITIES.map((q, i) => new TimeChart({ ...q, unit: q.column === "magnitude" ? job.scale.unit : q.unit, lines: limitLines([job], q.column), height: 96, sync: "event", xLabels: i === 3 }))];
             valueHold.replaceChildren(charts[0].element);
             courseHold.replaceChildren(...charts.slice(1).map((chart) => chart.element));
@@ -132,8 +132,8 @@ export function eventView({ store, session }, nId) {
             if (course.magnitude[i] !== null) tail.push({ t, magn: course.magnitude[i], damp: course.damping_ratio[i], exposure: course.exposure[i] });
         });
         plot.setJob(job);
-        plot.fade = false;
         const last = tail.at(-1);
+        plot.fade_ms = last ? Math.max(60_000, 1.6 * (last.t - tail[0].t)) : 60_000; // all of the path stays seen
         plot.points = last ? [{ key: "event", label: "", limits: job.limits, tail, magn: last.magn, damp: last.damp, exposure: last.exposure, level: levelOf(last.exposure), ended: page.event.end_ms !== null }] : [];
         path.redraw();
     }
