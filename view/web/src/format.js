@@ -12,10 +12,10 @@ export function fixed(fValue, nDigits) {
 export const frequency = (f) => fixed(f, 3);
 export const exposure = (f) => fixed(f, 2);
 
-/// A damping ratio, always with its sign: it says whether the swing decays.
+/// A damping ratio, always with its sign, even where its digits are all 0: it says whether the swing decays.
 export function damping(f) {
-    const text = fixed(f, 3);
-    return text === NONE || text.startsWith(MINUS) ? text : "+" + text;
+    const text = fixed(Math.abs(f), 3);
+    return text === NONE || f === null ? NONE : (f < 0 ? MINUS : "+") + text;
 }
 
 /// How the magnitudes of a job are written: one prefix and number of decimals for all of its values, chosen by its

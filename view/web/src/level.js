@@ -52,7 +52,7 @@ export function exposureOf(limits, fMagn, fDamp) {
 }
 
 /// What would make this point critical: the least rise of the damping ratio alone, of the magnitude alone. Null where
-/// that alone does not do it; both null where it is critical already.
+/// that alone does not do it; both are null where it is critical already, or takes both to become so.
 export function wayToCritical(limits, fMagn, fDamp) {
     if (levelOf(exposureOf(limits, fMagn, fDamp)) >= 3) return { critical: true, damp: null, magn: null };
     const { row, column } = zonesOf(limits, fMagn, fDamp);

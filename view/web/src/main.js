@@ -47,7 +47,7 @@ const lostBar = h("div", { class: "lost-bar", role: "alert", hidden: true });
 document.body.append(
     h("a", { class: "skip", href: "#main", onclick: (event) => (event.preventDefault(), main.focus()) }, "Skip to the content"),
     h("header", { class: "top" },
-        h("a", { class: "brand", href: "#/now" }, h("img", { src: "icon.svg", alt: "", width: 26, height: 26 }), h("span", {}, "Power swings")),
+        h("a", { class: "brand", href: "#/now", "aria-label": "Power swings: now" }, h("img", { src: "icon.svg", alt: "", width: 26, height: 26 }), h("span", {}, "Power swings")),
         nav, h("div", { class: "tools" }, linkChip, clock, themeButton, userBox)),
     lostBar, main, announcer);
 
@@ -100,6 +100,7 @@ function update() {
     setText(linkWord, text);
     setAttr(linkChip, "class", `link-chip ${kind}`);
     setAttr(linkChip, "title", store.status.text);
+    setAttr(linkChip, "aria-label", `${text}: health`);
     const what = worst ? `${LEVELS[worst.level].word}: ${worst.job_name}` : "";
     const title = `${what || current?.title || "Power swings"} · Power swings`;
     if (document.title !== title) document.title = title;

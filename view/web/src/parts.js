@@ -62,7 +62,7 @@ export function empty(strTitle, strText) {
 }
 
 export function button(strText, fn, { icon: strIcon, kind = "", title } = {}) {
-    return h("button", { type: "button", class: `button ${kind}`, onclick: fn, title, "aria-label": strText ? null : title },
+    return h("button", { type: "button", class: `button ${kind}`, onclick: fn, title, "aria-label": title ?? strText },
         strIcon && icon(strIcon, 16), strText && h("span", {}, strText));
 }
 

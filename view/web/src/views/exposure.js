@@ -190,6 +190,7 @@ function wayText(job, s) {
     const parts = [];
     if (way.magn !== null) parts.push(`+${format.magnitude(job.scale, way.magn)}`);
     if (way.damp !== null) parts.push(`damping ${format.damping(way.damp)}`);
+    if (!parts.length) return "To critical: more of both";
     return `To critical: ${parts.join(" or ")}`;
 }
 

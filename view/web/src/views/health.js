@@ -100,7 +100,7 @@ export function healthView({ store }) {
         if (!filling.length) return windows.replaceChildren(h("p", { class: "muted" }, `All windows of ${list.length === 1 ? "the job are" : `all ${format.count(list.length)} jobs are`} full: swings of all frequencies can be seen.`));
         filling.sort((a, b) => a.state.filled_s / a.windows_s.at(-1) - b.state.filled_s / b.windows_s.at(-1));
         const rows = filling.slice(0, MAX_JOBS).map((job) => [job.name, bars(job), job.state.suspended ? `suspended: ${job.state.suspended}` : fillText(job)]);
-        windows.replaceChildren(table(["Job", "Windows", ""], rows, [0, 1, 2]),
+        windows.replaceChildren(table(["Job", "Windows", "State"], rows, [0, 1, 2]),
             filling.length > MAX_JOBS ? h("p", { class: "muted" }, `and ${format.count(filling.length - MAX_JOBS)} more jobs`) : "");
     }
 
