@@ -208,7 +208,7 @@ test("markup in names, events and notes stays text", async () => {
     server.mock.note(id, markup, markup);
     server.mock.acknowledge(id, markup);
     const page = await openPage(browser, server.url);
-    for (const hash of ["#/now", "#/exposure?job=all", "#/exposure?job=501", "#/trends?modes=501:602,502:602", "#/events", `#/events/${id}`, "#/health", "#/export"]) {
+    for (const hash of ["#/now", "#/exposure?job=all", "#/exposure?job=501", "#/trends?modes=501:602,502:612", "#/events", `#/events/${id}`, "#/health", "#/export"]) {
         await show(page, hash);
         const found = await page.evaluate(() => ({
             hacked: window.hacked, injected: document.querySelectorAll("#injected, main img:not([src='icon.svg']), main script, main [onerror], main [onload], a[href^='javascript']").length,

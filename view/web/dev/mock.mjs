@@ -10,7 +10,7 @@ import { parseArgs } from "node:util";
 import { Model, cycleOf, limitsOf } from "./model.mjs";
 import { exposureOf, levelOf } from "../src/level.js";
 
-const DIST = fileURLToPath(new URL("../dist/", import.meta.url));
+const DIST = process.env.OMA_PAGE_DIR ?? fileURLToPath(new URL("../dist/", import.meta.url));
 const API = fileURLToPath(new URL("../../openapi.json", import.meta.url));
 const TYPES = {
     ".html": "text/html; charset=utf-8", ".js": "text/javascript; charset=utf-8", ".css": "text/css; charset=utf-8",

@@ -117,8 +117,9 @@ export class Store extends EventTarget {
     wantTraces(ids) {
         this.wanted = new Set(ids);
         if (!this.source || [...this.wanted].slice(0, MAX_TRACES).every((id) => this.traced.has(id))) return;
+        // At once for the first cards of a view; later ones are gathered.
         const age = performance.now() - this.tOpened;
-        this.reopenSoon(Math.max(150, 2000 - age));
+        this.reopenSoon(this.traced.size ? Math.max(150, 2000 - age) : 20);
     }
 
     async onSnapshot(state) {

@@ -16,6 +16,7 @@ export class JobCard {
         this.mark = levelMark(18);
         this.value = h("span", { class: "card-value" });
         this.span = { lo: NaN, hi: NaN };
+        this.tDrawn = -Infinity;
         this.spark = canvasBox("spark", () => this.drawSpark(store.clock.smooth()), { role: "img", "aria-label": `Actual value of ${job.name}, last two minutes` });
         this.plot = new ExposurePlot(true);
         this.plot.setJob(job);
@@ -86,8 +87,10 @@ export class JobCard {
         row.bar.set(s.exposure, s.level);
     }
 
+    /// Draws the value again once it has moved by a part of a pixel: no more often, the page is open all day.
     frame(t) {
-        if (this.spark.seen) this.drawSpark(t);
+        if (!this.spark.seen || Math.abs(t - this.tDrawn) * this.spark.width < 0.25 * WINDOW_MS) return;
+        this.drawSpark(t);
     }
 
     redraw() {
@@ -97,6 +100,7 @@ export class JobCard {
     drawSpark(t) {
         const { context: ctx, width: w, height: hh } = this.spark;
         if (t === null || w < 4) return;
+        this.tDrawn = t;
         const n = Math.min(w, 2048);
         const p = palette();
         const { trace, limits, state } = this.job;

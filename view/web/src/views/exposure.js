@@ -103,7 +103,7 @@ export function exposureView({ store, replaceQuery }, query) {
         showRows(job ? [...shown, ...modes.filter((mode) => mode.job !== job)] : modes);
         showNothing(shown, modes);
         mark();
-        if (isMotionReduced()) box.redraw();
+        moving = true;
     }
 
     function showRows(modes) {
@@ -147,8 +147,10 @@ export function exposureView({ store, replaceQuery }, query) {
         saveBlob(csv(lines), exportName(["exposure", job?.name ?? "all jobs"], store.clock.newest, "csv"));
     }
 
+    let moving = false; // since the last message or until all marks have come to rest
     const stop = onFrame(() => {
-        if (box.seen && box.width && plot.points.length + (plot.heads?.length ?? 0)) plot.draw(box.context, box.width, box.height, !isMotionReduced());
+        if (moving && box.seen && box.width) moving = plot.draw(box.context, box.width, box.height, !isMotionReduced());
+        return moving;
     });
     const unTheme = onTheme(() => box.redraw());
     store.wantTraces([]);

@@ -174,6 +174,7 @@ export function trendsView({ store, replaceQuery }, query) {
 
     async function begin() {
         started = true;
+        keys = keys.filter((key) => store.modes.has(key)); // an old address may name what the configuration no longer has
         if (!keys.length) keys = await usualModes(store);
         moved();
     }
