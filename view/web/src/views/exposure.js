@@ -5,11 +5,12 @@ import { button, canvasBox, choice, empty, exposureBar, levelMark, saveBlob } fr
 import { isMotionReduced, onFrame } from "../frame.js";
 import { onTheme } from "../palette.js";
 import { ExposurePlot, pointOf } from "../draw/exposure.js";
-import { levelOf, wayToCritical } from "../level.js";
+import { levelOf, positionOf, wayToCritical } from "../level.js";
 import * as format from "../format.js";
 import { csv, exportName } from "../save.js";
 
 const TREND_MS = 20_000; // over which the direction is taken
+const TREND_ZONES = 0.25; // a change of so many zones in that time is one
 const MAX_ROWS = 60;
 
 export function exposureView({ store, replaceQuery }, query) {
@@ -26,6 +27,7 @@ export function exposureView({ store, replaceQuery }, query) {
     const heading = h("h2", { class: "plot-title" });
     const rows = new Map();
     const list = h("ul", { class: "mode-list" });
+    const calm = h("p", { class: "muted" }, "No mode swings above the floor of its job.");
     const nothing = h("div", { class: "plot-nothing", hidden: true });
     const element = h("div", { class: "view exposure" },
         h("div", { class: "view-head" }, h("h1", {}, "Exposure"), ways.element, h("label", { class: "field" }, h("span", { class: "unseen" }, "Job"), jobSelect)),
@@ -33,7 +35,7 @@ export function exposureView({ store, replaceQuery }, query) {
             h("section", { class: "panel plot-panel", "aria-label": "Picture" },
                 h("div", { class: "panel-head" }, heading, h("div", { class: "panel-tools" }, button("CSV", saveCsv, { icon: "export" }), button("PNG", savePng, { icon: "image" }))),
                 h("div", { class: "plot-hold" }, box.element, nothing)),
-            h("section", { class: "panel", "aria-label": "Modes" }, h("h2", { class: "panel-title" }, "Modes by exposure"), list)));
+            h("section", { class: "panel", "aria-label": "Modes" }, h("h2", { class: "panel-title" }, "Modes by exposure"), list, calm)));
 
     box.canvas.addEventListener("pointermove", (event) => hover(plot.hit(event.offsetX, event.offsetY)));
     box.canvas.addEventListener("pointerleave", () => hover(null));
@@ -108,6 +110,7 @@ export function exposureView({ store, replaceQuery }, query) {
 
     function showRows(modes) {
         const part = modes.slice(0, MAX_ROWS);
+        calm.hidden = part.length > 0;
         const keys = new Set(part.map((mode) => mode.key));
         for (const [key, row] of rows) if (!keys.has(key)) (row.element.remove(), rows.delete(key));
         for (const mode of part) {
@@ -196,21 +199,24 @@ function wayText(job, s) {
     return `To critical: ${parts.join(" or ")}`;
 }
 
-/// Where the degree of exposure has gone in the last seconds: the slope of a straight line through it.
+/// Where the mode has gone in the last seconds, through the zones of magnitude and damping ratio together: the slope of
+/// a straight line. The degree of exposure itself would not do, it hardly moves in the inner corners of the cells.
 export function direction(mode) {
-    const tail = mode.tail;
-    const newest = tail.at(-1)?.t ?? 0;
-    const recent = tail.filter((s) => newest - s.t <= TREND_MS);
+    const newest = mode.tail.at(-1)?.t ?? 0;
+    const recent = mode.tail.filter((s) => newest - s.t <= TREND_MS);
     if (recent.length < 5) return { arrow: "·", word: "new" };
-    const n = recent.length;
-    const mt = recent.reduce((a, s) => a + s.t, 0) / n, mx = recent.reduce((a, s) => a + s.exposure, 0) / n;
-    let up = 0, down = 0;
-    for (const s of recent) {
-        up += (s.t - mt) * (s.exposure - mx);
-        down += (s.t - mt) ** 2;
+    const points = recent.map((s) => {
+        const at = positionOf(mode.job.limits, s.magn, s.damp);
+        return [s.t, at.row + at.magn + at.column + at.damp];
+    });
+    const mt = points.reduce((sum, [t]) => sum + t, 0) / points.length, mx = points.reduce((sum, [, x]) => sum + x, 0) / points.length;
+    let above = 0, below = 0;
+    for (const [t, x] of points) {
+        above += (t - mt) * (x - mx);
+        below += (t - mt) ** 2;
     }
-    const change = down ? (up / down) * TREND_MS : 0; // of exposure over the time looked at
-    if (change > 0.4) return { arrow: "↗", word: "rising" };
-    if (change < -0.4) return { arrow: "↘", word: "falling" };
+    const change = below ? (above / below) * TREND_MS : 0; // in zones, over the time looked at
+    if (change > TREND_ZONES) return { arrow: "↗", word: "rising" };
+    if (change < -TREND_ZONES) return { arrow: "↘", word: "falling" };
     return { arrow: "→", word: "steady" };
 }

@@ -7,6 +7,7 @@ import { onTheme } from "../palette.js";
 import { LEVELS } from "../level.js";
 import * as format from "../format.js";
 import { JobCard } from "./card.js";
+import { LatestEvents } from "./latest.js";
 import { QuietList } from "./quiet.js";
 
 const ALL_AS_CARDS = 8; // a page of so few jobs shows the quiet ones as cards, too
@@ -27,11 +28,12 @@ export function nowView({ store, replaceQuery }, query) {
     const grid = h("div", { class: "cards" });
     const more = h("p", { class: "muted", hidden: true });
     const quiet = new QuietList(store);
+    const latest = new LatestEvents(store);
     const nothing = h("div", {});
     const element = h("div", { class: "view now" },
         h("h1", { class: "unseen" }, "Now"), banner.element,
         h("div", { class: "bar" }, h("label", { class: "search" }, icon("search", 16), search), orders.element, countText),
-        nothing, grid, more, quiet.element);
+        nothing, grid, more, quiet.element, latest.element);
 
     function changed(strFilter, strOrder) {
         filter = strFilter.trim();
@@ -56,6 +58,7 @@ export function nowView({ store, replaceQuery }, query) {
         }
         showCards(lively);
         quiet.update(calm);
+        latest.update();
         const total = store.jobs.size;
         setText(countText, needle ? `${format.count(lively.length + calm.length)} of ${format.count(total)} jobs` : `${format.count(total)} job${total === 1 ? "" : "s"}`);
         showNothing(lively, calm, needle);

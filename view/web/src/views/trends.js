@@ -1,16 +1,18 @@
 // Trends: frequency, magnitude, damping ratio and exposure of chosen modes over minutes to months.
 
 import { h, setText, setAttr } from "../dom.js";
-import { button, choice, empty, icon, saveBlob } from "../parts.js";
+import { button, choice, empty, icon, level, saveBlob } from "../parts.js";
 import { get, apiUrl } from "../api.js";
 import { TimeChart, chartsToBlob } from "../draw/chart.js";
 import { QUANTITIES, columnsOf, limitLines, magnitudeUnit, modeLabel } from "../courses.js";
 import { onTheme, palette } from "../palette.js";
+import * as format from "../format.js";
 import { exportName } from "../save.js";
 import { ModePicker } from "./picker.js";
 
 const SPANS = [["600", "10 min"], ["3600", "1 h"], ["21600", "6 h"], ["86400", "24 h"], ["604800", "7 d"], ["2592000", "30 d"], ["31536000", "1 y"]];
 const LONGEST = 2 * 31_536_000_000;
+const MAX_LINKS = 8;
 const MAX_MODES = 8; // colours that can be told apart
 
 export function trendsView({ store, replaceQuery }, query) {
@@ -30,12 +32,13 @@ export function trendsView({ store, replaceQuery }, query) {
     const chips = h("div", { class: "chips" });
     const hold = h("div", { class: "charts", tabindex: "0", "aria-label": "Curves; arrow keys move, plus and minus zoom", onkeydown: onKey });
     const message = h("div", {});
+    const spansList = h("ul", { class: "event-links" });
     const note = h("p", { class: "muted chart-note" });
     const element = h("div", { class: "view trends" },
         h("div", { class: "view-head" }, h("h1", {}, "Trends"), spans.element,
             h("div", { class: "group" }, button("", () => pan(-0.5), { icon: "back", title: "Earlier" }), button("", () => pan(0.5), { icon: "next", title: "Later" }), follow),
             h("div", { class: "group spring" }, button("CSV", saveCsv, { icon: "export" }), button("PNG", savePng, { icon: "image" }))),
-        h("section", { class: "panel" }, h("div", { class: "panel-head" }, chips, picker.button), picker.element, message, hold, note));
+        h("section", { class: "panel" }, h("div", { class: "panel-head" }, chips, picker.button), picker.element, message, hold, spansList, note));
 
     // ---- what is shown ----
 
@@ -103,6 +106,8 @@ export function trendsView({ store, replaceQuery }, query) {
         const modes = keys.map((key) => store.modes.get(key)).filter(Boolean);
         if (!modes.length) {
             hold.hidden = true;
+            spansList.replaceChildren();
+            setText(note, "");
             return showMessage("No mode chosen", "Choose up to eight modes; a card on Now and a row in Events lead here, too.");
         }
         if (!answer) return;
@@ -122,7 +127,15 @@ export function trendsView({ store, replaceQuery }, query) {
             const { data, banded } = columnsOf(courses, QUANTITIES[i].column, factor);
             chart.set(series, data, seen, behind, banded);
         });
+        showEvents(answer.events);
         showNote(courses);
+    }
+
+    /// The events behind the curves as links, the worst of them first.
+    function showEvents(events) {
+        const worst = [...events].sort((a, b) => b.level_worst - a.level_worst || b.begin_ms - a.begin_ms).slice(0, MAX_LINKS);
+        spansList.replaceChildren(...worst.map((e) => h("li", {}, h("a", { href: `#/events/${e.id}` }, level(e.level_worst), h("span", { class: "num" }, format.dateTime(e.begin_ms)), keys.length > 1 && h("span", { class: "muted" }, e.job_name)))),
+            ...(events.length > MAX_LINKS ? [h("li", { class: "muted" }, `and ${events.length - MAX_LINKS} more`)] : []));
     }
 
     function buildCharts(jobs) {
@@ -133,7 +146,7 @@ export function trendsView({ store, replaceQuery }, query) {
         charts.forEach((chart) => chart.destroy());
         charts = QUANTITIES.map((q, i) => new TimeChart({
             ...q, unit: q.column === "magnitude" ? unit : q.unit, lines: limitLines(jobs, q.column), sync: "trends", onRange: zoomTo, xLabels: i === QUANTITIES.length - 1,
-            height: i === QUANTITIES.length - 1 ? 140 : 140,
+            height: 140,
         }));
         hold.replaceChildren(...charts.map((chart) => chart.element));
     }
