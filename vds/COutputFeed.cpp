@@ -243,7 +243,9 @@ void COutputFeed::FillEvents(SReader& r_reader, Link::FeedBatch& r_batch)
     if (!fnFrom(r_reader.queHistory, r_batch.mutable_events()) ||
         !fnFrom(r_reader.queStanding, r_batch.mutable_standing()))
         return;
-    r_batch.set_standing_done(!std::exchange(r_reader.bStandingSent, true));
+    // What has come since is for the next batch: what stands would contradict it.
+    if (!std::exchange(r_reader.bStandingSent, true))
+        return r_batch.set_standing_done(true);
     const std::uint64_t nFirst = m_nNextEvent - m_queEvent.size();
     r_reader.nEvent = std::max(r_reader.nEvent, nFirst);
     for (; r_reader.nEvent < m_nNextEvent && nBytes < g_nBatchBytes; ++r_reader.nEvent)

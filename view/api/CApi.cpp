@@ -1,4 +1,5 @@
 #include "view/api/CApi.h"
+#include "Version.h"
 #include "view/api/CLiveStream.h"
 #include "view/metrics/ViewMetrics.h"
 #include <algorithm>
@@ -205,6 +206,7 @@ SHttpResponse CApi::Live(const SHttpRequest& p_request)
 SHttpResponse CApi::Health()
 {
     json::object health = m_state.View([](const CViewState::SView& p_view) { return HealthJson(p_view); });
+    health["version"] = g_pVersion;
     health["browsers"] = m_fnBrowsers();
     m_part.FillHealth(health);
     return JsonResponse(health);

@@ -55,15 +55,17 @@ CMemory::~CMemory()
 void CMemory::Restore(CEventBook& r_book)
 {
     CDatabase& db = m_pWriter->Db();
-    std::vector<SViewEvent> vecEvent = ReadEvents(db, "end_ms = -1", "id");
+    const std::int64_t nTicks = db.Integer("SELECT ticks FROM step ORDER BY id DESC LIMIT 1");
+    // What ended last may go on: a change of level ends the one and raises the other with the same time stamp.
+    std::vector<SViewEvent> vecEvent =
+        ReadEvents(db, "end_ms = -1 OR end_ms >= " + std::to_string(MsFromTicks(nTicks)), "id");
     for (const SViewEvent& event : vecEvent)
     {
         const auto it = m_model.mapJob.find(event.nJob);
-        if (event.bMode && it != m_model.mapJob.end())
+        if (event.bMode && event.Stands() && it != m_model.mapJob.end())
             m_vecRecorder[it->second].OnEvent(event.nId, TicksFromMs(event.nBegin_ms), 0, SinkOf(it->second));
     }
     r_book.Restore(std::move(vecEvent), db.Integer("SELECT max(id) FROM event"));
-    const std::int64_t nTicks = db.Integer("SELECT ticks FROM step ORDER BY id DESC LIMIT 1");
     std::set<CEventBook::TIdentity> setLast;
     CStatement get(db, "SELECT event.elem_type, event.elem_id, step.key, step.app FROM step JOIN event ON "
                        "event.id = step.event WHERE step.ticks = ? AND step.id > (SELECT max(id) FROM step) - 10000");

@@ -54,7 +54,7 @@ void CViewState::OnLink(bool p_bUp, const std::string& p_strText)
 std::int64_t CViewState::EventsSince() const
 {
     const std::lock_guard<std::mutex> lock(m_mtx);
-    return m_book.LastTicks();
+    return std::max<std::int64_t>(m_book.LastTicks(), 1); // an empty memory wants all that the server knows
 }
 
 void CViewState::Receive(const SFeedBatch& p_batch)

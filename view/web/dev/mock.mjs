@@ -319,9 +319,9 @@ class Mock {
         return {
             wall_ms: Date.now(), status: this.statusObject(), version: "1.0.0",
             server: {
-                address: "127.0.0.1:4712", connected: up, since_ms: this.statusSince - 7.3e6, version: "1.0.0", source: "grid.json", live: true, rate_Hz: 50,
+                address: "127.0.0.1:4712", connected: up, since_ms: this.statusSince - 7.3e6, version: "1.0.0", live: true, rate_Hz: 50,
                 now_ms: now, samples_per_s: up ? 50 * this.model.jobs.length : 0, cycles: 364211, gaps: 3, invalid: 42, values_lost: 0,
-                pass: { count: 7284, last_s: 0.0031, p99_s: 0.0094, max_s: 0.021 },
+                pass: { count: 7284, mean_s: 0.0031, p99_s: 0.0094, max_s: 0.021 },
             },
             streams: [stream("PMU-NORTH", 0, "locked, within 1 µs"), stream("PMU-SOUTH", 17, "locked, within 10 µs"),
                 { ...stream("PMU-ISLE", 0, "not locked for 4 min"), connected: false, samples_per_s: 0 }],

@@ -10,6 +10,8 @@ export const QUANTITIES = [
     { column: "exposure", title: "Degree of exposure", unit: "", digits: 2, includeZero: true },
 ];
 
+const EXPAND = 2; // of uPlot.join: a hole reaches to the next value of its own curve, whatever the others have between
+
 /// The unit in which these jobs' magnitudes share one axis, and the factor of each job.
 export function magnitudeUnit(jobs) {
     const units = new Set(jobs.map((job) => job.scale.unit));
@@ -33,7 +35,7 @@ export function columnsOf(courses, strColumn, fnFactor) {
     const banded = courses.some((course) => course.resolution !== "pass");
     const tables = courses.map((course) => tableOf(course, strColumn, fnFactor(course), banded));
     if (!tables.length) return { data: [[]], banded };
-    const joined = tables.length === 1 ? tables[0] : uPlot.join(tables);
+    const joined = tables.length === 1 ? tables[0] : uPlot.join(tables, tables.map((table) => table.map(() => EXPAND)));
     // From [t, v0, lo0, hi0, v1, lo1, hi1 ...] to [t, v0, v1 ..., lo0, hi0, lo1, hi1 ...].
     if (!banded) return { data: joined, banded };
     const curves = [], edges = [];

@@ -161,9 +161,11 @@ export class Store extends EventTarget {
             const mode = this.modes.get(`${job.id}:${own.mode}`);
             if (!mode) continue;
             mode.state = own;
+            if (!own.alive) mode.hole = true;
             if (!own.alive || own.time_ms === null || own.magnitude === null) continue;
             job.tLively = own.time_ms;
-            addToTail(mode.tail, own);
+            addToTail(mode.tail, own, mode.hole);
+            mode.hole = false;
         }
     }
 
@@ -184,11 +186,9 @@ export class Store extends EventTarget {
     mergeTail(course) {
         const mode = this.modes.get(`${course.job}:${course.mode}`);
         if (!mode) return;
-        const old = [];
-        for (let i = 0; i < course.time_ms.length; i++)
-            if (course.magnitude[i] !== null && course.time_ms[i] < (mode.tail[0]?.t ?? Infinity))
-                old.push({ t: course.time_ms[i], magn: course.magnitude[i], damp: course.damping_ratio[i], exposure: course.exposure[i] });
-        mode.tail.unshift(...old);
+        const first = mode.tail[0]?.t ?? Infinity;
+        const old = course.time_ms.map((t, i) => ({ t, magn: course.magnitude[i], damp: course.damping_ratio[i], exposure: course.exposure[i] }));
+        mode.tail.unshift(...withHoles(old.filter((s) => s.t < first)));
     }
 
     // ---- questions of the views ----
@@ -215,11 +215,22 @@ export class Store extends EventTarget {
     }
 }
 
-function addToTail(tail, { time_ms: t, magnitude: magn, damping_ratio: damp, exposure }) {
+/// Without the passes that saw nothing (magnitude null); the first one after such carries the mark "hole".
+export function withHoles(samples) {
+    let hole = false;
+    return samples.filter((s) => {
+        if (s.magn === null) return !(hole = true);
+        if (hole) s.hole = true;
+        hole = false;
+        return true;
+    });
+}
+
+function addToTail(tail, { time_ms: t, magnitude: magn, damping_ratio: damp, exposure }, bHole) {
     const last = tail.at(-1);
     if (last && t < last.t) tail.length = 0; // the data have begun anew
     if (last && t === last.t) return;
-    tail.push({ t, magn, damp, exposure });
+    tail.push({ t, magn, damp, exposure, hole: bHole });
     while (tail.length && t - tail[0].t > TAIL_MS) tail.shift();
 }
 

@@ -78,7 +78,7 @@ export class TimeChart {
             series: [{}, ...curves, ...edges], bands,
             axes: [
                 { ...ink, show: true, size: this.xLabels ? 26 : 0, values: this.xLabels ? xValues : (u, splits) => splits.map(() => ""), space: 84, gap: 4 },
-                { ...ink, size: AXIS, values: (u, splits) => yValues(splits), space: 34, gap: 6 },
+                { ...ink, size: AXIS, values: yValues, space: 34, gap: 6 },
             ],
             hooks: {
                 drawClear: [(u) => this.drawSpans(u)], draw: [(u) => this.drawLines(u)], setCursor: [(u) => this.showCursor(u)],
@@ -170,7 +170,8 @@ export class TimeChart {
         ctx.font = font(10.5 * ratio, 500);
         ctx.textAlign = "right";
         ctx.textBaseline = "bottom";
-        for (const { y, text } of this.lines) {
+        let named = Infinity; // where the last name stands: names do not overlap
+        for (const { y, text } of [...this.lines].sort((a, b) => a.y - b.y)) {
             const py = Math.round(u.valToPos(y, "y", true)) + 0.5;
             if (py < top + 10 * ratio || py > top + height) continue;
             ctx.strokeStyle = alpha(p.muted, 0.6);
@@ -178,6 +179,8 @@ export class TimeChart {
             ctx.moveTo(left, py);
             ctx.lineTo(left + width, py);
             ctx.stroke();
+            if (named - py < 12 * ratio) continue;
+            named = py;
             ctx.fillStyle = p.muted;
             ctx.fillText(text, left + width - 4 * ratio, py - 2 * ratio);
         }
@@ -228,8 +231,8 @@ function xValues(u, splits) {
     });
 }
 
-function yValues(splits) {
-    const step = splits.length > 1 ? splits[1] - splits[0] : 1;
+function yValues(u, splits) {
+    const step = splits.length > 1 ? splits[1] - splits[0] : (u.scales.y.max - u.scales.y.min) / 2;
     const digits = Math.max(0, Math.ceil(-Math.log10(step) - 1e-9) + (/^2[05]?5/.test(String(step).replace(/[0.]/g, "")) ? 1 : 0));
     return splits.map((v) => format.fixed(v, Math.min(6, digits)));
 }

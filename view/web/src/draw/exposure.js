@@ -366,7 +366,7 @@ export class ExposurePlot {
         for (let i = 1; i <= spots.length; i++) {
             const [x0, y0, s0] = spots[i - 1];
             const [x1, y1, s1] = i < spots.length ? spots[i] : [head.trueX, head.trueY, s0];
-            if (s1.t - s0.t > 4000) continue;
+            if (s1.hole) continue;
             const age = Math.min(1, (newest - s1.t) / this.fade_ms);
             const fresh = (1 - age) ** 1.3;
             ctx.globalAlpha = (bDim ? 0.25 : 1) * (0.08 + 0.82 * fresh);

@@ -73,8 +73,8 @@ function drawArrow(ctx, p, cx, cy, fLength, { phase, colour, label, own }) {
     ctx.fill();
     ctx.restore();
     if (own) return;
-    // The number of the table's row, at the tip.
-    const lx = cx + (fLength + 13) * Math.cos(angle), ly = cy + (fLength + 13) * Math.sin(angle);
+    // The number of the table's row, beside the arrow.
+    const lx = cx + 0.8 * fLength * Math.cos(angle) - 15 * Math.sin(angle), ly = cy + 0.8 * fLength * Math.sin(angle) + 15 * Math.cos(angle);
     ctx.fillStyle = p.surface;
     ctx.beginPath();
     ctx.arc(lx, ly, 9, 0, 7);

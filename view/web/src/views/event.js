@@ -9,8 +9,11 @@ import { ExposurePlot } from "../draw/exposure.js";
 import { drawPhasors } from "../draw/phasors.js";
 import { QUANTITIES, columnsOf, limitLines } from "../courses.js";
 import { onTheme } from "../palette.js";
+import { withHoles } from "../store.js";
 import { exportName } from "../save.js";
 import * as format from "../format.js";
+
+const AFTER_MS = 5000; // of the path beside the event
 
 export function eventView({ store, session }, nId) {
     let page = null;
@@ -127,10 +130,12 @@ export function eventView({ store, session }, nId) {
     }
 
     function drawPath(job, course) {
-        const tail = [];
+        const seen = [];
         course?.time_ms.forEach((t, i) => {
-            if (course.magnitude[i] !== null) tail.push({ t, magn: course.magnitude[i], damp: course.damping_ratio[i], exposure: course.exposure[i] });
+            if (t > (page.event.end_ms ?? Infinity) + AFTER_MS || t < page.event.begin_ms - AFTER_MS) return;
+            seen.push({ t, magn: course.magnitude[i], damp: course.damping_ratio[i], exposure: course.exposure[i] });
         });
+        const tail = withHoles(seen);
         plot.setJob(job);
         const last = tail.at(-1);
         plot.fade_ms = last ? Math.max(60_000, 1.6 * (last.t - tail[0].t)) : 60_000; // all of the path stays seen

@@ -44,7 +44,7 @@ export function eventsView({ store, go, replaceQuery }, query) {
             select("Worst level at least", "level_min", [["", "All levels"], ...[1, 2, 3, 4].map((n) => [String(n), n === 4 ? LEVELS[n].word : `${LEVELS[n].word} or worse`])]),
             kinds, select("Standing", "standing", [["", "Standing or ended"], ["true", "Standing"], ["false", "Ended"]]),
             select("Acknowledged", "acknowledged", [["", "Acknowledged or not"], ["false", "Not acknowledged"], ["true", "Acknowledged"]]),
-            time("from", "from"), time("to", "to"), jobNote),
+            h("span", { class: "group wrap" }, time("from", "from"), time("to", "to")), jobNote),
         h("section", { class: "panel flush" }, h("div", { class: "strip-hold" }, strip.element, stripLabels), h("div", { class: "table-hold" }, table), message, h("div", { class: "table-foot" }, more)));
 
     function changed(strName, value, nWait = 0) {

@@ -53,11 +53,11 @@ export function healthView({ store }) {
         const s = health.server;
         facts(server, [
             ["Connection", s.connected ? `${s.address}, since ${format.dateTime(s.since_ms)}` : `${s.address}: none`],
-            ["Source", s.source ? `${s.source}${s.live ? "" : " (recording)"}` : format.NONE], ["Time of the data", format.dateTime(s.now_ms)],
+            ["Source", !s.connected ? format.NONE : s.live ? "live" : "recording or scenario"], ["Time of the data", format.dateTime(s.now_ms)],
             ["Rate", `${format.fixed(s.rate_Hz, s.rate_Hz % 1 ? 1 : 0)} Hz`], ["Samples a second", format.count(s.samples_per_s)], ["Cycles", format.count(s.cycles)], ["Gaps", format.count(s.gaps)],
             ["Invalid samples", format.count(s.invalid)], ["Values lost here", format.count(s.values_lost)],
-            ["Time of a pass", s.pass.count ? `${ms(s.pass.last_s)} last, ${ms(s.pass.p99_s)} for 99 %, ${ms(s.pass.max_s)} at most` : "none yet"],
-            ["Versions", `server ${s.version || format.NONE}, omaview ${health.version}`], ["Open pages", format.count(health.browsers)],
+            ["Time of a pass", s.pass.count ? `${ms(s.pass.mean_s)} mean, ${ms(s.pass.p99_s)} for 99 %, ${ms(s.pass.max_s)} at most` : "none yet"],
+            ["Versions", `server ${s.version || "unknown"}, omaview ${health.version}`], ["Open pages", format.count(health.browsers)],
         ]);
         const m = health.store;
         facts(store_, [
