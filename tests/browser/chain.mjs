@@ -13,8 +13,6 @@ const START_MS = 30_000;
 const STOP_MS = 40_000;
 const UNIX_TICKS = 621_355_968_000_000_000n; // 100 ns from the year 1 to 1970
 
-export const hasPrograms = () => ["vds", "oma", "omaview"].every((name) => existsSync(join(BIN, name)));
-
 /// Milliseconds since 1970 of a time stamp in ticks, as it stands in the text of a log (beyond the integers of a number).
 export const msOf = (strTicks) => Number((BigInt(strTicks) - UNIX_TICKS) / 10_000n);
 

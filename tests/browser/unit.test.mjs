@@ -2,9 +2,12 @@
 
 import test from "node:test";
 import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
+import { createRequire } from "node:module";
 import { CELLS, exposureOf, levelOf, wayToCritical } from "../../view/web/src/level.js";
 import { Trace } from "../../view/web/src/trace.js";
 import { csv } from "../../view/web/src/save.js";
+import { startMock } from "../../view/web/dev/mock.mjs";
 import * as format from "../../view/web/src/format.js";
 
 const LIMITS = { warnMagn: 100, alarmMagn: 200, warnDamp: -0.1, alarmDamp: -0.05 };
@@ -73,4 +76,26 @@ test("numbers and times as texts", () => {
     assert.deepEqual([5, 65, 3700, 90_000].map(format.span), ["5 s", "1 min 05 s", "1 h 01 min", "1 d 1 h"]);
     assert.equal(format.dateTime(Date.UTC(2026, 2, 5, 10, 2, 3)), "2026-03-05 10:02:03");
     assert.equal(format.fromInput(format.toInput(1_772_704_923_000)), 1_772_704_923_000);
+});
+
+test("the stand-in for the server answers as the interface is described", async () => {
+    const require = createRequire(new URL("../../view/web/package.json", import.meta.url));
+    const Ajv = require("ajv/dist/2020.js").default;
+    const api = JSON.parse(readFileSync(new URL("../../view/openapi.json", import.meta.url), "utf8"));
+    const ajv = new Ajv({ strict: false, allErrors: true });
+    ajv.addSchema(api, "api");
+    const server = await startMock({ speed: 0 });
+    try {
+        const { events } = await (await fetch(`${server.url}api/v1/events?limit=1`)).json();
+        for (const path of ["jobs", "state", "session", "health", "events?limit=5", `events/${events[0].id}`, "trends?modes=501:602,502:612", "trends?modes=501:602&points=50", "values?job=501"]) {
+            const template = `/api/v1/${path.split("?")[0].replace(/\d+$/, "{id}")}`;
+            const answer = await (await fetch(`${server.url}api/v1/${path}`)).json();
+            const schema = api.paths[template].get.responses["200"].content["application/json"].schema;
+            assert.ok(schema, `${template} is described`);
+            const check = ajv.compile({ $ref: `api${schema.$ref}` });
+            assert.ok(check(answer), `${path}: ${ajv.errorsText(check.errors)}`);
+        }
+    } finally {
+        await server.close();
+    }
 });
