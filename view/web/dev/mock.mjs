@@ -56,6 +56,7 @@ class Mock {
         this.notes = new Map();
         this.acks = new Map();
         this.sessions = new Map();
+        this.token = "token";
         this.statusSince = this.at;
         this.nPass = 0;
         this.last = new Map();
@@ -335,9 +336,9 @@ class Mock {
     // ---- the server ----
 
     session(request) {
-        if (!this.users) return { required: false, signed_in: true, name: "local", role: "operator", csrf_token: "mock-token" };
+        if (!this.users) return { required: false, signed_in: true, name: "local", role: "operator", csrf_token: this.token };
         const key = /(?:^|; )omaview=(\w+)/.exec(request.headers.cookie ?? "")?.[1];
-        return { required: true, signed_in: this.sessions.has(key), name: this.sessions.get(key) ?? "", role: this.sessions.get(key) ?? "none", csrf_token: "mock-token" };
+        return { required: true, signed_in: this.sessions.has(key), name: this.sessions.get(key) ?? "", role: this.sessions.get(key) ?? "none", csrf_token: this.token };
     }
 
     signIn(body, response) {
@@ -348,7 +349,7 @@ class Mock {
         const key = Math.random().toString(36).slice(2);
         this.sessions.set(key, body.name);
         response.setHeader("Set-Cookie", `omaview=${key}; HttpOnly; SameSite=Strict; Path=/`);
-        return { required: true, signed_in: true, name: body.name, role: body.name, csrf_token: "mock-token" };
+        return { required: true, signed_in: true, name: body.name, role: body.name, csrf_token: this.token };
     }
 
     note(id, text, by) {

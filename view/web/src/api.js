@@ -25,27 +25,48 @@ export function apiUrl(strPath, query = {}) {
 }
 
 export const get = (strPath, query, signal) => request("GET", apiUrl(strPath, query), undefined, signal);
-export const post = (strPath, body = {}) => request("POST", BASE + strPath, body);
+
+/// A token that is refused may be that of a server before its restart: one more try with a new one.
+export async function post(strPath, body = {}) {
+    try {
+        return await request("POST", BASE + strPath, body);
+    } catch (failure) {
+        if (failure.status !== 403) throw failure;
+        await whoAmI();
+        return request("POST", BASE + strPath, body);
+    }
+}
+
+/// A file that the server makes: { blob, name }. Fetched, not navigated to, so that a refusal can be told on the page.
+export async function download(strPath, query) {
+    const response = await send("GET", apiUrl(strPath, query), {});
+    if (!response.ok) throw await failureOf(response, strPath);
+    const name = /filename="?([^";]+)"?/.exec(response.headers.get("Content-Disposition") ?? "")?.[1];
+    return { blob: await response.blob(), name: name ?? strPath.split("/").pop() };
+}
 
 async function request(strMethod, strUrl, body, signal) {
     const headers = { Accept: "application/json" };
     if (strMethod !== "GET") headers["X-CSRF-Token"] = strCsrf;
     if (body !== undefined) headers["Content-Type"] = "application/json";
-    let response;
+    const response = await send(strMethod, strUrl, { headers, signal, body: body === undefined ? undefined : JSON.stringify(body) });
+    if (!response.ok) throw await failureOf(response, strUrl);
+    return response.json();
+}
+
+async function send(strMethod, strUrl, options) {
     try {
-        response = await fetch(strUrl, {
-            method: strMethod, headers, signal, credentials: "same-origin", body: body === undefined ? undefined : JSON.stringify(body),
-        });
+        return await fetch(strUrl, { method: strMethod, credentials: "same-origin", ...options });
     } catch (failure) {
         if (failure.name === "AbortError") throw failure;
         throw new ApiError(0, "omaview does not answer.");
     }
+}
+
+async function failureOf(response, strUrl) {
     const answer = await response.json().catch(() => ({}));
-    if (!response.ok) {
-        if (response.status === 401 && !strUrl.endsWith("/session")) fnSignedOut();
-        throw new ApiError(response.status, answer.error ?? `The server answered with status ${response.status}.`);
-    }
-    return answer;
+    if (response.status === 401 && !strUrl.endsWith("/session")) fnSignedOut();
+    return new ApiError(response.status, answer.error ?? `The server answered with status ${response.status}.`);
 }
 
 async function session(strMethod, body) {
@@ -54,6 +75,12 @@ async function session(strMethod, body) {
     return answer;
 }
 
-export const whoAmI = () => session("GET");
+/// Who the reader is to the server; a session that has ended leads to the sign-in.
+export async function whoAmI() {
+    const answer = await session("GET");
+    if (!answer.signed_in) fnSignedOut();
+    return answer;
+}
+
 export const signIn = (strName, strPassword) => session("POST", { name: strName, password: strPassword });
 export const signOut = () => session("DELETE");

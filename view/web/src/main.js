@@ -173,7 +173,7 @@ async function enter() {
     try {
         app.session = await api.whoAmI();
         showUser();
-        if (app.session.signed_in) await store.start();
+        if (app.session.signed_in) await store.start(); // else the sign-in is shown
         strShown = "";
         show(false);
     } catch (failure) {

@@ -1,6 +1,7 @@
 // Small parts that several views are made of.
 
 import { h, svg, setText, setAttr } from "./dom.js";
+import { download } from "./api.js";
 import { LEVELS } from "./level.js";
 
 /// Form of a level, coloured by it. The word stands beside it, so it is hidden from a reader of the screen.
@@ -124,6 +125,28 @@ export function saveBlob(blob, strName) {
     link.click();
     link.remove();
     setTimeout(() => URL.revokeObjectURL(url), 10_000);
+}
+
+/// A button that fetches a file from the server; what hinders it stands in its place for a while. p_fn gives the path and
+/// the query, or null where there is nothing to fetch.
+export function fetchButton(strText, fn, options = {}) {
+    const element = button(strText, take, { icon: "export", ...options });
+    const label = element.lastElementChild;
+    async function take() {
+        const wanted = fn();
+        if (!wanted) return;
+        element.disabled = true;
+        try {
+            const { blob, name } = await download(...wanted);
+            saveBlob(blob, name);
+        } catch (failure) {
+            label.textContent = failure.message;
+            setTimeout(() => (label.textContent = strText), 6000);
+        } finally {
+            element.disabled = false;
+        }
+    }
+    return element;
 }
 
 /// A name of a file from names that come from outside.

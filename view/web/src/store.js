@@ -1,7 +1,7 @@
 // What the page knows: configuration, newest state, tails of the last minute, traces. Filled by the live stream and
 // read by the views, which are told once per message.
 
-import { get, apiUrl, ApiError } from "./api.js";
+import { get, apiUrl, whoAmI, ApiError } from "./api.js";
 import { scaleOf, band } from "./format.js";
 import { Trace } from "./trace.js";
 
@@ -92,10 +92,11 @@ export class Store extends EventTarget {
         clearTimeout(this.reopening);
         this.reopening = setTimeout(async () => {
             try {
-                if (bAsk) await get("session");
+                if (bAsk) await whoAmI();
                 if (this.watchdog) this.open();
             } catch (failure) {
-                if (failure instanceof ApiError && failure.status !== 401) this.reopenSoon(3000, true);
+                if (!(failure instanceof ApiError)) throw failure;
+                this.reopenSoon(3000, true);
             }
         }, nDelay);
     }

@@ -1,8 +1,8 @@
 // One event: the value around it, the course of its mode, who swung with it, and what operators wrote.
 
 import { h, setText } from "../dom.js";
-import { button, canvasBox, empty, icon, levelMark, level, saveBlob } from "../parts.js";
-import { get, post, apiUrl } from "../api.js";
+import { button, canvasBox, empty, fetchButton, icon, levelMark, level, saveBlob } from "../parts.js";
+import { get, post } from "../api.js";
 import { LEVELS, levelOf } from "../level.js";
 import { TimeChart, chartsToBlob } from "../draw/chart.js";
 import { ExposurePlot } from "../draw/exposure.js";
@@ -26,12 +26,10 @@ export function eventView({ store, session }, nId) {
     const message = h("div", {});
     const content = h("div", { class: "event-content" });
     const acknowledge = button("Acknowledge", sendAcknowledgement, { icon: "check", kind: "solid" });
-    const exportUrl = (strEnding) => apiUrl(`export/events/${nId}.${strEnding}`);
     const element = h("div", { class: "view event" },
         h("a", { class: "back", href: "#/events" }, icon("back", 16), "All events"),
         h("div", { class: "view-head" }, mark.element, title, h("div", { class: "group spring wrap" }, acknowledge,
-            h("a", { class: "button", href: exportUrl("csv"), download: "" }, icon("export", 16), "Record CSV"),
-            h("a", { class: "button", href: exportUrl("cff"), download: "" }, icon("export", 16), "COMTRADE"), button("PNG", savePng, { icon: "image" }))),
+            fetchButton("Record CSV", () => [`export/events/${nId}.csv`]), fetchButton("COMTRADE", () => [`export/events/${nId}.cff`]), button("PNG", savePng, { icon: "image" }))),
         message, facts, content);
 
     const plot = new ExposurePlot();

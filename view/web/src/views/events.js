@@ -1,8 +1,8 @@
 // Events: what has happened, newest first, with filters.
 
 import { h, setText } from "../dom.js";
-import { button, canvasBox, empty, icon, level } from "../parts.js";
-import { get, apiUrl } from "../api.js";
+import { button, canvasBox, empty, fetchButton, icon, level } from "../parts.js";
+import { get } from "../api.js";
 import { LEVELS } from "../level.js";
 import { onTheme, palette } from "../palette.js";
 import * as format from "../format.js";
@@ -39,7 +39,7 @@ export function eventsView({ store, go, replaceQuery }, query) {
     const message = h("div", {});
     const more = button("Show earlier events", () => load(true));
     const element = h("div", { class: "view events" },
-        h("div", { class: "view-head" }, h("h1", {}, "Events"), countText, h("span", { class: "spring" }), button("CSV", saveCsv, { icon: "export" })),
+        h("div", { class: "view-head" }, h("h1", {}, "Events"), countText, h("span", { class: "spring" }), fetchButton("CSV", () => ["export/events.csv", asked()])),
         h("div", { class: "bar filters" }, h("label", { class: "search" }, icon("search", 16), search),
             select("Worst level at least", "level_min", [["", "All levels"], ...[1, 2, 3, 4].map((n) => [String(n), n === 4 ? LEVELS[n].word : `${LEVELS[n].word} or worse`])]),
             kinds, select("Standing", "standing", [["", "Standing or ended"], ["true", "Standing"], ["false", "Ended"]]),
@@ -152,10 +152,6 @@ export function eventsView({ store, go, replaceQuery }, query) {
     function replaceRow(event) {
         const old = body.querySelector(`tr[data-event="${Number(event.id)}"]`);
         if (old && !old.contains(document.activeElement)) old.replaceWith(row(event));
-    }
-
-    function saveCsv() {
-        window.location.assign(apiUrl("export/events.csv", asked()));
     }
 
     function update() {

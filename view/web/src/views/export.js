@@ -1,8 +1,7 @@
 // Export: what can be taken away, and from where.
 
 import { h, setText } from "../dom.js";
-import { button, icon } from "../parts.js";
-import { apiUrl } from "../api.js";
+import { fetchButton, icon } from "../parts.js";
 import * as format from "../format.js";
 import { ModePicker } from "./picker.js";
 
@@ -29,27 +28,32 @@ export function exportView({ store }) {
         return { from_ms: format.fromInput(from.value), to_ms: format.fromInput(to.value) };
     }
 
+    function say(strText) {
+        setText(message, strText);
+        return null;
+    }
+
     function take(strWhat, query) {
         const { from_ms: tFrom, to_ms: tTo } = range();
-        if (!(tTo > tFrom)) return setText(message, "Give a beginning and an end, the end after the beginning.");
+        if (!(tTo > tFrom)) return say("Give a beginning and an end, the end after the beginning.");
         setText(message, "");
-        window.location.assign(apiUrl(`export/${strWhat}.csv`, { ...query, from_ms: tFrom, to_ms: tTo }));
+        return [`export/${strWhat}.csv`, { ...query, from_ms: tFrom, to_ms: tTo }];
     }
 
     function takeModes() {
-        if (!keys.length) return setText(message, "Choose at least one mode.");
-        take("trends", { modes: keys.join(","), points: points.value });
+        if (!keys.length) return say("Choose at least one mode.");
+        return take("trends", { modes: keys.join(","), points: points.value });
     }
 
     const card = (strTitle, strText, ...controls) => h("section", { class: "panel" }, h("h2", {}, strTitle), h("p", { class: "muted" }, strText), h("div", { class: "bar" }, controls));
     const element = h("div", { class: "view export" }, h("div", { class: "view-head" }, h("h1", {}, "Export")),
         h("section", { class: "panel" }, h("div", { class: "bar" }, h("label", { class: "field" }, "Time", span), own, h("label", { class: "field" }, "Detail", points), message)),
         h("div", { class: "export-grid" },
-            card("Events", "One line an event: begin, end, worst level, extremes, job, mode, acknowledgement.", button("Events CSV", () => take("events", {}), { icon: "export", kind: "solid" })),
+            card("Events", "One line an event: begin, end, worst level, extremes, job, mode, acknowledgement.", fetchButton("Events CSV", () => take("events", {}), { kind: "solid" })),
             card("Actual value", "The measured value of one job, as dense as the detail allows.", h("label", { class: "field" }, h("span", { class: "unseen" }, "Job"), job),
-                button("Values CSV", () => take("values", { job: job.value, points: points.value }), { icon: "export", kind: "solid" })),
+                fetchButton("Values CSV", () => take("values", { job: job.value, points: points.value }), { kind: "solid" })),
             h("section", { class: "panel" }, h("h2", {}, "Courses of modes"), h("p", { class: "muted" }, "Frequency, magnitude, damping ratio and exposure of up to twenty modes."),
-                h("div", { class: "bar" }, picker.button, button("Courses CSV", takeModes, { icon: "export", kind: "solid" })), chosen, picker.element),
+                h("div", { class: "bar" }, picker.button, fetchButton("Courses CSV", takeModes, { kind: "solid" })), chosen, picker.element),
             card("Record of an event", "Its actual values at full rate and the mode's course, as CSV or COMTRADE: on the page of the event.", h("a", { class: "button", href: "#/events" }, icon("events", 16), "To the events")),
             card("Pictures", "Exposure, trends and events save themselves as PNG, with the buttons beside the picture.", h("a", { class: "button", href: "#/exposure" }, icon("exposure", 16), "Exposure"), h("a", { class: "button", href: "#/trends" }, icon("trends", 16), "Trends")),
             card("For machines", "The same data by HTTP, described for programs; figures for monitoring.", h("a", { class: "button", href: "api/v1/openapi.json" }, "OpenAPI"), h("a", { class: "button", href: "metrics" }, "Metrics"))));

@@ -1,8 +1,8 @@
 // Trends: frequency, magnitude, damping ratio and exposure of chosen modes over minutes to months.
 
 import { h, setText, setAttr } from "../dom.js";
-import { button, choice, empty, icon, level, saveBlob } from "../parts.js";
-import { get, apiUrl } from "../api.js";
+import { button, choice, empty, fetchButton, icon, level, saveBlob } from "../parts.js";
+import { get } from "../api.js";
 import { TimeChart, chartsToBlob } from "../draw/chart.js";
 import { QUANTITIES, columnsOf, limitLines, magnitudeUnit, modeLabel } from "../courses.js";
 import { onTheme, palette } from "../palette.js";
@@ -37,7 +37,7 @@ export function trendsView({ store, replaceQuery }, query) {
     const element = h("div", { class: "view trends" },
         h("div", { class: "view-head" }, h("h1", {}, "Trends"), spans.element,
             h("div", { class: "group" }, button("", () => pan(-0.5), { icon: "back", title: "Earlier" }), button("", () => pan(0.5), { icon: "next", title: "Later" }), follow),
-            h("div", { class: "group spring" }, button("CSV", saveCsv, { icon: "export" }), button("PNG", savePng, { icon: "image" }))),
+            h("div", { class: "group spring" }, fetchButton("CSV", csvQuery), button("PNG", savePng, { icon: "image" }))),
         h("section", { class: "panel" }, h("div", { class: "panel-head" }, chips, picker.button), picker.element, message, hold, spansList, note));
 
     // ---- what is shown ----
@@ -202,9 +202,9 @@ export function trendsView({ store, replaceQuery }, query) {
         if (charts.length) saveBlob(await chartsToBlob(keys.map((key) => modeLabel(store.modes.get(key))).join("; "), charts), exportName(["trends"], range()[1], "png"));
     }
 
-    function saveCsv() {
+    function csvQuery() {
         const [from, to] = range();
-        window.location.assign(apiUrl("export/trends.csv", { modes: keys.join(","), from_ms: Math.floor(from), to_ms: Math.ceil(to) }));
+        return keys.length ? ["export/trends.csv", { modes: keys.join(","), from_ms: Math.floor(from), to_ms: Math.ceil(to) }] : null;
     }
 
     const unTheme = onTheme(() => (showChips(), charts.forEach((chart) => chart.build())));
