@@ -48,7 +48,7 @@ class Package(SystemTest):
 
     def test_contents(self):
         expected = [f"bin/{p}" for p in PROGRAMS] + [f"share/man/{p}.gz" for p in PAGES] + [
-            "share/oma/oma.xsd", "share/doc/oma/README.md", "share/doc/oma/operation.md",
+            "share/oma/oma.xsd", "share/doc/oma/copyright", "share/doc/oma/README.md", "share/doc/oma/operation.md",
             "share/doc/oma/examples/power.xml", "share/doc/oma/examples/demo.json",
             "lib/systemd/system/oma.service", "lib/systemd/system/vds.service"]
         for path in expected:
@@ -77,9 +77,9 @@ class Package(SystemTest):
     def test_man_pages_are_clean_and_name_every_option(self):
         # What the parsers of the programs take, from their sources.
         source = Path(__file__).resolve().parents[2]
-        shell = "".join((source / "host" / f).read_text() for f in ("CShellBAS.cpp", "CShellOMA.cpp"))
+        shell = "".join((source / "host" / "shell" / f).read_text() for f in ("CShellBAS.cpp", "CShellOMA.cpp"))
         options = {"oma.8": set(re.findall(r'L"(-[a-z0-9]+:?(?:fft|psm)?)"', shell)),
-                   "vds.8": set(re.findall(r'"(--?[a-z-]+:?)"', (source / "vds" / "CommandLine.cpp").read_text()))}
+                   "vds.8": set(re.findall(r'"(--?[a-z-]+:?)"', (source / "vds/config/CommandLine.cpp").read_text()))}
         self.assertGreater(len(options["oma.8"]), 20)
         for page in PAGES:
             text = gzip.decompress(self.installed(f"share/man/{page}.gz").read_bytes()).decode()

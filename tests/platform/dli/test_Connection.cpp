@@ -210,7 +210,7 @@ TEST_F(Connection, WrongMessagesCloseTheirConnectionWithOneLineAndHurtNobodyElse
     const std::vector<std::pair<std::string, std::string>> vecCase = {
         {"text", "malformed message of 4 bytes"},
         {"\xFF\xFF\xFF garbage", "malformed message of 11 bytes"},
-        {std::string((4U << 20U) + 1, 'x'), "message larger than 4194304 bytes"},
+        {std::string((4U << 10U) + 1, 'x'), "message larger than 4096 bytes"},
         {oldHello.SerializeAsString(), "version 77 of the link: expected 2"},
         {wrongPort.SerializeAsString(), "unexpected message"},
         {wrongEvent.SerializeAsString(), "transition 5"},

@@ -84,7 +84,7 @@ TEST_F(ReadFileMeas, LinesReadAreCounted)
     g_vecbTraceData[7] = true;
     Read(g_pszLines, {1}, {3}, ":01");
     g_vecbTraceData[7] = false;
-    EXPECT_EQ(m_capture.Lines(), std::vector<std::string>{"No.of lines read from CSV file: 3"});
+    EXPECT_EQ(m_capture.Lines().front(), "No.of lines read from CSV file: 3");
 }
 
 TEST_F(ReadFileMeas, StartAndStopChooseTheRecords)
