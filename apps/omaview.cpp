@@ -55,6 +55,11 @@ int main(int p_nArgc, char* p_ppArgv[])
     try
     {
         const SViewCommand command = ParseViewCommand({p_ppArgv + 1, p_ppArgv + p_nArgc});
+        if (!command.strTestNotice.empty())
+        {
+            TestNotice(command);
+            return std::printf("omaview: '%s' has taken the notice\n", command.strTestNotice.c_str()) < 0 ? 1 : 0;
+        }
         return command.strAddUser.empty() ? Serve(command) : AddAccount(command);
     }
     catch (const std::exception& ex)

@@ -10,6 +10,8 @@
 #include "view/client/CFeedClient.h"
 #include "view/memory/CMemory.h"
 #include "view/metrics/ViewMetrics.h"
+#include "view/notice/CNotices.h"
+#include "view/state/ViewTime.h"
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -93,6 +95,7 @@ struct CViewProgram::SParts
     CMemory memory;
     CViewState state;
     CMemoryApi memoryApi;
+    CNotices notices;
     CAccounts accounts;
     CPageFiles page;
     CApi api;
@@ -108,8 +111,9 @@ CViewProgram::SParts::SParts(const SViewCommand& p_command, SViewConfig p_config
                                           config.model,
                                           {config.view.RetainPassesInDays(), config.view.RetainMinutesInDays(),
                                            config.view.MaxSizeInMB() * std::int64_t{1'000'000}}),
-      state(config.model, memory), memoryApi(memory, config.model, state), page(PageFolder(p_command.strPage)),
-      api(state, config.model, accounts, page, memoryApi, g_pOpenApi), server(io, api, PageTls(config.view))
+      state(config.model, memory), memoryApi(memory, config.model, state), notices(memory, config.model, config.view),
+      page(PageFolder(p_command.strPage)), api(state, config.model, accounts, page, memoryApi, g_pOpenApi),
+      server(io, api, PageTls(config.view))
 {
     const std::string strAddr = p_command.strListen.empty() ? config.view.Listen() : p_command.strListen;
     if (!config.view.UsersFile().empty())
@@ -117,6 +121,8 @@ CViewProgram::SParts::SParts(const SViewCommand& p_command, SViewConfig p_config
     CheckReach(strAddr);
     state.Restore([this](CEventBook& r_book) { memory.Restore(r_book); });
     memory.Start();
+    notices.Start();
+    api.m_fnReceivers = [this] { return notices.HealthJson(); };
     api.m_fnBrowsers = [this] { return server.Shared().nStreams.load(); };
     api.m_fnServerMetrics = [this]
     {
@@ -127,6 +133,7 @@ CViewProgram::SParts::SParts(const SViewCommand& p_command, SViewConfig p_config
         text.Single("oma_view_connections", "gauge", "Connections of browsers and machines.",
                     server.Shared().nSessions);
         text.Single("oma_view_streams", "gauge", "Live streams that are open.", server.Shared().nStreams);
+        notices.FillMetrics(strText);
         return strText;
     };
     const unsigned nPort =
@@ -156,6 +163,7 @@ void CViewProgram::SParts::CheckReach(const std::string& p_strAddr) const
 void CViewProgram::SParts::Publish()
 {
     state.Publish(std::chrono::steady_clock::now());
+    notices.Look(state);
     if (++nPublished % g_nPublishPerSecond == 0 && fnAlive)
         fnAlive();
     timer.expires_after(g_tPublish);
@@ -183,6 +191,22 @@ CViewProgram::~CViewProgram()
 std::string CViewProgram::Address() const
 {
     return m_pParts->strAddress;
+}
+
+void TestNotice(const SViewCommand& p_command)
+{
+    const SViewConfig config = ReadConfig(p_command.strConfig);
+    for (const Runtime::CReceiverConfig& receiver : config.view.GetReceivers())
+    {
+        if (receiver.Name() != p_command.strTestNotice)
+            continue;
+        SViewEvent event;
+        event.strText = "test";
+        const std::string strBody = boost::json::serialize(NoticeBody(config.model, event, "test", 0, WallMs()));
+        return SendNotice(receiver, {0, "test", strBody});
+    }
+    throw std::runtime_error("receiver '" + p_command.strTestNotice +
+                             "': expected the name of one of the configuration");
 }
 
 void CViewProgram::Run(const std::function<void()>& p_fnAlive)

@@ -4,6 +4,9 @@
 #include <memory>
 #include <string>
 
+/// Sends one notice to the receiver that the command names. @throws std::runtime_error if it is not taken.
+void TestNotice(const SViewCommand& p_command);
+
 /// The program: all its parts, in the order in which they need each other.
 ///
 /// Threads  construction and Run: main. The live state is fed by the client library's threads, HTTP has that of Run, its

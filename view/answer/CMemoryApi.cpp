@@ -321,7 +321,6 @@ void CMemoryApi::FillHealth(json::object& r_health)
                          {"rows_waiting", state.nWaiting},
                          {"rows_lost", state.nLost},
                          {"oldest_ms", JsonTimeOrNull(nOldest_ms)}};
-    r_health["receivers"] = json::array();
 }
 
 void CMemoryApi::FillMetrics(std::string& r_strText)

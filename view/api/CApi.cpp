@@ -208,6 +208,7 @@ SHttpResponse CApi::Health()
     json::object health = m_state.View([](const CViewState::SView& p_view) { return HealthJson(p_view); });
     health["version"] = g_pVersion;
     health["browsers"] = m_fnBrowsers();
+    health["receivers"] = m_fnReceivers();
     m_part.FillHealth(health);
     return JsonResponse(health);
 }

@@ -47,6 +47,7 @@ class CApi : public IHttpHandler
     /// Browsers with a live stream, requests; for the metrics.
     std::function<std::string()> m_fnServerMetrics;
     std::function<int()> m_fnBrowsers;
+    std::function<boost::json::array()> m_fnReceivers;
 
   private:
     static constexpr std::size_t g_nMaxWaiting = 100; ///< requests for the workers

@@ -8,6 +8,7 @@ import { Trace } from "./trace.js";
 const TAIL_MS = 60_000; // of each mode's path
 const LINGER_MS = 45_000; // a job whose swing has ended keeps its place for so long
 const MAX_TRACES = 60;
+const RETRY_MS = 2000;
 const SILENT_MS = 6_000; // without a message the stream counts as lost
 
 export class Store extends EventTarget {
@@ -21,6 +22,7 @@ export class Store extends EventTarget {
         this.ready = false;
         this.clock = new DataClock();
         this.wanted = new Set();
+        this.failures = 0; // of the stream, since its last message
     }
 
     // ---- life ----
@@ -83,9 +85,12 @@ export class Store extends EventTarget {
 
     onError(source) {
         if (source !== this.source) return;
-        this.setLink("lost");
-        // A stream that was refused for good is tried again here; the session may have ended meanwhile.
-        if (source.readyState === EventSource.CLOSED) this.reopenSoon(3000, true);
+        // Opened again here, not by the browser: it would wait for seconds, and not try again after a refusal. Only the
+        // second failure in a row is told. The session may have ended meanwhile.
+        source.close();
+        this.failures++;
+        if (this.failures > 1) this.setLink("lost");
+        this.reopenSoon(this.failures > 1 ? RETRY_MS : 200, this.failures > 1);
     }
 
     reopenSoon(nDelay, bAsk = false) {
@@ -96,7 +101,8 @@ export class Store extends EventTarget {
                 if (this.watchdog) this.open();
             } catch (failure) {
                 if (!(failure instanceof ApiError)) throw failure;
-                this.reopenSoon(3000, true);
+                this.setLink("lost");
+                this.reopenSoon(RETRY_MS, true);
             }
         }, nDelay);
     }
@@ -149,6 +155,7 @@ export class Store extends EventTarget {
     take({ status, now_ms: tNow, jobs }) {
         this.tMessage = performance.now();
         this.link = "live";
+        this.failures = 0;
         this.status = status;
         this.clock.set(tNow);
         for (const state of jobs) this.takeJob(state);

@@ -148,13 +148,15 @@ export class TimeChart {
             ctx.fillStyle = p.levels[level];
             ctx.fill(edge);
         }
+        const blind = new Path2D();
         for (const { begin_ms, end_ms } of this.spans.blind) {
             const x0 = x(begin_ms), x1 = Math.max(x0 + ratio, x(end_ms ?? this.range[1]));
             if (x1 <= left || x0 >= left + width) continue;
-            ctx.fillStyle = alpha(p.muted, 0.1);
-            ctx.fillRect(x0, top, x1 - x0, height);
-            hatch(ctx, x0, top, x1 - x0, height, alpha(p.muted, 0.35), 6 * ratio);
+            blind.rect(x0, top, x1 - x0, height);
+            if (x1 - x0 >= 5 * ratio) hatch(ctx, x0, top, x1 - x0, height, alpha(p.muted, 0.35), 6 * ratio);
         }
+        ctx.fillStyle = alpha(p.muted, 0.12);
+        ctx.fill(blind);
         ctx.restore();
     }
 

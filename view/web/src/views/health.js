@@ -19,12 +19,15 @@ export function healthView({ store }) {
     const head = h("section", { class: "panel health-head", "aria-live": "polite" }, shape, h("div", {}, sentence, since));
     const server = h("dl", { class: "health-facts" }), store_ = h("dl", { class: "health-facts" });
     const storeBar = h("div", { class: "meter", role: "img" }, h("i", {}));
-    const streams = h("div", {}), applications = h("div", {}), receivers = h("div", {}), windows = h("div", {});
+    const streams = new LiveTable("Streams", ["Stream", "State", "Samples a second", "Frames", "Gaps", "Invalid", "Late", "Clock"], [0, 1, 7]);
+    const applications = new LiveTable("Applications", ["Application", "Since", "Reads", "Channels"], [0, 1]);
+    const receivers = new LiveTable("Receivers of notices", ["Receiver", "Kind", "Waiting", "Sent", "Failed", "Last fault"], [0, 1, 5]);
+    const windows = new LiveTable("Windows of the jobs", ["Job", "Windows", "State"], [0, 1, 2]);
     const fault = h("div", {});
     const panel = (strTitle, strClass, ...children) => h("section", { class: `panel ${strClass}` }, h("h2", { class: "panel-title" }, strTitle), ...children);
     const element = h("div", { class: "view health" }, h("h1", { class: "unseen" }, "Health"), head, fault,
         h("div", { class: "health-grid" }, panel("Server and samples", "", server), panel("Memory", "", store_, storeBar),
-            panel("Streams", "wide", streams), panel("Fill of the windows", "wide", windows), panel("Notices", "", receivers), panel("Applications", "", applications)));
+            panel("Streams", "wide", streams.element), panel("Fill of the windows", "wide", windows.element), panel("Notices", "", receivers.element), panel("Applications", "", applications.element)));
 
     async function load() {
         if (loading) return;
@@ -74,34 +77,32 @@ export function healthView({ store }) {
 
     function drawStreams() {
         const list = health.streams;
-        if (!list.length) return streams.replaceChildren(h("p", { class: "muted" }, health.server.live ? "The server reads no streams of synchrophasors." : "The server plays a recording or a scenario: there are no streams."));
-        streams.replaceChildren(table(["Stream", "State", "Samples a second", "Frames", "Gaps", "Invalid", "Late", "Clock"], list.map((s) => [
+        const none = !health.server.connected ? "Unknown without a connection to the server."
+            : health.server.live ? "The server reads no streams of synchrophasors." : "The server plays a recording or a scenario: there are no streams.";
+        streams.show(list.map((s) => [
             s.name, state(s.connected, s.connected ? "connected" : "silent"), format.fixed(s.samples_per_s, 1), format.count(s.frames), format.count(s.gaps), format.count(s.invalid), format.count(s.late), s.clock,
-        ]), [0, 1, 7]));
+        ]), list.length ? "" : none);
     }
 
     function drawReceivers() {
         const list = health.receivers;
-        if (!list.length) return receivers.replaceChildren(h("p", { class: "muted" }, "No receiver of notices is configured."));
-        receivers.replaceChildren(table(["Receiver", "Kind", "Waiting", "Sent", "Failed", "Last fault"], list.map((r) => [r.name, r.kind, format.count(r.waiting), format.count(r.sent), format.count(r.failed), r.text || "none"]), [0, 1, 5]));
+        receivers.show(list.map((r) => [r.name, r.kind, format.count(r.waiting), format.count(r.sent), format.count(r.failed), r.text || "none"]),
+            list.length ? "" : "No receiver of notices is configured.");
     }
 
     function drawApplications() {
         const list = health.applications;
-        if (!list.length) return applications.replaceChildren(h("p", { class: "muted" }, "No application is connected to the server: nobody looks for swings."));
-        applications.replaceChildren(table(["Application", "Since", "Reads", "Channels"], list.map((a) => [a.name, format.dateTime(a.since_ms), format.count(a.read_sets), format.count(a.output_channels)]), [0, 1]));
+        const none = health.server.connected ? "No application is connected to the server: nobody looks for swings." : "Unknown without a connection to the server.";
+        applications.show(list.map((a) => [a.name, format.dateTime(a.since_ms), format.count(a.read_sets), format.count(a.output_channels)]), list.length ? "" : none);
     }
 
     /// The windows that are not full, least first; all of them in one line when they are.
     function drawWindows() {
         const list = [...store.jobs.values()].filter((job) => job.state);
         const filling = list.filter((job) => job.state.filled_s < job.windows_s.at(-1) - 0.5 || job.state.suspended);
-        if (!list.length) return windows.replaceChildren(h("p", { class: "muted" }, "No job is configured."));
-        if (!filling.length) return windows.replaceChildren(h("p", { class: "muted" }, `All windows of ${list.length === 1 ? "the job are" : `all ${format.count(list.length)} jobs are`} full: swings of all frequencies can be seen.`));
         filling.sort((a, b) => a.state.filled_s / a.windows_s.at(-1) - b.state.filled_s / b.windows_s.at(-1));
         const rows = filling.slice(0, MAX_JOBS).map((job) => [job.name, bars(job), job.state.suspended ? `suspended: ${job.state.suspended}` : fillText(job)]);
-        windows.replaceChildren(table(["Job", "Windows", "State"], rows, [0, 1, 2]),
-            filling.length > MAX_JOBS ? h("p", { class: "muted" }, `and ${format.count(filling.length - MAX_JOBS)} more jobs`) : "");
+        windows.show(rows, windowsSentence(list.length, filling.length));
     }
 
     function update() {
@@ -115,6 +116,12 @@ export function healthView({ store }) {
 
     store.wantTraces([]);
     return { element, update, title: "Health" };
+}
+
+function windowsSentence(nJobs, nFilling) {
+    if (!nJobs) return "No job is configured.";
+    if (!nFilling) return `All windows of ${nJobs === 1 ? "the job" : `all ${format.count(nJobs)} jobs`} are full: swings of all frequencies can be seen.`;
+    return nFilling > MAX_JOBS ? `${format.count(nFilling)} jobs do not see all frequencies yet; the ${MAX_JOBS} that see least:` : "";
 }
 
 function fillText(job) {
@@ -139,10 +146,32 @@ function facts(list, rows) {
     });
 }
 
-function table(names, rows, left) {
-    return h("div", { class: "table-hold" }, h("table", { class: "plain-table" },
-        h("thead", {}, h("tr", {}, names.map((name, i) => h("th", { scope: "col", class: left.includes(i) ? "" : "right" }, name)))),
-        h("tbody", {}, rows.map((row) => h("tr", {}, row.map((value, i) => (i === 0 ? h("th", { scope: "row" }, value) : h("td", { class: `num ${left.includes(i) ? "left" : ""}` }, value))))))));
+/// A table whose cells change in place, so that it keeps its scroll position and focus; or a sentence instead.
+class LiveTable {
+    constructor(strLabel, names, left) {
+        this.left = left;
+        this.body = h("tbody", {});
+        this.sentence = h("p", { class: "muted" });
+        this.hold = h("div", { class: "table-hold", role: "group", "aria-label": strLabel, tabindex: 0 }, h("table", { class: "plain-table" },
+            h("thead", {}, h("tr", {}, names.map((name, i) => h("th", { scope: "col", class: left.includes(i) ? "" : "right" }, name)))), this.body));
+        this.element = h("div", {}, this.sentence, this.hold);
+    }
+
+    /// Cells are texts or elements.
+    show(rows, strSentence = "") {
+        this.hold.hidden = !rows.length;
+        this.sentence.hidden = !strSentence;
+        setText(this.sentence, strSentence);
+        while (this.body.children.length > rows.length) this.body.lastChild.remove();
+        rows.forEach((row, r) => {
+            const line = this.body.children[r] ?? this.body.appendChild(this.makeLine(row.length));
+            row.forEach((value, c) => (value instanceof Node ? line.children[c].replaceChildren(value) : setText(line.children[c], value)));
+        });
+    }
+
+    makeLine(nCells) {
+        return h("tr", {}, Array.from({ length: nCells }, (_, i) => (i === 0 ? h("th", { scope: "row" }) : h("td", { class: `num ${this.left.includes(i) ? "left" : ""}` }))));
+    }
 }
 
 const state = (bOk, strText) => h("span", { class: `state ${bOk ? "ok" : "fault"}` }, h("i", { class: "dot", "aria-hidden": "true" }), strText);
