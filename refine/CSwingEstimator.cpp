@@ -1,0 +1,196 @@
+#include "refine/CSwingEstimator.h"
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace
+{
+constexpr double TWO_PI = 2.0 * std::numbers::pi;
+constexpr std::size_t MAX_SWINGS = 4;      ///< in one fit, those of other modes included
+constexpr double ONSET_GAIN = 25.0;        ///< least gain of a beginning over a swing that has always stood
+constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a new excitation
+constexpr double MARGIN_PERIODS = 0.75;    ///< no onset is looked for in the last part of a period
+
+double LogGain(const CSwingFit& p_before, const CSwingFit& p_after, const SSeries& p_series)
+{
+    return static_cast<double>(p_series.Size()) * std::log(p_before.Rss() / std::max(p_after.Rss(), 1e-300));
+}
+
+Eigen::Index Margin(const SSeries& p_series, double p_fOmega)
+{
+    return static_cast<Eigen::Index>(std::ceil(MARGIN_PERIODS * TWO_PI / (p_fOmega * p_series.fBlock_s)));
+}
+} // namespace
+
+CSwingEstimator::CSwingEstimator(double p_fMin_Hz, double p_fMax_Hz) : m_fMin_Hz(p_fMin_Hz), m_fMax_Hz(p_fMax_Hz) {}
+
+void CSwingEstimator::PickOwn(SWindow& r_window) const
+{
+    // a line within half a channel of a limit may belong to either side
+    const double fSlack_Hz = 0.5 / std::max(1e-9, r_window.Span_s());
+    r_window.veci.clear();
+    const auto& vecPole = r_window.pFit->Poles();
+    for (std::size_t i = 0; i < vecPole.size(); ++i)
+        if (const double f = vecPole[i].fOmega / TWO_PI; f > m_fMin_Hz - fSlack_Hz && f < m_fMax_Hz + fSlack_Hz)
+            r_window.veci.push_back(i);
+    std::sort(r_window.veci.begin(), r_window.veci.end(),
+              [&](std::size_t a, std::size_t b) { return r_window.pFit->Energy(a) > r_window.pFit->Energy(b); });
+    if (r_window.veci.size() > 2)
+        r_window.veci.resize(2);
+}
+
+std::vector<SPole> CSwingEstimator::OwnPoles(const SWindow& p_window) const
+{
+    std::vector<SPole> vec;
+    for (const std::size_t i : p_window.veci)
+        vec.push_back(p_window.pFit->Poles()[i]);
+    return vec;
+}
+
+bool CSwingEstimator::AddSwing(SWindow& r_window)
+{
+    const SSeries& series = r_window.series;
+    const double n = static_cast<double>(series.Size()), fSpan_s = r_window.Span_s();
+    const CSpectrum::SPeak peak = m_spectrum.Peak(series, r_window.pFit->Residual(), 0.6 * TWO_PI / fSpan_s,
+                                                  0.95 * std::numbers::pi / series.fBlock_s);
+    if (peak.fOmega <= 0.0 || peak.fRatio < std::min(std::log(n) + 5.0, 0.2 * n))
+        return false;
+    std::vector<SPole> vecPole = r_window.pFit->Poles();
+    vecPole.push_back({0.0, peak.fOmega});
+    double fBest = -1.0, fRate = 0.0;
+    for (const double fRatio : {0.0, -0.04, -0.15, 0.04})
+    {
+        vecPole.back().fRate = fRatio * peak.fOmega;
+        const double fRss = r_window.pFit->RssFor(vecPole);
+        if (fRss >= 0.0 && (fBest < 0.0 || fRss < fBest))
+        {
+            fBest = fRss;
+            fRate = vecPole.back().fRate;
+        }
+    }
+    vecPole.back().fRate = fRate;
+    auto pNext = std::make_unique<CSwingFit>(series, r_window.nDegree, r_window.vecStep_s);
+    if (!pNext->Run(vecPole) || LogGain(*r_window.pFit, *pNext, series) < 4.0 * std::log(n) + 12.0)
+        return false;
+    for (const SPole& pole : pNext->Poles()) // slower than the stretch or dead within a period: no swing but drift
+        if (pole.fOmega * fSpan_s < 0.4 * TWO_PI || std::abs(pole.fRate) > pole.fOmega)
+            return false;
+    r_window.pFit = std::move(pNext);
+    return true;
+}
+
+void CSwingEstimator::RaiseDegree(SWindow& r_window) const
+{
+    const double fLeast = 2.0 * std::log(static_cast<double>(r_window.series.Size())) + 8.0;
+    for (unsigned nDegree = r_window.nDegree + 1; nDegree <= 3; ++nDegree)
+    {
+        auto pNext = std::make_unique<CSwingFit>(r_window.series, nDegree, r_window.vecStep_s);
+        if (!pNext->Run(r_window.pFit->Poles()) || LogGain(*r_window.pFit, *pNext, r_window.series) < fLeast)
+            return;
+        r_window.pFit = std::move(pNext);
+        r_window.nDegree = nDegree;
+    }
+}
+
+bool CSwingEstimator::FitWindow(SWindow& r_window)
+{
+    r_window.nDegree = 1;
+    r_window.veci.clear();
+    if (r_window.series.Size() < 9 || r_window.Span_s() < MIN_PERIODS / m_fMax_Hz)
+        return false;
+    r_window.pFit = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);
+    if (!r_window.pFit->Run({}))
+        return false;
+    while (r_window.pFit->Poles().size() < MAX_SWINGS && AddSwing(r_window))
+        RaiseDegree(r_window);
+    PickOwn(r_window);
+    return !r_window.veci.empty() &&
+           r_window.Span_s() * r_window.pFit->Poles()[r_window.veci[0]].fOmega >= MIN_PERIODS * TWO_PI;
+}
+
+bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFound& r_found)
+{
+    CSwingFit drift(p_series, 1, {});
+    if (p_series.Size() < 9 || !drift.Run({}))
+        return false;
+    const CSpectrum::SPeak peak =
+        m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
+    if (peak.fOmega <= 0.0)
+        return false;
+    const Eigen::Index nOldest = (p_series.arrTime_s < -MAX_SPAN_S).count();
+    std::vector<SPole> vecPole{{0.0, peak.fOmega}};
+    Eigen::Index nBefore = -2;
+    for (int nPass = 0; nPass < 4; ++nPass)
+    {
+        const COnset::SOnset onset = COnset::Locate(p_series, vecPole, false, Margin(p_series, vecPole[0].fOmega));
+        const bool bOnset = onset.fGain > ONSET_GAIN;
+        const Eigen::Index nFirst = bOnset ? onset.nFirst : 0;
+        if (std::abs(nFirst - nBefore) <= (nPass > 2 ? 1 : 0))
+            break;
+        nBefore = nFirst;
+        r_found.estimate.bOnset = bOnset;
+        r_found.fOnset_s = onset.fTime_s;
+        r_found.estimate.fOnsetDev_s = bOnset ? onset.fDev_s : -1.0;
+        r_window.vecStep_s.clear();
+        r_window.pFit.reset();
+        r_window.series = p_series.From(std::max(bOnset ? onset.nSafe : 0, nOldest));
+        if (!FitWindow(r_window))
+            return false;
+        vecPole = OwnPoles(r_window);
+    }
+    return true;
+}
+
+bool CSwingEstimator::RestartAt(SWindow& r_window, const COnset::SOnset& p_onset, SFound& r_found)
+{
+    r_found.estimate.bOnset = true;
+    r_found.fOnset_s = p_onset.fTime_s;
+    r_found.estimate.fOnsetDev_s = p_onset.fDev_s;
+    r_window.vecStep_s.clear();
+    r_window.pFit.reset();
+    r_window.series = SSeries(r_window.series.From(p_onset.nSafe));
+    return FitWindow(r_window);
+}
+
+void CSwingEstimator::FindNewExcitation(SWindow& r_window, SFound& r_found)
+{
+    for (int nPass = 0; nPass < 3 && !r_window.veci.empty(); ++nPass)
+    {
+        // without the swings of other modes, whose poles the search does not know
+        std::vector<std::size_t> veciOther;
+        for (std::size_t i = 0; i < r_window.pFit->Poles().size(); ++i)
+            if (std::find(r_window.veci.begin(), r_window.veci.end(), i) == r_window.veci.end())
+                veciOther.push_back(i);
+        SSeries series = r_window.series;
+        series.arrValue -= r_window.pFit->Model(veciOther).array();
+        const std::vector<SPole> vecPole = OwnPoles(r_window);
+        const COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
+        if (onset.fGain < EXCITATION_GAIN)
+            return;
+        if (onset.fGain - onset.fGainStep > EXCITATION_GAIN)
+        {
+            if (!RestartAt(r_window, onset, r_found))
+                r_window.veci.clear();
+            continue;
+        }
+        r_window.vecStep_s.push_back(onset.fTime_s); // the swing goes on, only its mean has moved
+        if (!FitWindow(r_window))
+            r_window.veci.clear();
+    }
+}
+
+CSwingEstimator::SFound CSwingEstimator::Run(const SSeries& p_series)
+{
+    SFound found;
+    SWindow window;
+    if (!FindOnset(p_series, window, found))
+        window.veci.clear();
+    FindNewExcitation(window, found);
+    if (window.veci.empty())
+    {
+        found = SFound();
+        return found;
+    }
+    Judge(p_series, window, found);
+    return found;
+}

@@ -1,0 +1,69 @@
+#pragma once
+#include "refine/CNoiseColour.h"
+#include "refine/COnset.h"
+#include "refine/CSpectrum.h"
+#include "refine/CSwingFit.h"
+#include "refine/SEstimate.h"
+#include <memory>
+
+/// The second estimate of one mode: from a stretch of the signal to onset, swings, deviations and verdict.
+///
+/// Way      1. The largest spectral line within the mode's limits is the first guess of the frequency.
+///          2. Onset and poles by turns: COnset finds the beginning for the poles, CSwingFit the poles from the samples after
+///             it, until the beginning stays. Only samples that are surely after it take part.
+///          3. Swings are added one by one, wherever their frequency lies, as long as the residual falls by more than
+///             chance (criterion of Schwarz with a margin for the search); so are drift of higher order and steps.
+///          4. A new excitation of a standing swing is looked for; from there on the stretch is a new one.
+///          5. Deviations from the covariance of the fit, the residual's size and its colour.
+/// Threads  one thread an object.
+class CSwingEstimator
+{
+  public:
+    static constexpr double STEADY = 0.002;      ///< |ratio| up to which a swing counts as steady
+    static constexpr double MAX_SPAN_S = 60.0;   ///< samples older than that take no part
+    static constexpr double QUIET_S = 20.0;      ///< samples before them in which the onset is looked for
+    static constexpr double MIN_PERIODS = 1.25;  ///< after the onset, for an estimate
+    static constexpr double SURE = 0.95;         ///< least probability of a verdict
+    static constexpr double SURE_GROWING = 0.999; ///< the same for growing: it alarms
+
+    CSwingEstimator(double p_fMin_Hz, double p_fMax_Hz);
+
+    struct SFound
+    {
+        SEstimate estimate;     ///< its ticks are left at 0
+        double fOnset_s = 0.0;  ///< on the clock of the series
+    };
+    /// @param p_series at most MAX_SPAN_S + QUIET_S up to now
+    SFound Run(const SSeries& p_series);
+
+  private:
+    using CFitPtr = std::unique_ptr<CSwingFit>;
+    struct SWindow
+    {
+        SSeries series;
+        std::vector<double> vecStep_s;
+        unsigned nDegree = 1;
+        CFitPtr pFit;                   ///< refers to series
+        std::vector<std::size_t> veci; ///< swings within the mode's limits, largest first
+
+        double Span_s() const
+        {
+            return series.Size() < 2 ? 0.0 : series.arrTime_s[series.Size() - 1] - series.arrTime_s[0];
+        }
+    };
+    /// All swings of a stretch. @return false if none lies within the mode's limits
+    bool FitWindow(SWindow& r_window);
+    bool AddSwing(SWindow& r_window);
+    void RaiseDegree(SWindow& r_window) const;
+    void PickOwn(SWindow& r_window) const;
+    std::vector<SPole> OwnPoles(const SWindow& p_window) const;
+    bool FindOnset(const SSeries& p_series, SWindow& r_window, SFound& r_found);
+    void FindNewExcitation(SWindow& r_window, SFound& r_found);
+    bool RestartAt(SWindow& r_window, const COnset::SOnset& p_onset, SFound& r_found);
+    void Judge(const SSeries& p_series, SWindow& r_window, SFound& r_found);
+    void JudgeOrigin(const SWindow& p_window, SEstimate& r_estimate) const;
+    SUncertain RatioOf(const SWindow& p_window, std::size_t p_iPole, const CNoiseColour& p_colour) const;
+
+    double m_fMin_Hz, m_fMax_Hz;
+    CSpectrum m_spectrum;
+};
