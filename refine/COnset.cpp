@@ -5,6 +5,7 @@ namespace
 {
 constexpr int MAX_SWITCHED = 5; ///< step, two swings
 constexpr int MAX_BASE = 6;     ///< drift of first order, two swings
+constexpr double RIDGE = 1e-7;  ///< keeps rounding out where a switched column is one of the base: the first blocks
 using CSwitched = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, MAX_SWITCHED, MAX_SWITCHED>;
 using CCross = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, MAX_BASE, MAX_SWITCHED>;
 using CSide = Eigen::Matrix<double, Eigen::Dynamic, 1, 0, MAX_SWITCHED, 1>;
@@ -26,10 +27,10 @@ Eigen::MatrixXd SwitchedColumns(const SSeries& p_series, const std::vector<SPole
     return mat;
 }
 
-/// v' M^-1 v for a symmetric M that may be singular.
+/// v' M^-1 v for a symmetric M that may be singular: M is what the base has left of the columns.
 double Explained(CSwitched p_mat, CSide p_vec)
 {
-    for (Eigen::Index i = 0; i < p_mat.cols(); ++i) // unit diagonal with a small ridge
+    for (Eigen::Index i = 0; i < p_mat.cols(); ++i)
     {
         const double f = 1.0 / std::sqrt(std::max(p_mat(i, i), 1e-300));
         p_mat.row(i) *= f;
@@ -104,7 +105,8 @@ COnset::SOnset COnset::Locate(const SSeries& p_series, const std::vector<SPole>&
         vecSide.noalias() += vecData[i] * matRows.col(i);
         if (i >= nEnd)
             continue;
-        const CSwitched mat = matGram - matCross.transpose() * matCross;
+        CSwitched mat = matGram - matCross.transpose() * matCross;
+        mat.diagonal() += RIDGE * matGram.diagonal();
         vecRss[i] = std::max(fRssNone - Explained(mat, vecSide), 1e-12 * fRssNone);
         if (i == nEnd - 1 || vecRss[i] < vecRss[onset.nFirst])
         {
