@@ -3,26 +3,28 @@
 
 namespace
 {
-constexpr int MAX_SWITCHED = 5; ///< step, two swings
+constexpr int MAX_SWITCHED = 6; ///< step, slope, two swings
 constexpr int MAX_BASE = 6;     ///< drift of first order, two swings
 constexpr double RIDGE = 1e-7;  ///< keeps rounding out where a switched column is one of the base: the first blocks
 using CSwitched = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, MAX_SWITCHED, MAX_SWITCHED>;
 using CCross = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, MAX_BASE, MAX_SWITCHED>;
 using CSide = Eigen::Matrix<double, Eigen::Dynamic, 1, 0, MAX_SWITCHED, 1>;
 
-/// Weighted columns: step, then cosine and sine of each swing, each of about unit size.
+/// Weighted columns: step, slope, then cosine and sine of each swing, each of about unit size.
 Eigen::MatrixXd SwitchedColumns(const SSeries& p_series, const std::vector<SPole>& p_vecPole)
 {
     const Eigen::ArrayXd arrRoot = p_series.arrWeight.sqrt();
     const Eigen::ArrayXd arrTime = p_series.arrTime_s - p_series.arrTime_s.mean();
-    Eigen::MatrixXd mat(p_series.Size(), 1 + 2 * static_cast<Eigen::Index>(p_vecPole.size()));
+    Eigen::MatrixXd mat(p_series.Size(), 2 + 2 * static_cast<Eigen::Index>(p_vecPole.size()));
+    const double fSpan_s = std::max(1e-9, arrTime.maxCoeff() - arrTime.minCoeff());
     mat.col(0) = arrRoot;
-    const double fMaxRate = 60.0 / std::max(1e-9, arrTime.maxCoeff() - arrTime.minCoeff());
+    mat.col(1) = arrRoot * arrTime / fSpan_s;
+    const double fMaxRate = 60.0 / fSpan_s;
     for (std::size_t k = 0; k < p_vecPole.size(); ++k)
     {
         const Eigen::ArrayXd arrSize = arrRoot * (std::clamp(p_vecPole[k].fRate, -fMaxRate, fMaxRate) * arrTime).exp();
-        mat.col(1 + 2 * static_cast<Eigen::Index>(k)) = arrSize * (p_vecPole[k].fOmega * arrTime).cos();
-        mat.col(2 + 2 * static_cast<Eigen::Index>(k)) = arrSize * (p_vecPole[k].fOmega * arrTime).sin();
+        mat.col(2 + 2 * static_cast<Eigen::Index>(k)) = arrSize * (p_vecPole[k].fOmega * arrTime).cos();
+        mat.col(3 + 2 * static_cast<Eigen::Index>(k)) = arrSize * (p_vecPole[k].fOmega * arrTime).sin();
     }
     return mat;
 }
@@ -57,6 +59,7 @@ void Spread(const SSeries& p_series, const Eigen::VectorXd& p_vecRss, COnset::SO
         fSquare += vecLikely[i] * fTime * fTime;
     }
     fMean /= fSum;
+    r_onset.fFirst_s = p_series.arrTime_s[r_onset.nFirst] - 0.5 * p_series.fBlock_s;
     r_onset.fTime_s = p_series.arrTime_s[r_onset.nFirst] + fMean;
     r_onset.fDev_s = std::sqrt(std::max(0.0, fSquare / fSum - fMean * fMean) + p_series.fBlock_s * p_series.fBlock_s / 12.0);
     double fLater = 0.0;
@@ -75,12 +78,8 @@ COnset::SOnset COnset::Locate(const SSeries& p_series, const std::vector<SPole>&
     if (nEnd < 2)
         return onset;
     const Eigen::MatrixXd matSwitched = SwitchedColumns(p_series, p_vecPole);
-    const Eigen::Index nSwitched = matSwitched.cols(), nBase = 2 + (p_bStanding ? nSwitched - 1 : 0);
-    Eigen::MatrixXd matBase(nSize, nBase);
-    matBase.col(0) = matSwitched.col(0);
-    matBase.col(1) = matSwitched.col(0).array() * (p_series.arrTime_s - p_series.arrTime_s.mean());
-    if (p_bStanding)
-        matBase.rightCols(nSwitched - 1) = matSwitched.rightCols(nSwitched - 1);
+    const Eigen::Index nSwitched = matSwitched.cols(), nBase = p_bStanding ? nSwitched : 2;
+    Eigen::MatrixXd matBase = matSwitched.leftCols(nBase);
     for (Eigen::Index b = 0; b < nBase; ++b) // orthonormal, twice for the digits
         for (int nPass = 0; nPass < 2; ++nPass)
         {

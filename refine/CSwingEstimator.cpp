@@ -6,6 +6,7 @@
 namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
+constexpr std::size_t MAX_STEPS = 2;      ///< of the mean, in one stretch
 constexpr std::size_t MAX_SWINGS = 4;      ///< in one fit, those of other modes included
 constexpr double ONSET_GAIN = 25.0;        ///< least gain of a beginning over a swing that has always stood
 constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a new excitation
@@ -47,21 +48,21 @@ std::vector<SPole> CSwingEstimator::OwnPoles(const SWindow& p_window) const
     return vec;
 }
 
-bool CSwingEstimator::AddSwing(SWindow& r_window)
+CSwingEstimator::CFitPtr CSwingEstimator::OneMore(const SWindow& p_window)
 {
-    const SSeries& series = r_window.series;
-    const double n = static_cast<double>(series.Size()), fSpan_s = r_window.Span_s();
-    const CSpectrum::SPeak peak = m_spectrum.Peak(series, r_window.pFit->Residual(), 0.6 * TWO_PI / fSpan_s,
+    const SSeries& series = p_window.series;
+    const double n = static_cast<double>(series.Size()), fSpan_s = p_window.Span_s();
+    const CSpectrum::SPeak peak = m_spectrum.Peak(series, p_window.pFit->Residual(), 0.6 * TWO_PI / fSpan_s,
                                                   0.95 * std::numbers::pi / series.fBlock_s);
     if (peak.fOmega <= 0.0 || peak.fRatio < std::min(std::log(n) + 5.0, 0.2 * n))
-        return false;
-    std::vector<SPole> vecPole = r_window.pFit->Poles();
+        return nullptr;
+    std::vector<SPole> vecPole = p_window.pFit->Poles();
     vecPole.push_back({0.0, peak.fOmega});
     double fBest = -1.0, fRate = 0.0;
     for (const double fRatio : {0.0, -0.04, -0.15, 0.04})
     {
         vecPole.back().fRate = fRatio * peak.fOmega;
-        const double fRss = r_window.pFit->RssFor(vecPole);
+        const double fRss = p_window.pFit->RssFor(vecPole);
         if (fRss >= 0.0 && (fBest < 0.0 || fRss < fBest))
         {
             fBest = fRss;
@@ -69,14 +70,13 @@ bool CSwingEstimator::AddSwing(SWindow& r_window)
         }
     }
     vecPole.back().fRate = fRate;
-    auto pNext = std::make_unique<CSwingFit>(series, r_window.nDegree, r_window.vecStep_s);
-    if (!pNext->Run(vecPole) || LogGain(*r_window.pFit, *pNext, series) < 4.0 * std::log(n) + 12.0)
-        return false;
+    auto pNext = std::make_unique<CSwingFit>(series, p_window.nDegree, p_window.vecStep_s);
+    if (!pNext->Run(vecPole) || LogGain(*p_window.pFit, *pNext, series) < 4.0 * std::log(n) + 12.0)
+        return nullptr;
     for (const SPole& pole : pNext->Poles()) // slower than the stretch or dead within a period: no swing but drift
         if (pole.fOmega * fSpan_s < 0.4 * TWO_PI || std::abs(pole.fRate) > pole.fOmega)
-            return false;
-    r_window.pFit = std::move(pNext);
-    return true;
+            return nullptr;
+    return pNext;
 }
 
 void CSwingEstimator::RaiseDegree(SWindow& r_window) const
@@ -92,8 +92,45 @@ void CSwingEstimator::RaiseDegree(SWindow& r_window) const
     }
 }
 
+bool CSwingEstimator::TakeChange(SWindow& r_window, double p_fSwing)
+{
+    PickOwn(r_window);
+    if (r_window.veci.empty() || r_window.vecStep_s.size() >= MAX_STEPS)
+        return false;
+    // without the swings of other modes, whose poles the search does not know
+    std::vector<std::size_t> veciOther;
+    for (std::size_t i = 0; i < r_window.pFit->Poles().size(); ++i)
+        if (std::find(r_window.veci.begin(), r_window.veci.end(), i) == r_window.veci.end())
+            veciOther.push_back(i);
+    SSeries series = r_window.series;
+    series.arrValue -= r_window.pFit->Model(veciOther).array();
+    for (std::size_t i = 0; i < r_window.vecStep_s.size(); ++i)
+        series.arrValue -= (series.arrTime_s >= r_window.vecStep_s[i]).cast<double>() * r_window.pFit->Step(i);
+    const std::vector<SPole> vecPole = OwnPoles(r_window);
+    const COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
+    if (onset.fGain < std::max(EXCITATION_GAIN, p_fSwing))
+        return false;
+    if (onset.fGain - onset.fGainStep > EXCITATION_GAIN)
+    {
+        r_window.restart = onset;
+        r_window.nRestart = onset.nSafe;
+        return false;
+    }
+    r_window.vecStep_s.push_back(onset.fFirst_s); // the swing goes on, only its mean has moved
+    auto pNext = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);
+    if (!pNext->Run(r_window.pFit->Poles()))
+    {
+        r_window.vecStep_s.pop_back();
+        return false;
+    }
+    r_window.pFit = std::move(pNext);
+    return true;
+}
+
 bool CSwingEstimator::FitWindow(SWindow& r_window)
 {
+    r_window.nRestart = 0;
+    r_window.vecStep_s.clear();
     r_window.nDegree = 1;
     r_window.veci.clear();
     if (r_window.series.Size() < 9 || r_window.Span_s() < MIN_PERIODS / m_fMax_Hz)
@@ -101,8 +138,19 @@ bool CSwingEstimator::FitWindow(SWindow& r_window)
     r_window.pFit = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);
     if (!r_window.pFit->Run({}))
         return false;
-    while (r_window.pFit->Poles().size() < MAX_SWINGS && AddSwing(r_window))
+    while (r_window.pFit->Poles().size() < MAX_SWINGS)
+    {
+        CFitPtr pNext = OneMore(r_window);
+        const double fSwing = pNext ? LogGain(*r_window.pFit, *pNext, r_window.series) : 0.0;
+        if (TakeChange(r_window, fSwing))
+            continue;
+        if (r_window.nRestart > 0)
+            return false;
+        if (!pNext)
+            break;
+        r_window.pFit = std::move(pNext);
         RaiseDegree(r_window);
+    }
     PickOwn(r_window);
     return !r_window.veci.empty() &&
            r_window.Span_s() * r_window.pFit->Poles()[r_window.veci[0]].fOmega >= MIN_PERIODS * TWO_PI;
@@ -131,52 +179,30 @@ bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFou
         r_found.estimate.bOnset = bOnset;
         r_found.fOnset_s = onset.fTime_s;
         r_found.estimate.fOnsetDev_s = bOnset ? onset.fDev_s : -1.0;
-        r_window.vecStep_s.clear();
         r_window.pFit.reset();
         r_window.series = p_series.From(std::max(bOnset ? onset.nSafe : 0, nOldest));
-        if (!FitWindow(r_window))
+        if (!FitFromLastExcitation(r_window, r_found))
             return false;
+        if (r_found.fOnset_s > onset.fTime_s)
+            break;
         vecPole = OwnPoles(r_window);
     }
     return true;
 }
 
-bool CSwingEstimator::RestartAt(SWindow& r_window, const COnset::SOnset& p_onset, SFound& r_found)
+bool CSwingEstimator::FitFromLastExcitation(SWindow& r_window, SFound& r_found)
 {
-    r_found.estimate.bOnset = true;
-    r_found.fOnset_s = p_onset.fTime_s;
-    r_found.estimate.fOnsetDev_s = p_onset.fDev_s;
-    r_window.vecStep_s.clear();
-    r_window.pFit.reset();
-    r_window.series = SSeries(r_window.series.From(p_onset.nSafe));
-    return FitWindow(r_window);
-}
-
-void CSwingEstimator::FindNewExcitation(SWindow& r_window, SFound& r_found)
-{
-    for (int nPass = 0; nPass < 3 && !r_window.veci.empty(); ++nPass)
+    bool bFitted = FitWindow(r_window);
+    for (int nPass = 0; nPass < 3 && !bFitted && r_window.nRestart > 0; ++nPass)
     {
-        // without the swings of other modes, whose poles the search does not know
-        std::vector<std::size_t> veciOther;
-        for (std::size_t i = 0; i < r_window.pFit->Poles().size(); ++i)
-            if (std::find(r_window.veci.begin(), r_window.veci.end(), i) == r_window.veci.end())
-                veciOther.push_back(i);
-        SSeries series = r_window.series;
-        series.arrValue -= r_window.pFit->Model(veciOther).array();
-        const std::vector<SPole> vecPole = OwnPoles(r_window);
-        const COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
-        if (onset.fGain < EXCITATION_GAIN)
-            return;
-        if (onset.fGain - onset.fGainStep > EXCITATION_GAIN)
-        {
-            if (!RestartAt(r_window, onset, r_found))
-                r_window.veci.clear();
-            continue;
-        }
-        r_window.vecStep_s.push_back(onset.fTime_s); // the swing goes on, only its mean has moved
-        if (!FitWindow(r_window))
-            r_window.veci.clear();
+        r_found.estimate.bOnset = true;
+        r_found.fOnset_s = r_window.restart.fTime_s;
+        r_found.estimate.fOnsetDev_s = r_window.restart.fDev_s;
+        r_window.pFit.reset();
+        r_window.series = SSeries(r_window.series.From(r_window.nRestart));
+        bFitted = FitWindow(r_window);
     }
+    return bFitted;
 }
 
 CSwingEstimator::SFound CSwingEstimator::Run(const SSeries& p_series)
@@ -185,7 +211,6 @@ CSwingEstimator::SFound CSwingEstimator::Run(const SSeries& p_series)
     SWindow window;
     if (!FindOnset(p_series, window, found))
         window.veci.clear();
-    FindNewExcitation(window, found);
     if (window.veci.empty())
     {
         found = SFound();

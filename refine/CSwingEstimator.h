@@ -43,6 +43,8 @@ class CSwingEstimator
         SSeries series;
         std::vector<double> vecStep_s;
         unsigned nDegree = 1;
+        Eigen::Index nRestart = 0; ///< block from which the swing is a new one; 0: none
+        COnset::SOnset restart;
         CFitPtr pFit;                   ///< refers to series
         std::vector<std::size_t> veci; ///< swings within the mode's limits, largest first
 
@@ -51,15 +53,18 @@ class CSwingEstimator
             return series.Size() < 2 ? 0.0 : series.arrTime_s[series.Size() - 1] - series.arrTime_s[0];
         }
     };
-    /// All swings of a stretch. @return false if none lies within the mode's limits
+    /// All swings of a stretch. @return false if none lies within the mode's limits, or nRestart is set
     bool FitWindow(SWindow& r_window);
-    bool AddSwing(SWindow& r_window);
+    /// The fit with one swing more, null where none stands out of the residual.
+    CFitPtr OneMore(const SWindow& p_window);
+    /// A step of the mean joins the fit, or nRestart says from where the swing is a new one, if that explains the residual
+    /// better than a further swing that brings p_fSwing. @return true for a step
+    bool TakeChange(SWindow& r_window, double p_fSwing);
+    bool FitFromLastExcitation(SWindow& r_window, SFound& r_found);
     void RaiseDegree(SWindow& r_window) const;
     void PickOwn(SWindow& r_window) const;
     std::vector<SPole> OwnPoles(const SWindow& p_window) const;
     bool FindOnset(const SSeries& p_series, SWindow& r_window, SFound& r_found);
-    void FindNewExcitation(SWindow& r_window, SFound& r_found);
-    bool RestartAt(SWindow& r_window, const COnset::SOnset& p_onset, SFound& r_found);
     void Judge(const SSeries& p_series, SWindow& r_window, SFound& r_found);
     void JudgeOrigin(const SWindow& p_window, SEstimate& r_estimate) const;
     SUncertain RatioOf(const SWindow& p_window, std::size_t p_iPole, const CNoiseColour& p_colour) const;

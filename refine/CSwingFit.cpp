@@ -34,7 +34,7 @@ Eigen::MatrixXd Gram(const Eigen::MatrixXd& p_mat)
 } // namespace
 
 CSwingFit::CSwingFit(const SSeries& p_series, unsigned p_nDegree, std::vector<double> p_vecStep_s)
-    : m_series(p_series), m_nBase(p_nDegree + 1 + static_cast<Eigen::Index>(p_vecStep_s.size())), m_nLinear(m_nBase),
+    : m_series(p_series), m_nDegree(p_nDegree), m_nBase(p_nDegree + 1 + static_cast<Eigen::Index>(p_vecStep_s.size())), m_nLinear(m_nBase),
       m_fMid_s(0.5 * (p_series.arrTime_s[0] + p_series.arrTime_s[p_series.Size() - 1])),
       m_fHalf_s(std::max(1e-9, p_series.arrTime_s[p_series.Size() - 1] - m_fMid_s)),
       m_vecRoot(p_series.arrWeight.sqrt().matrix()), m_vecData(m_vecRoot.array() * p_series.arrValue),

@@ -38,6 +38,8 @@ class CSwingFit
         double fAmpl, fAmplDev, fRateDev, fOmegaDev;
     };
     SResult Result(std::size_t p_iPole, double p_fTime_s) const;
+    /// Height of step p_iStep of the mean.
+    double Step(std::size_t p_iStep) const { return m_vecCoef[m_nDegree + 1 + static_cast<Eigen::Index>(p_iStep)]; }
     /// Sum of squares that swing p_iPole stands for over the series.
     double Energy(std::size_t p_iPole) const;
     /// Value of the swings named, without drift, steps and the other swings.
@@ -56,6 +58,7 @@ class CSwingFit
     Eigen::Index First(std::size_t p_iPole) const { return m_nBase + 2 * static_cast<Eigen::Index>(p_iPole); }
 
     const SSeries& m_series;
+    Eigen::Index m_nDegree;
     Eigen::Index m_nBase;   ///< linear columns before those of the swings
     Eigen::Index m_nLinear; ///< all linear columns
     double m_fMid_s, m_fHalf_s;
