@@ -5,11 +5,11 @@
 #include "refine/CRefine.h"
 #include <Eigen/Dense>
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <complex>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <numbers>
 #include <random>
@@ -45,6 +45,14 @@ struct SRow
     int nRuns = 0, nKnown = 0, nInFreq = 0, nInRatio = 0, nInAmpl = 0, nOnset = 0, nInOnset = 0, nBoth = 0;
     int nGrowing = 0, nDecaying = 0, nSteady = 0, nForced = 0, nNatural = 0; ///< runs in which it was said at least once
 };
+
+/// Processor time of this thread: other work on the machine does not count.
+double Now_ms()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
+}
 
 double Rate(double p_fFreq_Hz, double p_fRatio) { return TWO_PI * p_fFreq_Hz * p_fRatio / std::sqrt(1.0 - p_fRatio * p_fRatio); }
 
@@ -147,9 +155,9 @@ void RunOnce(const SCase& p_case, std::mt19937_64& r_rng, SRow& r_row)
         if (t < fNext_s && !bEnd)
             continue;
         fNext_s += 1.0;
-        const auto begin = std::chrono::steady_clock::now();
+        const double fBegin_ms = Now_ms();
         const SEstimate e = refine.Estimate(0);
-        r_row.vecMs.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count());
+        r_row.vecMs.push_back(Now_ms() - fBegin_ms);
         abSaid[static_cast<int>(e.eVerdict)] = true;
         abOrigin[static_cast<int>(e.eOrigin)] = true;
         if (!bRight && p_case.bSwing && static_cast<int>(e.eVerdict) == RightVerdict(p_case))
@@ -277,9 +285,9 @@ void Ambient(double p_fFreq_Hz, double p_fRatio, double p_fMinutes, int p_nRuns)
             fDrift += 0.002 * normal(rng);
             refine.AddSample(START + i * 200000, fDrift + state.imag() + 0.2 * normal(rng), 0);
         }
-        const auto begin = std::chrono::steady_clock::now();
+        const double fBegin_ms = Now_ms();
         const SAmbient a = refine.Ambient(0);
-        vecMs.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count());
+        vecMs.push_back(Now_ms() - fBegin_ms);
         if (!a.IsKnown())
             continue;
         vecFreq.push_back(a.freq_Hz.fValue - p_fFreq_Hz);

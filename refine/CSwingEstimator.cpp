@@ -10,6 +10,9 @@ constexpr std::size_t MAX_STEPS = 2;      ///< of the mean, in one stretch
 constexpr std::size_t MAX_SWINGS = 4;      ///< in one fit, those of other modes included
 constexpr double ONSET_GAIN = 25.0;        ///< least gain of a beginning over a swing that has always stood
 constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a new excitation
+constexpr double SPLIT_GAIN = 12.0;        ///< by which two stretches have to be better than one with a further swing
+constexpr double MAX_PERIODS = 40.0;       ///< no swing stays the same for longer
+constexpr double WHITE = 0.3;              ///< correlation of neighbouring blocks up to which noise counts as white
 constexpr double MARGIN_PERIODS = 0.75;    ///< no onset is looked for in the last part of a period
 
 double LogGain(const CSwingFit& p_before, const CSwingFit& p_after, const SSeries& p_series)
@@ -20,6 +23,42 @@ double LogGain(const CSwingFit& p_before, const CSwingFit& p_after, const SSerie
 Eigen::Index Margin(const SSeries& p_series, double p_fOmega)
 {
     return static_cast<Eigen::Index>(std::ceil(MARGIN_PERIODS * TWO_PI / (p_fOmega * p_series.fBlock_s)));
+}
+} // namespace
+
+namespace
+{
+SSeries Whitened(const SSeries& p_series, double p_fPole)
+{
+    std::vector<Eigen::Index> veci;
+    for (Eigen::Index i = 1; i < p_series.Size(); ++i)
+        if (p_series.arrTime_s[i] - p_series.arrTime_s[i - 1] < 1.5 * p_series.fBlock_s)
+            veci.push_back(i);
+    const auto Picked = [&](const Eigen::ArrayXd& p_arr, int nShift)
+    {
+        Eigen::ArrayXd arr(static_cast<Eigen::Index>(veci.size()));
+        for (std::size_t i = 0; i < veci.size(); ++i)
+            arr[static_cast<Eigen::Index>(i)] = p_arr[veci[i] - nShift];
+        return arr;
+    };
+    return {Picked(p_series.arrTime_s, 0), Picked(p_series.arrValue, 0) - p_fPole * Picked(p_series.arrValue, 1),
+            Picked(p_series.arrWeight, 0).min(Picked(p_series.arrWeight, 1)), Picked(p_series.arrM2_s2, 0), p_series.fBlock_s,
+            p_series.fFull};
+}
+
+/// Correlation of neighbouring blocks before the onset; 0 if there are too few of them.
+double QuietPole(const SSeries& p_series, const CSwingEstimator::SFound& p_found)
+{
+    const double fEnd_s = p_found.fOnset_s - 4.0 * p_found.estimate.fOnsetDev_s;
+    const SSeries quiet = p_series.Before((p_series.arrTime_s < fEnd_s).count());
+    if (quiet.Size() < 40)
+        return 0.0;
+    CSwingFit drift(quiet, 1, {});
+    if (!drift.Run({}))
+        return 0.0;
+    const Eigen::VectorXd& r = drift.Residual();
+    const double fSquares = r.squaredNorm();
+    return fSquares > 0.0 ? std::min(0.98, r.head(r.size() - 1).dot(r.tail(r.size() - 1)) / fSquares) : 0.0;
 }
 } // namespace
 
@@ -92,7 +131,39 @@ void CSwingEstimator::RaiseDegree(SWindow& r_window) const
     }
 }
 
-bool CSwingEstimator::TakeChange(SWindow& r_window, double p_fSwing)
+bool CSwingEstimator::IsSplit(const SWindow& p_window, const COnset::SOnset& p_onset, const CSwingFit* p_pNext)
+{
+    const auto Variance = [](const CSwingFit& p_fit, const SSeries& p_series)
+    { return p_fit.Rss() / std::max(1.0, static_cast<double>(p_series.Size() - p_fit.Parameters())); };
+    double fRss = 0.0, fFree = 0.0;
+    for (const bool bLater : {false, true})
+    {
+        SWindow part;
+        part.series = bLater ? p_window.series.From(p_onset.nSafe) : p_window.series.Before(p_onset.nFirst);
+        if (part.series.Size() < 9)
+        {
+            if (bLater)
+                return false;
+            continue;
+        }
+        part.pFit = std::make_unique<CSwingFit>(part.series, 1, std::vector<double>());
+        if (!part.pFit->Run({}))
+            return false;
+        while (part.pFit->Poles().size() < p_window.pFit->Poles().size())
+        {
+            CFitPtr pMore = OneMore(part);
+            if (!pMore)
+                break;
+            part.pFit = std::move(pMore);
+        }
+        fRss += part.pFit->Rss();
+        fFree += std::max(1.0, static_cast<double>(part.series.Size() - part.pFit->Parameters()));
+    }
+    const CSwingFit& whole = p_pNext ? *p_pNext : *p_window.pFit;
+    return static_cast<double>(p_window.series.Size()) * std::log(Variance(whole, p_window.series) / (fRss / fFree)) > SPLIT_GAIN;
+}
+
+bool CSwingEstimator::TakeChange(SWindow& r_window, const CSwingFit* p_pNext)
 {
     PickOwn(r_window);
     if (r_window.veci.empty() || r_window.vecStep_s.size() >= MAX_STEPS)
@@ -108,14 +179,20 @@ bool CSwingEstimator::TakeChange(SWindow& r_window, double p_fSwing)
         series.arrValue -= (series.arrTime_s >= r_window.vecStep_s[i]).cast<double>() * r_window.pFit->Step(i);
     const std::vector<SPole> vecPole = OwnPoles(r_window);
     const COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
-    if (onset.fGain < std::max(EXCITATION_GAIN, p_fSwing))
+    if (onset.fGain < EXCITATION_GAIN)
         return false;
+    const double fSwing = p_pNext ? LogGain(*r_window.pFit, *p_pNext, r_window.series) : 0.0;
     if (onset.fGain - onset.fGainStep > EXCITATION_GAIN)
     {
-        r_window.restart = onset;
-        r_window.nRestart = onset.nSafe;
+        if (IsSplit(r_window, onset, p_pNext))
+        {
+            r_window.restart = onset;
+            r_window.nRestart = onset.nSafe + m_nLag;
+        }
         return false;
     }
+    if (onset.fGain < fSwing)
+        return false;
     r_window.vecStep_s.push_back(onset.fFirst_s); // the swing goes on, only its mean has moved
     auto pNext = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);
     if (!pNext->Run(r_window.pFit->Poles()))
@@ -141,8 +218,7 @@ bool CSwingEstimator::FitWindow(SWindow& r_window)
     while (r_window.pFit->Poles().size() < MAX_SWINGS)
     {
         CFitPtr pNext = OneMore(r_window);
-        const double fSwing = pNext ? LogGain(*r_window.pFit, *pNext, r_window.series) : 0.0;
-        if (TakeChange(r_window, fSwing))
+        if (TakeChange(r_window, pNext.get()))
             continue;
         if (r_window.nRestart > 0)
             return false;
@@ -165,11 +241,12 @@ bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFou
         m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
     if (peak.fOmega <= 0.0)
         return false;
-    const Eigen::Index nOldest = (p_series.arrTime_s < -MAX_SPAN_S).count();
     std::vector<SPole> vecPole{{0.0, peak.fOmega}};
     Eigen::Index nBefore = -2;
     for (int nPass = 0; nPass < 4; ++nPass)
     {
+        const double fSpan_s = std::min(MAX_SPAN_S, MAX_PERIODS * TWO_PI / vecPole[0].fOmega);
+        const Eigen::Index nOldest = (p_series.arrTime_s < -fSpan_s).count();
         const COnset::SOnset onset = COnset::Locate(p_series, vecPole, false, Margin(p_series, vecPole[0].fOmega));
         const bool bOnset = onset.fGain > ONSET_GAIN;
         const Eigen::Index nFirst = bOnset ? onset.nFirst : 0;
@@ -180,7 +257,7 @@ bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFou
         r_found.fOnset_s = onset.fTime_s;
         r_found.estimate.fOnsetDev_s = bOnset ? onset.fDev_s : -1.0;
         r_window.pFit.reset();
-        r_window.series = p_series.From(std::max(bOnset ? onset.nSafe : 0, nOldest));
+        r_window.series = p_series.From(std::max(bOnset ? onset.nSafe + m_nLag : 0, nOldest));
         if (!FitFromLastExcitation(r_window, r_found))
             return false;
         if (r_found.fOnset_s > onset.fTime_s)
@@ -209,13 +286,26 @@ CSwingEstimator::SFound CSwingEstimator::Run(const SSeries& p_series)
 {
     SFound found;
     SWindow window;
-    if (!FindOnset(p_series, window, found))
-        window.veci.clear();
-    if (window.veci.empty())
+    m_nLag = 0;
+    m_fPole = 0.0;
+    bool bFound = FindOnset(p_series, window, found);
+    const SSeries* pSeries = &p_series;
+    SSeries whitened;
+    if (bFound && found.estimate.bOnset)
+        m_fQuietPole = QuietPole(p_series, found);
+    if (m_fQuietPole > WHITE)
     {
+        // a swing through this filter is a swing with the same pole; only its size changes
+        m_nLag = 1;
+        m_fPole = m_fQuietPole;
+        whitened = Whitened(p_series, m_fPole);
+        pSeries = &whitened;
+        window = SWindow();
         found = SFound();
-        return found;
+        bFound = FindOnset(whitened, window, found);
     }
-    Judge(p_series, window, found);
+    if (!bFound || window.veci.empty())
+        return SFound();
+    Judge(*pSeries, window, found);
     return found;
 }

@@ -14,7 +14,9 @@
 ///          3. Swings are added one by one, wherever their frequency lies, as long as the residual falls by more than
 ///             chance (criterion of Schwarz with a margin for the search); so are drift of higher order and steps.
 ///          4. A new excitation of a standing swing is looked for; from there on the stretch is a new one.
-///          5. Deviations from the covariance of the fit, the residual's size and its colour.
+///          5. If neighbouring blocks of the quiet time are correlated (drift of loads), all is done again on a series that
+///             is whitened to first order: the swings' poles pass through unchanged.
+///          6. Deviations from the covariance of the fit, the residual's size and its colour.
 /// Threads  one thread an object.
 class CSwingEstimator
 {
@@ -58,8 +60,9 @@ class CSwingEstimator
     /// The fit with one swing more, null where none stands out of the residual.
     CFitPtr OneMore(const SWindow& p_window);
     /// A step of the mean joins the fit, or nRestart says from where the swing is a new one, if that explains the residual
-    /// better than a further swing that brings p_fSwing. @return true for a step
-    bool TakeChange(SWindow& r_window, double p_fSwing);
+    /// better than a further swing (p_pNext, or null). @return true for a step
+    bool TakeChange(SWindow& r_window, const CSwingFit* p_pNext);
+    bool IsSplit(const SWindow& p_window, const COnset::SOnset& p_onset, const CSwingFit* p_pNext);
     bool FitFromLastExcitation(SWindow& r_window, SFound& r_found);
     void RaiseDegree(SWindow& r_window) const;
     void PickOwn(SWindow& r_window) const;
@@ -70,5 +73,8 @@ class CSwingEstimator
     SUncertain RatioOf(const SWindow& p_window, std::size_t p_iPole, const CNoiseColour& p_colour) const;
 
     double m_fMin_Hz, m_fMax_Hz;
+    double m_fQuietPole = 0.0; ///< correlation of neighbouring blocks before the last onset that was seen
+    double m_fPole = 0.0;      ///< of the filter that this run's series went through, y(i) - pole y(i-1); 0: none
+    Eigen::Index m_nLag = 0;   ///< blocks after an onset that the filter mixes with those before it
     CSpectrum m_spectrum;
 };

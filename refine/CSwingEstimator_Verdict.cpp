@@ -1,6 +1,7 @@
 #include "refine/CSwingEstimator.h"
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <numbers>
 
 namespace
@@ -97,9 +98,11 @@ void CSwingEstimator::Judge(const SSeries& p_series, SWindow& r_window, SFound& 
         const SPole& pole = r_window.pFit->Poles()[r_window.veci[k]];
         const CSwingFit::SResult result = r_window.pFit->Result(r_window.veci[k], 0.0);
         const double fDev = fNoise * std::sqrt(colour.Factor(pole.fOmega));
+        const std::complex<double> back = std::exp(-std::complex<double>(pole.fRate, pole.fOmega) * r_window.series.fBlock_s);
+        const double fGain = std::abs(1.0 - m_fPole * back); // of the filter
         r_e.aSwing[k] = {{pole.fOmega / TWO_PI, result.fOmegaDev * fDev / TWO_PI},
                          RatioOf(r_window, r_window.veci[k], colour),
-                         {result.fAmpl, result.fAmplDev * fDev}};
+                         {result.fAmpl / fGain, result.fAmplDev * fDev / fGain}};
     }
     r_e.nSamples = static_cast<unsigned>(r_window.series.arrWeight.sum());
     r_e.fSpan_s = r_window.Span_s();
