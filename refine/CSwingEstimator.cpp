@@ -9,7 +9,8 @@ constexpr double TWO_PI = 2.0 * std::numbers::pi;
 constexpr std::size_t MAX_STEPS = 2;      ///< of the mean, in one stretch
 constexpr std::size_t MAX_SWINGS = 4;      ///< in one fit, those of other modes included
 constexpr double ONSET_GAIN = 25.0;        ///< least gain of a beginning over a swing that has always stood
-constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a new excitation
+constexpr double CANDIDATE_GAIN = 14.0;    ///< of a new excitation that is then looked at closer
+constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a step
 constexpr double SPLIT_GAIN = 12.0;        ///< by which two stretches have to be better than one with a further swing
 constexpr double MAX_PERIODS = 40.0;       ///< no swing stays the same for longer
 constexpr double WHITE = 0.3;              ///< correlation of neighbouring blocks up to which noise counts as white
@@ -131,36 +132,52 @@ void CSwingEstimator::RaiseDegree(SWindow& r_window) const
     }
 }
 
-bool CSwingEstimator::IsSplit(const SWindow& p_window, const COnset::SOnset& p_onset, const CSwingFit* p_pNext)
+bool CSwingEstimator::FitPart(SWindow& r_part, std::size_t p_nSwings)
 {
-    const auto Variance = [](const CSwingFit& p_fit, const SSeries& p_series)
-    { return p_fit.Rss() / std::max(1.0, static_cast<double>(p_series.Size() - p_fit.Parameters())); };
-    double fRss = 0.0, fFree = 0.0;
-    for (const bool bLater : {false, true})
+    r_part.pFit = std::make_unique<CSwingFit>(r_part.series, 1, std::vector<double>());
+    if (r_part.series.Size() < 9 || !r_part.pFit->Run({}))
+        return false;
+    while (r_part.pFit->Poles().size() < p_nSwings)
     {
-        SWindow part;
-        part.series = bLater ? p_window.series.From(p_onset.nSafe) : p_window.series.Before(p_onset.nFirst);
-        if (part.series.Size() < 9)
-        {
-            if (bLater)
-                return false;
-            continue;
-        }
-        part.pFit = std::make_unique<CSwingFit>(part.series, 1, std::vector<double>());
-        if (!part.pFit->Run({}))
-            return false;
-        while (part.pFit->Poles().size() < p_window.pFit->Poles().size())
-        {
-            CFitPtr pMore = OneMore(part);
-            if (!pMore)
-                break;
-            part.pFit = std::move(pMore);
-        }
-        fRss += part.pFit->Rss();
-        fFree += std::max(1.0, static_cast<double>(part.series.Size() - part.pFit->Parameters()));
+        CFitPtr pMore = OneMore(r_part);
+        if (!pMore)
+            break;
+        r_part.pFit = std::move(pMore);
     }
-    const CSwingFit& whole = p_pNext ? *p_pNext : *p_window.pFit;
-    return static_cast<double>(p_window.series.Size()) * std::log(Variance(whole, p_window.series) / (fRss / fFree)) > SPLIT_GAIN;
+    PickOwn(r_part);
+    return true;
+}
+
+bool CSwingEstimator::IsSplit(const SWindow& p_window, const CSwingFit& p_whole, COnset::SOnset& r_onset)
+{
+    const std::size_t nSwings = p_window.pFit->Poles().size();
+    const auto Free = [](const SWindow& p) { return std::max(1.0, static_cast<double>(p.series.Size() - p.pFit->Parameters())); };
+    // the fit over both stretches has poles that suit neither: better ones find the place, the place better ones
+    for (int nPass = 0; nPass < 3; ++nPass)
+    {
+        SWindow before, later;
+        later.series = p_window.series.From(r_onset.nSafe);
+        before.series = p_window.series.Before(std::max<Eigen::Index>(1, r_onset.nFirst));
+        if (!FitPart(later, nSwings) || later.veci.empty() ||
+            later.Span_s() * later.pFit->Poles()[later.veci[0]].fOmega < MIN_PERIODS * TWO_PI)
+            return false;
+        double fRss = later.pFit->Rss(), fFree = Free(later);
+        if (FitPart(before, nSwings))
+        {
+            fRss += before.pFit->Rss();
+            fFree += Free(before);
+        }
+        const double fWhole = p_whole.Rss() / static_cast<double>(p_window.series.Size() - p_whole.Parameters());
+        if (static_cast<double>(p_window.series.Size()) * std::log(fWhole / (fRss / fFree)) > SPLIT_GAIN)
+            return true;
+        const std::vector<SPole> vecPole = OwnPoles(later);
+        const COnset::SOnset onset =
+            COnset::Locate(p_window.series, vecPole, true, Margin(p_window.series, vecPole[0].fOmega));
+        if (onset.nFirst == r_onset.nFirst || onset.fGain < CANDIDATE_GAIN)
+            return false;
+        r_onset = onset;
+    }
+    return false;
 }
 
 bool CSwingEstimator::TakeChange(SWindow& r_window, const CSwingFit* p_pNext)
@@ -178,20 +195,20 @@ bool CSwingEstimator::TakeChange(SWindow& r_window, const CSwingFit* p_pNext)
     for (std::size_t i = 0; i < r_window.vecStep_s.size(); ++i)
         series.arrValue -= (series.arrTime_s >= r_window.vecStep_s[i]).cast<double>() * r_window.pFit->Step(i);
     const std::vector<SPole> vecPole = OwnPoles(r_window);
-    const COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
-    if (onset.fGain < EXCITATION_GAIN)
+    COnset::SOnset onset = COnset::Locate(series, vecPole, true, Margin(series, vecPole[0].fOmega));
+    if (onset.fGain < CANDIDATE_GAIN)
         return false;
     const double fSwing = p_pNext ? LogGain(*r_window.pFit, *p_pNext, r_window.series) : 0.0;
-    if (onset.fGain - onset.fGainStep > EXCITATION_GAIN)
+    if (onset.fGain - onset.fGainStep > CANDIDATE_GAIN)
     {
-        if (IsSplit(r_window, onset, p_pNext))
+        if (IsSplit(r_window, p_pNext ? *p_pNext : *r_window.pFit, onset))
         {
             r_window.restart = onset;
             r_window.nRestart = onset.nSafe + m_nLag;
+            return false;
         }
-        return false;
     }
-    if (onset.fGain < fSwing)
+    if (onset.fGain < std::max(EXCITATION_GAIN, fSwing) || onset.fGainStep < 0.5 * onset.fGain)
         return false;
     r_window.vecStep_s.push_back(onset.fFirst_s); // the swing goes on, only its mean has moved
     auto pNext = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);

@@ -62,7 +62,9 @@ class CSwingEstimator
     /// A step of the mean joins the fit, or nRestart says from where the swing is a new one, if that explains the residual
     /// better than a further swing (p_pNext, or null). @return true for a step
     bool TakeChange(SWindow& r_window, const CSwingFit* p_pNext);
-    bool IsSplit(const SWindow& p_window, const COnset::SOnset& p_onset, const CSwingFit* p_pNext);
+    /// Whether two stretches with a new excitation between them say more than one fit over both; mends the place.
+    bool IsSplit(const SWindow& p_window, const CSwingFit& p_whole, COnset::SOnset& r_onset);
+    bool FitPart(SWindow& r_part, std::size_t p_nSwings);
     bool FitFromLastExcitation(SWindow& r_window, SFound& r_found);
     void RaiseDegree(SWindow& r_window) const;
     void PickOwn(SWindow& r_window) const;
