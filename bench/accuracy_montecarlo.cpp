@@ -26,24 +26,26 @@ struct SCase
     double fFreq_Hz, fRatio, fSnr_dB;
     int nRate = 50;
     double fPeriods = 4.0;
-    double fSecond_Hz = 0.0;       ///< a second swing of 0.7 of the amplitude
-    double fHarmonic = 0.0;        ///< second harmonic, part of the amplitude
-    double fColour = 0.0;          ///< pole of first-order noise that has the SNR's power; 0: white
-    double fStep = 0.0;            ///< step of the mean in the middle of the evaluation
-    double fRamp = 0.0;            ///< 1/s, from the onset on
-    double fLost = 0.0;            ///< part of the samples
-    bool bHole = false;            ///< a period's half is missing
-    double fSoft_s = 0.0;          ///< the swing sets in over that time
-    bool bAgain = false;           ///< excited anew after the first 4 periods
+    double fSecond_Hz = 0.0; ///< a second swing of 0.7 of the amplitude
+    double fHarmonic = 0.0;  ///< second harmonic, part of the amplitude
+    double fColour = 0.0;    ///< pole of first-order noise that has the SNR's power; 0: white
+    double fStep = 0.0;      ///< step of the mean in the middle of the evaluation
+    double fRamp = 0.0;      ///< 1/s, from the onset on
+    double fLost = 0.0;      ///< part of the samples
+    bool bHole = false;      ///< a period's half is missing
+    double fSoft_s = 0.0;    ///< the swing sets in over that time
+    bool bAgain = false;     ///< excited anew after the first 4 periods
     bool bSwing = true;
 };
 
 struct SRow
 {
-    std::vector<double> vecFreq, vecRatio, vecAmpl, vecOnset_s, vecLatency, vecMs; ///< errors, the first two over their bounds
+    std::vector<double> vecFreq, vecRatio, vecAmpl, vecOnset_s, vecLatency,
+        vecMs; ///< errors, the first two over their bounds
     double fBoundFreq = 0.0, fBoundRatio = 0.0, fBiasFreq = 0.0, fBiasRatio = 0.0;
     int nRuns = 0, nKnown = 0, nInFreq = 0, nInRatio = 0, nInAmpl = 0, nOnset = 0, nInOnset = 0, nBoth = 0;
-    int nGrowing = 0, nDecaying = 0, nSteady = 0, nForced = 0, nNatural = 0; ///< runs in which it was said at least once
+    int nGrowing = 0, nDecaying = 0, nSteady = 0, nForced = 0,
+        nNatural = 0; ///< runs in which it was said at least once
 };
 
 /// Processor time of this thread: other work on the machine does not count.
@@ -54,7 +56,10 @@ double Now_ms()
     return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
 }
 
-double Rate(double p_fFreq_Hz, double p_fRatio) { return TWO_PI * p_fFreq_Hz * p_fRatio / std::sqrt(1.0 - p_fRatio * p_fRatio); }
+double Rate(double p_fFreq_Hz, double p_fRatio)
+{
+    return TWO_PI * p_fFreq_Hz * p_fRatio / std::sqrt(1.0 - p_fRatio * p_fRatio);
+}
 
 /// Cramer-Rao bound of frequency and ratio from samples at p_nRate over p_fSpan_s since the onset with amplitude 1 and this
 /// phase; amplitude, phase and mean unknown.
@@ -77,7 +82,8 @@ double Signal(const SCase& p_case, double p_fAge_s, double p_fPhase, double p_fP
 {
     if (p_fAge_s < 0.0 || !p_case.bSwing)
         return 0.0;
-    const double w = TWO_PI * p_case.fFreq_Hz, s = Rate(p_case.fFreq_Hz, p_case.fRatio), fAgain_s = 4.0 / p_case.fFreq_Hz;
+    const double w = TWO_PI * p_case.fFreq_Hz, s = Rate(p_case.fFreq_Hz, p_case.fRatio),
+                 fAgain_s = 4.0 / p_case.fFreq_Hz;
     double f = std::exp(s * p_fAge_s) * std::cos(w * p_fAge_s + p_fPhase);
     if (p_case.fSecond_Hz > 0.0)
         f += 0.7 * std::exp(s * p_fAge_s) * std::cos(TWO_PI * p_case.fSecond_Hz * p_fAge_s + p_fPhase2);
@@ -92,8 +98,8 @@ double Signal(const SCase& p_case, double p_fAge_s, double p_fPhase, double p_fP
 int RightVerdict(const SCase& p_case)
 {
     return static_cast<int>(std::abs(p_case.fRatio) <= CSwingEstimator::STEADY ? EVerdict::eSteady
-                            : p_case.fRatio < 0.0                             ? EVerdict::eDecaying
-                                                                              : EVerdict::eGrowing);
+                            : p_case.fRatio < 0.0                              ? EVerdict::eDecaying
+                                                                               : EVerdict::eGrowing);
 }
 
 void Evaluate(const SCase& p_case, const SEstimate& p_e, double p_fOnset_s, double p_fPhase, double p_fVar, SRow& r_row)
@@ -104,7 +110,8 @@ void Evaluate(const SCase& p_case, const SEstimate& p_e, double p_fOnset_s, doub
         return;
     ++r_row.nKnown;
     const bool bOther = p_case.fSecond_Hz > 0.0 && p_e.nSwings == 2 &&
-                        std::abs(p_e.aSwing[1].freq_Hz.fValue - p_case.fFreq_Hz) < std::abs(p_e.aSwing[0].freq_Hz.fValue - p_case.fFreq_Hz);
+                        std::abs(p_e.aSwing[1].freq_Hz.fValue - p_case.fFreq_Hz) <
+                            std::abs(p_e.aSwing[0].freq_Hz.fValue - p_case.fFreq_Hz);
     const SSwing& swing = p_e.aSwing[bOther];
     r_row.nBoth += p_e.nSwings == 2;
     const double fFreq = swing.freq_Hz.fValue - p_case.fFreq_Hz, fRatio = swing.ratio.fValue - p_case.fRatio;
@@ -199,16 +206,18 @@ void Print(const SCase& c, const SRow& r)
 {
     const double n = std::max(1, r.nKnown), fAll = std::max(1, r.nRuns);
     const double fRight = static_cast<double>(r.vecLatency.size()) / fAll;
-    std::printf("{\"class\":\"%s\",\"freq\":%g,\"ratio\":%g,\"snr\":%g,\"rate\":%d,\"periods\":%g,\"runs\":%d,\"known\":%.4f,"
-                "\"both\":%.4f,\"f_rms\":%.3f,\"f_bound\":%.3g,\"f_bias\":%.3g,\"f_cov\":%.4f,\"z_rms\":%.3f,\"z_bound\":%.3g,"
-                "\"z_bias\":%.3g,\"z_cov\":%.4f,\"a_rms\":%.4f,\"a_cov\":%.4f,\"onset_rms\":%.3f,\"onset_cov\":%.4f,",
-                c.strClass.c_str(), c.fFreq_Hz, c.fRatio, c.fSnr_dB, c.nRate, c.fPeriods, r.nRuns, r.nKnown / fAll, r.nBoth / n,
-                Rms(r.vecFreq), r.fBoundFreq, r.fBiasFreq / n, r.nInFreq / n, Rms(r.vecRatio), r.fBoundRatio, r.fBiasRatio / n,
-                r.nInRatio / n, Rms(r.vecAmpl), r.nInAmpl / n, Rms(r.vecOnset_s), r.nInOnset / std::max(1.0, 1.0 * r.nOnset));
-    std::printf("\"right\":%.4f,\"latency\":%.2f,\"decaying\":%d,\"steady\":%d,\"growing\":%d,\"natural\":%d,\"forced\":%d,"
-                "\"ms\":%.3f,\"ms_99\":%.3f}\n",
-                fRight, fRight > 0.5 ? Quantile(r.vecLatency, 0.5 / fRight) : -1.0, r.nDecaying, r.nSteady, r.nGrowing, r.nNatural,
-                r.nForced, Quantile(r.vecMs, 0.5), Quantile(r.vecMs, 0.99));
+    std::printf(
+        "{\"class\":\"%s\",\"freq\":%g,\"ratio\":%g,\"snr\":%g,\"rate\":%d,\"periods\":%g,\"runs\":%d,\"known\":%.4f,"
+        "\"both\":%.4f,\"f_rms\":%.3f,\"f_bound\":%.3g,\"f_bias\":%.3g,\"f_cov\":%.4f,\"z_rms\":%.3f,\"z_bound\":%.3g,"
+        "\"z_bias\":%.3g,\"z_cov\":%.4f,\"a_rms\":%.4f,\"a_cov\":%.4f,\"onset_rms\":%.3f,\"onset_cov\":%.4f,",
+        c.strClass.c_str(), c.fFreq_Hz, c.fRatio, c.fSnr_dB, c.nRate, c.fPeriods, r.nRuns, r.nKnown / fAll, r.nBoth / n,
+        Rms(r.vecFreq), r.fBoundFreq, r.fBiasFreq / n, r.nInFreq / n, Rms(r.vecRatio), r.fBoundRatio, r.fBiasRatio / n,
+        r.nInRatio / n, Rms(r.vecAmpl), r.nInAmpl / n, Rms(r.vecOnset_s), r.nInOnset / std::max(1.0, 1.0 * r.nOnset));
+    std::printf(
+        "\"right\":%.4f,\"latency\":%.2f,\"decaying\":%d,\"steady\":%d,\"growing\":%d,\"natural\":%d,\"forced\":%d,"
+        "\"ms\":%.3f,\"ms_99\":%.3f}\n",
+        fRight, fRight > 0.5 ? Quantile(r.vecLatency, 0.5 / fRight) : -1.0, r.nDecaying, r.nSteady, r.nGrowing,
+        r.nNatural, r.nForced, Quantile(r.vecMs, 0.5), Quantile(r.vecMs, 0.99));
     std::fflush(stdout);
 }
 
@@ -236,7 +245,12 @@ std::vector<SCase> Cases()
             vec.push_back(other);
         };
         Add("two swings 0.05 Hz apart", [](SCase& r) { r.fSecond_Hz = 0.45; });
-        Add("two swings 0.05 Hz apart, 16 periods", [](SCase& r) { r.fSecond_Hz = 0.45; r.fPeriods = 16.0; });
+        Add("two swings 0.05 Hz apart, 16 periods",
+            [](SCase& r)
+            {
+                r.fSecond_Hz = 0.45;
+                r.fPeriods = 16.0;
+            });
         Add("coloured noise", [](SCase& r) { r.fColour = 0.98; });
         Add("step of the mean", [](SCase& r) { r.fStep = 0.5; });
         Add("ramp from the onset", [](SCase& r) { r.fRamp = 0.1; });
@@ -268,7 +282,12 @@ void Ambient(double p_fFreq_Hz, double p_fRatio, double p_fMinutes, int p_nRuns)
     const double s = Rate(p_fFreq_Hz, p_fRatio);
     const std::complex<double> turn = std::exp(std::complex<double>(s, TWO_PI * p_fFreq_Hz) / 50.0);
     const double fDrive = std::sqrt(1.0 - std::norm(turn));
-    const double lo = p_fFreq_Hz < 0.2 ? 0.05 : p_fFreq_Hz < 0.8 ? 0.2 : 0.8, hi = p_fFreq_Hz < 0.2 ? 0.2 : p_fFreq_Hz < 0.8 ? 0.8 : 3.0;
+    const double lo = p_fFreq_Hz < 0.2   ? 0.05
+                      : p_fFreq_Hz < 0.8 ? 0.2
+                                         : 0.8,
+                 hi = p_fFreq_Hz < 0.2   ? 0.2
+                      : p_fFreq_Hz < 0.8 ? 0.8
+                                         : 3.0;
     std::vector<double> vecFreq, vecRatio, vecMs;
     double fBias = 0.0;
     int nInFreq = 0, nInRatio = 0;
@@ -297,10 +316,11 @@ void Ambient(double p_fFreq_Hz, double p_fRatio, double p_fMinutes, int p_nRuns)
         nInRatio += std::abs(vecRatio.back()) < 2.0 * a.ratio.fDev;
     }
     const double n = std::max<double>(1.0, static_cast<double>(vecRatio.size()));
-    std::printf("{\"class\":\"ambient\",\"freq\":%g,\"ratio\":%g,\"minutes\":%g,\"runs\":%d,\"known\":%.4f,\"f_rms\":%.5f,"
-                "\"f_cov\":%.4f,\"z_rms\":%.5f,\"z_bound\":%.5f,\"z_bias\":%.5f,\"z_cov\":%.4f,\"ms\":%.3f}\n",
-                p_fFreq_Hz, p_fRatio, p_fMinutes, p_nRuns, n / p_nRuns, Rms(vecFreq), nInFreq / n, Rms(vecRatio),
-                std::sqrt(-s / (60.0 * p_fMinutes)) / (TWO_PI * p_fFreq_Hz), fBias / n, nInRatio / n, Quantile(vecMs, 0.5));
+    std::printf(
+        "{\"class\":\"ambient\",\"freq\":%g,\"ratio\":%g,\"minutes\":%g,\"runs\":%d,\"known\":%.4f,\"f_rms\":%.5f,"
+        "\"f_cov\":%.4f,\"z_rms\":%.5f,\"z_bound\":%.5f,\"z_bias\":%.5f,\"z_cov\":%.4f,\"ms\":%.3f}\n",
+        p_fFreq_Hz, p_fRatio, p_fMinutes, p_nRuns, n / p_nRuns, Rms(vecFreq), nInFreq / n, Rms(vecRatio),
+        std::sqrt(-s / (60.0 * p_fMinutes)) / (TWO_PI * p_fFreq_Hz), fBias / n, nInRatio / n, Quantile(vecMs, 0.5));
     std::fflush(stdout);
 }
 } // namespace
@@ -323,8 +343,12 @@ int main(int p_nArg, char** p_ppArg)
         Print(c, row);
     }
     if (strOnly.empty() || strOnly == "ambient")
-        for (const auto& [fFreq, fRatio, fMinutes] : {std::tuple{0.4, -0.05, 20.0}, {0.4, -0.05, 10.0}, {0.4, -0.02, 20.0},
-                                                      {0.4, -0.1, 20.0}, {0.12, -0.05, 20.0}, {1.2, -0.05, 20.0}})
+        for (const auto& [fFreq, fRatio, fMinutes] : {std::tuple{0.4, -0.05, 20.0},
+                                                      {0.4, -0.05, 10.0},
+                                                      {0.4, -0.02, 20.0},
+                                                      {0.4, -0.1, 20.0},
+                                                      {0.12, -0.05, 20.0},
+                                                      {1.2, -0.05, 20.0}})
             Ambient(fFreq, fRatio, fMinutes, std::max(1, nRuns / 5));
     return 0;
 }

@@ -8,10 +8,11 @@ namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
 constexpr double MAX_HOLE_S = 2.0;
-constexpr double TAPER = 0.05;        ///< part of the stretch at either end
-constexpr double MERGE = 0.005;       ///< ordinates are joined up to this part of their frequency
-constexpr double EXCESS = 6.0;        ///< deviations from which a further resonance is tried
-constexpr double RESONANCE_GAIN = 15.0; ///< least log likelihood ratio for each resonance: 4 parameters, looked for anywhere
+constexpr double TAPER = 0.05;  ///< part of the stretch at either end
+constexpr double MERGE = 0.005; ///< ordinates are joined up to this part of their frequency
+constexpr double EXCESS = 6.0;  ///< deviations from which a further resonance is tried
+constexpr double RESONANCE_GAIN =
+    15.0; ///< least log likelihood ratio for each resonance: 4 parameters, looked for anywhere
 constexpr std::size_t MAX_RESONANCES = 4;
 
 /// Largest product of 2, 3 and 5 that is not above n: lengths that transform fast.
@@ -90,7 +91,8 @@ void CAmbient::AddStretch(const SSeries& p_series, Eigen::Index p_nFirst, Eigen:
         const double f = static_cast<double>(k) / fSpan_s;
         if (f > fHi_Hz)
             break;
-        const std::size_t nEnd = std::min(nGrid / 2, k + std::max<std::size_t>(1, static_cast<std::size_t>(MERGE * f * fSpan_s)));
+        const std::size_t nEnd =
+            std::min(nGrid / 2, k + std::max<std::size_t>(1, static_cast<std::size_t>(MERGE * f * fSpan_s)));
         double fSum = 0.0;
         const auto nJoined = static_cast<double>(nEnd - k);
         const double fMid = (static_cast<double>(k) + 0.5 * (nJoined - 1.0)) / fSpan_s;

@@ -30,7 +30,8 @@ void CNoiseColour::Fit()
     for (int p = 1; p <= nMax; ++p)
     {
         // products over n, as the theory of the biased estimate wants; missing neighbours are made up for
-        const auto Rho = [&](int k) { return m_afCount[k] > 0.0 ? m_afSum[k] / m_afCount[k] * (1.0 - k / n) / fVar : 0.0; };
+        const auto Rho = [&](int k)
+        { return m_afCount[k] > 0.0 ? m_afSum[k] / m_afCount[k] * (1.0 - k / n) / fVar : 0.0; };
         double fSum = Rho(p);
         for (int k = 1; k < p; ++k)
             fSum += afTry[k] * Rho(p - k);

@@ -61,7 +61,8 @@ void Spread(const SSeries& p_series, const Eigen::VectorXd& p_vecRss, COnset::SO
     fMean /= fSum;
     r_onset.fFirst_s = p_series.arrTime_s[r_onset.nFirst] - 0.5 * p_series.fBlock_s;
     r_onset.fTime_s = p_series.arrTime_s[r_onset.nFirst] + fMean;
-    r_onset.fDev_s = std::sqrt(std::max(0.0, fSquare / fSum - fMean * fMean) + p_series.fBlock_s * p_series.fBlock_s / 12.0);
+    r_onset.fDev_s =
+        std::sqrt(std::max(0.0, fSquare / fSum - fMean * fMean) + p_series.fBlock_s * p_series.fBlock_s / 12.0);
     double fLater = 0.0;
     r_onset.nSafe = nSize - 1;
     while (r_onset.nSafe > r_onset.nFirst && (fLater += vecLikely[r_onset.nSafe]) < 1e-3 * fSum)

@@ -21,5 +21,6 @@ class COnset
     };
     /// @param p_bStanding the swings stand from the first block on, and a new excitation is looked for; otherwise their begin
     /// @param p_nMargin blocks at the end in which no onset is looked for
-    static SOnset Locate(const SSeries& p_series, const std::vector<SPole>& p_vecPole, bool p_bStanding, Eigen::Index p_nMargin);
+    static SOnset Locate(const SSeries& p_series, const std::vector<SPole>& p_vecPole, bool p_bStanding,
+                         Eigen::Index p_nMargin);
 };

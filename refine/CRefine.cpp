@@ -6,14 +6,17 @@ namespace
 {
 constexpr double TICKS_S = 1e7;
 constexpr double SWING_KEEP_S = CSwingEstimator::MAX_SPAN_S + CSwingEstimator::QUIET_S;
-constexpr double PER_PERIOD = 8.0;    ///< blocks a period at the upper limit: a mean over one loses 5 % of the information
+constexpr double PER_PERIOD = 8.0; ///< blocks a period at the upper limit: a mean over one loses 5 % of the information
 constexpr double MANY_BLOCKS = 320.0; ///< more of them are joined, if the swing is slow enough
 constexpr double AMBIENT_EVERY_S = 30.0;
-constexpr double RESTART_S = 10.0;                       ///< time that goes back further is a new beginning
+constexpr double RESTART_S = 10.0;                           ///< time that goes back further is a new beginning
 constexpr std::int64_t MAX_TIME = 3'155'378'976'000'000'000; ///< ticks at the end of the year 9999
 constexpr double NO_MIN_HZ = 0.05, NO_MAX_HZ = 5.0, MAX_OF_RATE = 0.4;
 
-double CycleOf(int p_nRate) { return p_nRate > 0 ? 1.0 / p_nRate : p_nRate < 0 ? -static_cast<double>(p_nRate) : 1.0; }
+double CycleOf(int p_nRate)
+{
+    return p_nRate > 0 ? 1.0 / p_nRate : p_nRate < 0 ? -static_cast<double>(p_nRate) : 1.0;
+}
 
 unsigned Decimation(double p_fCycle_s, double p_fMax_Hz)
 {

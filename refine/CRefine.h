@@ -48,7 +48,8 @@ class CRefine
     struct SModeState;
     void Restart(std::int64_t p_nTime);
     unsigned Merge(const SModeState& p_mode) const;
-    void KeepOnset(SModeState& r_mode, const CSwingEstimator::SFound& p_found, double p_fOldest_s, SEstimate& r_estimate) const;
+    void KeepOnset(SModeState& r_mode, const CSwingEstimator::SFound& p_found, double p_fOldest_s,
+                   SEstimate& r_estimate) const;
     std::int64_t TimeOf(std::int64_t p_nPosition) const;
 
     double m_fCycle_s;

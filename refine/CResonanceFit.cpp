@@ -155,7 +155,8 @@ CResonanceFit::SExcess CResonanceFit::Excess() const
     std::vector<double> vecSum(nSize + 1, 0.0), vecCount(nSize + 1, 0.0);
     for (std::size_t i = 0; i < nSize; ++i)
     {
-        vecSum[i + 1] = vecSum[i] + m_vec[i].fCount * (m_vec[i].fPower / Density(m_vecLog, m_vec[i].fOmega, nullptr) - 1.0);
+        vecSum[i + 1] =
+            vecSum[i] + m_vec[i].fCount * (m_vec[i].fPower / Density(m_vecLog, m_vec[i].fOmega, nullptr) - 1.0);
         vecCount[i + 1] = vecCount[i] + m_vec[i].fCount;
     }
     for (const std::size_t nWidth : {4u, 8u, 16u, 32u})

@@ -11,10 +11,14 @@ struct CSpectrum::SWork
     std::vector<std::complex<double>> veccFreq;
 };
 
-CSpectrum::CSpectrum() : m_pWork(std::make_unique<SWork>()) { m_pWork->fft.SetFlag(Eigen::FFT<double>::HalfSpectrum); }
+CSpectrum::CSpectrum() : m_pWork(std::make_unique<SWork>())
+{
+    m_pWork->fft.SetFlag(Eigen::FFT<double>::HalfSpectrum);
+}
 CSpectrum::~CSpectrum() = default;
 
-const std::vector<std::complex<double>>& CSpectrum::Transform(const std::vector<double>& p_vecfValue, std::size_t p_nLength)
+const std::vector<std::complex<double>>& CSpectrum::Transform(const std::vector<double>& p_vecfValue,
+                                                              std::size_t p_nLength)
 {
     m_pWork->vecfTime.assign(p_nLength, 0.0);
     std::copy(p_vecfValue.begin(), p_vecfValue.end(), m_pWork->vecfTime.begin());
@@ -36,7 +40,8 @@ CSpectrum::SPeak CSpectrum::Peak(const SSeries& p_series, const Eigen::VectorXd&
     for (Eigen::Index i = 0; i < nSize; ++i)
     {
         const double f = p_vecResid[i] * std::sqrt(p_series.arrWeight[i]);
-        r_vec[std::min(nGrid - 1, static_cast<std::size_t>(std::lround((p_series.arrTime_s[i] - fBegin_s) / fStep_s)))] += f;
+        r_vec[std::min(nGrid - 1,
+                       static_cast<std::size_t>(std::lround((p_series.arrTime_s[i] - fBegin_s) / fStep_s)))] += f;
         fPower += f * f;
     }
     const std::size_t nLength = std::bit_ceil(4 * nGrid);

@@ -6,15 +6,16 @@
 namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
-constexpr std::size_t MAX_STEPS = 2;      ///< of the mean, in one stretch
-constexpr std::size_t MAX_SWINGS = 4;      ///< in one fit, those of other modes included
-constexpr double ONSET_GAIN = 25.0;        ///< least gain of a beginning over a swing that has always stood
-constexpr double CANDIDATE_GAIN = 14.0;    ///< of a new excitation that is then looked at closer
-constexpr double EXCITATION_GAIN = 35.0;   ///< least gain of a step
-constexpr double SPLIT_GAIN = 12.0;        ///< by which two stretches have to be better than one with a further swing
-constexpr double MAX_PERIODS = 40.0;       ///< no swing stays the same for longer
-constexpr double WHITE = 0.3;              ///< correlation of neighbouring blocks up to which noise counts as white
-constexpr double MARGIN_PERIODS = 0.75;    ///< no onset is looked for in the last part of a period
+constexpr std::size_t MAX_STEPS = 2;     ///< of the mean, in one stretch
+constexpr std::size_t MAX_SWINGS = 4;    ///< in one fit, those of other modes included
+constexpr double ONSET_GAIN = 25.0;      ///< least gain of a beginning over a swing that has always stood
+constexpr double CANDIDATE_GAIN = 14.0;  ///< of a new excitation that is then looked at closer
+constexpr double EXCITATION_GAIN = 35.0; ///< least gain of a step
+constexpr double SPLIT_GAIN = 12.0;      ///< by which two stretches have to be better than one with a further swing
+constexpr double MAX_PERIODS = 40.0;     ///< no swing stays the same for longer
+constexpr double MAX_GROWTH = 0.3;       ///< ratio above which nothing in a grid grows
+constexpr double WHITE = 0.3;            ///< correlation of neighbouring blocks up to which noise counts as white
+constexpr double MARGIN_PERIODS = 0.75;  ///< no onset is looked for in the last part of a period
 
 double LogGain(const CSwingFit& p_before, const CSwingFit& p_after, const SSeries& p_series)
 {
@@ -42,8 +43,11 @@ SSeries Whitened(const SSeries& p_series, double p_fPole)
             arr[static_cast<Eigen::Index>(i)] = p_arr[veci[i] - nShift];
         return arr;
     };
-    return {Picked(p_series.arrTime_s, 0), Picked(p_series.arrValue, 0) - p_fPole * Picked(p_series.arrValue, 1),
-            Picked(p_series.arrWeight, 0).min(Picked(p_series.arrWeight, 1)), Picked(p_series.arrM2_s2, 0), p_series.fBlock_s,
+    return {Picked(p_series.arrTime_s, 0),
+            Picked(p_series.arrValue, 0) - p_fPole * Picked(p_series.arrValue, 1),
+            Picked(p_series.arrWeight, 0).min(Picked(p_series.arrWeight, 1)),
+            Picked(p_series.arrM2_s2, 0),
+            p_series.fBlock_s,
             p_series.fFull};
 }
 
@@ -113,8 +117,9 @@ CSwingEstimator::CFitPtr CSwingEstimator::OneMore(const SWindow& p_window)
     auto pNext = std::make_unique<CSwingFit>(series, p_window.nDegree, p_window.vecStep_s);
     if (!pNext->Run(vecPole) || LogGain(*p_window.pFit, *pNext, series) < 4.0 * std::log(n) + 12.0)
         return nullptr;
-    for (const SPole& pole : pNext->Poles()) // slower than the stretch or dead within a period: no swing but drift
-        if (pole.fOmega * fSpan_s < 0.4 * TWO_PI || std::abs(pole.fRate) > pole.fOmega)
+    // slower than the stretch, dead within a period or exploding: drift, or a beginning that is not yet understood
+    for (const SPole& pole : pNext->Poles())
+        if (pole.fOmega * fSpan_s < 0.4 * TWO_PI || pole.fRate < -pole.fOmega || pole.fRate > MAX_GROWTH * pole.fOmega)
             return nullptr;
     return pNext;
 }
@@ -151,7 +156,8 @@ bool CSwingEstimator::FitPart(SWindow& r_part, std::size_t p_nSwings)
 bool CSwingEstimator::IsSplit(const SWindow& p_window, const CSwingFit& p_whole, COnset::SOnset& r_onset)
 {
     const std::size_t nSwings = p_window.pFit->Poles().size();
-    const auto Free = [](const SWindow& p) { return std::max(1.0, static_cast<double>(p.series.Size() - p.pFit->Parameters())); };
+    const auto Free = [](const SWindow& p)
+    { return std::max(1.0, static_cast<double>(p.series.Size() - p.pFit->Parameters())); };
     // the fit over both stretches has poles that suit neither: better ones find the place, the place better ones
     for (int nPass = 0; nPass < 3; ++nPass)
     {
@@ -254,8 +260,7 @@ bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFou
     CSwingFit drift(p_series, 1, {});
     if (p_series.Size() < 9 || !drift.Run({}))
         return false;
-    const CSpectrum::SPeak peak =
-        m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
+    const CSpectrum::SPeak peak = m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
     if (peak.fOmega <= 0.0)
         return false;
     std::vector<SPole> vecPole{{0.0, peak.fOmega}};

@@ -21,19 +21,20 @@
 class CSwingEstimator
 {
   public:
-    static constexpr double STEADY = 0.002;      ///< |ratio| up to which a swing counts as steady
-    static constexpr double MAX_SPAN_S = 60.0;   ///< samples older than that take no part
-    static constexpr double QUIET_S = 20.0;      ///< samples before them in which the onset is looked for
-    static constexpr double MIN_PERIODS = 1.25;  ///< after the onset, for an estimate
-    static constexpr double SURE = 0.95;         ///< least probability of a verdict
+    static constexpr double STEADY = 0.002;       ///< |ratio| up to which a swing counts as steady
+    static constexpr double MAX_SPAN_S = 60.0;    ///< samples older than that take no part
+    static constexpr double QUIET_S = 20.0;       ///< samples before them in which the onset is looked for
+    static constexpr double MIN_PERIODS = 1.25;   ///< after the onset, for an estimate
+    static constexpr double SURE_STEADY = 0.95;   ///< least probability of a verdict: steady
+    static constexpr double SURE_DECAYING = 0.99; ///< the same for decaying: it reassures
     static constexpr double SURE_GROWING = 0.999; ///< the same for growing: it alarms
 
     CSwingEstimator(double p_fMin_Hz, double p_fMax_Hz);
 
     struct SFound
     {
-        SEstimate estimate;     ///< its ticks are left at 0
-        double fOnset_s = 0.0;  ///< on the clock of the series
+        SEstimate estimate;    ///< its ticks are left at 0
+        double fOnset_s = 0.0; ///< on the clock of the series
     };
     /// @param p_series at most MAX_SPAN_S + QUIET_S up to now
     SFound Run(const SSeries& p_series);
@@ -47,7 +48,7 @@ class CSwingEstimator
         unsigned nDegree = 1;
         Eigen::Index nRestart = 0; ///< block from which the swing is a new one; 0: none
         COnset::SOnset restart;
-        CFitPtr pFit;                   ///< refers to series
+        CFitPtr pFit;                  ///< refers to series
         std::vector<std::size_t> veci; ///< swings within the mode's limits, largest first
 
         double Span_s() const

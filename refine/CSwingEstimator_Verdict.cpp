@@ -8,11 +8,17 @@ namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
 constexpr double VERDICT_PERIODS = 1.5;
+constexpr double SURE_LATER = 0.95; ///< of growing, without the first half period
 constexpr double SURE_ORIGIN = 0.9;
+constexpr double ORIGIN_PERIODS = 6.0;
+constexpr double HARMONIC_CHANCE = 1e-5;   ///< that noise looks like a harmonic; asked anew every second
 constexpr double NATURAL_ODDS = 4.0;       ///< of a steady swing, before its harmonics are looked at
 constexpr double NATURAL_HARMONICS = 0.01; ///< natural swings that are large enough to show harmonics
 
-double Normal(double p_fX) { return 0.5 * std::erfc(-p_fX / std::numbers::sqrt2); }
+double Normal(double p_fX)
+{
+    return 0.5 * std::erfc(-p_fX / std::numbers::sqrt2);
+}
 
 struct SProbabilities
 {
@@ -23,7 +29,8 @@ struct SProbabilities
 SProbabilities Probabilities(const SUncertain& p_ratio)
 {
     const double fDev = std::max(p_ratio.fDev, 1e-9);
-    return {Normal((-CSwingEstimator::STEADY - p_ratio.fValue) / fDev), Normal((p_ratio.fValue - CSwingEstimator::STEADY) / fDev)};
+    return {Normal((-CSwingEstimator::STEADY - p_ratio.fValue) / fDev),
+            Normal((p_ratio.fValue - CSwingEstimator::STEADY) / fDev)};
 }
 
 /// Standard deviation of one sample's noise, with Student's widening: two deviations hold 95 % with few blocks, too.
@@ -41,8 +48,9 @@ SUncertain CSwingEstimator::RatioOf(const SWindow& p_window, std::size_t p_iPole
     const CSwingFit::SResult result = p_window.pFit->Result(p_iPole, 0.0);
     const double fNoise = NoiseDev(*p_window.pFit, p_window.series) * std::sqrt(p_colour.Factor(pole.fOmega));
     // d ratio = (omega^2 d rate - rate omega d omega) / (omega^2 + rate^2)^(3/2); rate and frequency are nearly uncorrelated
-    const double fDev = std::hypot(pole.fOmega * pole.fOmega * result.fRateDev, pole.fRate * pole.fOmega * result.fOmegaDev) /
-                        std::pow(fSquare, 1.5);
+    const double fDev =
+        std::hypot(pole.fOmega * pole.fOmega * result.fRateDev, pole.fRate * pole.fOmega * result.fOmegaDev) /
+        std::pow(fSquare, 1.5);
     return {pole.fRate / std::sqrt(fSquare), fDev * fNoise};
 }
 
@@ -50,10 +58,11 @@ void CSwingEstimator::JudgeOrigin(const SWindow& p_window, SEstimate& r_estimate
 {
     if (r_estimate.eVerdict == EVerdict::eDecaying)
     {
-        r_estimate.eOrigin = EOrigin::eNatural; // a drive holds its amplitude; what dies down follows the grid's own mode
+        r_estimate.eOrigin =
+            EOrigin::eNatural; // a drive holds its amplitude; what dies down follows the grid's own mode
         r_estimate.fOriginProbability = r_estimate.fProbability;
     }
-    if (r_estimate.eVerdict != EVerdict::eSteady)
+    if (r_estimate.eVerdict != EVerdict::eSteady || r_estimate.fPeriods < ORIGIN_PERIODS)
         return;
     // a drive that is not sinusoidal shows lines at multiples of its frequency, and they stand as steadily
     const SPole& own = p_window.pFit->Poles()[p_window.veci[0]];
@@ -63,12 +72,12 @@ void CSwingEstimator::JudgeOrigin(const SWindow& p_window, SEstimate& r_estimate
         const SPole harmonic{0.0, fTimes * own.fOmega};
         if (harmonic.fOmega > 0.9 * std::numbers::pi / p_window.series.fBlock_s)
             continue;
-        const bool bFitted = std::any_of(p_window.pFit->Poles().begin(), p_window.pFit->Poles().end(), [&](const SPole& p)
-                                         { return std::abs(p.fOmega - harmonic.fOmega) * p_window.Span_s() < 1.0; });
-        // with two numbers: chance of an F above this, for many blocks
-        fChance = std::min(fChance, bFitted ? 0.0 : 2.0 * std::exp(-p_window.pFit->GainOf({harmonic})));
+        const bool bFitted =
+            std::any_of(p_window.pFit->Poles().begin(), p_window.pFit->Poles().end(),
+                        [&](const SPole& p) { return std::abs(p.fOmega - harmonic.fOmega) * p_window.Span_s() < 1.0; });
+        fChance = std::min(fChance, bFitted ? 0.0 : p_window.pFit->ChanceOf(harmonic));
     }
-    if (fChance > 1e-3)
+    if (fChance > HARMONIC_CHANCE)
         return;
     r_estimate.fOriginProbability = 1.0 / (1.0 + NATURAL_ODDS * std::max(fChance, NATURAL_HARMONICS));
     if (r_estimate.fOriginProbability >= SURE_ORIGIN)
@@ -80,7 +89,8 @@ void CSwingEstimator::Judge(const SSeries& p_series, SWindow& r_window, SFound& 
     CNoiseColour colour;
     colour.Add(r_window.series, r_window.pFit->Residual());
     const Eigen::Index nBefore =
-        r_found.estimate.bOnset ? (p_series.arrTime_s < r_found.fOnset_s - 4.0 * r_found.estimate.fOnsetDev_s).count() : 0;
+        r_found.estimate.bOnset ? (p_series.arrTime_s < r_found.fOnset_s - 4.0 * r_found.estimate.fOnsetDev_s).count()
+                                : 0;
     if (nBefore > 24)
     {
         const SSeries before = p_series.Before(nBefore);
@@ -98,7 +108,8 @@ void CSwingEstimator::Judge(const SSeries& p_series, SWindow& r_window, SFound& 
         const SPole& pole = r_window.pFit->Poles()[r_window.veci[k]];
         const CSwingFit::SResult result = r_window.pFit->Result(r_window.veci[k], 0.0);
         const double fDev = fNoise * std::sqrt(colour.Factor(pole.fOmega));
-        const std::complex<double> back = std::exp(-std::complex<double>(pole.fRate, pole.fOmega) * r_window.series.fBlock_s);
+        const std::complex<double> back =
+            std::exp(-std::complex<double>(pole.fRate, pole.fOmega) * r_window.series.fBlock_s);
         const double fGain = std::abs(1.0 - m_fPole * back); // of the filter
         r_e.aSwing[k] = {{pole.fOmega / TWO_PI, result.fOmegaDev * fDev / TWO_PI},
                          RatioOf(r_window, r_window.veci[k], colour),
@@ -116,15 +127,22 @@ void CSwingEstimator::Judge(const SSeries& p_series, SWindow& r_window, SFound& 
         eLikely = EVerdict::eSteady;
         r_e.fProbability = p.Steady();
     }
-    if (r_e.fPeriods < VERDICT_PERIODS || r_e.fProbability < (eLikely == EVerdict::eGrowing ? SURE_GROWING : SURE))
+    const double fSure = eLikely == EVerdict::eGrowing  ? SURE_GROWING
+                         : eLikely == EVerdict::eSteady ? SURE_STEADY
+                                                        : SURE_DECAYING;
+    if (r_e.fPeriods < VERDICT_PERIODS || r_e.fProbability < fSure)
         return;
     if (eLikely == EVerdict::eGrowing)
     {
         // what only looks like growth because the swing set in softly is gone half a period later
         SWindow later;
-        later.series = r_window.series.From((r_window.series.arrTime_s < r_window.series.arrTime_s[0] +
-                                                                             0.5 / r_e.aSwing[0].freq_Hz.fValue).count());
-        if (!FitWindow(later) || Probabilities(RatioOf(later, later.veci[0], colour)).fGrowing < SURE)
+        const double fVisible_s =
+            2.0 / r_window.pFit->Poles()[r_window.veci[0]].fRate; // earlier it was a seventh of now
+        if (fVisible_s * r_e.aSwing[0].freq_Hz.fValue < VERDICT_PERIODS)
+            return;
+        later.series = r_window.series.From(
+            (r_window.series.arrTime_s < r_window.series.arrTime_s[0] + 0.5 / r_e.aSwing[0].freq_Hz.fValue).count());
+        if (!FitWindow(later) || Probabilities(RatioOf(later, later.veci[0], colour)).fGrowing < SURE_LATER)
             return;
     }
     r_e.eVerdict = eLikely;

@@ -34,8 +34,8 @@ Eigen::MatrixXd Gram(const Eigen::MatrixXd& p_mat)
 } // namespace
 
 CSwingFit::CSwingFit(const SSeries& p_series, unsigned p_nDegree, std::vector<double> p_vecStep_s)
-    : m_series(p_series), m_nDegree(p_nDegree), m_nBase(p_nDegree + 1 + static_cast<Eigen::Index>(p_vecStep_s.size())), m_nLinear(m_nBase),
-      m_fMid_s(0.5 * (p_series.arrTime_s[0] + p_series.arrTime_s[p_series.Size() - 1])),
+    : m_series(p_series), m_nDegree(p_nDegree), m_nBase(p_nDegree + 1 + static_cast<Eigen::Index>(p_vecStep_s.size())),
+      m_nLinear(m_nBase), m_fMid_s(0.5 * (p_series.arrTime_s[0] + p_series.arrTime_s[p_series.Size() - 1])),
       m_fHalf_s(std::max(1e-9, p_series.arrTime_s[p_series.Size() - 1] - m_fMid_s)),
       m_vecRoot(p_series.arrWeight.sqrt().matrix()), m_vecData(m_vecRoot.array() * p_series.arrValue),
       m_matBase(p_series.Size(), m_nBase)
@@ -44,22 +44,26 @@ CSwingFit::CSwingFit(const SSeries& p_series, unsigned p_nDegree, std::vector<do
     m_matBase.col(0) = m_vecRoot;
     if (p_nDegree > 0)
         m_matBase.col(1) = m_vecRoot.array() * arrU;
-    for (Eigen::Index d = 2; d <= static_cast<Eigen::Index>(p_nDegree); ++d) // Legendre: d P_d = (2d-1) u P_d-1 - (d-1) P_d-2
-        m_matBase.col(d) = ((2.0 * d - 1.0) * arrU * m_matBase.col(d - 1).array() - (d - 1.0) * m_matBase.col(d - 2).array()) / d;
+    for (Eigen::Index d = 2; d <= static_cast<Eigen::Index>(p_nDegree);
+         ++d) // Legendre: d P_d = (2d-1) u P_d-1 - (d-1) P_d-2
+        m_matBase.col(d) =
+            ((2.0 * d - 1.0) * arrU * m_matBase.col(d - 1).array() - (d - 1.0) * m_matBase.col(d - 2).array()) / d;
     for (std::size_t i = 0; i < p_vecStep_s.size(); ++i)
         m_matBase.col(p_nDegree + 1 + static_cast<Eigen::Index>(i)) =
             (p_series.arrTime_s >= p_vecStep_s[i]).select(m_vecRoot.array(), 0.0);
 }
 
-void CSwingFit::FillPole(const SPole& p_pole, Eigen::Ref<Eigen::VectorXd> r_vecCos, Eigen::Ref<Eigen::VectorXd> r_vecSin) const
+void CSwingFit::FillPole(const SPole& p_pole, Eigen::Ref<Eigen::VectorXd> r_vecCos,
+                         Eigen::Ref<Eigen::VectorXd> r_vecSin) const
 {
     const std::complex<double> s(p_pole.fRate, p_pole.fOmega);
     for (Eigen::Index i = 0; i < m_series.Size(); ++i)
     {
         const double t = m_series.arrTime_s[i] - m_fMid_s;
         const double fSize = std::exp(p_pole.fRate * t) * m_vecRoot[i];
-        const std::complex<double> g = std::complex<double>(fSize * std::cos(p_pole.fOmega * t), fSize * std::sin(p_pole.fOmega * t)) *
-                                       (1.0 + 0.5 * m_series.arrM2_s2[i] * s * s);
+        const std::complex<double> g =
+            std::complex<double>(fSize * std::cos(p_pole.fOmega * t), fSize * std::sin(p_pole.fOmega * t)) *
+            (1.0 + 0.5 * m_series.arrM2_s2[i] * s * s);
         r_vecCos[i] = g.real();
         r_vecSin[i] = g.imag();
     }
@@ -102,7 +106,8 @@ void CSwingFit::FillSlopes()
     m_matSlope.resize(m_series.Size(), 2 * static_cast<Eigen::Index>(m_vecPole.size()));
     for (std::size_t k = 0; k < m_vecPole.size(); ++k)
     {
-        const std::complex<double> s(m_vecPole[k].fRate, m_vecPole[k].fOmega), c(m_vecCoef[First(k)], -m_vecCoef[First(k) + 1]);
+        const std::complex<double> s(m_vecPole[k].fRate, m_vecPole[k].fOmega),
+            c(m_vecCoef[First(k)], -m_vecCoef[First(k) + 1]);
         for (Eigen::Index i = 0; i < m_series.Size(); ++i)
         {
             const double t = m_series.arrTime_s[i] - m_fMid_s, m2 = m_series.arrM2_s2[i];
@@ -176,9 +181,11 @@ CSwingFit::SResult CSwingFit::Result(std::size_t p_iPole, double p_fTime_s) cons
     const double fAge_s = p_fTime_s - m_fMid_s, fAmpl = fMid * std::exp(m_vecPole[p_iPole].fRate * fAge_s);
     // ln A(t) = ln A(mid) + rate * age: its variance from those of the two and their covariance
     const double fU = fCos / (fMid * fMid), fV = fSin / (fMid * fMid);
-    const double fVar = fU * fU * m_matCov(c, c) + fV * fV * m_matCov(c + 1, c + 1) + 2.0 * fU * fV * m_matCov(c, c + 1) +
-                        fAge_s * fAge_s * m_matCov(r, r) + 2.0 * fAge_s * (fU * m_matCov(c, r) + fV * m_matCov(c + 1, r));
-    return {fAmpl, fAmpl * std::sqrt(std::max(0.0, fVar)), std::sqrt(m_matCov(r, r)), std::sqrt(m_matCov(r + 1, r + 1))};
+    const double fVar = fU * fU * m_matCov(c, c) + fV * fV * m_matCov(c + 1, c + 1) +
+                        2.0 * fU * fV * m_matCov(c, c + 1) + fAge_s * fAge_s * m_matCov(r, r) +
+                        2.0 * fAge_s * (fU * m_matCov(c, r) + fV * m_matCov(c + 1, r));
+    return {fAmpl, fAmpl * std::sqrt(std::max(0.0, fVar)), std::sqrt(m_matCov(r, r)),
+            std::sqrt(m_matCov(r + 1, r + 1))};
 }
 
 double CSwingFit::Energy(std::size_t p_iPole) const
@@ -194,22 +201,18 @@ Eigen::VectorXd CSwingFit::Model(const std::vector<std::size_t>& p_veciPole) con
     return vec.cwiseQuotient(m_vecRoot);
 }
 
-double CSwingFit::GainOf(const std::vector<SPole>& p_vecPole) const
+double CSwingFit::ChanceOf(const SPole& p_pole) const
 {
-    const auto nMore = static_cast<Eigen::Index>(2 * p_vecPole.size());
-    Eigen::MatrixXd mat(m_series.Size(), m_matPhi.cols() + m_matSlope.cols() + nMore);
+    Eigen::MatrixXd mat(m_series.Size(), m_matPhi.cols() + m_matSlope.cols() + 2);
     mat.leftCols(m_matPhi.cols()) = m_matPhi;
     mat.middleCols(m_matPhi.cols(), m_matSlope.cols()) = m_matSlope;
-    for (std::size_t k = 0; k < p_vecPole.size(); ++k)
-    {
-        const Eigen::Index n = mat.cols() - nMore + 2 * static_cast<Eigen::Index>(k);
-        FillPole(p_vecPole[k], mat.col(n), mat.col(n + 1));
-    }
+    FillPole(p_pole, mat.col(mat.cols() - 2), mat.col(mat.cols() - 1));
     const Eigen::Index nFree = m_series.Size() - mat.cols();
     const CScaledCholesky solver(Gram(mat));
     if (nFree < 4 || !solver.IsGood())
-        return 0.0;
+        return 1.0;
     const Eigen::VectorXd vecSide = mat.transpose() * m_vecResid;
-    const double fFall = vecSide.dot(solver.Solve(vecSide).col(0));
-    return fFall / static_cast<double>(nMore) / std::max(1e-300, (m_fRss - fFall) / static_cast<double>(nFree));
+    const double fFall = std::min(m_fRss, vecSide.dot(solver.Solve(vecSide).col(0)));
+    // F = (fall / 2) / (rest / n): 1 + 2 F / n = whole / rest
+    return std::pow(1.0 - fFall / std::max(m_fRss, 1e-300), 0.5 * static_cast<double>(nFree));
 }

@@ -28,7 +28,7 @@ class CSwingFit
     bool Run(const std::vector<SPole>& p_vecPole);
 
     const std::vector<SPole>& Poles() const { return m_vecPole; }
-    double Rss() const { return m_fRss; }                           ///< weighted sum of squared residuals
+    double Rss() const { return m_fRss; }                          ///< weighted sum of squared residuals
     const Eigen::VectorXd& Residual() const { return m_vecResid; } ///< data less model, per block
     Eigen::Index Parameters() const { return m_nLinear + 2 * static_cast<Eigen::Index>(m_vecPole.size()); }
 
@@ -46,14 +46,15 @@ class CSwingFit
     Eigen::VectorXd Model(const std::vector<std::size_t>& p_veciPole) const;
     /// Sum of squared residuals that these poles would leave, as they are; -1 if the equations are singular.
     double RssFor(const std::vector<SPole>& p_vecPole) const;
-    /// Improvement of the residual if sinusoids of these angular frequencies joined, without a new fit of the poles:
-    /// the factor F of the classical test, (fall of Rss / 2n) / (Rss / degrees of freedom).
-    double GainOf(const std::vector<SPole>& p_vecPole) const;
+    /// Probability that noise alone would let the residual fall as much as one more sinusoid does: the F test with 2 and n
+    /// degrees of freedom, (1 + 2 F / n)^(-n/2). 1 where it cannot be asked.
+    double ChanceOf(const SPole& p_pole) const;
 
   private:
     bool SolveLinear(const std::vector<SPole>& p_vecPole, Eigen::MatrixXd& r_matPhi, Eigen::VectorXd& r_vecCoef,
                      Eigen::VectorXd& r_vecResid, double& r_fRss) const;
-    void FillPole(const SPole& p_pole, Eigen::Ref<Eigen::VectorXd> r_vecCos, Eigen::Ref<Eigen::VectorXd> r_vecSin) const;
+    void FillPole(const SPole& p_pole, Eigen::Ref<Eigen::VectorXd> r_vecCos,
+                  Eigen::Ref<Eigen::VectorXd> r_vecSin) const;
     void FillSlopes();
     Eigen::Index First(std::size_t p_iPole) const { return m_nBase + 2 * static_cast<Eigen::Index>(p_iPole); }
 

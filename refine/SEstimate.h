@@ -38,11 +38,11 @@ struct SSwing
 /// What is known of one mode at the newest sample. Times are ticks of 100 ns since 0001-01-01 UTC.
 struct SEstimate
 {
-    std::int64_t nTime = 0;      ///< of the newest sample that was used
-    bool bOnset = false;         ///< the beginning was found; otherwise the swing is older than the samples kept
-    std::int64_t nOnset = 0;     ///< beginning of the swing, or of its latest new excitation
-    double fOnsetDev_s = -1.0;   ///< standard deviation of nOnset
-    unsigned nSwings = 0;        ///< separate swings within the mode's limits: 0 to 2
+    std::int64_t nTime = 0;       ///< of the newest sample that was used
+    bool bOnset = false;          ///< the beginning was found; otherwise the swing is older than the samples kept
+    std::int64_t nOnset = 0;      ///< beginning of the swing, or of its latest new excitation
+    double fOnsetDev_s = -1.0;    ///< standard deviation of nOnset
+    unsigned nSwings = 0;         ///< separate swings within the mode's limits: 0 to 2
     std::array<SSwing, 2> aSwing; ///< the larger one first; the verdict is about it
     EVerdict eVerdict = EVerdict::eUnknown;
     double fProbability = 0.0; ///< of the verdict; for eUnknown that of the likeliest one
@@ -68,7 +68,7 @@ struct SAmbient
     EAmbientSource eSource = EAmbientSource::eNone;
     std::int64_t nTime = 0; ///< newest sample that was used
     SUncertain freq_Hz;
-    SUncertain ratio;      ///< negative: damped, sign as in SSwing
-    double fSpan_s = 0.0;  ///< sum of the quiet stretches behind it
+    SUncertain ratio;     ///< negative: damped, sign as in SSwing
+    double fSpan_s = 0.0; ///< sum of the quiet stretches behind it
     bool IsKnown() const { return eSource != EAmbientSource::eNone; }
 };

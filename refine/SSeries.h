@@ -18,11 +18,21 @@ struct SSeries
     SSeries From(Eigen::Index p_nFirst) const
     {
         const Eigen::Index nCount = Size() - p_nFirst;
-        return {arrTime_s.tail(nCount), arrValue.tail(nCount), arrWeight.tail(nCount), arrM2_s2.tail(nCount), fBlock_s, fFull};
+        return {arrTime_s.tail(nCount),
+                arrValue.tail(nCount),
+                arrWeight.tail(nCount),
+                arrM2_s2.tail(nCount),
+                fBlock_s,
+                fFull};
     }
     /// The blocks before index p_nEnd.
     SSeries Before(Eigen::Index p_nEnd) const
     {
-        return {arrTime_s.head(p_nEnd), arrValue.head(p_nEnd), arrWeight.head(p_nEnd), arrM2_s2.head(p_nEnd), fBlock_s, fFull};
+        return {arrTime_s.head(p_nEnd),
+                arrValue.head(p_nEnd),
+                arrWeight.head(p_nEnd),
+                arrM2_s2.head(p_nEnd),
+                fBlock_s,
+                fFull};
     }
 };
