@@ -6,6 +6,7 @@
 namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
+constexpr Eigen::Index MIN_BLOCKS = 9;
 constexpr std::size_t MAX_STEPS = 2;     ///< of the mean, in one stretch
 constexpr std::size_t MAX_SWINGS = 4;    ///< in one fit, those of other modes included
 constexpr double ONSET_GAIN = 25.0;      ///< least gain of a beginning over a swing that has always stood
@@ -139,8 +140,10 @@ void CSwingEstimator::RaiseDegree(SWindow& r_window) const
 
 bool CSwingEstimator::FitPart(SWindow& r_part, std::size_t p_nSwings)
 {
+    if (r_part.series.Size() < MIN_BLOCKS)
+        return false;
     r_part.pFit = std::make_unique<CSwingFit>(r_part.series, 1, std::vector<double>());
-    if (r_part.series.Size() < 9 || !r_part.pFit->Run({}))
+    if (!r_part.pFit->Run({}))
         return false;
     while (r_part.pFit->Poles().size() < p_nSwings)
     {
@@ -233,7 +236,7 @@ bool CSwingEstimator::FitWindow(SWindow& r_window)
     r_window.vecStep_s.clear();
     r_window.nDegree = 1;
     r_window.veci.clear();
-    if (r_window.series.Size() < 9 || r_window.Span_s() < MIN_PERIODS / m_fMax_Hz)
+    if (r_window.series.Size() < MIN_BLOCKS || r_window.Span_s() < MIN_PERIODS / m_fMax_Hz)
         return false;
     r_window.pFit = std::make_unique<CSwingFit>(r_window.series, r_window.nDegree, r_window.vecStep_s);
     if (!r_window.pFit->Run({}))
@@ -257,8 +260,10 @@ bool CSwingEstimator::FitWindow(SWindow& r_window)
 
 bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFound& r_found)
 {
+    if (p_series.Size() < MIN_BLOCKS)
+        return false;
     CSwingFit drift(p_series, 1, {});
-    if (p_series.Size() < 9 || !drift.Run({}))
+    if (!drift.Run({}))
         return false;
     const CSpectrum::SPeak peak = m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
     if (peak.fOmega <= 0.0)
