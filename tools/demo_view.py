@@ -354,14 +354,21 @@ class View:
     EVERY = 5   # seconds of data between two lines of a mode
     BEHIND = 2  # seconds of data that the display stays behind, for the two logs to meet
 
-    def __init__(self, truth):
+    def __init__(self, truth, verbose=True):
         self.truth = truth
+        self.verbose = verbose
         self.clock = 0.0     # data time that is shown
         self.newest = 0.0    # data time that has been read
         self.last = {}       # by virtual PMU: data time of its last values
         self.waiting = []    # (data time, order within it, what to do)
         self.colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
         self.notes = sorted(self._notes(), key=lambda note: note[0])
+        # In short: a line for each swing and split, when the next one begins.
+        lines = [(s.start, lambda s=s: self.swing_line(s)) for s in truth.swings]
+        lines += [(begin, lambda b=begin, e=end: self.split_line(b, e)) for begin, end in truth.splits]
+        lines.sort(key=lambda item: item[0])
+        nexts = [begin - 1 for begin, _ in lines[1:]] + [truth.duration]
+        self.summary = [(at, line) for at, (_, line) in zip(nexts, lines)]
 
     def _notes(self):
         for swing in self.truth.swings:
@@ -387,8 +394,41 @@ class View:
     def line(self, text=""):
         print(text, flush=True)
 
+    def detail(self, text=""):
+        if self.verbose:
+            self.line(text)
+
+    def found_line(self, swing, mode):
+        """What was found of a swing in one job: when, frequency, largest magnitude, damping ratio, worst level."""
+        times = list(Judge(self.truth).settled(mode, swing))
+        passes = [mode.found[t] for t in times if t in mode.found]
+        raised = [(t, key) for t, transition, key in mode.events
+                  if transition == "APP" and swing.start <= t <= min(swing.end, self.truth.duration) + 5]
+        if not passes or not raised:
+            return None
+        worst = min(key for _, key in raised)
+        text = (f"{self.stamp(raised[0][0])}  {mode.job.name:12} {statistics.median(v[0] for v in passes):.3f} Hz  "
+                f"{mode.job.magnitude_text(max(v[1] for v in passes)):>9}  "
+                f"{statistics.median(v[2] for v in passes):+.3f}  {EVENT_TEXT[worst]}")
+        return worst, text
+
+    def swing_line(self, swing):
+        modes = [m for j in self.truth.jobs for m in j.modes if m.low <= swing.frequency <= m.high]
+        lines = [line for line in (self.found_line(swing, m) for m in modes) if line]
+        found = min(lines, key=lambda line: line[0])[1] if lines else "not to be seen: too small, or too short"
+        self.line(f"  {self.stamp(swing.start)}  {swing.name:16} {swing.frequency:.3f} Hz  {swing.damping:+.3f} | {found}")
+
+    def split_line(self, begin, end):
+        checks = [Judge(self.truth)._split(j, begin, end) for j in self.truth.jobs if j.heeds_split]
+        self.line(f"  {self.stamp(begin)}  {'network split':16} until {self.stamp(end)}      | "
+                  + "; ".join(f"{c.what.split()[0]} {c.result}" for c in checks))
+
     def head(self):
         self.line(self.truth.scenario.get("name", "Scenario"))
+        if not self.verbose:
+            self.line()
+            self.line(f"  {'true':40} | found, from when on")
+            return
         for job in self.truth.jobs:
             limits = job.limits
             kind = "active power" if job.is_power else "voltage angle"
@@ -407,7 +447,7 @@ class View:
         self.clock = max(self.clock, t)
         while self.notes and self.notes[0][0] <= self.clock:
             at, text = self.notes.pop(0)
-            self.line(self.paint("36", f"{self.stamp(at)}  -- true: {text}"))
+            self.detail(self.paint("36", f"{self.stamp(at)}  -- true: {text}"))
 
     def write(self, mode, t, values, quality):
         first = not mode.writing
@@ -425,7 +465,7 @@ class View:
             ratio = seen[0].damping_at(t)
             true = (f"{seen[0].frequency:.3f}", mode.job.magnitude_text(seen[1]), f"{ratio:+.3f}",
                     f"{mode.job.limits.exposure(seen[1], ratio):.2f}")
-        self.line(f"{self.stamp(t)}  {mode.job.name:12} {mode.label:16} | {frequency:6.3f}  {true[0]:>6} | "
+        self.detail(f"{self.stamp(t)}  {mode.job.name:12} {mode.label:16} | {frequency:6.3f}  {true[0]:>6} | "
                   f"{mode.job.magnitude_text(magnitude):>10} {true[1]:>10} | {damping:+7.3f}  {true[2]:>7} | "
                   f"{exposure:5.2f}  {true[3]:>5}{remark}")
 
@@ -444,7 +484,7 @@ class View:
             text = f"{'Zones of the network':30} {entry['text']}"
         else:
             text = f"{OTHER_TEXT.get(entry['key'], 'Event %d' % entry['key']):30} {entry['text']}"
-        self.line(self.paint(colour, f"{self.stamp(t)}  {transition} {text}"))
+        self.detail(self.paint(colour, f"{self.stamp(t)}  {transition} {text}"))
 
     def collect(self, channels, events):
         """Takes what the logs have brought; the two files may be a little apart."""
@@ -472,21 +512,25 @@ class View:
             self.advance(t)
             action()
         self.advance(min(until, self.truth.duration))
+        while not self.verbose and self.summary and self.summary[0][0] <= self.clock:
+            self.summary.pop(0)[1]()
 
     def verdict(self):
         self.line()
-        self.line("What must be found:")
+        self.detail("What must be found:")
         good = True
         count = 0
         for check in Judge(self.truth).checks():
             count += 1
             good = good and check.ok
-            self.line(("  ok      " if check.ok else self.paint("31", "  MISSED  ")) + f"{check.what:30} {check.result}")
-        self.line()
+            if self.verbose or not check.ok:
+                self.line(("  ok      " if check.ok else self.paint("31", "  MISSED  "))
+                          + f"{check.what:30} {check.result}")
+        self.detail()
         if count == 0:
             self.line("Nothing is expected of this scenario, so nothing can be said.")
         else:
-            self.line(self.paint("32", "All was found.") if good else self.paint("31", "Not all was found."))
+            self.line(self.paint("32", f"All was found: {count} checks." if not self.verbose else "All was found.") if good else self.paint("31", "Not all was found."))
         return 0 if good and count else 1
 
 
@@ -496,18 +540,19 @@ def main():
     parser.add_argument("--config", required=True, help="configuration of the application")
     parser.add_argument("--log-dir", required=True, help="directory of events.jsonl and channels.jsonl")
     parser.add_argument("--done", required=True, help="file that appears when the scenario has been played")
+    parser.add_argument("--verbose", action="store_true", help="every report beside the truth, not only a line a swing")
     parser.add_argument("--limit", type=float, default=600, help="give up after so many seconds (default 600)")
     args = parser.parse_args()
 
     truth = Truth(args.scenario, args.config)
     channels = Tail(os.path.join(args.log_dir, "channels.jsonl"))
     events = Tail(os.path.join(args.log_dir, "events.jsonl"))
-    view = View(truth)
+    view = View(truth, args.verbose)
     view.head()
     deadline = time.monotonic() + args.limit
     done = False
     while not done:
-        done = os.path.exists(args.done) or time.monotonic() > deadline
+        done = os.path.exists(args.done) or time.monotonic() > deadline or view.newest >= truth.duration + 1
         view.collect(channels.read(), events.read())
         view.show(math.inf if done else view.newest - View.BEHIND)
         if not done:

@@ -126,6 +126,8 @@ std::unique_ptr<CConfiguration> CConfigBuilder::Build(const xmlNode* p_pRoot)
                 pTree->m_omas.m_nId = Number<std::uint32_t>(p_pNode, "Id");
                 ForEachElement(p_pNode, [&](const xmlNode* p_pOMA) { BuildOMA(p_pOMA, pTree->m_omas.emplace_back()); });
             }
+            else if (IsElement(p_pNode, "View"))
+                BuildView(p_pNode, pTree->m_view);
             else
                 ForEachElement(p_pNode, [&](const xmlNode* p_pNTM) { BuildNTM(p_pNTM, pTree->m_ntms.emplace_back()); });
         });

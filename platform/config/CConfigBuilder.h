@@ -50,6 +50,10 @@ class CConfigBuilder
     /// @param p_mapLine the quantities that are present.
     void CheckOutputs(const xmlNode* p_pOutputs, const std::map<int, long>& p_mapLine);
     void BuildInputGroup(const xmlNode* p_pNode, OMA::CInputGroup& r_group);
+    // ---- the window ----
+    void BuildView(const xmlNode* p_pNode, CView& r_view);
+    void BuildReceiver(const xmlNode* p_pNode, CReceiverConfig& r_receiver);
+    void TakeFile(const xmlNode* p_pNode, const char* p_pName, std::string& r_strFile) const;
     void BuildNTM(const xmlNode* p_pNode, NTM::CNTM& r_ntm);
 
     static void SetPlace(const xmlNode* p_pNode, CFilePlace& r_place);

@@ -1,4 +1,5 @@
 #pragma once
+#include "CView.h"
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -505,6 +506,7 @@ class CConfiguration
     const CDatapoints& GetDatapoints() const { return m_datapoints; }
     const OMA::COMAs& GetOMAs() const { return m_omas; }
     const NTM::CNTMs& GetNTMs() const { return m_ntms; }
+    const CView& View() const { return m_view; }
 
   private:
     friend class CConfigBuilder;
@@ -512,5 +514,6 @@ class CConfiguration
     CDatapoints m_datapoints;
     OMA::COMAs m_omas;
     NTM::CNTMs m_ntms;
+    CView m_view;
 };
 } // namespace Norvik::Energy::Kestrel::VDS::Runtime

@@ -173,6 +173,8 @@ void CConnection::OnLinkClosed(const std::string& p_strReason)
                 pReceiver->PushStatus(eNotConnected);
             for (const auto& [nSet, pReceiver] : m_mapReader)
                 pReceiver->PushStatus(eNotConnected);
+            if (m_pFeed)
+                m_pFeed->PushStatus(eNotConnected);
             for (const auto& [nWriter, pReceiver] : m_mapWriter)
                 vecpWriter.push_back(pReceiver);
         }
@@ -298,6 +300,8 @@ void CConnection::OnLinkMessage(const Link::Message& p_message)
         if (it != m_mapWriter.end())
             it->second->Answered(response);
     }
+    else if (p_message.has_feed_batch() || p_message.has_feed_health())
+        OnFeedMessage(p_message);
     else if (p_message.has_event_delivery())
         OnEventDelivery(p_message.event_delivery());
     else if (p_message.has_events_reply())
@@ -330,6 +334,8 @@ std::vector<std::shared_ptr<CReceiver>> CConnection::AllReceivers() const
         vecpReceiver.push_back(pReceiver);
     for (const auto& [nWriter, pReceiver] : m_mapWriter)
         vecpReceiver.push_back(pReceiver);
+    if (m_pFeed)
+        vecpReceiver.push_back(m_pFeed);
     return vecpReceiver;
 }
 
@@ -353,6 +359,27 @@ void CConnection::AddWriter(const std::shared_ptr<CWriteReceiver>& p_pReceiver, 
     m_mapWriter[p_nWriter] = p_pReceiver;
     if (m_bUp)
         p_pReceiver->PushStatus(eConnected);
+}
+
+void CConnection::SetFeed(const std::shared_ptr<CFeedReceiver>& p_pReceiver)
+{
+    const std::lock_guard<std::mutex> lock(m_mtx);
+    m_pFeed = p_pReceiver;
+    if (m_bUp && m_pFeed)
+        m_pFeed->PushStatus(eConnected);
+}
+
+void CConnection::OnFeedMessage(const Link::Message& p_message)
+{
+    std::shared_ptr<CFeedReceiver> pReceiver;
+    {
+        const std::lock_guard<std::mutex> lock(m_mtx);
+        pReceiver = m_pFeed;
+    }
+    if (pReceiver && p_message.has_feed_batch())
+        pReceiver->PushBatch(p_message.feed_batch());
+    else if (pReceiver)
+        pReceiver->PushHealth(p_message.feed_health());
 }
 
 void CConnection::RemoveReader(unsigned p_nSet)

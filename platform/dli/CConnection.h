@@ -5,6 +5,7 @@
 #include "platform/dli/CDataReceiver.h"
 #include "platform/dli/CEventInbox.h"
 #include "platform/dli/CEventReceiver.h"
+#include "platform/dli/CFeedReceiver.h"
 #include "platform/dli/CThreadPool.h"
 #include "platform/dli/CWriteReceiver.h"
 #include <boost/asio/io_context.hpp>
@@ -88,6 +89,8 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     // ---- receivers: informed of the connection's state from now on; at once if it is connected ----
     void AddReader(const std::shared_ptr<CDataReceiver>& p_pReceiver, unsigned p_nSet);
     void AddWriter(const std::shared_ptr<CWriteReceiver>& p_pReceiver, unsigned p_nWriter);
+    /// Null: none any more.
+    void SetFeed(const std::shared_ptr<CFeedReceiver>& p_pReceiver);
     void RemoveReader(unsigned p_nSet);
     void RemoveWriter(unsigned p_nWriter);
     /// Number for a new read set or writer.
@@ -129,6 +132,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     void SendRead(unsigned long p_lReqNum, std::int64_t p_nTicks);
     unsigned long AskStanding(std::int64_t p_nTicks);
     void DeliverEvents(const std::shared_ptr<SEventBatch>& p_pBatch);
+    void OnFeedMessage(const Link::Message& p_message);
     void OnEventDelivery(const Link::EventDelivery& p_delivery);
     void OnEventsReply(const Link::EventsReply& p_reply);
     std::vector<std::shared_ptr<CReceiver>> AllReceivers() const; ///< hold m_mtx
@@ -164,6 +168,7 @@ class CConnection final : public Link::ILinkUser, public CEventdata, public std:
     std::shared_ptr<Link::CLinkStream> m_pStream; ///< opening or open
     unsigned m_nLastNumber = 0;
     std::map<unsigned, std::shared_ptr<CDataReceiver>> m_mapReader;
+    std::shared_ptr<CFeedReceiver> m_pFeed;
     std::map<unsigned, std::shared_ptr<CWriteReceiver>> m_mapWriter;
     std::vector<std::shared_ptr<CEventReceiver>> m_vecEventReceiver;
     bool m_bSubscribed = false;

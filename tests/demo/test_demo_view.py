@@ -55,7 +55,7 @@ class DemoView(unittest.TestCase):
         self.truth = demo_view.Truth(SCENARIO, CONFIG)
         self.channels, self.events = true_logs(self.truth)
 
-    def run_viewer(self):
+    def run_viewer(self, *options):
         """(exit status, what was shown) of the viewer on the logs as they stand now."""
         with tempfile.TemporaryDirectory() as name:
             path = pathlib.Path(name)
@@ -63,7 +63,7 @@ class DemoView(unittest.TestCase):
                 (path / file).write_text("".join(json.dumps(entry) + "\n" for entry in entries))
             (path / "done").touch()
             sys.argv = ["demo_view.py", "--scenario", str(SCENARIO), "--config", str(CONFIG), "--log-dir", name,
-                        "--done", str(path / "done")]
+                        "--done", str(path / "done"), *options]
             shown = io.StringIO()
             with contextlib.redirect_stdout(shown):
                 status = demo_view.main()
@@ -80,13 +80,25 @@ class DemoView(unittest.TestCase):
         self.assertTrue(any(all(word in line for word in words) for line in missed), shown)
 
     def test_truth_is_accepted_and_every_swing_is_judged_on_both_jobs(self):
-        status, shown = self.run_viewer()
+        status, shown = self.run_viewer("--verbose")
         self.assertEqual(status, 0, shown)
         for swing in self.truth.swings:
             for job in self.truth.jobs:
                 self.assertRegex(shown, rf"ok +{job.name} +{swing.name} +\d+ of \d+ passes")
         self.assertIn('"Undamped Critical Power Swing" stood', shown)
         self.assertRegex(shown, "silent during the split, its events ended, back afterwards")
+
+    def test_summary_has_a_line_for_each_swing_and_split_in_their_order(self):
+        status, shown = self.run_viewer()
+        self.assertEqual(status, 0, shown)
+        lines = [line for line in shown.splitlines() if " | " in line][1:]
+        self.assertLess(len(shown.splitlines()), 24)
+        names = [s.name for s in self.truth.swings] + ["network split"]
+        starts = [s.start for s in self.truth.swings] + [self.truth.splits[0][0]]
+        self.assertEqual(len(lines), len(names))
+        for line, (_, name) in zip(lines, sorted(zip(starts, names))):
+            self.assertIn(name, line)
+        self.assertRegex(lines[1], r"growing +0\.400 Hz .*\| .*0\.400 Hz .* \+0\.020 +Undamped Critical Power Swing")
 
     def test_magnitude_of_the_power_follows_the_network(self):
         # 3 U^2 / X * cos(12 deg) * 0.8 * 1 deg, for a swing that is small against the angle between the places

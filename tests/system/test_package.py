@@ -15,8 +15,8 @@ from test_service import RUNNING, STOPPED, Manager
 
 PREFIX = os.environ.get("OMA_PREFIX", "/usr")
 ETC = os.environ.get("OMA_SYSCONFDIR", "/etc") + "/oma"
-PROGRAMS = ("oma", "vds", "vdsctl", "omacheck")
-PAGES = ("man8/oma.8", "man8/vds.8", "man1/vdsctl.1", "man1/omacheck.1")
+PROGRAMS = ("oma", "omaview", "vds", "vdsctl", "omacheck")
+PAGES = ("man8/oma.8", "man8/omaview.8", "man8/vds.8", "man1/vdsctl.1", "man1/omacheck.1")
 
 
 def run(*args, **kwargs):
@@ -55,7 +55,7 @@ class Package(SystemTest):
         expected = [f"bin/{p}" for p in PROGRAMS] + [f"share/man/{p}.gz" for p in PAGES] + [
             "share/oma/oma.xsd", "share/doc/oma/copyright", "share/doc/oma/README.md", "share/doc/oma/operation.md",
             "share/doc/oma/examples/power.xml", "share/doc/oma/examples/demo.json",
-            "lib/systemd/system/oma.service", "lib/systemd/system/vds.service"]
+            "lib/systemd/system/oma.service", "lib/systemd/system/omaview.service", "lib/systemd/system/vds.service"]
         for path in expected:
             self.assertTrue(self.installed(path).is_file(), path)
         self.assertTrue((self.root / ETC.lstrip("/")).is_dir())
@@ -84,7 +84,8 @@ class Package(SystemTest):
         source = Path(__file__).resolve().parents[2]
         shell = "".join((source / "host" / "shell" / f).read_text() for f in ("CShellBAS.cpp", "CShellOMA.cpp"))
         options = {"oma.8": set(re.findall(r'L"(-[a-z0-9]+:?(?:fft|psm)?)"', shell)),
-                   "vds.8": set(re.findall(r'"(--?[a-z-]+:?)"', (source / "vds/config/CommandLine.cpp").read_text()))}
+                   "vds.8": set(re.findall(r'"(--?[a-z-]+:?)"', (source / "vds/config/CommandLine.cpp").read_text())),
+                   "omaview.8": set(re.findall(r'"(--[a-z-]+)"', (source / "view" / "ViewCommand.cpp").read_text()))}
         self.assertGreater(len(options["oma.8"]), 20)
         for page in PAGES:
             text = gzip.decompress(self.installed(f"share/man/{page}.gz").read_bytes()).decode()
@@ -95,7 +96,7 @@ class Package(SystemTest):
                 self.assertEqual(run("groff", "-t", "-man", "-Tutf8", "-ww", "-z", input=text), "", page)
 
     def test_units_are_sound_and_hardened(self):
-        units = [f"{self.installed('lib/systemd/system')}/{n}.service" for n in ("oma", "vds")]
+        units = [f"{self.installed('lib/systemd/system')}/{n}.service" for n in ("oma", "omaview", "vds")]
         for path in units:
             # The programs are elsewhere here; the manual pages are not installed.
             copy = self.dir / Path(path).name
@@ -117,7 +118,7 @@ class Package(SystemTest):
         self.config = Path(f"{self.root}{ETC}/oma.xml")
         self.write_config()
         write_recording(self.dir / "rec.csv", 60)
-        for name in ("vds", "oma"):
+        for name in ("vds", "oma", "omaview"):
             (self.dir / name).mkdir()
         server, service = Manager(self.dir / "vds"), Manager(self.dir / "oma")
         vds = self.start_unit("vds", server, "--replay rec.csv")
@@ -125,6 +126,12 @@ class Package(SystemTest):
         oma = self.start_unit("oma", service, "-INFO")
         oma.wait_text("All OMA data pre-processing done")
         service.wait_states(*RUNNING)
+        window = Manager(self.dir / "omaview")
+        view = self.start_unit("omaview", window, "--port 0")
+        window.wait_states("READY=1")
+        window.wait_pings(2)
+        self.assertEqual(view.stop(), 0)
+        window.sock.close()
         server.wait_pings(2)
         service.wait_pings(2)
         self.assertEqual(oma.stop(), 0)

@@ -41,6 +41,19 @@ struct SSourceCycle
     std::vector<SSourceEvent> vecEvent;   ///< delivered before the samples of this cycle
 };
 
+/// One stream of a live source, since the start of the process.
+struct SStreamHealth
+{
+    std::string strName;
+    bool bConnected = false;     ///< its configuration is known
+    std::uint64_t nFrames = 0;   ///< of data
+    std::uint64_t nGaps = 0;     ///< places where stamps are missing
+    std::uint64_t nLost = 0;     ///< frames missing there
+    std::uint64_t nLate = 0;     ///< frames that came after their cycle
+    std::uint64_t nBadClock = 0; ///< frames whose time cannot be used
+    std::uint64_t nErrors = 0;   ///< frames that could not be read
+};
+
 /// Where the server's samples come from. Used by one thread only.
 class ISource
 {
@@ -78,4 +91,5 @@ class ISource
     virtual void Stop() {}
     /// Messages for the operator at the end.
     virtual std::vector<std::string> Summary() const { return {}; }
+    virtual std::vector<SStreamHealth> Streams() const { return {}; }
 };

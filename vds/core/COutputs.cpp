@@ -1,4 +1,5 @@
 #include "vds/core/COutputs.h"
+#include "vds/core/COutputFeed.h"
 #include <algorithm>
 
 namespace
@@ -8,6 +9,12 @@ constexpr std::size_t g_nMaxWriters = 20000; ///< 5,000 jobs of three modes
 /// Number of channels whose newest value is kept after they have been stopped.
 constexpr std::size_t g_nMaxStopped = 10000;
 constexpr std::size_t g_nMaxChannels = 100000;
+constexpr std::uint64_t g_nStateNoValue = 0x2000; ///< reads as INVALID
+
+std::uint64_t StateOfQuality(int p_eQual)
+{
+    return p_eQual == 0 ? 0 : p_eQual == 1 ? g_nStateSuspect : g_nStateNoValue;
+}
 } // namespace
 
 int QualityOfState(std::uint64_t p_nState)
@@ -54,6 +61,8 @@ COutputs::EError COutputs::Start(std::uint64_t p_nSession, unsigned p_nWriter, s
         m_mapChannel[{p_nPmu, nId}] = {p_nPmu, nId, 0, 0.0F, 2, true};
         strIds += (strIds.empty() ? "" : ",") + std::to_string(nId);
     }
+    if (m_pFeed)
+        m_pFeed->OnStart(p_nPmu, p_vecnId);
     if (writer.bLogged)
         m_log.Write("{\"op\":\"start\",\"pmu\":" + std::to_string(p_nPmu) + ",\"channels\":[" + strIds +
                     "],\"rate\":" + std::to_string(p_nRate) + '}');
@@ -80,6 +89,8 @@ void COutputs::Stop(TWriters::iterator p_it)
         else
             m_mapChannel[{writer.nPmu, nId}].bStarted = false;
     }
+    if (m_pFeed)
+        m_pFeed->OnStop(writer.nPmu, writer.vecnId);
     if (writer.bLogged)
         m_log.Write("{\"op\":\"stop\",\"pmu\":" + std::to_string(writer.nPmu) + '}');
 }
@@ -108,6 +119,8 @@ bool COutputs::Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t
     const SWriter& writer = it->second;
     if (writer.nPmu != p_nPmu || writer.vecnId.size() != p_vecfValue.size() || p_vecfValue.size() != p_vecnState.size())
         return false;
+    if (m_pFeed)
+        m_pFeed->OnValues(p_nPmu, p_nTicks, writer.vecnId, p_vecfValue, p_vecnState);
     std::string strValues;
     int eWorst = 0;
     for (std::size_t i = 0; i < p_vecfValue.size(); ++i)
@@ -126,6 +139,32 @@ bool COutputs::Write(std::uint64_t p_nSession, unsigned p_nWriter, std::uint64_t
         m_log.Write("{\"op\":\"write\",\"pmu\":" + std::to_string(p_nPmu) + ",\"time\":" + std::to_string(p_nTicks) +
                     ",\"values\":[" + strValues + "],\"quality\":" + std::to_string(eWorst) + '}');
     return true;
+}
+
+void COutputs::TellRunning(COutputFeed& r_feed) const
+{
+    for (const auto& [key, writer] : m_mapWriter)
+    {
+        r_feed.OnStart(writer.nPmu, writer.vecnId);
+        std::vector<float> vecfValue;
+        std::vector<std::uint64_t> vecnState;
+        std::int64_t nTicks = 0;
+        for (const std::uint64_t nId : writer.vecnId)
+        {
+            const SChannel& channel = m_mapChannel.at({writer.nPmu, nId});
+            vecfValue.push_back(channel.fValue);
+            vecnState.push_back(StateOfQuality(channel.eQual));
+            nTicks = std::max(nTicks, channel.nTicks);
+        }
+        if (nTicks != 0)
+            r_feed.OnValues(writer.nPmu, nTicks, writer.vecnId, vecfValue, vecnState);
+    }
+}
+
+std::size_t COutputs::Running() const
+{
+    return static_cast<std::size_t>(std::count_if(m_mapChannel.begin(), m_mapChannel.end(),
+                                                  [](const auto& p_entry) { return p_entry.second.bStarted; }));
 }
 
 std::vector<COutputs::SChannel> COutputs::Channels() const

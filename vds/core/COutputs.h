@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+class COutputFeed;
+
 /// Output channels: virtual PMUs that clients have declared, and the newest value of each channel.
 class COutputs
 {
@@ -39,6 +41,11 @@ class COutputs
     }
     /// Called for each accepted value: channel, its rate, value.
     std::function<void(const SChannel&, std::int32_t)> m_fnValue;
+    COutputFeed* m_pFeed = nullptr; ///< told of all that happens; not owned
+    /// Tells the feed what is running, with the newest values.
+    void TellRunning(COutputFeed& r_feed) const;
+    /// Channels that are started.
+    std::size_t Running() const;
     CJsonLog& Log() { return m_log; }
 
     /// A repeated start of the same writer replaces the earlier one: the application may repeat it.

@@ -45,6 +45,15 @@ void CDeliveryTimes::Add(std::chrono::nanoseconds p_tTaken)
     ++m_vecnCount[static_cast<std::size_t>(std::clamp(fClass, 0.0, static_cast<double>(g_nClasses - 1)))];
     ++m_nCount;
     m_fWorst_ms = std::max(m_fWorst_ms, fTaken_ms);
+    m_fSum_ms += fTaken_ms;
+}
+
+std::uint64_t CDeliveryTimes::CountWithin(double p_fLimit_ms) const
+{
+    std::uint64_t nCount = 0;
+    for (std::size_t i = 0; i < m_vecnCount.size(); ++i)
+        nCount += g_fClass_ms * std::pow(g_fClassRatio, static_cast<double>(i)) <= p_fLimit_ms ? m_vecnCount[i] : 0;
+    return nCount;
 }
 
 double CDeliveryTimes::Percent99_ms() const

@@ -19,11 +19,15 @@ class CDeliveryTimes
     std::uint64_t Count() const { return m_nCount; }
     double Worst_ms() const { return m_fWorst_ms; }
     double Percent99_ms() const;
+    double Sum_ms() const { return m_fSum_ms; }
+    /// Those within a limit, to a tenth of it.
+    std::uint64_t CountWithin(double p_fLimit_ms) const;
 
   private:
     std::vector<std::uint64_t> m_vecnCount;
     std::uint64_t m_nCount = 0;
     double m_fWorst_ms = 0.0;
+    double m_fSum_ms = 0.0;
 };
 
 /// Rate at which a source serves a set that requests p_nRate (or, if that is 0, a cycle time): the highest rate whose

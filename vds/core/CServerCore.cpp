@@ -32,8 +32,8 @@ CServerCore::CServerCore(SServerConfig p_config, std::unique_ptr<ISource> p_pSou
     : m_config(std::move(p_config)), m_options(std::move(p_options)), m_pSource(std::move(p_pSource)),
       m_fnOutputs(std::move(p_fnOutputs)), m_acceptorEvent(m_io), m_acceptorData(m_io),
       m_pShare(std::make_shared<Link::CLinkShare>(m_io.get_executor(), g_nMaxHeld)),
-      m_outputs(m_config, m_options.bLogMeasurements), m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive),
-      m_timer(m_io), m_timerStall(m_io)
+      m_outputs(m_config, m_options.bLogMeasurements), m_feed(m_io),
+      m_pace(m_options.fSpeed, m_pSource->Rate(), m_options.bLive), m_timer(m_io), m_timerStall(m_io)
 {
 }
 
@@ -71,6 +71,7 @@ void CServerCore::Start()
     m_nPortEvent = m_acceptorEvent.local_endpoint().port();
     m_nPortData = m_acceptorData.local_endpoint().port();
     StartOutputs();
+    ConnectFeed();
     if (!m_options.strStateFile.empty())
         m_events.Open(m_options.strStateFile);
     for (const SEvent& event : m_events.Standing())
@@ -261,6 +262,7 @@ void CServerCore::End()
         Guarded([this, nSession = nId] { m_outputs.StopAll(nSession); });
     for (const auto& pOutput : m_vecpOutput)
         pOutput->End();
+    m_feed.End();
     m_pSource->Stop();
     boost::system::error_code ecIgnored;
     m_acceptorEvent.close(ecIgnored);
@@ -273,6 +275,7 @@ void CServerCore::End()
 
 void CServerCore::OnSessionClosed(CSession& p_session, const std::string& p_strReason)
 {
+    m_feed.Remove(p_session.Id());
     if (m_bEnding)
     {
         m_mapSession.erase(p_session.Id());
@@ -352,6 +355,7 @@ bool CServerCore::Publish(SEvent p_event)
     m_eventLog.Write(EventLine(p_event));
     for (const auto& pOutput : m_vecpOutput)
         pOutput->OnEvent(p_event);
+    m_feed.OnEvent(p_event);
     for (const auto& [nId, pSession] : m_mapSession)
     {
         if (pSession->IsSubscribed() && Concerns(p_event, *pSession))
@@ -487,6 +491,7 @@ bool CServerCore::PumpOne()
         }
     for (const auto& pOutput : m_vecpOutput)
         pOutput->OnCycle(m_cycle);
+    m_feed.OnCycle(m_cycle, m_pSource->Rate());
     ++m_nCycles;
     m_nNow = m_cycle.nTicks;
     m_pace.Sent(m_cycle.nTicks, tNow);

@@ -6,6 +6,7 @@
 #include "vds/config/ServerConfig.h"
 #include "vds/core/CAccess.h"
 #include "vds/core/CEventStore.h"
+#include "vds/core/COutputFeed.h"
 #include "vds/core/COutputs.h"
 #include "vds/core/CPace.h"
 #include "vds/core/CReadSet.h"
@@ -56,6 +57,7 @@ class CServerCore
     bool IsEnding() const { return m_bEnding; }
     CEventStore& Events() { return m_events; }
     COutputs& Outputs() { return m_outputs; }
+    COutputFeed& Feed() { return m_feed; }
     CDeliveryTimes& Times() { return m_times; }
     CAccess& Access() { return m_access; }
     boost::asio::io_context& Io() { return m_io; }
@@ -107,6 +109,8 @@ class CServerCore
     std::string WhyNot(const std::string& p_strAddr) const;
     void MakeRoomForStranger();
     void StartOutputs();
+    void ConnectFeed();
+    void FillHealth(Norvik::Energy::Kestrel::Link::FeedHealth& r_health) const;
     void End();
 
     // ---- the source ----
@@ -142,6 +146,7 @@ class CServerCore
     CEventStore m_events;
     CJsonLog m_eventLog;
     COutputs m_outputs;
+    COutputFeed m_feed;
     std::vector<std::unique_ptr<IOutput>> m_vecpOutput; ///< other than the clients of the link
     std::map<std::uint64_t, std::shared_ptr<CSession>> m_mapSession;
     std::uint64_t m_nLastSession = 0;

@@ -37,18 +37,6 @@ SEvent FromLink(const Link::Event& p_event)
     return event;
 }
 
-void ToLink(const SEvent& p_event, Link::Event& r_event)
-{
-    r_event.set_time(p_event.nTicks);
-    r_event.set_key(p_event.eKey);
-    r_event.set_transition(p_event.eTrans);
-    r_event.set_element_type(p_event.eElemType);
-    r_event.set_element_id(p_event.nElemId);
-    r_event.set_text(p_event.strText);
-    r_event.set_source(p_event.strFrom);
-    r_event.set_seq(p_event.nSeq);
-}
-
 void CheckEvent(const Link::Event& p_event)
 {
     if (p_event.transition() != 0 && p_event.transition() != 1)
@@ -133,8 +121,9 @@ void CSession::OnLinkMessage(const Link::Message& p_message)
     else
     {
         m_core.Touch(m_nClient);
-        const bool bKnown =
-            m_bDataPort ? OnWriteMessage(p_message) : OnReadMessage(p_message) || OnEventMessage(p_message);
+        const bool bKnown = m_bDataPort ? OnWriteMessage(p_message)
+                                        : OnReadMessage(p_message) || OnEventMessage(p_message) ||
+                                              m_core.Feed().OnMessage(m_nId, m_pStream, p_message);
         if (!bKnown)
             throw std::runtime_error("unexpected message");
     }
@@ -393,7 +382,7 @@ void CSession::OnReadEvents(const Link::ReadEvents& p_read)
             FillPosition(*reply.mutable_position());
             for (std::size_t nBytes = 0; i < vecEvent.size() && nBytes < g_nPartBytes; ++i)
             {
-                ToLink(vecEvent[i], *reply.add_events());
+                EventToLink(vecEvent[i], *reply.add_events());
                 nBytes += vecEvent[i].strText.size() + 100;
             }
             reply.set_more(i < vecEvent.size());
@@ -424,7 +413,7 @@ void CSession::SendEvent(const SEvent& p_event)
         [&](Link::Message& r_message)
         {
             r_message.mutable_event_delivery()->set_seq(++m_nDelivered);
-            ToLink(p_event, *r_message.mutable_event_delivery()->add_events());
+            EventToLink(p_event, *r_message.mutable_event_delivery()->add_events());
         });
 }
 

@@ -43,6 +43,8 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     /// The client has been refused and is waiting for the delayed answer.
     bool IsRefused() const { return m_bRefused; }
     bool IsClient() const { return m_bHello && !m_bControl; }
+    std::int64_t Since() const { return m_nSince; } ///< wall clock, ticks
+    std::size_t ReadSets() const { return m_mapSet.size(); }
 
     void SendCycle(CReadSet& r_set, const SSourceCycle& p_cycle);
     void SendEvent(const SEvent& p_event);
@@ -92,6 +94,7 @@ class CSession : public Norvik::Energy::Kestrel::Link::ILinkUser, public std::en
     CServerCore& m_core;
     const std::uint64_t m_nId;
     const bool m_bDataPort;
+    const std::int64_t m_nSince = WallTicks();
     const std::shared_ptr<Norvik::Energy::Kestrel::Link::CLinkStream> m_pStream;
     const std::string m_strAddr;
     const std::string m_strPeer; ///< address and port

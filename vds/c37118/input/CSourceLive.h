@@ -20,6 +20,7 @@ class CSourceLive : public ISource
                std::function<void(const std::string&)> p_fnLine) override;
     void Stop() override;
     std::vector<std::string> Summary() const override { return m_streams.Summary(); }
+    std::vector<SStreamHealth> Streams() const override { return m_streams.Health(); }
 
   private:
     /// UTC from a clock that is never adjusted.

@@ -66,3 +66,16 @@ std::vector<std::string> CStreamSet::Summary() const
         vecstrLine.push_back("stream " + pReader->Stream().strName + ": " + CountersText(pReader->m_counters));
     return vecstrLine;
 }
+
+std::vector<SStreamHealth> CStreamSet::Health() const
+{
+    std::vector<SStreamHealth> vecHealth;
+    for (const std::unique_ptr<CStreamReader>& pReader : m_vecpReader)
+    {
+        const SStreamCounters& counters = pReader->m_counters;
+        vecHealth.push_back({pReader->Stream().strName, pReader->HasConfig(), pReader->DataFrames(), counters.nGaps,
+                             counters.nLost, counters.nLate, counters.nBadClock,
+                             counters.nCrcErrors + counters.nLengthMismatches});
+    }
+    return vecHealth;
+}

@@ -19,6 +19,7 @@ class CStreamSet
     CConcentrator& Concentrator() { return m_concentrator; }
     /// One line per stream with its counters.
     std::vector<std::string> Summary() const;
+    std::vector<SStreamHealth> Health() const;
 
   private:
     const SSynchrophasorConfig m_config;
