@@ -138,12 +138,13 @@ class View(ViewTest):
         self.begin_two_jobs()
         wait_for(lambda: self.ask("/readyz")[0] == 200, "ready")
         stream = self.live("?trace=500&trace_s=60")
-        first = self.stream_events(stream, 9)
+        first = self.stream_events(stream, 10)
         self.assertEqual(first[0][0], "snapshot")
         jsonschema.Draft202012Validator({"$ref": "#/components/schemas/Change", "components": CONTRACT["components"]}) \
             .validate(first[-1][1])
         stream.close()
         self.wait_swing()
+        self.check_stream()
         self.wait_swing(transition="DIS")
         wait_for(lambda: sum(c["op"] == "write" and c["pmu"] == 803 for c in self.channels()) > 40 and
                  any(r[3] >= 3 and r[2] for r in expected_records(self.events())), "a severe swing, and its end")
@@ -155,6 +156,21 @@ class View(ViewTest):
         self.check_event_page()
         self.check_metrics()
         self.assertEqual(view.stop(), 0)
+
+    def check_stream(self):
+        """A stream that is read all the time is told of each pass, however its reads fall between publications."""
+        stream, passes = self.live(), set()
+        try:
+            text = b""
+            while len(passes) < 8:
+                text += stream.recv(65536)
+                *whole, text = text.split(b"\n\n")
+                for piece in whole:
+                    found = re.search(rb"event: change\ndata: (.*)", piece)
+                    for job in json.loads(found.group(1))["jobs"] if found else ():
+                        passes |= {(m["mode"], m["time_ms"]) for m in job["modes"] if m["alive"] and m["time_ms"]}
+        finally:
+            stream.close()
 
     def check_values(self):
         """The passes are those of channels.jsonl, to the ms and to single precision."""

@@ -21,8 +21,8 @@ constexpr auto g_tRequest = std::chrono::seconds(10);
 constexpr auto g_tIdle = std::chrono::seconds(60);
 constexpr auto g_tWrite = std::chrono::seconds(30);
 constexpr auto g_tLive = std::chrono::milliseconds(250);
-/// A stream without news shows that it lives, every 10 s.
-constexpr int g_nQuiet = 40;
+/// A stream without news shows that it lives, every 2 s.
+constexpr int g_nQuiet = 8;
 
 constexpr const char* g_pPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; font-src 'self'; connect-src "
@@ -202,6 +202,8 @@ class THttpSession : public std::enable_shared_from_this<THttpSession<TStream>>
         SetHeader(m_response, p_response);
         m_response.keep_alive(false);
         m_serializer.emplace(m_response);
+        // The limits of requests end here: a stream has one of its own, on what it writes.
+        Tcp().expires_never();
         http::async_write_header(m_stream, *m_serializer,
                                  [self = this->shared_from_this()](const boost::system::error_code& p_ec, std::size_t)
                                  {
@@ -237,7 +239,13 @@ class THttpSession : public std::enable_shared_from_this<THttpSession<TStream>>
         if (m_strPiece.empty())
             return LiveLater();
         m_nQuiet = 0;
-        Tcp().expires_after(g_tWrite);
+        m_timer.expires_after(g_tWrite);
+        m_timer.async_wait(
+            [self = this->shared_from_this()](const boost::system::error_code& p_ec)
+            {
+                if (!p_ec)
+                    self->EndLive();
+            });
         asio::async_write(m_stream, asio::buffer(m_strPiece),
                           [self = this->shared_from_this()](const boost::system::error_code& p_ec, std::size_t)
                           {
@@ -251,7 +259,6 @@ class THttpSession : public std::enable_shared_from_this<THttpSession<TStream>>
     {
         if (m_bEnded)
             return;
-        Tcp().expires_never();
         m_timer.expires_after(g_tLive);
         m_timer.async_wait(
             [self = this->shared_from_this()](const boost::system::error_code& p_ec)

@@ -27,12 +27,12 @@ CLiveStream::CLiveStream(const CViewState& p_state, const std::vector<std::size_
 std::string CLiveStream::Next()
 {
     if (std::exchange(m_bFirst, false))
-        return Event("snapshot", m_state.View(
-                                     [this](const CViewState::SView& p_view)
-                                     {
-                                         m_cursor.nRevision = p_view.nRevision;
-                                         return StateJson(p_view);
-                                     }));
+        return "retry: 1000\n\n" + Event("snapshot", m_state.View(
+                                                         [this](const CViewState::SView& p_view)
+                                                         {
+                                                             m_cursor.nRevision = p_view.nRevision;
+                                                             return StateJson(p_view);
+                                                         }));
     bool bNew = false;
     const boost::json::object change = m_state.View(
         [&](const CViewState::SView& p_view)

@@ -190,8 +190,8 @@ json::object StateJson(const CViewState::SView& p_view)
 
 json::object ChangeJson(const CViewState::SView& p_view, SLiveCursor& r_cursor)
 {
-    const auto fnChanged = [&](std::uint64_t p_nRevision)
-    { return p_nRevision > r_cursor.nRevision && p_nRevision <= p_view.nRevision; };
+    // Marks run one ahead of the publications: what has just changed comes now, and perhaps once more.
+    const auto fnChanged = [&](std::uint64_t p_nRevision) { return p_nRevision > r_cursor.nRevision; };
     json::array jobs;
     for (std::size_t i = 0; i < p_view.vecJob.size(); ++i)
         if (fnChanged(p_view.vecJob[i].m_nRevision))

@@ -168,9 +168,11 @@ export class Store extends EventTarget {
         for (const own of state.modes) {
             const mode = this.modes.get(`${job.id}:${own.mode}`);
             if (!mode) continue;
+            // Between the start of its channels and their first values a mode has nothing to show.
+            if (own.time_ms === null || own.magnitude === null) own.alive = false;
             mode.state = own;
             if (!own.alive) mode.hole = true;
-            if (!own.alive || own.time_ms === null || own.magnitude === null) continue;
+            if (!own.alive) continue;
             job.tLively = own.time_ms;
             addToTail(mode.tail, own, mode.hole);
             mode.hole = false;
