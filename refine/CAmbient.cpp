@@ -9,9 +9,9 @@ namespace
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
 constexpr double MAX_HOLE_S = 2.0;
 constexpr std::size_t MIN_BLOCKS = 64; ///< of a stretch
-constexpr double TAPER = 0.05;  ///< part of the stretch at either end
-constexpr double MERGE = 0.005; ///< ordinates are joined up to this part of their frequency
-constexpr double EXCESS = 6.0;  ///< deviations from which a further resonance is tried
+constexpr double TAPER = 0.05;         ///< part of the stretch at either end
+constexpr double MERGE = 0.005;        ///< ordinates are joined up to this part of their frequency
+constexpr double EXCESS = 6.0;         ///< deviations from which a further resonance is tried
 constexpr double RESONANCE_GAIN =
     15.0; ///< least log likelihood ratio for each resonance: 4 parameters, looked for anywhere
 constexpr std::size_t MAX_RESONANCES = 4;
@@ -162,7 +162,8 @@ SAmbient CAmbient::Estimate()
             nFirst = i;
         }
     // rounding moves a constant, too
-    if (fSpan_s < MIN_S || (series.arrValue - series.arrValue.mean()).matrix().norm() <= 1e-10 * series.arrValue.matrix().norm())
+    if (fSpan_s < MIN_S ||
+        (series.arrValue - series.arrValue.mean()).matrix().norm() <= 1e-10 * series.arrValue.matrix().norm())
         return {};
     std::sort(vec.begin(), vec.end(), [](const auto& a, const auto& b) { return a.fOmega < b.fOmega; });
     SAmbient ambient = Fit(vec);
