@@ -8,9 +8,10 @@ namespace
 {
 constexpr double TWO_PI = 2.0 * std::numbers::pi;
 constexpr double MAX_HOLE_S = 2.0;
-constexpr double TAPER = 0.05;  ///< part of the stretch at either end
-constexpr double MERGE = 0.005; ///< ordinates are joined up to this part of their frequency
-constexpr double EXCESS = 6.0;  ///< deviations from which a further resonance is tried
+constexpr std::size_t MIN_BLOCKS = 64; ///< of a stretch
+constexpr double TAPER = 0.05;         ///< part of the stretch at either end
+constexpr double MERGE = 0.005;        ///< ordinates are joined up to this part of their frequency
+constexpr double EXCESS = 6.0;         ///< deviations from which a further resonance is tried
 constexpr double RESONANCE_GAIN =
     15.0; ///< least log likelihood ratio for each resonance: 4 parameters, looked for anywhere
 constexpr std::size_t MAX_RESONANCES = 4;
@@ -67,8 +68,8 @@ void CAmbient::AddStretch(const SSeries& p_series, Eigen::Index p_nFirst, Eigen:
 {
     const double fStep_s = p_series.fBlock_s, fEnd_s = p_series.arrTime_s[p_nEnd - 1];
     const auto nAll = static_cast<std::size_t>(std::lround((fEnd_s - p_series.arrTime_s[p_nFirst]) / fStep_s)) + 1;
-    const std::size_t nGrid = SmoothLength(nAll);
-    if (static_cast<double>(nGrid) * fStep_s < STRETCH_S)
+    const std::size_t nGrid = 4 * SmoothLength(nAll / 4);
+    if (nGrid < MIN_BLOCKS || static_cast<double>(nGrid) * fStep_s < STRETCH_S)
         return;
     std::vector<double> vecX(nGrid, 0.0), vecY(nGrid, 0.0);
     for (Eigen::Index i = p_nEnd - 1; i >= p_nFirst; --i)
@@ -160,7 +161,9 @@ SAmbient CAmbient::Estimate()
             AddStretch(series, nFirst, i, vec, fSpan_s);
             nFirst = i;
         }
-    if (fSpan_s < MIN_S)
+    // rounding moves a constant, too
+    if (fSpan_s < MIN_S ||
+        (series.arrValue - series.arrValue.mean()).matrix().norm() <= 1e-10 * series.arrValue.matrix().norm())
         return {};
     std::sort(vec.begin(), vec.end(), [](const auto& a, const auto& b) { return a.fOmega < b.fOmega; });
     SAmbient ambient = Fit(vec);

@@ -11,7 +11,7 @@ constexpr double MANY_BLOCKS = 320.0; ///< more of them are joined, if the swing
 constexpr double AMBIENT_EVERY_S = 30.0;
 constexpr double RESTART_S = 10.0;                           ///< time that goes back further is a new beginning
 constexpr std::int64_t MAX_TIME = 3'155'378'976'000'000'000; ///< ticks at the end of the year 9999
-constexpr double NO_MIN_HZ = 0.05, NO_MAX_HZ = 5.0, MAX_OF_RATE = 0.4;
+constexpr double NO_MIN_HZ = 0.05, NO_MAX_HZ = 5.0, LEAST_HZ = 0.005, MAX_OF_RATE = 0.4;
 
 double CycleOf(int p_nRate)
 {
@@ -48,7 +48,8 @@ CRefine::CRefine(int p_nRate, bool p_bAngle, const std::vector<SMode>& p_vecMode
 {
     for (const SMode& mode : p_vecMode)
     {
-        const double fMax_Hz = std::min(mode.fMax_Hz > 0.0 ? mode.fMax_Hz : NO_MAX_HZ, MAX_OF_RATE / m_fCycle_s);
+        const double fMax_Hz =
+            std::min(mode.fMax_Hz > 0.0 ? std::max(mode.fMax_Hz, LEAST_HZ) : NO_MAX_HZ, MAX_OF_RATE / m_fCycle_s);
         const double fMin_Hz = std::min(mode.fMin_Hz > 0.0 ? mode.fMin_Hz : NO_MIN_HZ, 0.9 * fMax_Hz);
         m_vecpMode.push_back(std::make_unique<SModeState>(m_fCycle_s, fMin_Hz, fMax_Hz));
     }

@@ -263,7 +263,8 @@ bool CSwingEstimator::FindOnset(const SSeries& p_series, SWindow& r_window, SFou
     if (p_series.Size() < MIN_BLOCKS)
         return false;
     CSwingFit drift(p_series, 1, {});
-    if (!drift.Run({}))
+    const double fSize = (p_series.arrWeight.sqrt() * p_series.arrValue).matrix().norm();
+    if (!drift.Run({}) || drift.Residual().norm() <= 1e-10 * fSize) // rounding moves a constant, too
         return false;
     const CSpectrum::SPeak peak = m_spectrum.Peak(p_series, drift.Residual(), m_fMin_Hz * TWO_PI, m_fMax_Hz * TWO_PI);
     if (peak.fOmega <= 0.0)

@@ -33,7 +33,8 @@ TEST(COnset, AStandingSwingHasNoNewExcitationButAStepIsToldFromOne)
 {
     const std::vector<SPole> vecPole{{0.0, TWO_PI * 0.5}};
     const auto Standing = [](double t) { return Swing(t, 0.5, 0.0, -100.0); };
-    EXPECT_LT(COnset::Locate(Noisy(Standing), vecPole, true, 8).fGain, 25.0); // chance over 290 places: about 2 ln 290 + 4
+    EXPECT_LT(COnset::Locate(Noisy(Standing), vecPole, true, 8).fGain,
+              25.0); // chance over 290 places: about 2 ln 290 + 4
 
     const COnset::SOnset step =
         COnset::Locate(Noisy([&](double t) { return Standing(t) + (t > -30.0 ? 0.4 : 0.0); }), vecPole, true, 8);
