@@ -466,8 +466,8 @@ class View:
             true = (f"{seen[0].frequency:.3f}", mode.job.magnitude_text(seen[1]), f"{ratio:+.3f}",
                     f"{mode.job.limits.exposure(seen[1], ratio):.2f}")
         self.detail(f"{self.stamp(t)}  {mode.job.name:12} {mode.label:16} | {frequency:6.3f}  {true[0]:>6} | "
-                  f"{mode.job.magnitude_text(magnitude):>10} {true[1]:>10} | {damping:+7.3f}  {true[2]:>7} | "
-                  f"{exposure:5.2f}  {true[3]:>5}{remark}")
+                    f"{mode.job.magnitude_text(magnitude):>10} {true[1]:>10} | {damping:+7.3f}  {true[2]:>7} | "
+                    f"{exposure:5.2f}  {true[3]:>5}{remark}")
 
     def event(self, t, entry):
         mode = self.truth.mode_of_id.get(entry["elementId"]) if entry["key"] in EVENT_TEXT else None
@@ -530,7 +530,8 @@ class View:
         if count == 0:
             self.line("Nothing is expected of this scenario, so nothing can be said.")
         else:
-            self.line(self.paint("32", f"All was found: {count} checks." if not self.verbose else "All was found.") if good else self.paint("31", "Not all was found."))
+            found = "All was found." if self.verbose else f"All was found: {count} checks."
+            self.line(self.paint("32", found) if good else self.paint("31", "Not all was found."))
         return 0 if good and count else 1
 
 

@@ -2,13 +2,17 @@
 
     OMA_BIN_DIR=... python3 flood.py 30 OTHER_VDS...     # seconds for each kind of rubbish and program
 """
+import subprocess
+import time
 import os
 import random
 import sys
 import tempfile
 
 import synchrophasors as sp
-from harness import *
+from pathlib import Path
+
+from harness import BIN, config_xml, free_ports, wait_for
 
 RATE, PIECE = 9_000_000, 90_000
 KINDS = {"zeros": bytes(PIECE),

@@ -288,7 +288,8 @@ class Hostile(ViewTest):
         self.assertEqual(self.ask("/api/v1/state", headers={"Host": "evil.example"})[0], 403)
         self.assertEqual(self.ask("/api/v1/state", headers={"X": "y" * 20000})[0], 431)
         self.assertEqual(self.ask("/api/v1/state", "TRACE")[0], 405)
-        for junk in (b"\x16\x03\x01\x02\x00", b"GET\r\n\r\n", b"\r\n" * 5000, b"GET / HTTP/1.1\r\nContent-Length: -1\r\n\r\n"):
+        for junk in (b"\x16\x03\x01\x02\x00", b"GET\r\n\r\n", b"\r\n" * 5000,
+                     b"GET / HTTP/1.1\r\nContent-Length: -1\r\n\r\n"):
             with socket.create_connection(("127.0.0.1", self.port), 60) as s:
                 s.sendall(junk)
         for key in ("content-security-policy", "x-content-type-options"):
@@ -322,7 +323,8 @@ class Security(ViewTest):
             r = subprocess.run([BIN / "omaview", "--add-user", name, role], input=f"{name}-password\n", text=True,
                                capture_output=True, check=True)
             lines.append(r.stdout)
-        r = subprocess.run([BIN / "omaview", "--add-machine", "scraper", "viewer"], text=True, capture_output=True, check=True)
+        r = subprocess.run([BIN / "omaview", "--add-machine", "scraper", "viewer"], text=True, capture_output=True,
+                           check=True)
         lines.append(r.stdout)
         self.token = r.stderr.strip().split()[-1]
         users.write_text("".join(lines))
@@ -353,7 +355,8 @@ class Security(ViewTest):
         token = {"X-CSRF-Token": session["csrf_token"]}
         self.assertEqual(self.ask(*note, {**who, **token}, self.tls)[0], 404)
         _, viewer, other = self.sign_in("bob", "bob-password")
-        self.assertEqual(self.ask(*note, {"Cookie": other.split(";")[0], "X-CSRF-Token": viewer["csrf_token"]}, self.tls)[0], 403)
+        headers = {"Cookie": other.split(";")[0], "X-CSRF-Token": viewer["csrf_token"]}
+        self.assertEqual(self.ask(*note, headers, self.tls)[0], 403)
         self.assertEqual(self.ask("/api/v1/session", "DELETE", None, {**who, **token}, self.tls)[0], 200)
         self.assertEqual(self.ask("/api/v1/state", headers=who, tls=self.tls)[0], 401)
 
