@@ -21,7 +21,7 @@ void CServerCore::ConnectFeed()
 {
     m_feed.m_fnHealth = [this](Link::FeedHealth& r_health) { FillHealth(r_health); };
     m_feed.m_fnStanding = [this] { return m_events.Standing(); };
-    m_feed.m_fnSince = [this](std::int64_t p_nTicks) { return EventsSince(p_nTicks); };
+    m_feed.m_fnSince = [this](std::int64_t p_nTicks) { return m_events.Since(p_nTicks); };
     m_feed.m_fnRunning = [this] { m_outputs.TellRunning(m_feed); };
     m_outputs.m_pFeed = &m_feed;
 }
