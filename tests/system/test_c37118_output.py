@@ -283,7 +283,7 @@ class Output(SystemTest):
                                                     f'StreamId="1">{phasors}</Stream>')
         second = self.vds()
         self.oma()
-        second.wait_text("stream first: 3 PMUs, 50 frames a second, 9 of 9 phasors found")
+        second.wait_text("stream first: 3 PMUs, 50 frames per second, 9 of 9 phasors found")
         event = self.wait_event("swing of the demo", elementId=613, key=4205, transition="APP")
         # 1.2 Hz from second 30 on, damping -0.015; the first pass that detects it has a window of 5 s.
         frequency, _, damping, _ = (float(v) for v in event["text"].split("~")[1].split("|"))

@@ -74,7 +74,7 @@ TEST_F(CStreamReaderTest, PhasorsBecomeSamples)
     EXPECT_EQ(m_cycle.vecSample[1].nState, 0x0441U) << "a loss of less than 10 s is masked out";
     EXPECT_FALSE(m_cycle.vecSample[2].bPresent);
     EXPECT_THAT(m_vecstrLine, testing::ElementsAre("stream north: phasor 'V1PM' of PMU 61 is not in its configuration",
-                                                   "stream north: 2 PMUs, 50 frames a second, 2 of 3 phasors found"));
+                                                   "stream north: 2 PMUs, 50 frames per second, 2 of 3 phasors found"));
 }
 
 TEST_F(CStreamReaderTest, TimeStampsAreFollowedAndCounted)

@@ -28,33 +28,33 @@ ATTRIBUTES = (
      'element OMA, attribute TimeoutInMs: missing, expected a whole number from 0 to 4294967295'),
     ('TimeoutInMs="5000"', 'TimeoutInMs="-1"', '<OMA ', 'attribute TimeoutInMs: "-1" is not a whole number'),
     ('IsEnabledNTM=', 'IsEnabledNtm=', '<OMA ',
-     'element OMA, attribute IsEnabledNtm: not known, expected one of Id, InputMode, IsActive, IsEnabledNTM, Name, '
+     'element OMA, attribute IsEnabledNtm: unknown, expected one of Id, InputMode, IsActive, IsEnabledNTM, Name, '
      'TimeoutInMs'),
     ('PSMagnitudeWarning="0.25"', 'PSMagnitudeWarning="INF"', '<PSMagnitude ',
      'element PSMagnitude, attribute PSMagnitudeWarning: "INF" is not a decimal number such as 0.25 or 4e7'),
     ('PSMagnitudeWarning="0.25"', 'PSMagnitudeWarning="0,25"', '<PSMagnitude ', '"0,25" is not a decimal'),
     ('PSMagnitudeWarning="0.25"', 'PSMagnitudeWarning="1e99"', '<PSMagnitude ', '"1e99" is out of range'),
     ('"damping-ratio"', '"5"', '"5"', 'element Output, attribute PhysType: "5" is not one of 0, 1, 2, 3,'),
-    ('"damping-ratio"', '"magnitude"', 'RefID="9012"', 'attribute PhysType: "magnitude" stands on line'),
-    ('Type="distinct"', 'Type="0"', 'Type="0"', 'element PSEvent, attribute Type: "0" stands on line'),
+    ('"damping-ratio"', '"magnitude"', 'RefID="9012"', 'attribute PhysType: "magnitude" is used on line'),
+    ('Type="distinct"', 'Type="0"', 'Type="0"', 'element PSEvent, attribute Type: "0" is used on line'),
     ('PhaseType="1" RefID="1012"', 'PhaseType="3" RefID="1012"', 'RefID="1012"',
      'element Input, attribute PhaseType: "3" is not one of 0, 1, 2'),
-    ('PhaseType="1" RefID="1012"', 'PhaseType="0" RefID="1012"', 'RefID="1012"', '"0" stands on line'),
+    ('PhaseType="1" RefID="1012"', 'PhaseType="0" RefID="1012"', 'RefID="1012"', '"0" is used on line'),
     ('NoOfSamples="512"', 'NoOfSamples="500"', '<SpectralDataSets', '"500" is not a power of two'),
     ('NoOfSamples="10" ReportingRate="1"', 'NoOfSamples="10" ReportingRate="0"', '<PSModes',
      'attribute ReportingRate: "0" is not a rate other than 0'),
-    ('Id="1012"', 'Id="1011"', 'North U L2', 'element Datapoint, attribute Id: "1011" stands on line 8 already'),
+    ('Id="1012"', 'Id="1011"', 'North U L2', 'element Datapoint, attribute Id: "1011" is used on line 8 already'),
     ('Id="102" ', 'Id="0101" ', 'North current',
-     'element MeasurementUnit, attribute Id: "0101" stands on line 7 already'),
+     'element MeasurementUnit, attribute Id: "0101" is used on line 7 already'),
     ('Id="5000"', 'Id="99999999999"', '99999999999', '"99999999999" is not a whole number from 0'),
     ('PhaseType="1" RefID=', 'PhaseType="1" RefId="1" RefID=', 'RefID="1012"',
-     'element Input, attribute RefId: not known, expected one of PhaseType, RefID\n'),
+     'element Input, attribute RefId: unknown, expected one of PhaseType, RefID\n'),
     ('<Job Name="NORTH_POWER"', '<Job Name="NORTH&#10;POWER"', '<Job ',
      'element Job, attribute Name: "NORTH POWER" is not a name of at most 255 characters without line break'),
     ('Name="North voltage"', 'Name="North\u2028voltage"', 'voltage" Rep', 'without line break'),
     ('<PSDampingRatio ', '<PSDamping ', '<PSDamping ', 'element PSDamping: This element is not expected. Expected'),
     ('<SpectralDataSet SamplesMultiplier="1"', '<!-- --><SpectralDataSet SamplesMultiplier="1" Foo="1"', 'Foo=',
-     'element SpectralDataSet, attribute Foo: not known'),
+     'element SpectralDataSet, attribute Foo: unknown'),
     ('<Configuration>', '<Configuration>text', '<Configuration>', 'element Configuration: Character content'),
 )
 
@@ -66,14 +66,14 @@ STREAMS = (
     ('<Stream Name="north" Host="h" StreamId="60" Transport="serial"',
      'attribute Transport: "serial" is not one of tcp, udp, tcp-udp, spontaneous'),
     ('<Stream Name="north" StreamId="60" Transport="spontaneous"',
-     'element Stream, attribute UdpPort: missing, expected the own port'),
+     'element Stream, attribute UdpPort: missing, expected the local port'),
     ('<Stream Name="north" Host="h" StreamId="60"/>', 'element Stream: Missing child element(s)'),
     ('<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="5000"/></Stream>',
-     'element Phasor, attribute Datapoint: "5000" is no data point of a MeasurementUnit'),
+     'element Phasor, attribute Datapoint: "5000" is not a data point of a MeasurementUnit'),
     ('<Stream Name="north" Host="h" StreamId="60"><Phasor Name="VA" Datapoint="1011"/>'
      '<Phasor Name="VB" Datapoint="1011"/></Stream>',
-     'element Phasor, attribute Datapoint: "1011" stands on line 4 already'),
-    ('<Output Name="results"/>', 'element Output, attribute Port: missing, expected it or UdpPort or both'),
+     'element Phasor, attribute Datapoint: "1011" is used on line 4 already'),
+    ('<Output Name="results"/>', 'element Output, attribute Port: missing, expected Port or UdpPort or both'),
     ('<Output Name="results" Port="1" Nominal="55"/>', 'attribute Nominal: "55" is not one of 50, 60'),
 )
 
@@ -81,51 +81,51 @@ STREAMS = (
 WARNINGS = (
     ('"10" ReportingRate="1">', '"10" ReportingRate="2">', '<PSModes', '2 passes a second'),
     ('"10" ReportingRate="1">', '"10" ReportingRate="3">', '<PSModes', 'a pass every 16.6667 samples'),
-    ('"0.25" MaxFrequency="0.9"', '"0.25" MaxFrequency="0.8"', '<PSMode ', '0.8 Hz lies on the edge'),
-    ('"0.25" MaxFrequency="0.9"', '"0.2" MaxFrequency="0.9"', '<PSMode ', '0.2 Hz lies on the edge'),
-    ('"0.25" MaxFrequency="0.9"', '"3" MaxFrequency="4"', '<PSMode ', 'outside of all bands, 0.05 to 3 Hz'),
-    ('"0.25" MaxFrequency="0.9"', '"0" MaxFrequency="0.04"', '<PSMode ', 'outside of all bands'),
+    ('"0.25" MaxFrequency="0.9"', '"0.25" MaxFrequency="0.8"', '<PSMode ', '0.8 Hz is also the edge'),
+    ('"0.25" MaxFrequency="0.9"', '"0.2" MaxFrequency="0.9"', '<PSMode ', '0.2 Hz is also the edge'),
+    ('"0.25" MaxFrequency="0.9"', '"3" MaxFrequency="4"', '<PSMode ', 'outside all bands, 0.05 to 3 Hz'),
+    ('"0.25" MaxFrequency="0.9"', '"0" MaxFrequency="0.04"', '<PSMode ', 'outside all bands'),
     ('"0.25" MaxFrequency="0.9"', '"0.5" MaxFrequency="0.5"', '<PSMode ', 'both limits are 0.5 Hz'),
     ('Type="critical" IsActive="true"', 'Type="critical" IsActive="false"', '<PSEvents>',
      'critical is off, without effect: notified is on'),
-    ('PSMagnitudeAlarm="0.5"', 'PSMagnitudeAlarm="0.2"', '<PSMagnitude ', 'does not lie above'),
+    ('PSMagnitudeAlarm="0.5"', 'PSMagnitudeAlarm="0.2"', '<PSMagnitude ', 'is not above'),
     ('Nominal="40000000"', 'Nominal="0"', '<PSMagnitude ', 'the warning limit is 0'),
     ('PSDampingRatioAlarm="-0.03"', 'PSDampingRatioAlarm="-0.05"', '<PSDampingRatio ', 'both limits are the same'),
     ('NoOfSamples="512"', 'NoOfSamples="128"', '<SpectralDataSets', 'holds 2.048 periods'),
     ('UpperCutOffFrequency="3.0"', 'UpperCutOffFrequency="26"', '<SpectralDataSets', 'half the sample rate, 25 Hz'),
     ('NoOfSamples="512"', 'NoOfSamples="2048"', '<SpectralDataSets', '40.96 s to fill: event 4202'),
-    ('NoOfSamples="512"', 'NoOfSamples="1024"', '<SpectralDataSets', 'and loss but not at the start'),
+    ('NoOfSamples="512"', 'NoOfSamples="1024"', '<SpectralDataSets', 'and connection loss but not at the start'),
     ('"10" ReportingRate="1">', '"10" ReportingRate="-30">', '<PSModes', 'a pass every 30 s: event 4202'),
-    ('IsUsingNTM="false"', 'IsUsingNTM="true"', '<Job ', 'only vpad heeds'),
+    ('IsUsingNTM="false"', 'IsUsingNTM="true"', '<Job ', 'only vpad jobs react to'),
     ('Id="500" IsActive="true"', 'Id="500" IsActive="false"', '<OMA ', 'none of its jobs is'),
     ('SamplesMultiplier="4"', 'SamplesMultiplier="3"', 'SamplesMultiplier="3"',
-     'SamplesMultiplier 3 is no power of two: a swing of 1 Hz is read as one of 1.33333 Hz'),
+     'SamplesMultiplier 3 is not a power of two: a swing of 1 Hz will be reported as one of 1.33333 Hz'),
     ('PSMagnitudeWarning="0.25" PSMagnitudeAlarm="0.5"', 'PSMagnitudeWarning="25" PSMagnitudeAlarm="50"',
      '<PSMagnitude ', 'a limit is 50 times Nominal'),
     ('PSDampingRatioWarning="-0.05" PSDampingRatioAlarm="-0.03"', 'PSDampingRatioWarning="-5" PSDampingRatioAlarm="-3"',
-     '<PSDampingRatio ', 'as the limit -5 does'),
-    ('Job Name="NORTH_POWER"', 'Job Name="../a\\b"', '<Job ', 'in which it reads ".._a_b": expected neither'),
-    ('IPAddr="127.0.0.1"', 'IPAddr="grid-server"', '<VDS ', 'has to be a name of this machine itself'),
+     '<PSDampingRatio ', 'the limit -5 is below -1, the lowest possible ratio'),
+    ('Job Name="NORTH_POWER"', 'Job Name="../a\\b"', '<Job ', 'where it becomes ".._a_b": expected no'),
+    ('IPAddr="127.0.0.1"', 'IPAddr="grid-server"', '<VDS ', 'must be an address of this machine'),
     ('PhysType="magnitude" RefID="9011"', 'PhysType="magnitude" RefID="4711"', '<PSMode ',
-     'RefID of magnitude 4711 is no Datapoint of this file'),
+     'RefID of magnitude 4711 is not a Datapoint of this file'),
     ('PhysType="magnitude" RefID="9011"', 'PhysType="magnitude" RefID="9010"', '<PSMode ',
-     'RefID of magnitude 9010 is written to by the element on line'),
+     'RefID of magnitude 9010 is already written by the element on line'),
     ('PhysType="magnitude" RefID="9011"', 'PhysType="magnitude" RefID="1011"', '<PSMode ',
-     'RefID of magnitude 1011 is an input of Job "NORTH_POWER" as well'),
+     'RefID of magnitude 1011 is also an input of Job "NORTH_POWER"'),
 )
 
 # replaced in the element VDS of the clean configuration, by what, what is said of it
 ADDRESSES = (
-    ('127.0.0.1"', '127.0.0.300"', 'element VDS: "127.0.0.300" is no address, expected four numbers'),
-    ('127.0.0.1"', '1:2:3"', '"1:2:3" is no address'),
-    ('127.0.0.1"', '192.0.2.10"', '"192.0.2.10" is reached by other machines, expected element Security'),
-    ('"4713"', '"4712"', 'Port and PortApplicationData are both 4712, expected two ports'),
+    ('127.0.0.1"', '127.0.0.300"', 'element VDS: "127.0.0.300" is not a valid address, expected four numbers'),
+    ('127.0.0.1"', '1:2:3"', '"1:2:3" is not a valid address'),
+    ('127.0.0.1"', '192.0.2.10"', '"192.0.2.10" can be reached from other machines, expected element Security'),
+    ('"4713"', '"4712"', 'Port and PortApplicationData are both 4712, expected two different ports'),
     ('"4713"/>', '"4713"><Synchrophasors><Output Name="o" Port="4712"/></Synchrophasors></VDS>',
-     'element Output "o": port 4712 is one of VDS, expected a port of its own'),
+     'element Output "o": port 4712 is already used by VDS, expected a port of its own'),
     ('"4713"/>',
      '"4713"><Synchrophasors><Stream Name="s" Host="10.0.0.256" StreamId="1">'
      '<Phasor Name="a" Datapoint="1011"/></Stream></Synchrophasors></VDS>',
-     'element Stream "s": "10.0.0.256" is no address'),
+     'element Stream "s": "10.0.0.256" is not a valid address'),
 )
 
 
@@ -205,8 +205,8 @@ class OmaCheck(unittest.TestCase):
                 ("<Configuration/>",
                  "grid.xml:1: element Configuration: Missing child element(s). Expected is one of ( VDS,"),
                 ('<x:Configuration xmlns:x="urn:x"/>',
-                 'not expected, expected Configuration of no namespace, not of "urn:x": leave xmlns:x out'),
-                ('<Configuration xmlns="urn:y"/>', 'of no namespace, not of "urn:y": leave xmlns out'),
+                 'not expected, expected Configuration without a namespace, not in "urn:x": remove xmlns:x'),
+                ('<Configuration xmlns="urn:y"/>', 'without a namespace, not in "urn:y": remove xmlns'),
                 (without(BASE, "<SpectralDataSet ", "/>"),
                  "element SpectralDataSets: Missing child element(s). Expected is"),
                 (without(BASE, "<InputGroup ", "</InputGroup>"),
@@ -224,7 +224,7 @@ class OmaCheck(unittest.TestCase):
                        'TokenFile="${CREDENTIALS_DIRECTORY}/oma.token"/></VDS>')
         self.assertIn("element Security, attribute TokenFile: the variable CREDENTIALS_DIRECTORY is not set",
                       self.faults(text))
-        self.assertIn("expected no variable but",
+        self.assertIn("expected no variable other than",
                       self.faults(text.replace("CREDENTIALS_DIRECTORY", "HOME"), CREDENTIALS_DIRECTORY="/run"))
 
     def test_entities_cannot_grow_nor_read_other_files(self):
@@ -291,12 +291,12 @@ class OmaCheck(unittest.TestCase):
         instance = CLEAN[CLEAN.index("<OMA "):CLEAN.index("</OMA>") + 6]
         ok, findings, _ = self.check(changed(CLEAN, "</OMAs>", instance + "</OMAs>"))
         self.assertTrue(ok)
-        first = f"on line {line_of(CLEAN, '<Job ')} already"
-        for said in (f'OMA "GRID": Id 901 stands on line {line_of(CLEAN, "<OMA ")}',
-                     f'"NORTH_POWER": Id 500 stands {first}',
-                     f'Job "NORTH_POWER": stands {first}, or is',
-                     f"OutputRefId 700 is written to by the element {first}",
-                     'PSMode 601 of Job "NORTH_POWER": Id', "RefID of degree-of-exposure 9013 is written to"):
+        first = f"on line {line_of(CLEAN, '<Job ')}"
+        for said in (f'OMA "GRID": Id 901 is already used on line {line_of(CLEAN, "<OMA ")}',
+                     f'"NORTH_POWER": Id 500 is already used {first}',
+                     f'Job "NORTH_POWER": the name is already used {first}',
+                     f"OutputRefId 700 is already written by the element {first}",
+                     'PSMode 601 of Job "NORTH_POWER": Id', "RefID of degree-of-exposure 9013 is already written by"):
             self.assertIn(said, findings)
         # Instance, job (id, name, output) and its one mode (id, four outputs).
         self.assertEqual(findings.count("\n"), 9, findings)
