@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Draws a result file of the application to a picture.
 
-  OMA_<job>_PsmExt.dat   spectrum with the fitted peaks; of each peak the time signal of its band with its half-cycle extremes
+  OMA_<job>_PsmExt.dat   spectrum with the fitted peaks; for each peak the time signal of its band, with half-cycle extremes
   OMA_<job>_FFT.dat      amplitude and phase of each channel
   OMA_<job>.csv          frequency, magnitude, damping ratio and degree of exposure of the modes over time
 
