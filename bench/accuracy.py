@@ -266,9 +266,9 @@ sqrt(alpha / T) / omega for a resonance seen alone.
 
 ## Where it is weak
 
-- **Single runs are far off.** About one onset in a thousand is taken for a new excitation where there is none; the estimate
-  then rests on the last periods only, or finds a wrong line. Coverage hardly moves, but the mean square error of a row does
-  (1.7 Hz at -0.1, 0.9 Hz at 0).
+- **Single runs are far off** and spoil the mean square error of their row (1.7 Hz at -0.1, 0.9 Hz at 0), while coverage hardly
+  moves. The suspicion, not yet traced in a failing run: such an onset is taken for a new excitation, and the estimate then
+  rests on the last periods only.
 - **A new excitation** of a swing that still stands is missed or misplaced in some 13 to 20 % of the runs, see "excited again".
 - **Noise with a strong slow part and no swing** is called a swing at times, mostly a decaying one: see its row.
 - **Fewer than 4 periods**: at 2 periods two deviations hold 88 %.
