@@ -223,7 +223,7 @@ void CStreamClient::OnBytes(CFrameCutter& r_cutter, std::size_t p_nBytes, bool p
     if (!m_budget.Spend(p_nBytes, m_reader.m_counters.nSkipped - nSkipped, fRate, Now_s()))
     {
         m_bToldLoss = !m_pause.Costly() || m_bToldLoss;
-        return Lost("sends far more than its configuration says, or what is no frame");
+        return Lost("sends far more than its configuration implies, or bytes that are not frames");
     }
     AfterFrames();
     m_fnData();
@@ -320,11 +320,11 @@ void CStreamClient::DataTimeout()
     const CDataWatch::EVerdict eVerdict =
         m_watch.Look(m_reader.DataFrames(), m_reader.m_counters.nLengthMismatches, !m_reader.InDoubt(), Now_s());
     if (bCommands && eVerdict == CDataWatch::eUnreadable)
-        return Lost("no configuration that fits its frames came");
+        return Lost("no configuration received that matches its frames");
     if (bCommands && eVerdict == CDataWatch::eSilent)
-        return Lost("no data comes");
+        return Lost("no data received");
     if (eVerdict == CDataWatch::eSilent)
-        m_reader.Line("silent", "no data comes");
+        m_reader.Line("silent", "no data received");
     ArmTimer(DataLimit(), &CStreamClient::DataTimeout);
     if (bCommands && eVerdict == CDataWatch::eQuiet)
         Send(eCommandDataOn);
