@@ -78,7 +78,7 @@ class Security(SystemTest):
                    (token("wrong"), post, "refused: wrong token", "refused: wrong token"),
                    (key("old"), post, "TLS", "certificate has expired"),
                    (key("stranger"), post, "TLS", "unable to get local issuer"),
-                   (token("application"), post, "operator", "is not the operator's"),
+                   (token("application"), post, "operator", "it is not an operator"),
                    (key("plain"), post, "operator", "of 'vdsctl@plain'")]
         for options, command, client, server in refused:
             r = self.ctl(options, *command)
