@@ -44,7 +44,9 @@ void CStreamReader::Line(const char* p_pKind, const std::string& p_strText)
 {
     if (!m_fnLine)
         return;
-    const CLineLimit::TTime tNow{TTicks(m_nArrival - m_nFirstArrival)};
+    // A recording may jump by centuries, which nanoseconds cannot hold.
+    constexpr std::int64_t nMost = std::numeric_limits<std::int64_t>::max() / 1000;
+    const CLineLimit::TTime tNow{TTicks(std::clamp(m_nArrival - m_nFirstArrival, -nMost, nMost))};
     if (const auto strTail = m_limit.Tail(p_pKind, tNow))
         m_fnLine("stream " + m_stream.strName + ": " + p_strText + *strTail);
 }
